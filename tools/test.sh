@@ -1,0 +1,55 @@
+#!/bin/bash
+# Everything that must hold, in the order that fails soonest; stops at the first step that fails.
+# Usage: tools/test.sh [STEP...]
+#   format   clang-format agrees with the layout
+#   dev      builds with warnings as errors, verifies that each header compiles alone, runs the tests
+#   asan     the tests under the address and undefined-behaviour sanitizers
+#   tsan     the tests under the thread sanitizer
+#   tidy     clang-tidy finds nothing in the libraries
+#   shell    shellcheck finds nothing in the scripts
+# Without STEP: all of them.
+set -eu
+cd "$(dirname "$0")/.."
+
+every_step=(format dev asan tsan tidy shell)
+summary=()
+
+run() {
+    case $1 in
+        format) cmake --preset dev > /dev/null && cmake --build --preset dev --target check-format ;;
+        dev | asan | tsan) cmake --workflow --preset "$1" ;;
+        tidy) cmake --preset dev > /dev/null && cmake --build --preset dev --target tidy ;;
+        shell) shellcheck --external-sources tools/*.sh .ci/run ;;
+    esac
+}
+
+# Runs one step and notes how it went and how long it took.
+run_timed() {
+    local start=$SECONDS outcome=passed
+    printf '\n=== %s\n' "$1"
+    run "$1" || outcome=FAILED
+    summary+=("$(printf '%-7s %s in %d s' "$1" $outcome $((SECONDS - start)))")
+    printf '=== %s\n' "${summary[-1]}"
+    [ $outcome = passed ]
+}
+
+if [[ " $* " =~ \ (-h|--help)\  ]]; then
+    sed -n '2,/^set/{/^set/d; s/^# \{0,1\}//; p}' "$0"
+    exit
+fi
+for step; do
+    if [[ " ${every_step[*]} " != *" $step "* ]]; then
+        echo "test.sh: there is no step $step; the steps are: ${every_step[*]}" >&2
+        exit 2
+    fi
+done
+[ $# -gt 0 ] || set -- "${every_step[@]}"
+
+tools/setup.sh
+status=0
+for step; do
+    run_timed "$step" || { status=1; break; }
+done
+printf '\nSummary (%d of %d steps):\n' ${#summary[@]} $#
+printf '  %s\n' "${summary[@]}"
+exit $status
