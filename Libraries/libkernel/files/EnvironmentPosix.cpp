@@ -1,0 +1,12 @@
+#include "Kernel/Environment.h"
+
+#include <cstdlib>
+
+namespace Kernel {
+
+std::optional<String> GetEnv(const String& name) {
+    const char* const value = std::getenv(name.c_str());
+    return value != nullptr ? std::optional<String>(value) : std::nullopt;
+}
+
+}  // namespace Kernel

@@ -1,0 +1,38 @@
+// An open file of the operating system.
+
+#pragma once
+
+#include "Kernel/String.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+
+namespace Kernel {
+
+/// Owns an open file and closes it. All failures but those of closing are IoException.
+class FileHandle {
+public:
+    static std::unique_ptr<FileHandle> OpenForReading(const String& path);
+    static std::unique_ptr<FileHandle> CreateForWriting(const String& path);
+    /// Creates an empty file that only the current user may open; false if there is one already.
+    static bool CreateExclusively(const String& path);
+
+    FileHandle(int descriptor, const String& path) : m_descriptor(descriptor), m_path(path) {}
+    FileHandle(const FileHandle&) = delete;
+    FileHandle& operator=(const FileHandle&) = delete;
+    ~FileHandle();
+
+    /// Reads what is there at `position`, up to the size of `buffer`; 0 at the end.
+    std::size_t ReadAt(std::uint64_t position, std::span<std::byte> buffer);
+    /// Writes all of `bytes` at the position of the last write.
+    void Write(std::span<const std::byte> bytes);
+    std::uint64_t GetSize();
+
+private:
+    int m_descriptor;
+    String m_path;
+};
+
+}  // namespace Kernel

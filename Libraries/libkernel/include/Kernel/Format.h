@@ -1,0 +1,65 @@
+// Text with positional placeholders: Format("%2 of %1", 10, "three") is "three of 10".
+
+#pragma once
+
+#include "Kernel/Export.h"
+#include "Kernel/String.h"
+
+#include <array>
+#include <charconv>
+#include <concepts>
+#include <span>
+#include <string_view>
+
+namespace Kernel {
+
+/// A value to put for a placeholder, as text. Numbers are written by std::to_chars: integers in
+/// decimal, floating-point numbers in the shortest form that reads back as the same value, with "."
+/// whatever the locale. Borrows what it is made of; meant to live as long as one call.
+class FormatArgument {
+public:
+    FormatArgument(const String& text) : m_text(text) {}     // NOLINT(google-explicit-constructor)
+    FormatArgument(std::string_view text) : m_text(text) {}  // NOLINT(google-explicit-constructor)
+    FormatArgument(const char* text) : m_text(text) {}       // NOLINT(google-explicit-constructor)
+    FormatArgument(const std::string& text)
+        : m_text(text) {}  // NOLINT(google-explicit-constructor)
+
+    template <class Number>
+    requires(std::integral<Number> || std::floating_point<Number>) &&
+        (!std::same_as<Number, bool>)&&(!std::same_as<Number, char>)
+            FormatArgument(Number value) {  // NOLINT(google-explicit-constructor)
+        char* const end = m_digits.data() + m_digits.size();
+        const char* const last = std::to_chars(m_digits.data(), end, value).ptr;
+        m_text = {m_digits.data(), static_cast<std::size_t>(last - m_digits.data())};
+    }
+
+    // m_text may point into this very object.
+    FormatArgument(const FormatArgument&) = delete;
+    FormatArgument& operator=(const FormatArgument&) = delete;
+
+    std::string_view GetText() const noexcept { return m_text; }
+
+private:
+    std::array<char, 32> m_digits;  // the longest double takes 24
+    std::string_view m_text;
+};
+
+/// `pattern` with each "%1" to "%9" replaced by the argument of that number.
+///
+/// One pass: inserted text is never looked at again, so a "%1" inside an argument stays as it is.
+/// So does a placeholder that has no argument, and any other "%". A placeholder is one digit: "%10"
+/// is the first argument and a zero. Allocates once.
+KERNEL_API String FormatList(std::string_view pattern, std::span<const FormatArgument> arguments);
+
+/// FormatList() for arguments of any printable type: strings and numbers.
+template <class... Arguments>
+String Format(std::string_view pattern, const Arguments&... arguments) {
+    if constexpr (sizeof...(Arguments) == 0) {
+        return FormatList(pattern, {});
+    } else {
+        const FormatArgument list[] = {FormatArgument(arguments)...};
+        return FormatList(pattern, list);
+    }
+}
+
+}  // namespace Kernel

@@ -1,0 +1,43 @@
+// A fast, non-cryptographic hash of data that comes in pieces.
+
+#pragma once
+
+#include "Kernel/Export.h"
+#include "Kernel/String.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <type_traits>
+
+namespace Kernel {
+
+/// Hashes bytes with XXH3 (64 bits, https://xxhash.com). The result depends on the bytes alone, not
+/// on how they were cut into pieces, and is the same on every machine of one byte order. Not for
+/// keeping an attacker out.
+class KERNEL_API HashAccumulator {
+public:
+    HashAccumulator();
+    HashAccumulator(HashAccumulator&&) noexcept;
+    HashAccumulator& operator=(HashAccumulator&&) noexcept;
+    ~HashAccumulator();
+
+    void Add(std::span<const std::byte> bytes);
+    /// Adds the size and the bytes, so that {"ab", "c"} and {"a", "bc"} differ.
+    void Add(const String& text);
+
+    /// Adds the bytes of `value`, for types in which equal values have equal bytes.
+    template <class T>
+    requires std::has_unique_object_representations_v<T>
+    void Add(const T& value) { Add(std::as_bytes(std::span(&value, 1))); }
+
+    /// The hash of all that was added so far.
+    std::uint64_t GetHash() const;
+
+private:
+    struct State;
+    std::unique_ptr<State> m_state;
+};
+
+}  // namespace Kernel

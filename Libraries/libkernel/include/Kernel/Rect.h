@@ -1,0 +1,41 @@
+// Axis-aligned rectangles.
+
+#pragma once
+
+#include <algorithm>
+#include <type_traits>
+
+namespace Kernel {
+
+/// The points from (left, top) up to, not including, (right, bottom). Empty when right is not
+/// greater than left or bottom not greater than top; all edges 0 by default.
+template <class T>
+struct RectT {
+    T left{};
+    T top{};
+    T right{};
+    T bottom{};
+
+    // Wide enough for the distance between any two edges.
+    using Extent = std::conditional_t<std::is_integral_v<T>, long long, T>;
+
+    constexpr bool IsEmpty() const noexcept { return right <= left || bottom <= top; }
+    /// 0 for a rectangle whose edges are the wrong way round; never overflows.
+    constexpr Extent GetWidth() const noexcept {
+        return std::max(Extent{}, static_cast<Extent>(right) - static_cast<Extent>(left));
+    }
+    constexpr Extent GetHeight() const noexcept {
+        return std::max(Extent{}, static_cast<Extent>(bottom) - static_cast<Extent>(top));
+    }
+
+    /// The points that lie in both; an empty rectangle if there are none.
+    constexpr RectT Intersect(const RectT& other) const noexcept {
+        const RectT both{std::max(left, other.left), std::max(top, other.top),
+                         std::min(right, other.right), std::min(bottom, other.bottom)};
+        return both.IsEmpty() ? RectT{} : both;
+    }
+
+    friend constexpr bool operator==(const RectT&, const RectT&) noexcept = default;
+};
+
+}  // namespace Kernel

@@ -1,0 +1,28 @@
+// Conversion between UTF-8 and UTF-16.
+
+#pragma once
+
+#include "Kernel/Export.h"
+#include "Kernel/String.h"
+
+#include <string>
+#include <string_view>
+
+namespace Kernel {
+
+/// `text` as UTF-16. Each maximal ill-formed sequence of bytes becomes one U+FFFD, as the Unicode
+/// Standard recommends (chapter 3.9, "U+FFFD Substitution of Maximal Subparts"): overlong forms,
+/// surrogates and values above U+10FFFF are ill-formed.
+KERNEL_API std::u16string ToUtf16(std::string_view text);
+
+/// `text` as UTF-8. Each unpaired surrogate becomes U+FFFD.
+KERNEL_API String FromUtf16(std::u16string_view text);
+
+/// Whether `text` is well-formed UTF-8.
+KERNEL_API bool IsValidUtf8(std::string_view text) noexcept;
+
+/// `text` with each maximal ill-formed sequence replaced by U+FFFD; the same buffer if there is
+/// none.
+KERNEL_API String ReplaceInvalidUtf8(const String& text);
+
+}  // namespace Kernel

@@ -1,0 +1,75 @@
+#include "Kernel/Diagnostics.h"
+
+#include "Kernel/CriticalSection.h"
+
+#include <iostream>
+#include <memory>
+#include <type_traits>
+
+namespace Kernel {
+
+namespace {
+
+class StandardErrorSink : public DiagnosticSink {
+public:
+    void Write(std::string_view text) override { std::cerr << text; }
+    void Flush() override { std::cerr.flush(); }
+};
+
+struct State {
+    CriticalSection lock;
+    Counted<DiagnosticSink> sink;
+};
+
+template <class Tag>
+State& GetState() {
+    // Deliberate: never destroyed, since singletons of other libraries still log while they are.
+    static State& state = *[] {
+        auto created = std::make_unique<State>();
+        if constexpr (std::is_same_v<Tag, LogTag>) {
+            created->sink = MakeCounted<StandardErrorSink>();
+        }
+        return created.release();
+    }();
+    return state;
+}
+
+/// Calls `use` with the sink, if there is one, under the lock.
+template <class Tag, class Use>
+void WithSink(Use use) noexcept {
+    try {
+        State& state = GetState<Tag>();
+        const ScopedLock lock(state.lock);
+        if (const Counted<DiagnosticSink> sink = state.sink) {
+            use(*sink);
+        }
+    } catch (...) {
+        // As DiagnosticSink promises: diagnostics make no operation fail.
+    }
+}
+
+}  // namespace
+
+template <class Tag>
+Counted<DiagnosticSink> DiagnosticChannel<Tag>::SetSink(Counted<DiagnosticSink> sink) {
+    State& state = GetState<Tag>();
+    const ScopedLock lock(state.lock);
+    std::swap(state.sink, sink);
+    return sink;
+}
+
+template <class Tag>
+void DiagnosticChannel<Tag>::WriteList(std::string_view pattern,
+                                       std::span<const FormatArgument> arguments) noexcept {
+    WithSink<Tag>([&](DiagnosticSink& sink) { sink.Write(FormatList(pattern, arguments)); });
+}
+
+template <class Tag>
+void DiagnosticChannel<Tag>::Flush() noexcept {
+    WithSink<Tag>([](DiagnosticSink& sink) { sink.Flush(); });
+}
+
+template class DiagnosticChannel<TraceTag>;
+template class DiagnosticChannel<LogTag>;
+
+}  // namespace Kernel

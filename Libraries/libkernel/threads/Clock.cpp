@@ -1,0 +1,40 @@
+#include "threads/Clock.h"
+
+#include <atomic>
+#include <thread>
+
+namespace Kernel {
+
+namespace {
+
+class SystemClock : public Testing::Clock {
+public:
+    std::chrono::nanoseconds GetNow() override {
+        return std::chrono::steady_clock::now().time_since_epoch();
+    }
+    void Sleep(std::chrono::nanoseconds duration) override {
+        std::this_thread::sleep_for(duration);
+    }
+    void WaitFor(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
+                 std::chrono::nanoseconds timeout) override {
+        condition.wait_for(lock, timeout);
+    }
+};
+
+std::atomic<Testing::Clock*>& CurrentClock() noexcept {
+    static SystemClock system;
+    static std::atomic<Testing::Clock*> current{&system};
+    return current;
+}
+
+}  // namespace
+
+Testing::Clock& GetClock() noexcept {
+    return *CurrentClock().load(std::memory_order_acquire);
+}
+
+Testing::Clock& ExchangeClock(Testing::Clock& clock) noexcept {
+    return *CurrentClock().exchange(&clock, std::memory_order_acq_rel);
+}
+
+}  // namespace Kernel

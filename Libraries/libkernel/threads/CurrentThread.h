@@ -1,0 +1,13 @@
+// What the system is told about the calling thread.
+
+#pragma once
+
+#include "Kernel/Dispatch.h"
+
+namespace Kernel {
+
+/// Names the calling thread after its purpose and sets its priority. A system that refuses is not
+/// an error: both are wishes.
+void DescribeCurrentThread(Dispatch::ThreadPurpose purpose, Dispatch::Priority priority) noexcept;
+
+}  // namespace Kernel

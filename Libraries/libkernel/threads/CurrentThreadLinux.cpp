@@ -1,0 +1,35 @@
+#include "threads/CurrentThread.h"
+
+#include <pthread.h>
+#include <sys/resource.h>
+
+namespace Kernel {
+
+namespace {
+
+const char* GetThreadName(Dispatch::ThreadPurpose purpose) noexcept {
+    switch (purpose) {
+        case Dispatch::ThreadPurpose::Background:
+            return "background";
+        case Dispatch::ThreadPurpose::Pixels:
+            return "pixels";
+        case Dispatch::ThreadPurpose::General:
+            break;
+    }
+    return "worker";
+}
+
+}  // namespace
+
+void DescribeCurrentThread(Dispatch::ThreadPurpose purpose, Dispatch::Priority priority) noexcept {
+    pthread_setname_np(pthread_self(), GetThreadName(purpose));
+    // Linux keeps the nice value for each thread, 0 naming the calling one. Only a privileged
+    // process may go below 0, so High is Normal here.
+    if (priority == Dispatch::Priority::Idle) {
+        setpriority(PRIO_PROCESS, 0, 19);
+    } else if (priority == Dispatch::Priority::Low) {
+        setpriority(PRIO_PROCESS, 0, 5);
+    }
+}
+
+}  // namespace Kernel

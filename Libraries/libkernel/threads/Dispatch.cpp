@@ -1,0 +1,68 @@
+#include "Kernel/Dispatch.h"
+
+#include "Kernel/Diagnostics.h"
+
+#include "threads/Clock.h"
+#include "threads/CurrentThread.h"
+#include "threads/LoopPool.h"
+
+#include <algorithm>
+#include <thread>
+
+namespace Kernel::Dispatch {
+
+namespace {
+
+LoopPool& GetPool() {
+    static LoopPool pool(std::max(1U, std::thread::hardware_concurrency()) - 1);
+    return pool;
+}
+
+/// Eight turns for each thread: enough to even out jobs of unequal length, few enough that taking
+/// them costs nothing.
+std::size_t ChooseGrain(std::size_t count, std::size_t threads) noexcept {
+    return std::max<std::size_t>(1, count / (8 * threads));
+}
+
+void RunTask(const std::function<void()>& task) noexcept {
+    try {
+        task();
+    } catch (const std::exception& error) {
+        Log::Write("A background task failed: %1\n", error.what());
+    } catch (...) {
+        Log::Write("A background task failed.\n");
+    }
+}
+
+}  // namespace
+
+void RunLoop(IndexedJob job, void* context, std::size_t count, Priority priority,
+             ThreadPurpose purpose, int grain) {
+    if (count == 0) {
+        return;
+    }
+    if (count == 1) {
+        job(context, 0);
+        return;
+    }
+    LoopPool& pool = GetPool();
+    const std::size_t step =
+        grain > 0 ? static_cast<std::size_t>(grain) : ChooseGrain(count, pool.GetThreadCount() + 1);
+    Loop loop{job, context, count, step, priority, purpose};
+    pool.Run(loop);
+}
+
+void DispatchAndForget(std::function<void()> task, Priority priority, ThreadPurpose purpose) {
+    // A thread of its own, not one of a pool: a task may wait for others or go on for minutes, and
+    // must neither keep those behind it waiting nor wait for them.
+    std::thread([task = std::move(task), priority, purpose] {
+        DescribeCurrentThread(purpose, priority);
+        RunTask(task);
+    }).detach();
+}
+
+void Sleep(std::chrono::milliseconds duration) {
+    GetClock().Sleep(duration);
+}
+
+}  // namespace Kernel::Dispatch

@@ -1,0 +1,101 @@
+#include "threads/LoopPool.h"
+
+#include "threads/CurrentThread.h"
+
+#include <algorithm>
+#include <system_error>
+
+namespace Kernel {
+
+LoopPool::LoopPool(std::size_t threadCount) {
+    m_threads.reserve(threadCount);
+    try {
+        for (std::size_t i = 0; i < threadCount; ++i) {
+            m_threads.emplace_back([this] { RunThread(); });
+        }
+    } catch (const std::system_error&) {
+        // Every loop ends without help from the pool, only later.
+    }
+}
+
+LoopPool::~LoopPool() {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isEnding = true;
+    }
+    m_loopAdded.notify_all();
+    for (std::thread& thread : m_threads) {
+        thread.join();
+    }
+}
+
+void LoopPool::Run(Loop& loop) {
+    std::unique_lock lock(m_mutex);
+    const auto place = m_loops.insert(m_loops.end(), &loop);
+    m_loopAdded.notify_all();
+    Work(loop, lock);
+    m_loops.erase(place);  // no thread enters it from here on
+    m_loopLeft.wait(lock, [&loop] { return loop.workers == 0; });
+    if (loop.failure) {
+        std::rethrow_exception(loop.failure);
+    }
+}
+
+void LoopPool::RunThread() {
+    auto purpose = Dispatch::ThreadPurpose::General;
+    std::unique_lock lock(m_mutex);
+    while (!m_isEnding) {
+        Loop* const loop = FindLoop();
+        if (loop == nullptr) {
+            m_loopAdded.wait(lock);
+            continue;
+        }
+        ++loop->workers;
+        if (loop->purpose != purpose) {
+            purpose = loop->purpose;
+            DescribeCurrentThread(purpose, Dispatch::Priority::Normal);
+        }
+        Work(*loop, lock);
+        if (--loop->workers == 0) {
+            m_loopLeft.notify_all();
+        }
+    }
+}
+
+/// Takes and runs jobs of `loop` until none is left. Called and left with the lock held.
+void LoopPool::Work(Loop& loop, std::unique_lock<std::mutex>& lock) {
+    while (loop.next < loop.count) {
+        const std::size_t begin = loop.next;
+        const std::size_t end = std::min(loop.count, begin + loop.grain);
+        loop.next = end;
+        lock.unlock();
+        std::exception_ptr failure;
+        try {
+            for (std::size_t i = begin; i < end; ++i) {
+                loop.job(loop.context, i);
+            }
+        } catch (...) {
+            failure = std::current_exception();
+        }
+        lock.lock();
+        if (failure) {
+            loop.next = loop.count;
+            if (!loop.failure) {
+                loop.failure = std::move(failure);
+            }
+        }
+    }
+}
+
+/// The most urgent loop that has jobs to take, the oldest among equals; null if there is none.
+Loop* LoopPool::FindLoop() noexcept {
+    Loop* best = nullptr;
+    for (Loop* const loop : m_loops) {
+        if (loop->next < loop->count && (best == nullptr || loop->priority > best->priority)) {
+            best = loop;
+        }
+    }
+    return best;
+}
+
+}  // namespace Kernel

@@ -1,0 +1,35 @@
+#include "Kernel/Semaphore.h"
+
+#include "threads/Clock.h"
+
+namespace Kernel {
+
+void Semaphore::Signal() {
+    // Notified under the lock: the waiter may destroy this object as soon as it gets the lock.
+    const std::lock_guard lock(m_mutex);
+    ++m_count;
+    m_changed.notify_one();
+}
+
+void Semaphore::Wait() {
+    std::unique_lock lock(m_mutex);
+    m_changed.wait(lock, [this] { return m_count > 0; });
+    --m_count;
+}
+
+bool Semaphore::WaitFor(std::chrono::milliseconds timeout) {
+    Testing::Clock& clock = GetClock();
+    const std::chrono::nanoseconds end = clock.GetNow() + timeout;
+    std::unique_lock lock(m_mutex);
+    while (m_count == 0) {
+        const std::chrono::nanoseconds left = end - clock.GetNow();
+        if (left <= std::chrono::nanoseconds::zero()) {
+            return false;
+        }
+        clock.WaitFor(m_changed, lock, left);
+    }
+    --m_count;
+    return true;
+}
+
+}  // namespace Kernel

@@ -1,0 +1,26 @@
+# Third-party libraries, each found here and linked by one library only. All are Debian packages but
+# the inference runtime, which is loaded at run time: only its headers are needed to build.
+include_guard()
+
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+pkg_check_modules(XXHASH REQUIRED IMPORTED_TARGET libxxhash)  # Kernel: hashing/
+find_package(JPEG REQUIRED)                                   # Raster: codecs/
+find_package(PNG REQUIRED)                                    # Raster: codecs/
+find_package(CLI11 REQUIRED)                                  # the program `learning`
+
+if(NOT EXISTS "${ORVANTIS_RUNTIME_DIR}/include/onnxruntime_cxx_api.h")
+    message(FATAL_ERROR "The inference runtime is not in ${ORVANTIS_RUNTIME_DIR}: run tools/setup.sh, "
+                        "or name its folder with -D ORVANTIS_RUNTIME_DIR=...")
+endif()
+add_library(OnnxRuntimeHeaders INTERFACE)                     # Learning: inference/
+target_include_directories(OnnxRuntimeHeaders SYSTEM INTERFACE "${ORVANTIS_RUNTIME_DIR}/include")
+target_compile_definitions(OnnxRuntimeHeaders INTERFACE ORT_API_MANUAL_INIT)
+set(ORVANTIS_RUNTIME_LIBRARY "${ORVANTIS_RUNTIME_DIR}/linux/libonnxruntime.so.1")
+
+if(ORVANTIS_DEVELOPER)
+    find_package(GTest REQUIRED)
+    find_package(benchmark REQUIRED)
+    # Makes small models for tests, with Debian's python3-onnx: so not any python3 on the search path.
+    find_program(ORVANTIS_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED)
+endif()

@@ -1,0 +1,123 @@
+# The kinds of target that this project has. Each library's CMakeLists.txt calls these and nothing
+# more exotic.
+include_guard()
+
+# orvantis_objects(<Name> SOURCES <files> INCLUDE <folders> LINK <targets>)
+# Compiles the sources once, for the library or program and for its tests alike: so tests reach what
+# is not exported, and nothing is exported for their sake.
+function(orvantis_objects name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;INCLUDE;LINK")
+    add_library(${name}Objects OBJECT ${arg_SOURCES})
+    target_include_directories(${name}Objects PUBLIC ${arg_INCLUDE})
+    target_compile_features(${name}Objects PUBLIC cxx_std_20)
+    target_link_libraries(${name}Objects PUBLIC ${arg_LINK})
+    set_target_properties(${name}Objects PROPERTIES
+        POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+    orvantis_common_options(${name}Objects)
+endfunction()
+
+# orvantis_library(<Name> HEADERS <public headers> SOURCES <sources and private headers>
+#                  [LINK_PUBLIC <targets>] [LINK_PRIVATE <targets>])
+# Builds the shared library lib<name>, alias Orvantis::<Name>; its public headers live in include/.
+function(orvantis_library name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS;SOURCES;LINK_PUBLIC;LINK_PRIVATE")
+    string(TOLOWER "${name}" lower)
+
+    orvantis_objects(${name} SOURCES ${arg_SOURCES}
+        INCLUDE "${CMAKE_CURRENT_SOURCE_DIR}" "${CMAKE_CURRENT_SOURCE_DIR}/include"
+        LINK ${arg_LINK_PUBLIC} ${arg_LINK_PRIVATE})
+    target_compile_definitions(${name}Objects PUBLIC ${name}_EXPORTS)
+
+    add_library(${name} SHARED $<TARGET_OBJECTS:${name}Objects>)
+    add_library(Orvantis::${name} ALIAS ${name})
+    target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS include FILES ${arg_HEADERS})
+    target_compile_features(${name} PUBLIC cxx_std_20)
+    target_link_libraries(${name} PUBLIC ${arg_LINK_PUBLIC} PRIVATE ${arg_LINK_PRIVATE})
+    set_target_properties(${name} PROPERTIES OUTPUT_NAME ${lower} LINKER_LANGUAGE CXX
+        INSTALL_RPATH "$ORIGIN" VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+    orvantis_common_options(${name})
+    set_property(GLOBAL APPEND PROPERTY ORVANTIS_LIBRARIES ${name})
+endfunction()
+
+# orvantis_application(<Name> OUTPUT <program> MAIN <file> SOURCES <files> [LINK <targets>])
+# Builds a program that is installed. All but MAIN can be linked by its tests.
+function(orvantis_application name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "OUTPUT;MAIN" "SOURCES;LINK")
+    orvantis_objects(${name} SOURCES ${arg_SOURCES} INCLUDE "${CMAKE_CURRENT_SOURCE_DIR}" LINK ${arg_LINK})
+    add_executable(${arg_OUTPUT} ${arg_MAIN})
+    target_link_libraries(${arg_OUTPUT} PRIVATE ${name}Objects)
+    set_target_properties(${arg_OUTPUT} PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+    orvantis_common_options(${arg_OUTPUT})
+    install(TARGETS ${arg_OUTPUT})
+endfunction()
+
+# orvantis_tests(<Name> SOURCES <files> [LINK <targets>])
+# One test program per library, one ctest entry per test case; skipped unless ORVANTIS_DEVELOPER.
+function(orvantis_tests name)
+    if(NOT ORVANTIS_DEVELOPER)
+        return()
+    endif()
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
+    add_executable(${name}Tests ${arg_SOURCES})
+    target_link_libraries(${name}Tests PRIVATE ${name}Objects ${arg_LINK} GTest::gmock GTest::gtest_main)
+    orvantis_common_options(${name}Tests)
+    gtest_discover_tests(${name}Tests DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
+endfunction()
+
+# orvantis_benchmarks(<Name> SOURCES <files> [LINK <targets>])
+function(orvantis_benchmarks name)
+    if(NOT ORVANTIS_DEVELOPER)
+        return()
+    endif()
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
+    add_executable(${name}Benchmarks ${arg_SOURCES})
+    target_link_libraries(${name}Benchmarks PRIVATE Orvantis::${name} ${arg_LINK} benchmark::benchmark_main)
+    orvantis_common_options(${name}Benchmarks)
+endfunction()
+
+# Warnings and sanitizers. PRIVATE, so that they never reach a program that links to us.
+function(orvantis_common_options target)
+    if(MSVC)
+        target_compile_options(${target} PRIVATE /W4 /utf-8 /permissive-)
+    else()
+        target_compile_options(${target} PRIVATE
+            -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual -Wsuggest-override)
+    endif()
+    if(ORVANTIS_SANITIZE)
+        target_compile_options(${target} PRIVATE -fsanitize=${ORVANTIS_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+        target_link_options(${target} PRIVATE -fsanitize=${ORVANTIS_SANITIZE})
+    endif()
+endfunction()
+
+# orvantis_runtime_beside(<Name>)
+# Puts the inference runtime beside the library <Name>, which loads it from its own folder, and beside
+# the programs that link the library's objects.
+function(orvantis_runtime_beside name)
+    foreach(folder IN ITEMS "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}" "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
+        file(MAKE_DIRECTORY "${folder}")
+        file(CREATE_LINK "${ORVANTIS_RUNTIME_LIBRARY}" "${folder}/libonnxruntime.so.1" SYMBOLIC)
+    endforeach()
+    install(FILES "${ORVANTIS_RUNTIME_LIBRARY}" DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+endfunction()
+
+# orvantis_test_models(<Name> <script> <model>...)
+# Lets the tests and benchmarks of <Name> find the models that a Python script makes: the folder is
+# the macro TEST_MODELS, and each <model> is a file <model>.onnx in it.
+function(orvantis_test_models name script)
+    if(NOT ORVANTIS_DEVELOPER)
+        return()
+    endif()
+    set(folder "${CMAKE_CURRENT_BINARY_DIR}/models")
+    file(MAKE_DIRECTORY "${folder}")
+    list(TRANSFORM ARGN PREPEND "${folder}/" OUTPUT_VARIABLE files)
+    list(TRANSFORM files APPEND ".onnx")
+    add_custom_command(OUTPUT ${files} DEPENDS "${script}" VERBATIM
+        COMMAND "${ORVANTIS_PYTHON}" "${CMAKE_CURRENT_SOURCE_DIR}/${script}" "${folder}")
+    add_custom_target(${name}TestModels DEPENDS ${files})
+    foreach(target IN ITEMS ${name}Tests ${name}Benchmarks)
+        if(TARGET ${target})
+            add_dependencies(${target} ${name}TestModels)
+            target_compile_definitions(${target} PRIVATE "TEST_MODELS=\"${folder}/\"")
+        endif()
+    endforeach()
+endfunction()
