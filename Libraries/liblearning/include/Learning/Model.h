@@ -1,0 +1,64 @@
+// Loaded machine-learning models.
+
+#pragma once
+
+#include "Kernel/Counted.h"
+#include "Kernel/String.h"
+#include "Learning/Export.h"
+#include "Learning/Tensor.h"
+
+#include <map>
+#include <vector>
+
+namespace Learning {
+
+class ModelSession;
+
+/// One or more ONNX model files, each open in a session of the inference runtime.
+///
+/// Copies share the sessions, which close with the last of them.
+///
+/// Threads: Execute() may be called by many threads at the same time.
+class LEARNING_API Model : public Kernel::Countable {
+public:
+    /// Which device a model runs on.
+    enum EP : int {
+        /// What the runtime chooses by the inference mode of the model cache: the CPU in mode CPU,
+        /// else the registered device that suits the mode best.
+        Default = 0,
+        /// Always the CPU.
+        CPUOnly = 1,
+    };
+
+    /// Tensors by the name of the model's input or output.
+    using TensorMap = std::map<Kernel::String, Kernel::Counted<Tensor>>;
+
+    /// Opens the model files at `paths`, in order. A file that the runtime can't open is logged and
+    /// leaves the model invalid; any other failure, of the registration of execution providers for
+    /// example, is thrown.
+    Model(std::vector<Kernel::String> paths, EP ep);
+    Model(const Model& other);
+    Model& operator=(const Model& other);
+    ~Model() override;
+
+    /// Runs the first model file: reads `inputs` and writes the results into the tensors that
+    /// `outputs` already holds, each with the exact shape that the model produces. Copies no
+    /// tensor. An output that is not named is not delivered.
+    ///
+    /// False, after a line in the log that gives the reason, if the runtime refuses: a name or
+    /// shape that the model doesn't have, or an input that is missing. False also if there is no
+    /// such session or a tensor is null. The contents of the outputs are then undefined.
+    virtual bool Execute(TensorMap inputs, TensorMap& outputs);
+
+    /// Whether every file was opened; true for a model without files.
+    bool IsValid() const noexcept;
+
+protected:
+    /// As Execute(), for the model file number `session`.
+    bool PlatformExecute(int session, TensorMap inputs, TensorMap& outputs);
+
+private:
+    std::vector<Kernel::Counted<ModelSession>> m_sessions;  // null: could not be opened
+};
+
+}  // namespace Learning

@@ -1,0 +1,109 @@
+// The catalogue of local models and the host's settings for local inference.
+
+#pragma once
+
+#include "Kernel/Counted.h"
+#include "Kernel/CriticalSection.h"
+#include "Kernel/String.h"
+#include "Learning/Export.h"
+#include "Learning/Model.h"
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <vector>
+
+namespace Learning {
+
+/// The models that the host's features use: where their files are, and those that are loaded.
+///
+/// A model's file is the cache folder, the package name and ".onnx". The 2.6 packages are for the
+/// CPU; in the other inference modes the 3.2 packages are used where there are any.
+///
+/// Threads: GetModel(), DeleteModel(), Shutdown() and the inference mode are for any thread at any
+/// time. The other settings take no lock: the host makes them at start-up.
+class LEARNING_API ModelCache {
+public:
+    enum ModelType : std::uint32_t {
+        SegmentationEncoder = 0,
+        SegmentationDecoder = 1,
+        DepthEstimation = 2,
+        Colourisation = 3,
+        SuperResolution = 4,
+    };
+
+    /// What local inference runs on. Any other value behaves as MaxEfficiency.
+    enum InferenceMode : std::uint32_t {
+        CPU = 0,
+        MaxPerformance = 1,
+        MaxEfficiency = 2,
+    };
+
+    ModelCache();
+    ~ModelCache();
+    ModelCache(const ModelCache&) = delete;
+    ModelCache& operator=(const ModelCache&) = delete;
+
+    /// The instance that the whole process shares, created on the first call.
+    static ModelCache& GetInstance();
+
+    /// Releases every loaded model, which must happen before the process's exit handlers run if a
+    /// host holds models of its own. Settings stay, and models can be loaded again.
+    void Shutdown();
+
+    /// Ends in "/" once it is set. Empty before: model files are then sought in the current folder.
+    Kernel::String GetModelCacheFolder() const { return m_modelCacheFolder; }
+    /// Deliberate: a "/" is appended always, so "models/" becomes "models//" and "" becomes "/",
+    /// the root folder.
+    void SetModelCacheFolder(const Kernel::String& folder);
+
+    /// What addresses of packages start with, as it was set: no separator is added.
+    Kernel::String GetModelURLRoot() const { return m_modelURLRoot; }
+    void SetModelURLRoot(Kernel::String root);
+
+    /// ".onnx"
+    Kernel::String GetModelExtension() const;
+
+    InferenceMode GetInferenceMode() const noexcept { return m_inferenceMode; }
+    /// Loaded models stay as they are: a model that was opened in one mode serves in the next until
+    /// it is deleted or Shutdown() is called.
+    void SetInferenceMode(InferenceMode mode);
+
+    /// Whether the current user may use local inference. Kept for the host; nothing here asks it.
+    bool GetUserCanDoInference() const noexcept { return m_userCanDoInference; }
+    void SetUserCanDoInference(bool canDoInference) noexcept;
+
+    /// Always true.
+    bool IsInferenceAvailable() const noexcept { return true; }
+    /// Always Model::Default.
+    Model::EP GetEP() const noexcept { return Model::Default; }
+    /// Always "Default".
+    Kernel::String GetEPName() const;
+
+    /// The package of `type` for the inference mode of GetInstance(), even on another instance.
+    /// Empty for a value that is no model type.
+    Kernel::String ModelTypeToPackageName(ModelType type) const;
+    /// The files of `type`: always one, whether it is there or not.
+    std::vector<Kernel::String> ModelTypeToModelPaths(ModelType type) const;
+    /// Whether the file of `type` is there.
+    bool IsModelAvailable(ModelType type) const;
+
+    /// The model of `type`, loaded if it is not yet. Null, after a line in the log, if it can't be;
+    /// the next call tries again. Loading may take seconds, and keeps other threads' calls waiting.
+    /// A failure to register execution providers is thrown as it comes.
+    Kernel::Counted<Model> GetModel(ModelType type);
+
+    /// Forgets the model of `type` and deletes its file, or whatever else stands in its place. True
+    /// always. Whoever still holds the model may go on using it.
+    bool DeleteModel(ModelType type);
+
+private:
+    Kernel::String m_modelCacheFolder;
+    Kernel::String m_modelURLRoot;
+    std::map<ModelType, Kernel::Counted<Model>> m_models;  // null: not loaded
+    Kernel::CriticalSection m_lock;                        // guards m_models
+    std::atomic<InferenceMode> m_inferenceMode{InferenceMode::CPU};
+    bool m_userCanDoInference = false;
+};
+
+}  // namespace Learning

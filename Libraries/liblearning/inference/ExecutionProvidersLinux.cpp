@@ -1,0 +1,106 @@
+// Linux has no catalogue of certified execution providers. What stands in for it: the plug-in
+// provider libraries that somebody has put beside the runtime, as files libonnxruntime_ep_NAME.so.
+// Each is registered under its NAME.
+
+#include "Kernel/Diagnostics.h"
+#include "Kernel/Format.h"
+
+#include "inference/ExecutionProviders.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Learning {
+
+namespace {
+
+constexpr std::string_view PluginPrefix = "libonnxruntime_ep_";
+constexpr std::string_view PluginSuffix = ".so";
+constexpr const char* WebGpuProvider = "WebGpuExecutionProvider";
+
+struct Plugin {
+    std::string name;
+    std::filesystem::path path;
+};
+
+/// The NAME in libonnxruntime_ep_NAME.so; empty if `fileName` is no such name.
+std::string_view GetPluginName(std::string_view fileName) {
+    const bool isPlugin = fileName.size() > PluginPrefix.size() + PluginSuffix.size() &&
+                          fileName.starts_with(PluginPrefix) && fileName.ends_with(PluginSuffix);
+    if (!isPlugin) {
+        return {};
+    }
+    fileName.remove_prefix(PluginPrefix.size());
+    fileName.remove_suffix(PluginSuffix.size());
+    return fileName;
+}
+
+/// The plug-ins beside the runtime, by name, so that their order is the same on every machine.
+std::vector<Plugin> FindPlugins() {
+    std::vector<Plugin> plugins;
+    const std::filesystem::path folder(GetModuleFolder().c_str());
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        const std::string fileName = entry.path().filename().string();
+        if (const std::string_view name = GetPluginName(fileName); !name.empty()) {
+            plugins.push_back({std::string(name), entry.path()});
+        }
+    }
+    std::ranges::sort(plugins, {}, &Plugin::name);
+    return plugins;
+}
+
+void RegisterPlugin(Ort::Env& environment, const Plugin& plugin) {
+    try {
+        environment.RegisterExecutionProviderLibrary(plugin.name.c_str(), plugin.path.native());
+    } catch (const Ort::Exception& error) {
+        // The environment outlives a model as long as another one is open, and remembers. There is
+        // no call to ask it, and the code of this refusal is that of all others.
+        if (std::string_view(error.what()).find("already registered") == std::string_view::npos) {
+            throw std::runtime_error(
+                Kernel::Format("the execution provider %1 can't be registered: %2",
+                               plugin.path.native(), error.what())
+                    .c_str());
+        }
+    }
+}
+
+/// Takes the WebGPU provider that is built into the runtime out of the choice.
+///
+/// A policy that prefers a GPU picks it on any machine with a display card, and where its Vulkan
+/// driver is missing or too old it ends the process, which nobody can catch. Whether a driver will
+/// do is known only by trying; a plug-in is there because somebody wanted it.
+void WithdrawWebGpu(Ort::Env& environment) {
+    const auto devices = environment.GetEpDevices();
+    const bool isOffered = std::ranges::any_of(devices, [](const Ort::ConstEpDevice& device) {
+        return std::string_view(device.EpName()) == WebGpuProvider;
+    });
+    if (isOffered) {
+        environment.UnregisterExecutionProviderLibrary(WebGpuProvider);
+        Kernel::Log::Write(
+            "The inference runtime's built-in WebGPU provider is not used: without a working "
+            "Vulkan "
+            "driver it would end the program. Plug-in providers beside the runtime are.\n");
+    }
+}
+
+}  // namespace
+
+void RegisterExecutionProviders(Ort::Env& environment) {
+    static std::mutex mutex;  // the runtime's list of devices must not change while it is read
+    const std::lock_guard lock(mutex);
+    try {
+        WithdrawWebGpu(environment);
+    } catch (const Ort::Exception& error) {
+        throw std::runtime_error(error.what());
+    }
+    for (const Plugin& plugin : FindPlugins()) {
+        RegisterPlugin(environment, plugin);
+    }
+}
+
+}  // namespace Learning

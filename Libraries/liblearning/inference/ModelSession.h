@@ -1,0 +1,29 @@
+// One open model file.
+
+#pragma once
+
+#include "Kernel/Counted.h"
+#include "Kernel/String.h"
+#include "Learning/Model.h"
+
+#include "inference/OnnxRuntime.h"
+
+namespace Learning {
+
+/// An inference session and the environment that it lives in. The runtime has one environment for
+/// the whole process and counts who uses it; it ends, with all registrations of providers, when
+/// nobody does.
+class ModelSession : public Kernel::Countable {
+public:
+    /// Opens the model file at `path`. Throws Ort::Exception if the runtime refuses, or what the
+    /// registration of execution providers throws.
+    ModelSession(const Kernel::String& path, Model::EP ep);
+
+    Ort::Session& GetSession() noexcept { return m_session; }
+
+private:
+    Ort::Env m_environment;  // released after the session
+    Ort::Session m_session;
+};
+
+}  // namespace Learning

@@ -1,0 +1,108 @@
+#include "Learning/ModelCache.h"
+
+#include "Kernel/Diagnostics.h"
+#include "Kernel/FileSystem.h"
+
+#include <array>
+#include <utility>
+
+namespace Learning {
+
+namespace {
+
+constexpr const char* ModelExtension = ".onnx";
+
+struct CatalogueEntry {
+    const char* cpuPackage;
+    const char* acceleratedPackage;
+    Model::EP ep;
+};
+
+// By ModelType. Depth estimation and colourisation run on the CPU whatever the mode.
+constexpr std::array<CatalogueEntry, 5> Catalogue{{
+    {"SegmentationEncoder_2.6", "SegmentationEncoder_3.2", Model::Default},
+    {"SegmentationDecoder_2.6", "SegmentationDecoder_3.2", Model::Default},
+    {"DepthEstimation_2.6", "DepthEstimation_2.6", Model::CPUOnly},
+    {"Colourisation_2.6", "Colourisation_2.6", Model::CPUOnly},
+    {"SuperResolution_2.6", "SuperResolution_3.2", Model::Default},
+}};
+
+CatalogueEntry GetCatalogueEntry(ModelCache::ModelType type) noexcept {
+    return type < Catalogue.size() ? Catalogue[type] : CatalogueEntry{"", "", Model::Default};
+}
+
+}  // namespace
+
+ModelCache::ModelCache() = default;
+ModelCache::~ModelCache() = default;
+
+ModelCache& ModelCache::GetInstance() {
+    static ModelCache instance;
+    return instance;
+}
+
+void ModelCache::Shutdown() {
+    const Kernel::ScopedLock lock(m_lock);
+    m_models.clear();
+}
+
+void ModelCache::SetModelCacheFolder(const Kernel::String& folder) {
+    m_modelCacheFolder = folder + "/";
+    Kernel::Trace::Write("Model cache is: %1\r\n", m_modelCacheFolder);
+}
+
+void ModelCache::SetModelURLRoot(Kernel::String root) {
+    m_modelURLRoot = std::move(root);
+}
+
+Kernel::String ModelCache::GetModelExtension() const {
+    return ModelExtension;
+}
+
+void ModelCache::SetInferenceMode(InferenceMode mode) {
+    const Kernel::ScopedLock lock(m_lock);
+    m_inferenceMode = mode;
+}
+
+void ModelCache::SetUserCanDoInference(bool canDoInference) noexcept {
+    m_userCanDoInference = canDoInference;
+}
+
+Kernel::String ModelCache::GetEPName() const {
+    return "Default";
+}
+
+Kernel::String ModelCache::ModelTypeToPackageName(ModelType type) const {
+    const CatalogueEntry entry = GetCatalogueEntry(type);
+    return GetInstance().GetInferenceMode() == CPU ? entry.cpuPackage : entry.acceleratedPackage;
+}
+
+std::vector<Kernel::String> ModelCache::ModelTypeToModelPaths(ModelType type) const {
+    return {m_modelCacheFolder + ModelTypeToPackageName(type) + ModelExtension};
+}
+
+bool ModelCache::IsModelAvailable(ModelType type) const {
+    return Kernel::FileSystem::Exists(ModelTypeToModelPaths(type).front());
+}
+
+Kernel::Counted<Model> ModelCache::GetModel(ModelType type) {
+    const Kernel::ScopedLock lock(m_lock);
+    Kernel::Counted<Model>& loaded = m_models[type];
+    if (!loaded) {
+        auto model =
+            Kernel::MakeCounted<Model>(ModelTypeToModelPaths(type), GetCatalogueEntry(type).ep);
+        if (model->IsValid()) {
+            loaded = std::move(model);
+        }
+    }
+    return loaded;
+}
+
+bool ModelCache::DeleteModel(ModelType type) {
+    const Kernel::ScopedLock lock(m_lock);
+    m_models[type] = nullptr;
+    Kernel::FileSystem::DeleteAll(ModelTypeToModelPaths(type).front());
+    return true;
+}
+
+}  // namespace Learning

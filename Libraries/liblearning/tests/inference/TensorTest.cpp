@@ -1,0 +1,139 @@
+#include "Learning/Tensor.h"
+
+#include "inference/ONNXTensor.h"
+#include "tests/TestModels.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <functional>
+
+namespace Learning {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// A platform tensor as a host hands one over.
+Kernel::Counted<ONNXTensor> MakePlatformTensor(const std::vector<std::int64_t>& shape,
+                                               ONNXTensorElementDataType type) {
+    EnsureOnnxRuntime();
+    Ort::AllocatorWithDefaultOptions allocator;
+    return Kernel::MakeCounted<ONNXTensor>(
+        Ort::Value::CreateTensor(allocator, shape.data(), shape.size(), type));
+}
+
+TEST(Tensor, ChoosesTheConstructorThatTheArgumentsRead) {
+    EXPECT_THAT(Tensor({}).GetDimensions(), IsEmpty());
+    EXPECT_THAT(Tensor({0}).GetDimensions(), ElementsAre(0));
+    EXPECT_THAT(Tensor({2, 3}).GetDimensions(), ElementsAre(2, 3));
+    EXPECT_THAT(GetValues(Tensor({3}, 7), 3), ElementsAre(7, 7, 7));
+    EXPECT_THAT(GetValues(Tensor({1}, {7}), 1), ElementsAre(7));
+    EXPECT_THAT(GetValues(Tensor({2}, {7, 8.5F}), 2), ElementsAre(7, 8.5F));
+    EXPECT_THAT(GetValues(Tensor({2}, std::vector<float>{1, 2}), 2), ElementsAre(1, 2));
+    EXPECT_THAT(Tensor({3}, {}).GetDimensions(), ElementsAre(3));
+}
+
+TEST(Tensor, AddressesElementsInRowMajorOrder) {
+    Tensor tensor({2, 3, 4}, 0.0F);
+    for (int i = 0; i < 24; ++i) {
+        tensor.SetValueAtIndexedSubscript(static_cast<std::uint64_t>(i), static_cast<float>(i));
+    }
+    EXPECT_EQ(tensor.GetValueAtKeyedSubscript({1, 2, 3}), 23);
+    EXPECT_EQ(tensor.GetValueAtKeyedSubscript({1, 0, 0}), 12);
+    EXPECT_EQ(tensor.GetValueAtKeyedSubscript({0, 2, 1}), 9);
+    EXPECT_EQ(tensor.GetValueAtKeyedSubscript({0, 0, 7}), 7);  // not checked, on purpose
+
+    Tensor scalar({}, 5.0F);
+    EXPECT_EQ(scalar.GetValueAtKeyedSubscript({}), 5);
+    scalar.SetValueAtKeyedSubscript({}, 6);
+    EXPECT_EQ(scalar.GetValueAtIndexedSubscript(0), 6);
+}
+
+TEST(Tensor, SharesElementsWithItsCopies) {
+    Tensor source({2}, {1, 2});
+    Tensor copy(source);
+    Tensor assigned({5}, 0.0F);
+    assigned = source;
+    copy.SetValueAtIndexedSubscript(1, 9);
+    EXPECT_THAT(GetValues(source, 2), ElementsAre(1, 9));
+    EXPECT_THAT(GetValues(assigned, 2), ElementsAre(1, 9));
+    EXPECT_THAT(assigned.GetDimensions(), ElementsAre(2));
+
+    source.DestroyPlatformTensor();
+    EXPECT_THAT(GetValues(copy, 2), ElementsAre(1, 9));
+    source.CreatePlatformTensor({3});
+    source.SetValueAtIndexedSubscript(0, 4);
+    EXPECT_THAT(GetValues(copy, 2), ElementsAre(1, 9));
+    EXPECT_THAT(source.GetDimensions(), ElementsAre(3));
+}
+
+TEST(Tensor, AdoptsAPlatformTensor) {
+    auto platform = MakePlatformTensor({1, 3, 5, 7}, ONNX_TENSOR_ELEMENT_DATA_TYPE_FLOAT);
+    {
+        Tensor tensor(&platform);
+        EXPECT_THAT(tensor.GetDimensions(), ElementsAre(1, 3, 5, 7));
+        tensor.SetValueAtKeyedSubscript({0, 2, 4, 6}, 3);
+
+        Tensor other({2});
+        EXPECT_THAT(other.SetPlatformTensor(&platform), ElementsAre(1, 3, 5, 7));
+        EXPECT_THAT(other.GetDimensions(), ElementsAre(2));  // the caller stores the shape
+        EXPECT_EQ(other.GetValueAtIndexedSubscript(104), 3);
+        EXPECT_EQ(platform->GetReferenceCount(), 3);
+    }
+    EXPECT_EQ(platform->GetReferenceCount(), 1);
+}
+
+TEST(Tensor, HasNoElementsWhenADimensionIsZero) {
+    const Tensor empty({4, 0, 2}, 1.0F);
+    const Tensor copy(empty);
+    EXPECT_THAT(copy.GetDimensions(), ElementsAre(4, 0, 2));
+    EXPECT_THAT(Tensor({0}, std::vector<float>{}).GetDimensions(), ElementsAre(0));
+}
+
+struct RefusedTensor {
+    const char* name;
+    std::function<void()> make;
+};
+
+class TensorRefuses : public testing::TestWithParam<RefusedTensor> {};
+
+TEST_P(TensorRefuses, WithARuntimeException) {
+    EXPECT_THROW(GetParam().make(), Ort::Exception);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tensor, TensorRefuses,
+    testing::Values(RefusedTensor{"NegativeDimension",
+                                  [] {
+                                      Tensor({2, -1});
+                                  }},
+                    RefusedTensor{"NegativeProductThatIsPositive",
+                                  [] {
+                                      Tensor({-2, -2});
+                                  }},
+                    RefusedTensor{"ProductBeyond64Bits",
+                                  [] {
+                                      Tensor({INT_MAX, INT_MAX, INT_MAX, 2}, 0.0F);
+                                  }},
+                    RefusedTensor{"BytesBeyond64Bits",
+                                  [] {
+                                      Tensor({1 << 30, 1 << 30, 4});
+                                  }},
+                    RefusedTensor{"NullPlatformTensor", [] { Tensor(nullptr); }},
+                    RefusedTensor{"EmptyPlatformTensor",
+                                  [] {
+                                      Kernel::Counted<ONNXTensor> none;
+                                      Tensor tensor(&none);
+                                  }},
+                    RefusedTensor{"PlatformTensorOfIntegers",
+                                  [] {
+                                      auto integers = MakePlatformTensor(
+                                          {2}, ONNX_TENSOR_ELEMENT_DATA_TYPE_INT64);
+                                      Tensor tensor(&integers);
+                                  }}),
+    [](const auto& refused) { return std::string(refused.param.name); });
+
+}  // namespace
+}  // namespace Learning

@@ -1,0 +1,158 @@
+#include "Kernel/FileStreams.h"
+#include "Kernel/Testing.h"
+#include "Learning/ModelCache.h"
+
+#include "tests/TestModels.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace Learning {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// The shared cache, over an empty folder and with its settings as at the start of a process.
+class ModelCacheTest : public testing::Test {
+protected:
+    ModelCacheTest() {
+        Kernel::FileSystem::Delete(m_folder);
+        Kernel::FileSystem::CreateDirectoryRecursive(m_folder);
+        m_cache.SetModelCacheFolder(m_folder);
+    }
+    ~ModelCacheTest() override {
+        m_cache.Shutdown();
+        m_cache.SetInferenceMode(ModelCache::CPU);
+        Kernel::FileSystem::DeleteAll(m_folder);
+    }
+
+    void Install(const char* package, const char* model = "Add") {
+        const auto source = Kernel::FileInStream::Open(TestModelPath(model));
+        source->CopyTo(*Kernel::FileOutStream::Create(m_folder + "/" + package + ".onnx"));
+    }
+
+    const Kernel::String m_folder = Kernel::FileSystem::GetUniqueTemporaryFilename("%1");
+    ModelCache& m_cache = ModelCache::GetInstance();
+    const Kernel::Testing::Recorded<Kernel::Log> m_log;
+};
+
+TEST(ModelCacheSettings, StartAsDocumented) {
+    ModelCache cache;
+    EXPECT_EQ(cache.GetModelCacheFolder(), "");
+    EXPECT_EQ(cache.GetModelURLRoot(), "");
+    EXPECT_EQ(cache.GetInferenceMode(), ModelCache::CPU);
+    EXPECT_FALSE(cache.GetUserCanDoInference());
+    EXPECT_THAT(cache.ModelTypeToModelPaths(ModelCache::SegmentationEncoder),
+                ElementsAre("SegmentationEncoder_2.6.onnx"));
+}
+
+TEST(ModelCacheSettings, AppendASeparatorToTheFolderAlways) {
+    const Kernel::Testing::Recorded<Kernel::Trace> trace;
+    ModelCache cache;
+    cache.SetModelCacheFolder("C:/Models/");
+    EXPECT_EQ(cache.GetModelCacheFolder(), "C:/Models//");
+    cache.SetModelCacheFolder("");
+    EXPECT_EQ(cache.GetModelCacheFolder(), "/");
+    EXPECT_THAT(trace.GetMessages(),
+                ElementsAre("Model cache is: C:/Models//\r\n", "Model cache is: /\r\n"));
+}
+
+TEST_F(ModelCacheTest, NamesPackagesByTheModeOfTheSharedInstance) {
+    const std::vector<const char*> cpu{"SegmentationEncoder_2.6", "SegmentationDecoder_2.6",
+                                       "DepthEstimation_2.6",     "Colourisation_2.6",
+                                       "SuperResolution_2.6",     ""};
+    const std::vector<const char*> accelerated{"SegmentationEncoder_3.2", "SegmentationDecoder_3.2",
+                                               "DepthEstimation_2.6",     "Colourisation_2.6",
+                                               "SuperResolution_3.2",     ""};
+    ModelCache other;
+    other.SetInferenceMode(ModelCache::MaxEfficiency);
+    for (const std::uint32_t mode : {0U, 1U, 2U, 77U}) {
+        m_cache.SetInferenceMode(static_cast<ModelCache::InferenceMode>(mode));
+        for (std::uint32_t type = 0; type < 6; ++type) {
+            EXPECT_EQ(other.ModelTypeToPackageName(static_cast<ModelCache::ModelType>(type)),
+                      (mode == 0 ? cpu : accelerated)[type]);
+        }
+    }
+}
+
+TEST_F(ModelCacheTest, LoadsAModelOnceItsFileIsThere) {
+    EXPECT_FALSE(m_cache.IsModelAvailable(ModelCache::Colourisation));
+    EXPECT_FALSE(m_cache.GetModel(ModelCache::Colourisation));
+    EXPECT_EQ(m_log.GetMessages().size(), 1U);
+
+    Install("Colourisation_2.6");
+    EXPECT_TRUE(m_cache.IsModelAvailable(ModelCache::Colourisation));
+    const auto model = m_cache.GetModel(ModelCache::Colourisation);
+    ASSERT_TRUE(model);
+    EXPECT_EQ(m_cache.GetModel(ModelCache::Colourisation), model);
+}
+
+TEST_F(ModelCacheTest, KeepsALoadedModelWhenTheModeChanges) {
+    Install("SuperResolution_2.6");
+    const auto model = m_cache.GetModel(ModelCache::SuperResolution);
+    m_cache.SetInferenceMode(ModelCache::MaxPerformance);
+    EXPECT_FALSE(m_cache.IsModelAvailable(ModelCache::SuperResolution));
+    EXPECT_EQ(m_cache.GetModel(ModelCache::SuperResolution), model);
+    m_cache.Shutdown();
+    EXPECT_FALSE(m_cache.GetModel(ModelCache::SuperResolution));
+    EXPECT_TRUE(model->IsValid());  // whoever holds it may go on
+}
+
+TEST_F(ModelCacheTest, ForgetsAndDeletesWhateverStandsInTheModelsPlace) {
+    EXPECT_TRUE(m_cache.DeleteModel(ModelCache::DepthEstimation));  // never installed
+    Install("DepthEstimation_2.6");
+    EXPECT_TRUE(m_cache.GetModel(ModelCache::DepthEstimation));
+    EXPECT_TRUE(m_cache.DeleteModel(ModelCache::DepthEstimation));
+    EXPECT_FALSE(m_cache.IsModelAvailable(ModelCache::DepthEstimation));
+    EXPECT_FALSE(m_cache.GetModel(ModelCache::DepthEstimation));
+
+    const Kernel::String path = m_cache.ModelTypeToModelPaths(ModelCache::DepthEstimation).front();
+    Kernel::FileSystem::CreateDirectoryRecursive(path + "/sub");
+    EXPECT_FALSE(m_cache.GetModel(ModelCache::DepthEstimation));
+    EXPECT_TRUE(m_cache.DeleteModel(ModelCache::DepthEstimation));
+    EXPECT_FALSE(Kernel::FileSystem::Exists(path));
+}
+
+TEST_F(ModelCacheTest, IsHarmlessForATypeThatIsNone) {
+    Install("Colourisation_2.6");
+    const auto none = static_cast<ModelCache::ModelType>(99);
+    EXPECT_FALSE(m_cache.IsModelAvailable(none));
+    EXPECT_FALSE(m_cache.GetModel(none));
+    EXPECT_TRUE(m_cache.DeleteModel(none));
+    EXPECT_TRUE(m_cache.IsModelAvailable(ModelCache::Colourisation));
+}
+
+TEST_F(ModelCacheTest, ServesManyThreadsAtOnce) {
+    Install("Colourisation_2.6");
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 8; ++thread) {
+        threads.emplace_back([this, thread] {
+            const auto input = Kernel::MakeCounted<Tensor>(std::vector<int>{1, 4}, 1.0F);
+            for (int i = 0; i < 20; ++i) {
+                Model::TensorMap outputs{
+                    {"sum", Kernel::MakeCounted<Tensor>(std::vector<int>{1, 4})}};
+                if (const auto model = m_cache.GetModel(ModelCache::Colourisation)) {
+                    EXPECT_TRUE(model->Execute({{"a", input}, {"b", input}}, outputs));
+                    EXPECT_THAT(GetValues(*outputs["sum"], 4), ElementsAre(2, 2, 2, 2));
+                }
+                if (thread == 0) {
+                    m_cache.Shutdown();
+                } else if (thread == 1 && i == 15) {
+                    m_cache.DeleteModel(ModelCache::Colourisation);
+                } else if (thread == 2) {
+                    m_cache.SetInferenceMode(static_cast<ModelCache::InferenceMode>(i % 3));
+                }
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_FALSE(m_cache.IsModelAvailable(ModelCache::Colourisation));
+}
+
+}  // namespace
+}  // namespace Learning
