@@ -58,10 +58,17 @@ function(orvantis_tests name)
         return()
     endif()
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
-    add_executable(${name}Tests ${arg_SOURCES})
-    target_link_libraries(${name}Tests PRIVATE ${name}Objects ${arg_LINK} GTest::gmock GTest::gtest_main)
-    orvantis_common_options(${name}Tests)
+    orvantis_test_program(${name}Tests SOURCES ${arg_SOURCES} LINK ${name}Objects ${arg_LINK})
     gtest_discover_tests(${name}Tests DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
+endfunction()
+
+# orvantis_test_program(<name> SOURCES <files> LINK <targets>)
+# A test program that ctest does not know yet: for tests that need a setting of their own.
+function(orvantis_test_program name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE ${arg_LINK} GTest::gmock GTest::gtest_main)
+    orvantis_common_options(${name})
 endfunction()
 
 # orvantis_benchmarks(<Name> SOURCES <files> [LINK <targets>])
@@ -89,35 +96,31 @@ function(orvantis_common_options target)
     endif()
 endfunction()
 
-# orvantis_runtime_beside(<Name>)
-# Puts the inference runtime beside the library <Name>, which loads it from its own folder, and beside
-# the programs that link the library's objects.
-function(orvantis_runtime_beside name)
-    foreach(folder IN ITEMS "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}" "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
-        file(MAKE_DIRECTORY "${folder}")
-        file(CREATE_LINK "${ORVANTIS_RUNTIME_LIBRARY}" "${folder}/libonnxruntime.so.1" SYMBOLIC)
-    endforeach()
-    install(FILES "${ORVANTIS_RUNTIME_LIBRARY}" DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+# orvantis_runtime_in(<folder>)
+# Puts the inference runtime into a folder of the build: liblearning loads it from its own folder, or
+# from that of a program which links liblearning's objects.
+function(orvantis_runtime_in folder)
+    file(MAKE_DIRECTORY "${folder}")
+    file(CREATE_LINK "${ORVANTIS_RUNTIME_LIBRARY}" "${folder}/libonnxruntime.so.1" SYMBOLIC)
 endfunction()
 
 # orvantis_test_models(<Name> <script> <model>...)
-# Lets the tests and benchmarks of <Name> find the models that a Python script makes: the folder is
-# the macro TEST_MODELS, and each <model> is a file <model>.onnx in it.
+# Lets the tests and benchmarks of <Name> find the models that a Python script makes, <model>.onnx
+# each: their folder is the macro TEST_MODELS. More programs can link <Name>TestModels.
 function(orvantis_test_models name script)
-    if(NOT ORVANTIS_DEVELOPER)
-        return()
-    endif()
     set(folder "${CMAKE_CURRENT_BINARY_DIR}/models")
     file(MAKE_DIRECTORY "${folder}")
     list(TRANSFORM ARGN PREPEND "${folder}/" OUTPUT_VARIABLE files)
     list(TRANSFORM files APPEND ".onnx")
     add_custom_command(OUTPUT ${files} DEPENDS "${script}" VERBATIM
         COMMAND "${ORVANTIS_PYTHON}" "${CMAKE_CURRENT_SOURCE_DIR}/${script}" "${folder}")
-    add_custom_target(${name}TestModels DEPENDS ${files})
+    add_custom_target(${name}TestModelFiles DEPENDS ${files})
+    add_library(${name}TestModels INTERFACE)
+    add_dependencies(${name}TestModels ${name}TestModelFiles)
+    target_compile_definitions(${name}TestModels INTERFACE "TEST_MODELS=\"${folder}/\"")
     foreach(target IN ITEMS ${name}Tests ${name}Benchmarks)
         if(TARGET ${target})
-            add_dependencies(${target} ${name}TestModels)
-            target_compile_definitions(${target} PRIVATE "TEST_MODELS=\"${folder}/\"")
+            target_link_libraries(${target} PRIVATE ${name}TestModels)
         endif()
     endforeach()
 endfunction()

@@ -47,8 +47,8 @@ public:
     /// The instance that the whole process shares, created on the first call.
     static ModelCache& GetInstance();
 
-    /// Releases every loaded model, which must happen before the process's exit handlers run if a
-    /// host holds models of its own. Settings stay, and models can be loaded again.
+    /// Releases every loaded model; for the host's way out. Settings stay, and models can be loaded
+    /// again.
     void Shutdown();
 
     /// Ends in "/" once it is set. Empty before: model files are then sought in the current folder.

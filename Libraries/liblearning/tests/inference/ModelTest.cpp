@@ -172,6 +172,17 @@ TEST(Model, IsInvalidAndLogsOneLineWhenAFileCannotBeOpened) {
     }
 }
 
+TEST(Model, RunsInEveryMode) {
+    for (const std::uint32_t mode : {0U, 1U, 2U, 3U}) {
+        ModelCache::GetInstance().SetInferenceMode(static_cast<ModelCache::InferenceMode>(mode));
+        Model model({TestModelPath("Add")}, Model::Default);
+        Model::TensorMap outputs = MakeOutput("sum", {1, 4});
+        EXPECT_TRUE(model.Execute(MakeInputs(), outputs));
+        EXPECT_THAT(GetValues(*outputs["sum"], 4), ElementsAre(11, 22, 33, 44));
+    }
+    ModelCache::GetInstance().SetInferenceMode(ModelCache::CPU);
+}
+
 TEST(Model, RunsOnManyThreadsAtOnce) {
     const auto model = MakeCounted<Model>(std::vector{TestModelPath("Add")}, Model::CPUOnly);
     std::vector<std::thread> threads;
