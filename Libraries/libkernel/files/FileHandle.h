@@ -15,9 +15,14 @@ namespace Kernel {
 class FileHandle {
 public:
     static std::unique_ptr<FileHandle> OpenForReading(const String& path);
-    static std::unique_ptr<FileHandle> CreateForWriting(const String& path);
+    enum class Existing { Truncate, Refuse };
+
+    /// Creates a file; what becomes of one that is there is said by `existing`.
+    static std::unique_ptr<FileHandle> CreateForWriting(const String& path, Existing existing);
     /// Creates an empty file that only the current user may open; false if there is one already.
     static bool CreateExclusively(const String& path);
+    /// Moves the file `source` to the place of `target` in one step that survives a loss of power.
+    static void Replace(const String& source, const String& target);
 
     FileHandle(int descriptor, const String& path) : m_descriptor(descriptor), m_path(path) {}
     FileHandle(const FileHandle&) = delete;
@@ -29,6 +34,8 @@ public:
     /// Writes all of `bytes` at the position of the last write.
     void Write(std::span<const std::byte> bytes);
     std::uint64_t GetSize();
+    /// Returns once everything written is safe on the disk.
+    void Sync();
 
 private:
     int m_descriptor;

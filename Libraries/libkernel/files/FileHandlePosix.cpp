@@ -7,7 +7,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <limits>
+#include <string_view>
 
 namespace Kernel {
 
@@ -24,6 +26,10 @@ auto RetryInterrupted(Call call) {
 }
 
 int Open(const String& path, int flags, mode_t mode) {
+    if (std::string_view(path).find('\0') != std::string_view::npos) {
+        errno = EINVAL;  // open() would see another path, which ends there
+        return -1;
+    }
     return RetryInterrupted([&] { return open(path.c_str(), flags | O_CLOEXEC, mode); });
 }
 
@@ -35,10 +41,24 @@ struct stat GetStatus(int descriptor, const String& path) {
     return status;
 }
 
+/// Makes the names in the folder of `path` safe on the disk. Some file systems can't, which is no
+/// failure: the files are there.
+void SyncFolder(const String& path) {
+    const auto slash = std::string_view(path).find_last_of('/');
+    const String folder =
+        slash == std::string_view::npos ? "." : std::string_view(path).substr(0, slash + 1);
+    const int descriptor = Open(folder, O_RDONLY | O_DIRECTORY, 0);
+    if (descriptor >= 0) {
+        fsync(descriptor);
+        close(descriptor);
+    }
+}
+
 }  // namespace
 
 std::unique_ptr<FileHandle> FileHandle::OpenForReading(const String& path) {
-    const int descriptor = Open(path, O_RDONLY, 0);
+    // Without O_NONBLOCK, a pipe would keep us waiting for its writer; files don't know it.
+    const int descriptor = Open(path, O_RDONLY | O_NONBLOCK, 0);
     if (descriptor < 0) {
         throw IoException("open", path, errno);
     }
@@ -49,8 +69,9 @@ std::unique_ptr<FileHandle> FileHandle::OpenForReading(const String& path) {
     return file;
 }
 
-std::unique_ptr<FileHandle> FileHandle::CreateForWriting(const String& path) {
-    const int descriptor = Open(path, O_WRONLY | O_CREAT | O_TRUNC, 0666);
+std::unique_ptr<FileHandle> FileHandle::CreateForWriting(const String& path, Existing existing) {
+    const int flags = existing == Existing::Truncate ? O_TRUNC : O_EXCL;
+    const int descriptor = Open(path, O_WRONLY | O_CREAT | flags, 0666);
     if (descriptor < 0) {
         throw IoException("create", path, errno);
     }
@@ -69,12 +90,20 @@ bool FileHandle::CreateExclusively(const String& path) {
     return true;
 }
 
+void FileHandle::Replace(const String& source, const String& target) {
+    if (rename(source.c_str(), target.c_str()) != 0) {
+        throw IoException("replace", target, errno);
+    }
+    SyncFolder(target);
+}
+
 FileHandle::~FileHandle() {
     close(m_descriptor);
 }
 
 std::size_t FileHandle::ReadAt(std::uint64_t position, std::span<std::byte> buffer) {
-    if (position > static_cast<std::uint64_t>(std::numeric_limits<off_t>::max())) {
+    constexpr std::uint64_t Limit = std::numeric_limits<off_t>::max();  // of all that is read
+    if (position > Limit || buffer.size() > Limit - position) {
         return 0;
     }
     const auto count = RetryInterrupted([&] {
@@ -94,6 +123,12 @@ void FileHandle::Write(std::span<const std::byte> bytes) {
             throw IoException("write", m_path, errno);
         }
         bytes = bytes.subspan(static_cast<std::size_t>(count));
+    }
+}
+
+void FileHandle::Sync() {
+    if (RetryInterrupted([&] { return fsync(m_descriptor); }) != 0) {
+        throw IoException("write", m_path, errno);
     }
 }
 

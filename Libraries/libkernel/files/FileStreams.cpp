@@ -34,12 +34,12 @@ FastFileInStream::FastFileInStream(Counted<FileInStream> file, std::size_t buffe
 FastFileInStream::~FastFileInStream() = default;
 
 std::size_t FastFileInStream::Read(std::span<std::byte> buffer) {
-    if (m_next == m_end && buffer.size() >= m_buffer.size()) {
-        return m_file->Read(buffer);  // nothing would be gained by a copy
-    }
     if (m_next == m_end) {
         m_next = 0;
         m_end = 0;
+        if (buffer.size() >= m_buffer.size()) {
+            return m_file->Read(buffer);  // nothing would be gained by a copy
+        }
         m_end = m_file->Read(m_buffer);
     }
     const std::size_t count = std::min(buffer.size(), m_end - m_next);
@@ -69,7 +69,8 @@ void FastFileInStream::Seek(std::uint64_t position) {
 }
 
 Counted<FileOutStream> FileOutStream::Create(const String& path) {
-    return MakeCounted<FileOutStream>(FileHandle::CreateForWriting(path));
+    return MakeCounted<FileOutStream>(
+        FileHandle::CreateForWriting(path, FileHandle::Existing::Truncate));
 }
 
 FileOutStream::FileOutStream(std::unique_ptr<FileHandle> file) noexcept : m_file(std::move(file)) {}

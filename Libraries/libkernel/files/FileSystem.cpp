@@ -4,10 +4,10 @@
 #include "Kernel/IoException.h"
 
 #include "files/FileHandle.h"
+#include "files/RandomName.h"
 
 #include <cerrno>
 #include <filesystem>
-#include <random>
 #include <system_error>
 
 namespace Kernel::FileSystem {
@@ -15,6 +15,9 @@ namespace Kernel::FileSystem {
 namespace {
 
 std::filesystem::path ToPath(const String& path) {
+    if (std::string_view(path).find('\0') != std::string_view::npos) {
+        throw IoException("use", path, EINVAL);  // the system would see another path
+    }
     return std::filesystem::path(reinterpret_cast<const char8_t*>(path.begin()),
                                  reinterpret_cast<const char8_t*>(path.end()));
 }
@@ -24,7 +27,7 @@ String FromPath(const std::filesystem::path& path) {
     return {reinterpret_cast<const char*>(text.data()), text.size()};
 }
 
-/// What `operation` answers, or false if it throws, as making a path does when memory is short.
+/// What `operation` answers, or false if it throws, as ToPath() does.
 template <class Operation>
 bool Try(Operation operation) noexcept {
     try {
@@ -32,17 +35,6 @@ bool Try(Operation operation) noexcept {
     } catch (const std::exception&) {
         return false;
     }
-}
-
-/// 80 random bits, five a character: two processes never meet by chance, and none can guess.
-String MakeRandomName() {
-    static constexpr std::string_view Alphabet = "abcdefghijklmnopqrstuvwxyz234567";
-    std::random_device random;
-    String name(TemporaryFilePrefix);
-    for (int i = 0; i < 16; ++i) {
-        name.push_back(Alphabet[random() % Alphabet.size()]);
-    }
-    return name;
 }
 
 }  // namespace

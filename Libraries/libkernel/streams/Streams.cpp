@@ -7,7 +7,7 @@ namespace Kernel {
 namespace {
 
 // Large enough that the cost of a system call vanishes beside that of the copying.
-constexpr std::size_t CopyBufferSize = 256 * 1024;
+constexpr std::size_t CopyBufferSize = 262'144;
 
 }  // namespace
 

@@ -9,6 +9,17 @@
 
 namespace Kernel {
 
+namespace {
+
+/// Throws for sizes that no memory has room for; below them, sums of sizes don't overflow.
+void CheckSize(std::size_t size) {
+    if (size > std::numeric_limits<std::size_t>::max() / 4) {
+        throw std::length_error("Kernel::String: too long");
+    }
+}
+
+}  // namespace
+
 String::StringT(std::string_view text) {
     append(text.data(), text.size());
 }
@@ -47,14 +58,12 @@ String& String::append(const char* text, std::size_t count) {
     if (count == 0) {
         return *this;
     }
-    const std::size_t oldSize = size();
-    if (count > std::numeric_limits<std::size_t>::max() / 4 - oldSize) {
-        throw std::length_error("Kernel::String: too long");
-    }
     const std::less<const char*> isBefore;
     if (!isBefore(text, begin()) && isBefore(text, end())) {
         return append(String(text, count).data(), count);  // the bytes would move while we read
     }
+    const std::size_t oldSize = size();
+    CheckSize(count);  // so that the sum is right
     MakeWritable(oldSize + count);
     std::memcpy(m_buffer->GetText() + oldSize, text, count);
     SetSize(oldSize + count);
@@ -62,6 +71,7 @@ String& String::append(const char* text, std::size_t count) {
 }
 
 String::Buffer* String::Allocate(std::size_t capacity) {
+    CheckSize(capacity);
     void* const memory = ::operator new(sizeof(Buffer) + capacity + 1);
     auto* const buffer = ::new (memory) Buffer;
     buffer->capacity = capacity;

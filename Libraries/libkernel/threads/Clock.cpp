@@ -1,6 +1,7 @@
 #include "threads/Clock.h"
 
 #include <atomic>
+#include <memory>
 #include <thread>
 
 namespace Kernel {
@@ -22,8 +23,8 @@ public:
 };
 
 std::atomic<Testing::Clock*>& CurrentClock() noexcept {
-    static SystemClock system;
-    static std::atomic<Testing::Clock*> current{&system};
+    // Deliberate: never destroyed, since tasks may still run while the process exits.
+    static std::atomic<Testing::Clock*> current{std::make_unique<SystemClock>().release()};
     return current;
 }
 

@@ -7,6 +7,7 @@
 #include "threads/LoopPool.h"
 
 #include <algorithm>
+#include <memory>
 #include <thread>
 
 namespace Kernel::Dispatch {
@@ -14,7 +15,10 @@ namespace Kernel::Dispatch {
 namespace {
 
 LoopPool& GetPool() {
-    static LoopPool pool(std::max(1U, std::thread::hardware_concurrency()) - 1);
+    // Deliberate: never destroyed, since tasks may still run loops while the process exits.
+    static LoopPool& pool =
+        *std::make_unique<LoopPool>(std::max(1U, std::thread::hardware_concurrency()) - 1)
+             .release();
     return pool;
 }
 
@@ -53,6 +57,7 @@ void RunLoop(IndexedJob job, void* context, std::size_t count, Priority priority
 }
 
 void DispatchAndForget(std::function<void()> task, Priority priority, ThreadPurpose purpose) {
+    GetPool();  // begun here: from the task's thread it would inherit a low priority, for good
     // A thread of its own, not one of a pool: a task may wait for others or go on for minutes, and
     // must neither keep those behind it waiting nor wait for them.
     std::thread([task = std::move(task), priority, purpose] {

@@ -43,6 +43,7 @@ void LoopPool::Run(Loop& loop) {
 
 void LoopPool::RunThread() {
     auto purpose = Dispatch::ThreadPurpose::General;
+    DescribeCurrentThread(purpose, Dispatch::Priority::Normal);
     std::unique_lock lock(m_mutex);
     while (!m_isEnding) {
         Loop* const loop = FindLoop();

@@ -2,7 +2,17 @@
 
 #include "threads/Clock.h"
 
+#include <algorithm>
+
 namespace Kernel {
+
+namespace {
+
+// As good as none and for ever, and no sum of times overflows.
+constexpr std::chrono::milliseconds Shortest{0};
+constexpr std::chrono::milliseconds Longest = std::chrono::hours(24 * 365 * 100);
+
+}  // namespace
 
 void Semaphore::Signal() {
     // Notified under the lock: the waiter may destroy this object as soon as it gets the lock.
@@ -19,7 +29,7 @@ void Semaphore::Wait() {
 
 bool Semaphore::WaitFor(std::chrono::milliseconds timeout) {
     Testing::Clock& clock = GetClock();
-    const std::chrono::nanoseconds end = clock.GetNow() + timeout;
+    const std::chrono::nanoseconds end = clock.GetNow() + std::clamp(timeout, Shortest, Longest);
     std::unique_lock lock(m_mutex);
     while (m_count == 0) {
         const std::chrono::nanoseconds left = end - clock.GetNow();

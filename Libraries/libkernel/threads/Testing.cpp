@@ -2,6 +2,7 @@
 
 #include "threads/Clock.h"
 
+#include <iterator>
 #include <thread>
 
 namespace Kernel::Testing {
@@ -55,10 +56,10 @@ std::chrono::nanoseconds ManualClock::GetNow() {
 void ManualClock::Sleep(std::chrono::nanoseconds duration) {
     std::unique_lock lock(m_mutex);
     const std::chrono::nanoseconds end = m_now + duration;
-    ++m_sleepers;
+    const auto place = m_wakeTimes.insert(end);
     m_changed.notify_all();
     m_changed.wait(lock, [&] { return m_now >= end; });
-    --m_sleepers;
+    m_wakeTimes.erase(place);
 }
 
 void ManualClock::WaitFor(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
@@ -76,7 +77,10 @@ void ManualClock::Advance(std::chrono::nanoseconds duration) {
 
 void ManualClock::WaitForSleepers(int count) {
     std::unique_lock lock(m_mutex);
-    m_changed.wait(lock, [&] { return m_sleepers >= count; });
+    // Those whose time has come don't count, even if they have not noticed yet.
+    m_changed.wait(lock, [&] {
+        return std::distance(m_wakeTimes.upper_bound(m_now), m_wakeTimes.end()) >= count;
+    });
 }
 
 }  // namespace Kernel::Testing

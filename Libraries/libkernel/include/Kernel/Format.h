@@ -10,28 +10,33 @@
 #include <concepts>
 #include <span>
 #include <string_view>
+#include <type_traits>
 
 namespace Kernel {
+
+/// Numbers; not bool and char, whose text form is a matter of taste.
+template <class T>
+concept PrintableNumber =
+    std::is_arithmetic_v<T> && !std::same_as<T, bool> && !std::same_as<T, char>;
 
 /// A value to put for a placeholder, as text. Numbers are written by std::to_chars: integers in
 /// decimal, floating-point numbers in the shortest form that reads back as the same value, with "."
 /// whatever the locale. Borrows what it is made of; meant to live as long as one call.
 class FormatArgument {
 public:
-    FormatArgument(const String& text) : m_text(text) {}     // NOLINT(google-explicit-constructor)
-    FormatArgument(std::string_view text) : m_text(text) {}  // NOLINT(google-explicit-constructor)
-    FormatArgument(const char* text) : m_text(text) {}       // NOLINT(google-explicit-constructor)
-    FormatArgument(const std::string& text)
-        : m_text(text) {}  // NOLINT(google-explicit-constructor)
+    // NOLINTBEGIN(google-explicit-constructor): what can be printed is an argument
+    FormatArgument(const String& text) : m_text(text) {}
+    FormatArgument(std::string_view text) : m_text(text) {}
+    FormatArgument(const char* text) : m_text(text != nullptr ? text : "") {}
+    FormatArgument(const std::string& text) : m_text(text) {}
 
-    template <class Number>
-    requires(std::integral<Number> || std::floating_point<Number>) &&
-        (!std::same_as<Number, bool>)&&(!std::same_as<Number, char>)
-            FormatArgument(Number value) {  // NOLINT(google-explicit-constructor)
+    template <PrintableNumber Number>
+    FormatArgument(Number value) {
         char* const end = m_digits.data() + m_digits.size();
         const char* const last = std::to_chars(m_digits.data(), end, value).ptr;
         m_text = {m_digits.data(), static_cast<std::size_t>(last - m_digits.data())};
     }
+    // NOLINTEND(google-explicit-constructor)
 
     // m_text may point into this very object.
     FormatArgument(const FormatArgument&) = delete;

@@ -13,6 +13,10 @@
 
 namespace Kernel {
 
+/// Whole numbers and enumerators: they hold no addresses, and equal values have equal bytes.
+template <class T>
+concept HashableValue = std::is_integral_v<T> || std::is_enum_v<T>;
+
 /// Hashes bytes with XXH3 (64 bits, https://xxhash.com). The result depends on the bytes alone, not
 /// on how they were cut into pieces, and is the same on every machine of one byte order. Not for
 /// keeping an attacker out.
@@ -27,10 +31,11 @@ public:
     /// Adds the size and the bytes, so that {"ab", "c"} and {"a", "bc"} differ.
     void Add(const String& text);
 
-    /// Adds the bytes of `value`, for types in which equal values have equal bytes.
-    template <class T>
-    requires std::has_unique_object_representations_v<T>
-    void Add(const T& value) { Add(std::as_bytes(std::span(&value, 1))); }
+    /// Adds the bytes of `value`.
+    template <HashableValue T>
+    void Add(const T& value) {
+        Add(std::as_bytes(std::span(&value, 1)));
+    }
 
     /// The hash of all that was added so far.
     std::uint64_t GetHash() const;

@@ -16,6 +16,7 @@ struct RectT {
     T right{};
     T bottom{};
 
+    static_assert(std::is_floating_point_v<T> || sizeof(T) < sizeof(long long));
     // Wide enough for the distance between any two edges.
     using Extent = std::conditional_t<std::is_integral_v<T>, long long, T>;
 

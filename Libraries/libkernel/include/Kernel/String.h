@@ -98,6 +98,9 @@ public:
     friend bool operator==(const StringT& a, const char* b) noexcept {
         return std::string_view(a) == b;
     }
+    friend bool operator==(const StringT& a, const std::string& b) noexcept {
+        return std::string_view(a) == b;
+    }
     friend std::strong_ordering operator<=>(const StringT& a, const StringT& b) noexcept {
         return std::string_view(a) <=> std::string_view(b);
     }
@@ -105,6 +108,9 @@ public:
         return std::string_view(a) <=> b;
     }
     friend std::strong_ordering operator<=>(const StringT& a, const char* b) noexcept {
+        return std::string_view(a) <=> b;
+    }
+    friend std::strong_ordering operator<=>(const StringT& a, const std::string& b) noexcept {
         return std::string_view(a) <=> b;
     }
 

@@ -12,6 +12,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <set>
 #include <vector>
 
 namespace Kernel::Testing {
@@ -80,7 +81,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::chrono::nanoseconds m_now{};
-    int m_sleepers = 0;
+    std::multiset<std::chrono::nanoseconds> m_wakeTimes;  // of all in Sleep(), due or not
 };
 
 /// Keeps the text that a channel (Trace or Log) writes for as long as this object lives.

@@ -1,0 +1,44 @@
+#include "Kernel/AtomicFileOutStream.h"
+
+#include "Kernel/FileSystem.h"
+
+#include "files/FileHandle.h"
+#include "files/RandomName.h"
+
+#include <utility>
+
+namespace Kernel {
+
+Counted<AtomicFileOutStream> AtomicFileOutStream::Create(const String& path) {
+    // In the same folder: a file can't be moved to another disk in one step.
+    const auto slash = std::string_view(path).find_last_of('/');
+    const std::size_t folderSize = slash == std::string_view::npos ? 0 : slash + 1;
+    String partialPath = std::string_view(path).substr(0, folderSize);
+    partialPath += MakeRandomName();
+    partialPath += ".part";
+    auto file = FileHandle::CreateForWriting(partialPath, FileHandle::Existing::Refuse);
+    return MakeCounted<AtomicFileOutStream>(std::move(file), std::move(partialPath), path);
+}
+
+AtomicFileOutStream::AtomicFileOutStream(std::unique_ptr<FileHandle> file, String partialPath,
+                                         String path) noexcept
+    : m_file(std::move(file)), m_partialPath(std::move(partialPath)), m_path(std::move(path)) {}
+
+AtomicFileOutStream::~AtomicFileOutStream() {
+    if (m_file) {
+        m_file = nullptr;  // some systems delete no open file
+        FileSystem::Delete(m_partialPath);
+    }
+}
+
+void AtomicFileOutStream::Write(std::span<const std::byte> bytes) {
+    m_file->Write(bytes);
+}
+
+void AtomicFileOutStream::Commit() {
+    m_file->Sync();
+    FileHandle::Replace(m_partialPath, m_path);
+    m_file = nullptr;
+}
+
+}  // namespace Kernel

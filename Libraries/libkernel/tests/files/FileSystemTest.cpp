@@ -1,0 +1,114 @@
+#include "Kernel/FileSystem.h"
+#include "Kernel/IoException.h"
+
+#include "tests/TestSupport.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <mutex>
+#include <set>
+
+namespace Kernel::FileSystem {
+namespace {
+
+/// A folder that holds the temporary files of this process for as long as it lives.
+class TemporaryFiles : public testing::Test {
+protected:
+    void SetUp() override { SetFolder(m_folder / ""); }
+    void TearDown() override { SetFolder("/tmp"); }
+
+    static void SetFolder(const String& path) { ASSERT_EQ(setenv("TMPDIR", path.c_str(), 1), 0); }
+
+    TemporaryFolder m_folder;
+};
+
+TEST(FileSystem, CreatesFoldersAndThoseAbove) {
+    const TemporaryFolder folder;
+    RunOnThreads(4, [&](int /*thread*/) {
+        EXPECT_TRUE(CreateDirectoryRecursive(folder / "ä/\xFF/c/"));  // \xFF is no UTF-8
+    });
+    EXPECT_TRUE(Exists(folder / "ä/\xFF/c"));
+    EXPECT_TRUE(CreateDirectoryRecursive(folder / "ä/\xFF/c"));
+
+    WriteFile(folder / "file", "text");
+    EXPECT_FALSE(CreateDirectoryRecursive(folder / "file"));
+    EXPECT_FALSE(CreateDirectoryRecursive(folder / "file/below"));
+    EXPECT_EQ(ReadFile(folder / "file"), "text");
+}
+
+TEST(FileSystem, DeletesFilesAndEmptyFolders) {
+    const TemporaryFolder folder;
+    ASSERT_TRUE(CreateDirectoryRecursive(folder / "sub"));
+    WriteFile(folder / "sub/file", "text");
+    EXPECT_FALSE(Delete(folder / "sub"));
+    EXPECT_TRUE(Exists(folder / "sub/file"));
+    EXPECT_TRUE(Delete(folder / "sub/file"));
+    EXPECT_TRUE(Delete(folder / "sub"));
+    EXPECT_FALSE(Exists(folder / "sub"));
+    EXPECT_TRUE(Delete(folder / "sub"));
+}
+
+TEST(FileSystem, DeletesLinksNotTheirTargets) {
+    const TemporaryFolder folder;
+    ASSERT_TRUE(CreateDirectoryRecursive(folder / "tree/sub"));
+    ASSERT_TRUE(CreateDirectoryRecursive(folder / "kept"));
+    WriteFile(folder / "kept/file", "text");
+    for (const char* const link : {"tree/sub/link", "first", "second"}) {
+        std::filesystem::create_directory_symlink((folder / "kept").c_str(),
+                                                  (folder / link).c_str());
+    }
+    EXPECT_TRUE(DeleteAll(folder / "tree"));
+    EXPECT_TRUE(DeleteAll(folder / "first"));
+    EXPECT_TRUE(Delete(folder / "second"));
+    for (const char* const gone : {"tree", "first", "second"}) {
+        EXPECT_FALSE(Exists(folder / gone)) << gone;
+    }
+    EXPECT_EQ(ReadFile(folder / "kept/file"), "text");
+}
+
+TEST(FileSystem, DoesNotCutPathsAtAZeroByte) {
+    const TemporaryFolder folder;
+    WriteFile(folder / "file", "text");
+    const String path = folder / std::string_view("file\0.txt", 9);
+    EXPECT_FALSE(Exists(path));
+    EXPECT_FALSE(Delete(path));
+    EXPECT_FALSE(DeleteAll(path));
+    EXPECT_FALSE(CreateDirectoryRecursive(folder / std::string_view("new\0folder", 10)));
+    EXPECT_THROW(WriteFile(path, "other"), IoException);
+    EXPECT_EQ(ReadFile(folder / "file"), "text");
+    EXPECT_FALSE(Exists(folder / "new"));
+}
+
+TEST_F(TemporaryFiles, AreNewAndPrivate) {
+    std::mutex mutex;
+    std::set<String> paths;
+    RunOnThreads(4, [&](int /*thread*/) {
+        for (int i = 0; i < 250; ++i) {
+            const String path = GetUniqueTemporaryFilename("%1.ä");
+            const std::lock_guard lock(mutex);
+            paths.insert(path);
+        }
+    });
+    EXPECT_EQ(paths.size(), 1000U);
+    for (const String& path : paths) {
+        ASSERT_EQ(std::string_view(path).find(m_folder / TemporaryFilePrefix), 0U) << path.c_str();
+        struct stat status {};
+        ASSERT_EQ(stat(path.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0777U, 0600U);
+        EXPECT_EQ(status.st_size, 0);
+    }
+}
+
+TEST_F(TemporaryFiles, AreRefusedWhereNoneCanBe) {
+    EXPECT_EQ(GetUniqueTemporaryFilename("fixed"), m_folder / "fixed");
+    EXPECT_THROW((void)GetUniqueTemporaryFilename("fixed"), IoException);
+    EXPECT_THROW((void)GetUniqueTemporaryFilename("missing/%1"), IoException);
+    SetFolder(m_folder / "missing");
+    EXPECT_THROW((void)GetUniqueTemporaryFilename("%1"), IoException);
+}
+
+}  // namespace
+}  // namespace Kernel::FileSystem

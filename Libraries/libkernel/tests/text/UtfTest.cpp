@@ -1,0 +1,82 @@
+#include "Kernel/Utf.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+namespace Kernel {
+namespace {
+
+using namespace std::string_view_literals;
+
+struct IllFormed {
+    std::string_view bytes;
+    std::u16string_view expected;
+};
+
+TEST(Utf, ReplacesEachMaximalIllFormedSequence) {
+    // The first four are the examples of the Unicode Standard, version 15, tables 3-8 to 3-11.
+    const IllFormed cases[] = {
+        {"\xC0\xAF\xE0\x80\xBF\xF0\x81\x82\x41",
+         u"\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFDA"},
+        {"\xED\xA0\x80\xED\xBF\xBF\xED\xAF\x41",
+         u"\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFDA"},
+        {"\xF4\x91\x92\x93\xFF\x41\x80\xBF\x42", u"\uFFFD\uFFFD\uFFFD\uFFFD\uFFFDA\uFFFD\uFFFDB"},
+        {"\xE1\x80\xE2\xF0\x91\x92\xF1\xBF\x41", u"\uFFFD\uFFFD\uFFFD\uFFFDA"},
+        {"\xE0\x9F\xBF\xF0\x8F\xBF\xBF", u"\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD"},
+        {"a\xF4\x90\x80\x80", u"a\uFFFD\uFFFD\uFFFD\uFFFD"},
+        {"a\xF0\x9F\x98", u"a\uFFFD"},
+        {"\xE2\x82", u"\uFFFD"},
+        {"\xC3\0b"sv, u"\uFFFD\0b"sv},
+        {"\xC3\xA4\xC3\xC3\xA4", u"\u00E4\uFFFD\u00E4"},
+    };
+    for (const IllFormed& test : cases) {
+        EXPECT_EQ(ToUtf16(test.bytes), test.expected) << test.bytes;
+        EXPECT_EQ(ReplaceInvalidUtf8(test.bytes), FromUtf16(test.expected)) << test.bytes;
+        EXPECT_FALSE(IsValidUtf8(test.bytes)) << test.bytes;
+    }
+    for (int byte = 0x80; byte <= 0xFF; ++byte) {
+        const String text(2, static_cast<char>(byte));
+        EXPECT_EQ(ToUtf16(text), u"\uFFFD\uFFFD") << byte;
+        EXPECT_FALSE(IsValidUtf8(text)) << byte;
+    }
+}
+
+/// All code points in their order, as UTF-16.
+std::u16string MakeAllCodePoints() {
+    std::u16string all;
+    const auto append = [&all](char32_t first, char32_t last) {
+        for (char32_t unit = first; unit <= last; ++unit) {
+            all.push_back(static_cast<char16_t>(unit));
+        }
+    };
+    append(0, 0xD7FF);
+    append(0xE000, 0xFFFF);
+    for (char16_t high = 0xD800; high <= 0xDBFF; ++high) {
+        for (char16_t low = 0xDC00; low <= 0xDFFF; ++low) {
+            all += {high, low};
+        }
+    }
+    return all;
+}
+
+TEST(Utf, KeepsEveryCodePointOnTheWayToUtf8AndBack) {
+    const std::u16string all = MakeAllCodePoints();
+    const String text = FromUtf16(all);
+    EXPECT_EQ(text.size(), 0x80 + 2 * 0x780 + 3 * (0x10000 - 0x1000) + 4 * 0x100000);
+    EXPECT_TRUE(ToUtf16(text) == all);
+    EXPECT_TRUE(IsValidUtf8(text));
+    EXPECT_EQ(ReplaceInvalidUtf8(text).data(), text.data());
+    EXPECT_EQ(FromUtf16(u"z\u00DF\u20AC\U0001F600"), "z\xC3\x9F\xE2\x82\xAC\xF0\x9F\x98\x80");
+}
+
+TEST(Utf, ReplacesEachUnpairedSurrogate) {
+    EXPECT_EQ(FromUtf16(u"\xD83D"), "\uFFFD");
+    EXPECT_EQ(FromUtf16(u"a\xD83D\xD83D\xDE00z"), "a\uFFFD😀z");
+    EXPECT_EQ(FromUtf16(u"\xDE00\xD83Dz\xDE00"), "\uFFFD\uFFFDz\uFFFD");
+}
+
+}  // namespace
+}  // namespace Kernel
