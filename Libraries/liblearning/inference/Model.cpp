@@ -23,7 +23,7 @@ Kernel::Counted<ModelSession> TryOpen(const Kernel::String& path, Model::EP ep) 
 
 }  // namespace
 
-Model::Model(std::vector<Kernel::String> paths, EP ep) {
+Model::Model(const std::vector<Kernel::String>& paths, EP ep) {
     m_sessions.reserve(paths.size());
     for (const Kernel::String& path : paths) {
         m_sessions.push_back(TryOpen(path, ep));

@@ -36,7 +36,7 @@ public:
     /// Opens the model files at `paths`, in order. A file that the runtime can't open is logged and
     /// leaves the model invalid; any other failure, of the registration of execution providers for
     /// example, is thrown.
-    Model(std::vector<Kernel::String> paths, EP ep);
+    Model(const std::vector<Kernel::String>& paths, EP ep);
     Model(const Model& other);
     Model& operator=(const Model& other);
     ~Model() override;

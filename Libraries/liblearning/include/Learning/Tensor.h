@@ -30,7 +30,7 @@ public:
     /// Allocates shape `dims`, outermost dimension first, for example {1, 3, height, width}; no
     /// dimensions make one element. The elements are not set.
     explicit Tensor(std::vector<int> dims);
-    explicit Tensor(std::initializer_list<int> dims);
+    Tensor(std::initializer_list<int> dims);
 
     /// Allocates shape `dims` and copies `values` to the first elements. The number of values is
     /// not checked and must not be above the number of elements.
