@@ -1,0 +1,37 @@
+// A stream as codecs read it: in pieces, with a look at the first bytes before the codec is chosen.
+
+#pragma once
+
+#include "Kernel/Streams.h"
+
+#include <array>
+#include <cstddef>
+#include <span>
+
+namespace Raster {
+
+class BufferedSource {
+public:
+    explicit BufferedSource(Kernel::InStream& stream) noexcept : m_stream(stream) {}
+
+    /// The first `count` bytes, or all if there are fewer, which stay to be read. To be called
+    /// before anything is read.
+    std::span<const std::byte> PeekStart(std::size_t count);
+
+    /// Takes what the buffer holds, filling it first if it is empty. Empty only at the end. Valid
+    /// until the next call.
+    std::span<const std::byte> TakePiece();
+
+    /// Fills `target`; false if the stream ends before that.
+    [[nodiscard]] bool Read(std::span<std::byte> target);
+
+private:
+    std::span<const std::byte> GetUnread();
+
+    Kernel::InStream& m_stream;
+    std::array<std::byte, 16384> m_buffer;
+    std::size_t m_next = 0;
+    std::size_t m_end = 0;
+};
+
+}  // namespace Raster
