@@ -1,0 +1,187 @@
+#include "CommandLine.h"
+
+#include "Kernel/Utf.h"
+
+#include "Commands.h"
+#include "Failure.h"
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+#include <map>
+#include <new>
+#include <ostream>
+#include <sstream>
+
+namespace LearningApp {
+
+namespace {
+
+using InferenceMode = Learning::ModelCache::InferenceMode;
+using Show = SegmentOptions::Show;
+
+/// What the arguments say. Each command, once parsed, sets `command`.
+struct Parsed {
+    Settings settings;
+    PhotoOptions photo;
+    SegmentOptions segment;
+    RunOptions run;
+    std::function<void(const Host& host)> command;
+};
+
+/// `text` fit to be shown: as UTF-8, and without control characters that a terminal would obey.
+std::string MakeShowable(const std::string& text) {
+    std::string shown;
+    for (const char c : Kernel::ReplaceInvalidUtf8(text)) {
+        const bool isControl = (static_cast<unsigned char>(c) < 0x20 && c != '\n') || c == 0x7F;
+        shown += isControl ? '?' : c;
+    }
+    return shown;
+}
+
+/// An option whose value is one of a few words.
+template <class Value>
+void AddChoice(CLI::App& app, const char* name, const char* type, const char* description,
+               const std::map<std::string, Value>& choices, Value& value) {
+    const auto set = [choices, &value](const std::string& word) { value = choices.at(word); };
+    app.add_option_function<std::string>(name, set, description)
+        ->type_name(type)
+        ->check(CLI::IsMember(choices));
+}
+
+void AddGlobalOptions(CLI::App& app, Settings& settings) {
+    app.add_option("--models", settings.models,
+                   "Folder of the networks; else $ORVANTIS_MODELS, $XDG_CACHE_HOME/orvantis/models "
+                   "or ~/.cache/orvantis/models")
+        ->type_name("DIR");
+    AddChoice<InferenceMode>(app, "--mode", "MODE",
+                             "What to run on: cpu (default), performance or efficiency",
+                             {{"cpu", InferenceMode::CPU},
+                              {"performance", InferenceMode::MaxPerformance},
+                              {"efficiency", InferenceMode::MaxEfficiency}},
+                             settings.mode);
+    app.add_flag("--verbose", settings.isVerbose, "Tell what the library does");
+    app.set_version_flag("--version", "learning " ORVANTIS_VERSION);
+    app.footer("Example: learning --models ~/models segment cat.jpg --at 320,200 -o cat.png");
+}
+
+CLI::App* AddCommand(CLI::App& app, const char* name, const char* description,
+                     const char* example) {
+    CLI::App* command = app.add_subcommand(name, description);
+    command->footer(std::string("Example: learning ") + example);
+    return command;
+}
+
+void AddPhotoOptions(CLI::App& command, PhotoOptions& options) {
+    command.add_option("PHOTO", options.photo, "PNG or JPEG file")->required()->type_name("FILE");
+    command.add_option("-o,--output", options.output, "PNG file to write")
+        ->required()
+        ->type_name("OUT.png");
+}
+
+/// Options that may come several times, each with one value.
+CLI::Option* AddListOption(CLI::App& command, const char* name, std::vector<std::string>& values,
+                           const char* type, const char* description) {
+    return command.add_option(name, values, description)->type_name(type)->allow_extra_args(false);
+}
+
+void AddSegmentCommand(CLI::App& app, Parsed& parsed) {
+    CLI::App* command = AddCommand(app, "segment", "Cut out the thing at some points of a photo",
+                                   "segment cat.jpg --at 320,200 -o cat.png");
+    SegmentOptions& options = parsed.segment;
+    AddPhotoOptions(*command, options);
+    AddListOption(*command, "--at", options.inside, "X,Y", "A pixel of the thing; may be repeated")
+        ->required();
+    AddListOption(*command, "--not", options.outside, "X,Y",
+                  "A pixel of something else; may be repeated");
+    AddChoice<Show>(*command, "--show", "WHAT", "What to write: cutout (default), mask or overlay",
+                    {{"cutout", Show::Cutout}, {"mask", Show::Mask}, {"overlay", Show::Overlay}},
+                    options.show);
+    command->callback([&parsed] {
+        parsed.command = [&parsed](const Host& host) { Segment(host, parsed.segment); };
+    });
+}
+
+void AddRunCommand(CLI::App& app, Parsed& parsed) {
+    CLI::App* command = AddCommand(
+        app, "run", "Run any ONNX network",
+        "run net.onnx --input x=1x2:0.5,1 --output y:1x2 --output mask:1x1x64x64=mask.png");
+    command->add_option("MODEL", parsed.run.model, "ONNX file")->required()->type_name("FILE");
+    AddListOption(*command, "--input", parsed.run.inputs, "NAME=SOURCE",
+                  "A .png or .jpg file (1x3xHxW, RGB, 0..1), a .npy file, or SHAPE:VALUES");
+    AddListOption(*command, "--output", parsed.run.outputs, "NAME:SHAPE[=FILE]",
+                  "Print a result, or write it to a .npy or .png file")
+        ->required();
+    command->callback([&parsed] {
+        parsed.command = [&parsed](const Host& host) { RunModel(host, parsed.run); };
+    });
+}
+
+void AddCommands(CLI::App& app, Parsed& parsed) {
+    AddCommand(app, "models", "List the networks and where they are", "models")
+        ->callback([&parsed] { parsed.command = ListModels; });
+    AddSegmentCommand(app, parsed);
+    const auto addPhotoCommand = [&](const char* name, const char* description, const char* example,
+                                     void (*run)(const Host&, const PhotoOptions&)) {
+        CLI::App* command = AddCommand(app, name, description, example);
+        AddPhotoOptions(*command, parsed.photo);
+        command->callback([&parsed, run] {
+            parsed.command = [&parsed, run](const Host& host) { run(host, parsed.photo); };
+        });
+    };
+    addPhotoCommand("depth", "Show how near things are: near is bright",
+                    "depth street.jpg -o depth.png", EstimateDepth);
+    addPhotoCommand("colourise", "Give a grey photo likely colours", "colourise old.jpg -o new.png",
+                    Colourise);
+    addPhotoCommand("super-resolve", "Double the size of a photo",
+                    "super-resolve small.png -o large.png", SuperResolve);
+    AddRunCommand(app, parsed);
+    app.require_subcommand(0, 1);  // Run() asks for one, with a better message
+    for (CLI::App* command : app.get_subcommands({})) {
+        command->fallthrough();  // so that global options may also follow the command
+    }
+}
+
+int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
+        bool isTerminal) {
+    Parsed parsed;
+    CLI::App app("Run the machine-learning features of Orvantis on photos.", "learning");
+    AddGlobalOptions(app, parsed.settings);
+    AddCommands(app, parsed);
+    try {
+        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    } catch (const CLI::Success& request) {  // a request for help or the version
+        return app.exit(request, out, err);
+    } catch (const CLI::ParseError& error) {
+        throw WrongUse("%1\nRun learning --help, or learning COMMAND --help.", error.what());
+    }
+    if (!parsed.command) {
+        throw WrongUse("a command is needed.\nRun learning --help.");
+    }
+    // Held back until the end, so that a failed command has said nothing but its reason.
+    std::ostringstream said;
+    parsed.command(Host(parsed.settings, said, err, isTerminal));
+    out << MakeShowable(said.str());
+    return 0;
+}
+
+}  // namespace
+
+int RunLearning(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
+                bool isTerminal) {
+    const auto fail = [&err](const char* reason, int code) {
+        err << "learning: " << MakeShowable(reason) << '\n';
+        return code;
+    };
+    try {
+        return Run(arguments, out, err, isTerminal);
+    } catch (const WrongUse& wrongUse) {
+        return fail(wrongUse.what(), 2);
+    } catch (const std::bad_alloc&) {
+        return fail("there is not enough memory for this", 1);
+    } catch (const std::exception& exception) {
+        return fail(exception.what(), 1);
+    }
+}
+
+}  // namespace LearningApp

@@ -1,0 +1,86 @@
+#include "Files.h"
+
+#include "Kernel/FileStreams.h"
+#include "Kernel/FileSystem.h"
+#include "Raster/CodecException.h"
+#include "Raster/DynamicFile.h"
+#include "Raster/PNGBase.h"
+
+#include "Failure.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <random>
+#include <system_error>
+
+namespace LearningApp {
+
+namespace {
+
+std::filesystem::path ToPath(const std::string& path) {
+    return std::u8string(path.begin(), path.end());
+}
+
+/// Deletes a file at the end of the block, unless it has been moved away.
+class ScopedFile {
+public:
+    explicit ScopedFile(const std::string& path) : m_path(path) {}
+    ScopedFile(const ScopedFile&) = delete;
+    ScopedFile& operator=(const ScopedFile&) = delete;
+    ~ScopedFile() { Kernel::FileSystem::Delete(m_path); }
+
+private:
+    const std::string& m_path;
+};
+
+}  // namespace
+
+Raster::Picture LoadPhoto(const std::string& path) {
+    const auto file = Kernel::FileInStream::Open(path);
+    try {
+        return Raster::ReadPicture(*file);
+    } catch (const Raster::CodecException& exception) {  // adds the name of the file
+        throw Failure("cannot read the photo %1: %2", path, exception.what());
+    }
+}
+
+bool HasExtension(std::string_view path, std::string_view extension) {
+    const auto isSame = [](char a, char b) {
+        return std::tolower(static_cast<unsigned char>(a)) == b;
+    };
+    return path.size() > extension.size() &&
+           std::ranges::equal(path.substr(path.size() - extension.size()), extension, isSame);
+}
+
+void CheckPictureTarget(const std::string& path) {
+    if (!HasExtension(path, ".png")) {
+        throw WrongUse("the result is a PNG picture: let the name %1 end in .png", path);
+    }
+    CheckTarget(path);
+}
+
+void CheckTarget(const std::string& path) {
+    std::error_code error;
+    const std::filesystem::path folder = ToPath(path).parent_path();
+    if (!folder.empty() && !std::filesystem::is_directory(folder, error)) {
+        throw Failure("cannot write %1: its folder is not there", path);
+    }
+}
+
+void WriteWhole(const std::string& path, const std::function<void(Kernel::OutStream&)>& write) {
+    const std::string partial = path + ".partial-" + std::to_string(std::random_device()());
+    const ScopedFile removal(partial);
+    write(*Kernel::FileOutStream::Create(partial));
+    std::error_code error;
+    std::filesystem::rename(ToPath(partial), ToPath(path), error);
+    if (error) {
+        throw Failure("cannot write %1: %2", path, error.message());
+    }
+}
+
+void SavePicture(const Raster::Picture& picture, const std::string& path) {
+    WriteWhole(path, [&picture](Kernel::OutStream& stream) { Raster::WritePNG(picture, stream); });
+}
+
+}  // namespace LearningApp

@@ -1,0 +1,33 @@
+// Photos in, results out.
+
+#pragma once
+
+#include "Kernel/Streams.h"
+#include "Raster/Picture.h"
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace LearningApp {
+
+/// Reads a PNG or JPEG file. Throws Failure, which names the file.
+Raster::Picture LoadPhoto(const std::string& path);
+
+/// Whether the name `path` ends in `extension`, such as ".png", in either case.
+bool HasExtension(std::string_view path, std::string_view extension);
+
+/// To be called before the work, so that nobody waits for a result that can't be kept. Throws
+/// WrongUse unless `path` ends in ".png", Failure if its folder is not there.
+void CheckPictureTarget(const std::string& path);
+/// Throws Failure if the folder of `path` is not there.
+void CheckTarget(const std::string& path);
+
+/// Writes the file `path` by way of a new file beside it: the file is there as a whole, or as it
+/// was before. Throws whatever `write` throws, and Failure if the file can't be created or put in
+/// place.
+void WriteWhole(const std::string& path, const std::function<void(Kernel::OutStream&)>& write);
+
+void SavePicture(const Raster::Picture& picture, const std::string& path);
+
+}  // namespace LearningApp

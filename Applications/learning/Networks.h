@@ -1,0 +1,77 @@
+// What the commands know of the networks: tensors, sizes and ranges. All that would change with
+// another network of the same purpose is here.
+
+#pragma once
+
+#include "Learning/ModelCache.h"
+
+#include <array>
+
+namespace LearningApp {
+
+using ModelType = Learning::ModelCache::ModelType;
+
+/// How a colour of 0..1 becomes a network's number: (255 * colour - mean) / deviation, for red,
+/// green and blue.
+struct Normalisation {
+    std::array<float, 3> mean;
+    std::array<float, 3> deviation;
+};
+
+/// Leaves 0..1 as it is.
+inline constexpr Normalisation UnitRange{{0, 0, 0}, {255, 255, 255}};
+
+// The photo with its long side at Side, in the top left corner of a square; the rest is zero.
+namespace SegmentationEncoder {
+inline constexpr const char* Input = "input";    // {1, 3, Side, Side}
+inline constexpr const char* Output = "output";  // {1, 256, 64, 64}
+inline constexpr int Side = 1024;
+inline constexpr Normalisation Colours{{123.675F, 116.28F, 103.53F}, {58.395F, 57.12F, 57.375F}};
+inline constexpr std::array<int, 4> EmbeddingShape{1, 256, 64, 64};
+}  // namespace SegmentationEncoder
+
+// Positions count in pixels of the encoder's square; above 0 in the masks is inside.
+namespace SegmentationDecoder {
+inline constexpr const char* Embedding = "image_embeddings";
+inline constexpr const char* Positions = "point_coords";  // {1, n, 2}: x, y
+inline constexpr const char* Labels = "point_labels";     // {1, n}
+inline constexpr const char* EarlierMask =
+    "mask_input";  // {1, 1, EarlierMaskSide, EarlierMaskSide}
+inline constexpr const char* HasEarlierMask = "has_mask_input";  // {1}
+inline constexpr const char* PhotoSize = "orig_im_size";         // {2}: height, width
+inline constexpr const char* Masks = "masks";                    // {1, 1, height, width}
+inline constexpr const char* Quality = "iou_predictions";        // {1, 1}: 0..1
+inline constexpr int EarlierMaskSide = 256;
+inline constexpr float Inside = 1;
+inline constexpr float Outside = 0;
+inline constexpr float End = -1;  // of the point at (0, 0) that closes the list
+}  // namespace SegmentationDecoder
+
+// The whole photo, squeezed into a square; smaller numbers are nearer.
+namespace DepthEstimation {
+inline constexpr const char* Input = "0";     // {1, 3, Side, Side}
+inline constexpr const char* Output = "350";  // {1, 1, Side, Side}
+inline constexpr int Side = 224;
+inline constexpr Normalisation Colours = UnitRange;
+}  // namespace DepthEstimation
+
+// Luma 0..1 of a small picture to Cb and Cr (BT.601, about -0.5..0.5) of the same size.
+namespace Colourisation {
+inline constexpr const char* Input = "luma";     // {1, 1, height, width}
+inline constexpr const char* Output = "chroma";  // {1, 2, height, width}
+inline constexpr int ShortSide = 96;             // about
+inline constexpr int LongestSide = 1024;
+inline constexpr int SideStep = 8;  // sides are multiples of it
+}  // namespace Colourisation
+
+// Colours 0..1 of a tile with even sides to twice the size.
+namespace SuperResolution {
+inline constexpr const char* Input = "input";    // {1, 3, height, width}
+inline constexpr const char* Output = "output";  // {1, 3, Scale * height, Scale * width}
+inline constexpr Normalisation Colours = UnitRange;
+inline constexpr int Scale = 2;
+inline constexpr int TileSide = 128;
+inline constexpr int TileOverlap = 32;  // at least
+}  // namespace SuperResolution
+
+}  // namespace LearningApp

@@ -1,0 +1,27 @@
+// NumPy's .npy files of 32-bit floats, little-endian and in C order: see "numpy.lib.format" in the
+// NumPy manual.
+
+#pragma once
+
+#include "Kernel/Counted.h"
+#include "Learning/Tensor.h"
+
+#include <string>
+#include <vector>
+
+namespace LearningApp {
+
+/// Throws Failure, which names the file, unless it is whole and of that kind, and its shape passes
+/// CheckShape().
+Kernel::Counted<Learning::Tensor> LoadNpy(const std::string& path);
+
+void SaveNpy(const Learning::Tensor& tensor, const std::string& path);
+
+/// The number of elements of `shape`. Throws Failure if a dimension is below 1 or there are more
+/// than 2^28 elements; `name` is what the message calls it.
+std::uint64_t CheckShape(const std::vector<int>& shape, const std::string& name);
+
+/// For example "1x3x224x224", and "scalar" for no dimensions.
+std::string ShapeToText(const std::vector<int>& shape);
+
+}  // namespace LearningApp

@@ -1,0 +1,222 @@
+#include "Commands.h"
+#include "Failure.h"
+#include "Files.h"
+#include "Npy.h"
+#include "Samples.h"
+
+#include <algorithm>
+#include <charconv>
+#include <ostream>
+
+namespace LearningApp {
+
+namespace {
+
+using Kernel::Counted;
+using Learning::Tensor;
+
+/// Splits at the separators; an empty text has no parts.
+std::vector<std::string_view> Split(std::string_view text, char separator) {
+    std::vector<std::string_view> parts;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find(separator), text.size());
+        parts.push_back(text.substr(0, end));
+        text.remove_prefix(end);
+        if (text.size() == 1) {
+            parts.emplace_back();  // what follows a closing separator
+        }
+        text.remove_prefix(std::min<std::size_t>(text.size(), 1));
+    }
+    return parts;
+}
+
+/// `argument` is what the message shows.
+template <class Number>
+std::vector<Number> ParseNumbers(std::string_view text, char separator,
+                                 const std::string& argument) {
+    std::vector<Number> numbers;
+    for (const std::string_view part : Split(text, separator)) {
+        Number number{};
+        const char* const end = part.data() + part.size();
+        const auto [stop, error] = std::from_chars(part.data(), end, number);
+        if (error != std::errc() || stop != end) {
+            throw WrongUse("%1: %2 is not a number", argument, part.empty() ? "nothing" : part);
+        }
+        numbers.push_back(number);
+    }
+    return numbers;
+}
+
+std::vector<int> ParseShape(std::string_view text, const std::string& argument) {
+    std::vector<int> shape = ParseNumbers<int>(text, 'x', argument);
+    CheckShape(shape, argument);
+    return shape;
+}
+
+Counted<Tensor> LoadPlanes(const std::string& path) {
+    const Raster::Picture photo = LoadPhoto(path);
+    auto tensor = MakeTensor({1, 3, photo.GetHeight(), photo.GetWidth()});
+    Resize(ReadColours(photo), GetSize(photo), WritePlanes(*tensor, UnitRange));
+    return tensor;
+}
+
+/// "SHAPE:v,v,v", or "SHAPE:v" for one value everywhere.
+Counted<Tensor> ParseInlineTensor(std::string_view text, const std::string& argument) {
+    const std::size_t colon = text.find(':');
+    if (colon == std::string_view::npos) {
+        throw WrongUse(
+            "%1: a source is a .png, .jpg or .npy file, or SHAPE:VALUES such as 1x2:0.5,1",
+            argument);
+    }
+    const std::vector<int> shape = ParseShape(text.substr(0, colon), argument);
+    const std::uint64_t count = CheckShape(shape, argument);
+    std::vector<float> values = ParseNumbers<float>(text.substr(colon + 1), ',', argument);
+    if (values.size() == 1) {
+        return MakeTensor(shape, values.front());
+    }
+    if (values.size() != count) {
+        throw WrongUse("%1: %2 values do not fill the shape %3", argument, values.size(),
+                       ShapeToText(shape));
+    }
+    return MakeTensor(shape, std::move(values));
+}
+
+/// Adds what "NAME=SOURCE" says.
+void AddInput(const std::string& argument, Learning::Model::TensorMap& inputs) {
+    const std::size_t equals = argument.find('=');
+    if (equals == std::string::npos || equals == 0) {
+        throw WrongUse("--input %1: write NAME=SOURCE", argument);
+    }
+    const std::string source = argument.substr(equals + 1);
+    Counted<Tensor>& tensor = inputs[argument.substr(0, equals)];
+    if (HasExtension(source, ".npy")) {
+        tensor = LoadNpy(source);
+    } else if (HasExtension(source, ".png") || HasExtension(source, ".jpg") ||
+               HasExtension(source, ".jpeg")) {
+        tensor = LoadPlanes(source);
+    } else {
+        tensor = ParseInlineTensor(source, argument);
+    }
+}
+
+struct Output {
+    std::string name;
+    Counted<Tensor> tensor;
+    std::string file;  // empty: print it
+};
+
+/// The planes of a picture in `shape`: {1, c, h, w}, {c, h, w} or {h, w} with c 1 or 3; else empty.
+std::vector<int> FindPictureShape(std::vector<int> shape) {
+    while (shape.size() < 4) {
+        shape.insert(shape.begin(), 1);
+    }
+    const bool isPicture = shape.size() == 4 && shape[0] == 1 && (shape[1] == 1 || shape[1] == 3) &&
+                           Raster::Picture::IsSizeSupported(static_cast<std::uint64_t>(shape[3]),
+                                                            static_cast<std::uint64_t>(shape[2]));
+    return isPicture ? shape : std::vector<int>{};
+}
+
+void CheckOutputFile(const Output& output) {
+    CheckTarget(output.file);
+    if (HasExtension(output.file, ".npy")) {
+        return;
+    }
+    if (!HasExtension(output.file, ".png")) {
+        throw WrongUse("an output is kept in a .npy or a .png file, not in %1", output.file);
+    }
+    if (FindPictureShape(output.tensor->GetDimensions()).empty()) {
+        throw WrongUse("the shape %1 is no picture of 1 or 3 channels: keep it in a .npy file",
+                       ShapeToText(output.tensor->GetDimensions()));
+    }
+}
+
+/// Reads "NAME:SHAPE" or "NAME:SHAPE=FILE"; the name may have colons of its own.
+Output ParseOutput(const std::string& argument) {
+    const std::size_t equals = std::min(argument.find('='), argument.size());
+    const std::string_view target = std::string_view(argument).substr(0, equals);
+    const std::size_t colon = target.rfind(':');
+    if (colon == std::string_view::npos || colon == 0) {
+        throw WrongUse("--output %1: write NAME:SHAPE or NAME:SHAPE=FILE", argument);
+    }
+    Output output;
+    output.name = target.substr(0, colon);
+    output.tensor = MakeTensor(ParseShape(target.substr(colon + 1), argument));
+    if (equals < argument.size()) {
+        output.file = argument.substr(equals + 1);
+        CheckOutputFile(output);
+    }
+    return output;
+}
+
+void SavePlanes(const Output& output) {
+    const std::vector<int> shape = FindPictureShape(output.tensor->GetDimensions());
+    const auto plane = static_cast<std::uint64_t>(shape[2]) * static_cast<std::uint64_t>(shape[3]);
+    Raster::Picture picture(shape[3], shape[2]);
+    std::uint64_t at = 0;
+    for (int y = 0; y < shape[2]; ++y) {
+        std::uint8_t* pixel = picture.GetRow(y).data();
+        for (int x = 0; x < shape[3]; ++x, ++at, pixel += Raster::Picture::ChannelCount) {
+            for (std::uint64_t i = 0; i < 3; ++i) {
+                const std::uint64_t index = shape[1] == 3 ? at + i * plane : at;
+                pixel[i] = ToByte(output.tensor->GetValueAtIndexedSubscript(index));
+            }
+            pixel[3] = 255;
+        }
+    }
+    SavePicture(picture, output.file);
+}
+
+void Print(const Output& output, std::ostream& out) {
+    const std::vector<int> shape = output.tensor->GetDimensions();
+    const std::uint64_t count = CheckShape(shape, output.name);
+    float low = output.tensor->GetValueAtIndexedSubscript(0);
+    float high = low;
+    double sum = 0;
+    for (std::uint64_t i = 0; i < count; ++i) {
+        const float value = output.tensor->GetValueAtIndexedSubscript(i);
+        low = std::min(low, value);
+        high = std::max(high, value);
+        sum += value;
+    }
+    out << output.name << "  " << ShapeToText(shape) << "  min " << low << "  max " << high
+        << "  mean " << sum / static_cast<double>(count) << "\n ";
+    constexpr std::uint64_t ShownCount = 8;
+    for (std::uint64_t i = 0; i < std::min(count, ShownCount); ++i) {
+        out << ' ' << output.tensor->GetValueAtIndexedSubscript(i);
+    }
+    out << (count > ShownCount ? " ...\n" : "\n");
+}
+
+void Deliver(const Output& output, std::ostream& out) {
+    if (output.file.empty()) {
+        Print(output, out);
+        return;
+    }
+    if (HasExtension(output.file, ".npy")) {
+        SaveNpy(*output.tensor, output.file);
+    } else {
+        SavePlanes(output);
+    }
+    out << "wrote " << output.file << '\n';
+}
+
+}  // namespace
+
+void RunModel(const Host& host, const RunOptions& options) {
+    std::vector<Output> outputs;
+    Learning::Model::TensorMap results;
+    for (const std::string& argument : options.outputs) {
+        outputs.push_back(ParseOutput(argument));
+        results[outputs.back().name] = outputs.back().tensor;
+    }
+    Learning::Model::TensorMap inputs;
+    for (const std::string& argument : options.inputs) {
+        AddInput(argument, inputs);
+    }
+    host.OpenNetwork(options.model).Run(inputs, results);
+    for (const Output& output : outputs) {
+        Deliver(output, host.GetOut());
+    }
+}
+
+}  // namespace LearningApp

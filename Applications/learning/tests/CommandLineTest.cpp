@@ -1,0 +1,154 @@
+#include "tests/Support.h"
+
+#include <gmock/gmock.h>
+
+namespace LearningApp {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using Testing::Outcome;
+using Testing::RunBare;
+using testing::StartsWith;
+
+class CommandLine : public Testing::InFolder {
+protected:
+    std::string MakeGreyPhoto() const {
+        return MakePhoto(8, 6, [](int, int) { return std::array{128, 128, 128, 255}; });
+    }
+};
+
+TEST_F(CommandLine, TellsWrongUseFromTheRightOne) {
+    const std::string photo = MakeGreyPhoto();
+    const std::string result = At("result.png");
+    const std::string model = TEST_MODELS "SuperResolution_2.6.onnx";
+    const std::string shape = "output:1x3x2x2";
+    const struct {
+        std::vector<std::string> arguments;
+        const char* message;
+    } cases[] = {
+        {{}, "a command is needed"},
+        {{"paint"}, "paint"},
+        {{"--mode", "quantum", "models"}, "quantum"},
+        {{"depth", photo}, "--output is required"},
+        {{"depth", "-o", result}, "PHOTO is required"},
+        {{"depth", photo, "-o", At("result.jpg")}, "result.jpg end in .png"},
+        {{"segment", photo, "-o", result}, "--at is required"},
+        {{"segment", photo, "--at", "3", "-o", result}, "3 is not a point"},
+        {{"segment", photo, "--at", "3,2,1", "-o", result}, "3,2,1 is not a point"},
+        {{"segment", photo, "--at", "nan,2", "-o", result}, "outside the photo"},
+        {{"segment", photo, "--at", "8,2", "-o", result},
+         "8,2 is outside the photo, which is 8 x 6"},
+        {{"segment", photo, "--at", "1,1", "--not", "1,-1", "-o", result}, "outside the photo"},
+        {{"segment", photo, "--at", "1,1", "--show", "all", "-o", result}, "all"},
+        {{"run", model, "--input", "input", "--output", shape}, "write NAME=SOURCE"},
+        {{"run", model, "--input", "input=photo.gif", "--output", shape}, "a source is"},
+        {{"run", model, "--input", "input=1x2:1,2,3", "--output", shape}, "3 values do not fill"},
+        {{"run", model, "--input", "input=1x2:1,", "--output", shape}, "is not a number"},
+        {{"run", model, "--output", "output"}, "write NAME:SHAPE"},
+        {{"run", model, "--output", "output:1xtwo"}, "two is not a number"},
+        {{"run", model, "--output", "output:1x2=" + At("x.txt")}, "not in"},
+        {{"run", model, "--output", "output:1x2x8x8=" + result}, "no picture of 1 or 3 channels"},
+    };
+    for (const auto& [arguments, message] : cases) {
+        const Outcome outcome = Testing::Run(arguments);
+        EXPECT_EQ(outcome.code, 2) << message;
+        EXPECT_THAT(outcome.err, AllOf(StartsWith("learning: "), HasSubstr(message)));
+        EXPECT_EQ(outcome.out, "");
+    }
+    EXPECT_THAT(GetFiles(), ElementsAre("photo.png"));
+}
+
+TEST_F(CommandLine, HelpsWithEveryCommand) {
+    EXPECT_EQ(RunBare({"--version"}).code, 0);
+    EXPECT_THAT(RunBare({"--help"}).out, HasSubstr("super-resolve"));
+    for (const char* const command :
+         {"models", "segment", "depth", "colourise", "super-resolve", "run"}) {
+        const Outcome outcome = RunBare({command, "--help"});
+        EXPECT_EQ(outcome.code, 0);
+        EXPECT_THAT(outcome.out, HasSubstr(std::string("Example: learning ") + command));
+    }
+}
+
+TEST_F(CommandLine, ListsWhatIsInstalled) {
+    MakeFile("Colourisation_2.6.onnx", "");
+    const Outcome outcome = RunBare({"models", "--models", At("")});
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_THAT(outcome.out,
+                testing::ContainsRegex("Colourisation .*yes .*Colourisation_2.6.onnx"));
+    EXPECT_THAT(outcome.out, testing::ContainsRegex("DepthEstimation .*no .*DepthEstimation_2.6"));
+    EXPECT_THAT(outcome.out, testing::ContainsRegex("accelerated .*SuperResolution_3.2 .*no"));
+}
+
+TEST_F(CommandLine, FailsWithTheFileAndTheReason) {
+    const std::string photo = MakeGreyPhoto();
+    const std::string text = MakeFile("letter.jpg", "Dear all, this is no photo.");
+    const std::string cut = MakeFile("cut.png", "\x89PNG\r\n\x1A\n and then no more");
+    const std::string bad = MakeFile("SuperResolution_2.6.onnx", "no network");
+    const std::string result = At("result.png");
+    std::filesystem::create_directory(At("folder.png"));
+    // What an earlier command has loaded must not stand in for what is missing.
+    EXPECT_EQ(Testing::Run({"super-resolve", photo, "-o", At("large.png")}).code, 0);
+    const std::vector<std::string> before = GetFiles();
+    const std::string network = TEST_MODELS "SuperResolution_2.6.onnx";
+    const struct {
+        std::vector<std::string> arguments;
+        std::vector<std::string> messages;
+    } cases[] = {
+        {{"--models", At(""), "depth", photo, "-o", result},
+         {"DepthEstimation_2.6.onnx", "DepthEstimation_2.6.zip", "--models"}},
+        {{"--models", At(""), "--mode", "performance", "super-resolve", photo, "-o", result},
+         {"SuperResolution_3.2.zip"}},
+        {{"--models", At(""), "super-resolve", photo, "-o", result},
+         {bad, "ONNX Runtime", "Protobuf"}},
+        {{"depth", text, "-o", result}, {text, "neither a PNG nor a JPEG"}},
+        {{"colourise", cut, "-o", result}, {cut, "damaged"}},
+        {{"segment", At("none.png"), "--at", "1,1", "-o", result}, {"none.png", "No such file"}},
+        {{"super-resolve", photo, "-o", At("none/x.png")}, {"none/x.png", "folder is not there"}},
+        {{"depth", photo, "-o", At("folder.png")}, {"cannot write", "folder.png"}},
+        {{"run", At("none.onnx"), "--output", "y:1"}, {"none.onnx"}},
+        {{"run", bad, "--output", "y:1"}, {bad, "Protobuf"}},
+        {{"run", network, "--input", "input=1x3x2x2:0", "--output", "other:1x3x4x4"}, {"other"}},
+        {{"run", network, "--input", "input=1x3x3x2:0", "--output", "output:1x3x6x4"},
+         {network, "ONNX Runtime"}},
+        {{"run", network, "--input", "x=99999x99999:0", "--output", "y:1"},
+         {"more than 268435456"}},
+        {{"run", network, "--output", "y:0x3"}, {"a dimension of 0"}},
+    };
+    for (const auto& [arguments, messages] : cases) {
+        const bool hasModels = arguments.front() == "--models";
+        const Outcome outcome = hasModels ? RunBare(arguments) : Testing::Run(arguments);
+        EXPECT_EQ(outcome.code, 1) << outcome.err;
+        EXPECT_THAT(outcome.err, StartsWith("learning: "));
+        for (const std::string& message : messages) {
+            EXPECT_THAT(outcome.err, HasSubstr(message));
+        }
+    }
+    EXPECT_THAT(GetFiles(), testing::UnorderedElementsAreArray(before));
+}
+
+TEST_F(CommandLine, OpensNamesOfAnyBytesAndShowsThemAsText) {
+    std::filesystem::rename(MakeGreyPhoto(), At("\xFF\x1B.png"));
+    const Outcome outcome = Testing::Run({"depth", At("\xFF\x1B.png"), "-o", At("\xFE.png")});
+    EXPECT_EQ(outcome.code, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, HasSubstr("\xEF\xBF\xBD.png"));
+    EXPECT_THAT(GetFiles(), testing::UnorderedElementsAre("\xFF\x1B.png", "\xFE.png"));
+
+    const Outcome failure = Testing::Run({"depth", At("\xFF\x1B.jpg"), "-o", At("x.png")});
+    EXPECT_THAT(failure.err, HasSubstr("\xEF\xBF\xBD?.jpg"));
+}
+
+TEST_F(CommandLine, DrawsABarOnATerminalOnly) {
+    const std::vector<std::string> arguments{"--models",      TEST_MODELS, "super-resolve",
+                                             MakeGreyPhoto(), "-o",        At("large.png")};
+    for (const bool isTerminal : {false, true}) {
+        std::ostringstream out;
+        std::ostringstream err;
+        EXPECT_EQ(RunLearning(arguments, out, err, isTerminal), 0);
+        EXPECT_EQ(err.str().find("1/1") != std::string::npos, isTerminal);
+    }
+}
+
+}  // namespace
+}  // namespace LearningApp
