@@ -7,11 +7,12 @@
 #   tsan     the tests under the thread sanitizer
 #   tidy     clang-tidy finds nothing in the libraries
 #   shell    shellcheck finds nothing in the scripts
+#   docs     the README shows the example that is compiled; Doxygen understands every comment
 # Without STEP: all of them.
 set -eu
 cd "$(dirname "$0")/.."
 
-every_step=(format dev asan tsan tidy shell)
+every_step=(format dev asan tsan tidy shell docs)
 summary=()
 
 run() {
@@ -19,8 +20,13 @@ run() {
         format) cmake --preset dev > /dev/null && cmake --build --preset dev --target check-format ;;
         dev | asan | tsan) cmake --workflow --preset "$1" ;;
         tidy) cmake --preset dev > /dev/null && cmake --build --preset dev --target tidy ;;
-        shell) shellcheck --external-sources tools/*.sh .ci/run ;;
+        shell) git ls-files -z '*.sh' .ci/run | xargs -0 shellcheck --external-sources ;;
+        docs) check_readme && mkdir -p build && doxygen docs/Doxyfile > /dev/null ;;
     esac
+}
+
+check_readme() {
+    diff <(sed -n '/^```cpp$/,/^```$/{//!p}' README.md) examples/colour_of_grey.cpp
 }
 
 # Runs one step and notes how it went and how long it took.
