@@ -4,10 +4,13 @@ include_guard()
 
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
+pkg_check_modules(LIBZIP REQUIRED IMPORTED_TARGET libzip)     # Kernel: archives/
 pkg_check_modules(XXHASH REQUIRED IMPORTED_TARGET libxxhash)  # Kernel: hashing/
+find_package(CURL 7.85 REQUIRED)                              # Network: http/
 find_package(JPEG REQUIRED)                                   # Raster: codecs/
 find_package(PNG REQUIRED)                                    # Raster: codecs/
-find_package(CLI11 REQUIRED)                                  # the program `learning`
+find_package(CLI11 REQUIRED)                                  # the programs `learning` and `learning-service`
+find_package(OpenSSL REQUIRED)                                # Network: cache/; learning-service: server/
 
 if(NOT EXISTS "${ORVANTIS_RUNTIME_DIR}/include/onnxruntime_cxx_api.h")
     message(FATAL_ERROR "The inference runtime is not in ${ORVANTIS_RUNTIME_DIR}: run tools/setup.sh, "

@@ -7,8 +7,8 @@ cd "$(dirname "$0")/.."
 
 # compiler and build system
 build="g++ cmake ninja-build ccache git pkg-config"
-# what our libraries and programs stand on: command lines, JPEG, PNG, hashes, JSON
-libraries="libcli11-dev libjpeg62-turbo-dev libpng-dev libxxhash-dev nlohmann-json3-dev"
+# what our libraries and programs stand on: command lines, JPEG, PNG, hashes, JSON, TLS, ZIP
+libraries="libcli11-dev libcurl4-openssl-dev libjpeg62-turbo-dev libpng-dev libssl-dev libxxhash-dev libzip-dev nlohmann-json3-dev"
 # tests and benchmarks
 tests="libgtest-dev libgmock-dev libbenchmark-dev hyperfine"
 # layout and faults of code and scripts; documentation

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <limits>
 #include <system_error>
 
 namespace Kernel::FileSystem {
@@ -70,15 +71,63 @@ bool CreateDirectoryRecursive(const String& path) noexcept {
     });
 }
 
-String GetUniqueTemporaryFilename(const String& pattern) {
+bool DeleteEmptyFolder(const String& path) noexcept {
+    return Try([&] {
+        std::error_code error;
+        const std::filesystem::path folder = ToPath(path);
+        return std::filesystem::is_directory(std::filesystem::symlink_status(folder, error)) &&
+               std::filesystem::remove(folder, error);
+    });
+}
+
+String GetCanonicalPath(const String& path) {
+    std::error_code error;
+    const std::filesystem::path canonical =
+        std::filesystem::weakly_canonical(std::filesystem::absolute(ToPath(path), error), error);
+    if (error) {
+        throw IoException("find", path, error.value());
+    }
+    return FromPath(canonical);
+}
+
+std::uint64_t GetFreeSpace(const String& folder) noexcept {
+    std::uint64_t available = std::numeric_limits<std::uint64_t>::max();
+    Try([&] {
+        available = std::filesystem::space(ToPath(folder)).available;
+        return true;
+    });
+    return available;
+}
+
+String GetTemporaryFolder() {
     std::error_code error;
     const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
     if (error) {
         throw IoException("use", "the folder for temporary files", error.value());
     }
+    return FromPath(folder);
+}
+
+void DeleteAbandonedFiles(const String& folder, std::chrono::hours age) noexcept {
+    Try([&] {
+        const auto latest = std::filesystem::file_time_type::clock::now() - age;
+        for (const auto& entry : std::filesystem::directory_iterator(ToPath(folder))) {
+            const String name = FromPath(entry.path().filename());
+            std::error_code error;
+            if (IsRandomName(name) && entry.is_regular_file(error) && !entry.is_symlink(error) &&
+                entry.last_write_time(error) <= latest && !error) {
+                std::filesystem::remove(entry.path(), error);
+            }
+        }
+        return true;
+    });
+}
+
+String GetUniqueTemporaryFilename(const String& pattern) {
+    const String folder = GetTemporaryFolder();
     String path;
     for (int attempt = 0; attempt < 100; ++attempt) {
-        path = FromPath(folder / ToPath(Format(pattern, MakeRandomName())));
+        path = FromPath(ToPath(folder) / ToPath(Format(pattern, MakeRandomName())));
         if (FileHandle::CreateExclusively(path)) {
             return path;
         }

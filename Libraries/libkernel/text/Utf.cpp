@@ -148,4 +148,14 @@ String ReplaceInvalidUtf8(const String& text) {
     return result;
 }
 
+String MakePrintable(const String& text) {
+    const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; };
+    String printable;
+    printable.reserve(text.size());
+    for (const char c : ReplaceInvalidUtf8(text)) {
+        printable.push_back(isControl(c) ? '?' : c);
+    }
+    return printable;
+}
+
 }  // namespace Kernel

@@ -25,4 +25,8 @@ KERNEL_API bool IsValidUtf8(std::string_view text) noexcept;
 /// none.
 KERNEL_API String ReplaceInvalidUtf8(const String& text);
 
+/// `text` fit for one line of a message: as ReplaceInvalidUtf8() leaves it, with "?" for control
+/// characters.
+KERNEL_API String MakePrintable(const String& text);
+
 }  // namespace Kernel

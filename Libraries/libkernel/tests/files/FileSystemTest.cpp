@@ -110,5 +110,64 @@ TEST_F(TemporaryFiles, AreRefusedWhereNoneCanBe) {
     EXPECT_THROW((void)GetUniqueTemporaryFilename("%1"), IoException);
 }
 
+TEST(FileSystem, DeletesEmptyFoldersAlone) {
+    const TemporaryFolder folder;
+    ASSERT_TRUE(CreateDirectoryRecursive(folder / "full/empty"));
+    WriteFile(folder / "file", "text");
+    std::filesystem::create_directory_symlink("full/empty", (folder / "link").c_str());
+    for (const char* const kept : {"full", "file", "link"}) {
+        EXPECT_FALSE(DeleteEmptyFolder(folder / kept)) << kept;
+        EXPECT_TRUE(Exists(folder / kept)) << kept;
+    }
+    EXPECT_TRUE(DeleteEmptyFolder(folder / "full/empty"));
+    EXPECT_FALSE(DeleteEmptyFolder(folder / "full/empty"));
+    EXPECT_TRUE(DeleteEmptyFolder(folder / "full"));
+}
+
+TEST(FileSystem, KnowsOnePathForEachPlace) {
+    const TemporaryFolder folder;
+    const String root = GetCanonicalPath(folder / "");
+    ASSERT_TRUE(CreateDirectoryRecursive(folder / "ä/b"));
+    std::filesystem::create_directory_symlink("ä/b", (folder / "link").c_str());
+    std::filesystem::create_symlink("loop", (folder / "loop").c_str());
+    EXPECT_EQ(GetCanonicalPath(folder / "./link/../x//y"), GetCanonicalPath(folder / "ä/x/y"));
+    EXPECT_EQ(std::string_view(GetCanonicalPath(folder / "ä/x")).find(root), 0U);
+    EXPECT_EQ(GetCanonicalPath(".") + "/x", GetCanonicalPath("x"));
+    EXPECT_THROW(GetCanonicalPath(folder / "loop/x"), IoException);
+    EXPECT_THROW(GetCanonicalPath(std::string_view("a\0b", 3)), IoException);
+}
+
+TEST(FileSystem, KnowsTheFreeSpace) {
+    const TemporaryFolder folder;
+    const std::uint64_t space = GetFreeSpace(folder / "");
+    EXPECT_GT(space, 0U);
+    EXPECT_LE(space, std::filesystem::space((folder / "").c_str()).capacity);
+}
+
+TEST_F(TemporaryFiles, AreDeletedOnceAbandoned) {
+    const String young = GetUniqueTemporaryFilename("%1.part");
+    const String old = GetUniqueTemporaryFilename("%1.part");
+    const String folder = GetUniqueTemporaryFilename("%1.part");
+    Delete(folder);
+    std::filesystem::create_directory(folder.c_str());
+    const String others[] = {
+        folder, GetUniqueTemporaryFilename("%1"), GetUniqueTemporaryFilename("x%1.part"),
+        GetUniqueTemporaryFilename("%1x.part"), GetUniqueTemporaryFilename("orvantis-model.part")};
+    const auto date = std::filesystem::file_time_type::clock::now() - std::chrono::hours(49);
+    std::filesystem::last_write_time(old.c_str(), date);
+    for (const String& path : others) {
+        std::filesystem::last_write_time(path.c_str(), date);
+    }
+    DeleteAbandonedFiles(m_folder / "", std::chrono::hours(50));
+    EXPECT_TRUE(Exists(old));
+    DeleteAbandonedFiles(m_folder / "", std::chrono::hours(48));
+    DeleteAbandonedFiles(m_folder / "missing", std::chrono::hours(48));
+    EXPECT_FALSE(Exists(old));
+    EXPECT_TRUE(Exists(young));
+    for (const String& path : others) {
+        EXPECT_TRUE(Exists(path)) << path.c_str();
+    }
+}
+
 }  // namespace
 }  // namespace Kernel::FileSystem

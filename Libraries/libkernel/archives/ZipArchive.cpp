@@ -1,0 +1,317 @@
+#include "Kernel/ZipArchive.h"
+
+#include "Kernel/Format.h"
+#include "Kernel/IoException.h"
+#include "Kernel/Utf.h"
+
+#include <zip.h>
+
+#include <algorithm>
+#include <exception>
+#include <limits>
+#include <memory>
+
+namespace Kernel {
+
+namespace {
+
+/// An error of libzip, with its text.
+class ZipError {
+public:
+    ZipError() noexcept { zip_error_init(&m_error); }
+    ZipError(const ZipError&) = delete;
+    ZipError& operator=(const ZipError&) = delete;
+    ~ZipError() { zip_error_fini(&m_error); }
+
+    zip_error_t* Get() noexcept { return &m_error; }
+
+private:
+    zip_error_t m_error{};
+};
+
+struct DiscardArchive {
+    void operator()(zip_t* archive) const noexcept { zip_discard(archive); }
+};
+
+struct CloseFile {
+    void operator()(zip_file_t* file) const noexcept { zip_fclose(file); }
+};
+
+using ZipFile = std::unique_ptr<zip_file_t, CloseFile>;
+
+}  // namespace
+
+/// The archive as libzip sees it, which reads it through Answer(). What the stream throws there
+/// must not cross libzip's frames: it is kept, and thrown when libzip reports the failure.
+class ZipArchive::Reader : public Countable {
+public:
+    explicit Reader(Counted<SeekableInStream> stream);
+
+    std::uint64_t GetEntryCount() const noexcept;
+    zip_stat_t GetStatus(std::uint64_t index) const;
+    std::uint32_t GetUnixMode(std::uint64_t index) const noexcept;
+    ZipFile Open(std::uint64_t index, const String& name) const;
+
+    /// Throws what the stream threw, or else an IoException with the text of `error`.
+    [[noreturn]] void Throw(std::string_view subject, zip_error_t* error) const;
+    [[noreturn]] void ThrowForEntry(const String& name, zip_error_t* error) const;
+
+private:
+    static zip_int64_t Answer(void* self, void* data, zip_uint64_t size,
+                              zip_source_cmd_t command) noexcept;
+    zip_int64_t Answer(void* data, zip_uint64_t size, zip_source_cmd_t command);
+    zip_int64_t Read(std::span<std::byte> buffer);
+    zip_int64_t Seek(void* arguments, zip_uint64_t size) noexcept;
+    zip_int64_t DescribeTo(zip_stat_t& status) const noexcept;
+
+    Counted<SeekableInStream> m_stream;
+    std::uint64_t m_size;
+    std::uint64_t m_position = 0;
+    std::uint64_t m_budget;  // bytes that may still be read
+    std::exception_ptr m_failure;
+    ZipError m_error;  // the last one of Answer()
+    std::unique_ptr<zip_t, DiscardArchive> m_archive;
+};
+
+ZipArchive::Reader::Reader(Counted<SeekableInStream> stream)
+    : m_stream(std::move(stream)),
+      m_size(m_stream->GetSize()),
+      // Opening takes a few times the size at most. But an archive can end in thousands of records
+      // that each claim to be its end, and libzip reads the whole directory for each.
+      m_budget(8 * m_size + 1'000'000) {
+    ZipError error;
+    zip_source_t* const source = zip_source_function_create(Answer, this, error.Get());
+    if (source != nullptr) {
+        m_archive.reset(zip_open_from_source(source, ZIP_RDONLY, error.Get()));
+        if (!m_archive) {
+            zip_source_free(source);
+        }
+    }
+    if (!m_archive || m_failure) {
+        Throw("the ZIP archive", error.Get());
+    }
+    m_budget = std::numeric_limits<std::uint64_t>::max();
+}
+
+std::uint64_t ZipArchive::Reader::GetEntryCount() const noexcept {
+    return static_cast<std::uint64_t>(zip_get_num_entries(m_archive.get(), 0));
+}
+
+zip_stat_t ZipArchive::Reader::GetStatus(std::uint64_t index) const {
+    zip_stat_t status;
+    if (zip_stat_index(m_archive.get(), index, ZIP_FL_ENC_RAW, &status) != 0) {
+        Throw("the ZIP archive", zip_get_error(m_archive.get()));
+    }
+    return status;
+}
+
+std::uint32_t ZipArchive::Reader::GetUnixMode(std::uint64_t index) const noexcept {
+    zip_uint32_t attributes = 0;
+    zip_file_get_external_attributes(m_archive.get(), index, 0, nullptr, &attributes);
+    // Whatever system the entry claims to be from: those without such modes leave them 0.
+    return attributes >> 16;
+}
+
+ZipFile ZipArchive::Reader::Open(std::uint64_t index, const String& name) const {
+    ZipFile file(zip_fopen_index(m_archive.get(), index, 0));
+    if (!file) {
+        ThrowForEntry(name, zip_get_error(m_archive.get()));
+    }
+    return file;
+}
+
+void ZipArchive::Reader::Throw(std::string_view subject, zip_error_t* error) const {
+    if (m_failure) {
+        std::rethrow_exception(m_failure);
+    }
+    throw IoException(Format("cannot read %1: %2", subject, zip_error_strerror(error)).c_str());
+}
+
+void ZipArchive::Reader::ThrowForEntry(const String& name, zip_error_t* error) const {
+    Throw(MakePrintable(name) + " in the ZIP archive", error);
+}
+
+zip_int64_t ZipArchive::Reader::Answer(void* self, void* data, zip_uint64_t size,
+                                       zip_source_cmd_t command) noexcept {
+    auto& reader = *static_cast<Reader*>(self);
+    try {
+        return reader.Answer(data, size, command);
+    } catch (...) {  // for Throw()
+        reader.m_failure = std::current_exception();
+        zip_error_set(reader.m_error.Get(), ZIP_ER_READ, 0);
+        return -1;
+    }
+}
+
+zip_int64_t ZipArchive::Reader::Answer(void* data, zip_uint64_t size, zip_source_cmd_t command) {
+    switch (command) {
+        case ZIP_SOURCE_SUPPORTS:
+            return ZIP_SOURCE_SUPPORTS_SEEKABLE |
+                   ZIP_SOURCE_MAKE_COMMAND_BITMASK(ZIP_SOURCE_ACCEPT_EMPTY);
+        case ZIP_SOURCE_ACCEPT_EMPTY:  // a file without a byte is no archive
+        case ZIP_SOURCE_CLOSE:
+        case ZIP_SOURCE_FREE:
+            return 0;
+        case ZIP_SOURCE_OPEN:
+            m_position = 0;
+            return 0;
+        case ZIP_SOURCE_STAT:
+            return DescribeTo(*static_cast<zip_stat_t*>(data));
+        case ZIP_SOURCE_READ:
+            return Read({static_cast<std::byte*>(data), static_cast<std::size_t>(size)});
+        case ZIP_SOURCE_SEEK:
+            return Seek(data, size);
+        case ZIP_SOURCE_TELL:
+            return static_cast<zip_int64_t>(m_position);
+        case ZIP_SOURCE_ERROR:
+            return zip_error_to_data(m_error.Get(), data, size);
+        default:
+            zip_error_set(m_error.Get(), ZIP_ER_OPNOTSUPP, 0);
+            return -1;
+    }
+}
+
+zip_int64_t ZipArchive::Reader::Read(std::span<std::byte> buffer) {
+    if (buffer.size() > m_budget) {
+        throw IoException("cannot read the ZIP archive: it has too many ends");
+    }
+    m_budget -= buffer.size();
+    m_stream->Seek(m_position);  // the stream's owner may have moved it
+    const std::size_t count = m_stream->Read(buffer);
+    m_position += count;
+    return static_cast<zip_int64_t>(count);
+}
+
+zip_int64_t ZipArchive::Reader::Seek(void* arguments, zip_uint64_t size) noexcept {
+    const zip_int64_t target =
+        zip_source_seek_compute_offset(m_position, m_size, arguments, size, m_error.Get());
+    if (target < 0) {
+        return -1;
+    }
+    m_position = static_cast<std::uint64_t>(target);
+    return 0;
+}
+
+zip_int64_t ZipArchive::Reader::DescribeTo(zip_stat_t& status) const noexcept {
+    zip_stat_init(&status);
+    status.valid = ZIP_STAT_SIZE;
+    status.size = m_size;
+    return static_cast<zip_int64_t>(sizeof(status));
+}
+
+/// The contents of an entry: of the declared size, or damaged.
+class ZipArchive::Contents : public InStream {
+public:
+    Contents(Counted<Reader> reader, ZipFile file, String name, std::uint64_t size) noexcept
+        : m_reader(std::move(reader)),
+          m_file(std::move(file)),
+          m_name(std::move(name)),
+          m_rest(size) {}
+
+    std::size_t Read(std::span<std::byte> buffer) override;
+
+private:
+    std::size_t ReadSome(std::span<std::byte> buffer);
+
+    Counted<Reader> m_reader;
+    ZipFile m_file;
+    String m_name;
+    std::uint64_t m_rest;  // bytes that are to come
+};
+
+std::size_t ZipArchive::Contents::Read(std::span<std::byte> buffer) {
+    const std::size_t wanted = std::min<std::uint64_t>(buffer.size(), m_rest);
+    const std::size_t count = ReadSome(buffer.first(wanted));
+    m_rest -= count;
+    // libzip compares the checksum where it finds the end, so read on to there; but not every size.
+    std::byte surplus{};
+    const bool isShort = count == 0 && wanted != 0;
+    if (isShort || (m_rest == 0 && ReadSome({&surplus, 1}) != 0)) {
+        throw IoException(Format("%1 in the ZIP archive is not of the size that it declares",
+                                 MakePrintable(m_name))
+                              .c_str());
+    }
+    return count;
+}
+
+std::size_t ZipArchive::Contents::ReadSome(std::span<std::byte> buffer) {
+    const zip_int64_t count = zip_fread(m_file.get(), buffer.data(), buffer.size());
+    if (count < 0) {
+        m_reader->ThrowForEntry(m_name, zip_file_get_error(m_file.get()));
+    }
+    return static_cast<std::size_t>(count);
+}
+
+namespace {
+
+ZipArchive::Entry::Kind GetKind(std::uint32_t unixMode, std::string_view name) noexcept {
+    using Kind = ZipArchive::Entry::Kind;
+    switch (unixMode & 0170000) {  // S_IFMT and its values, which POSIX leaves open but all share
+        case 0:
+        case 0100000:
+            return name.ends_with('/') ? Kind::Folder : Kind::File;
+        case 0040000:
+            return Kind::Folder;
+        case 0120000:
+            return Kind::SymbolicLink;
+        default:
+            return Kind::Special;
+    }
+}
+
+}  // namespace
+
+ZipArchive::Entry::Entry(Counted<Reader> reader, std::uint64_t index)
+    : m_reader(std::move(reader)), m_index(index) {
+    const zip_stat_t status = m_reader->GetStatus(index);
+    m_name = status.name;
+    m_kind = Kernel::GetKind(m_reader->GetUnixMode(index), m_name);
+    m_size = status.size;
+    m_compressedSize = status.comp_size;
+}
+
+ZipArchive::Entry::Entry(Entry&&) noexcept = default;
+ZipArchive::Entry& ZipArchive::Entry::operator=(Entry&&) noexcept = default;
+ZipArchive::Entry::~Entry() = default;
+
+Counted<InStream> ZipArchive::Entry::Open() const {
+    return MakeCounted<Contents>(m_reader, m_reader->Open(m_index, m_name), m_name, m_size);
+}
+
+ZipArchive::ZipArchive(Counted<SeekableInStream> stream) {
+    const auto reader = MakeCounted<Reader>(std::move(stream));
+    const std::uint64_t count = reader->GetEntryCount();
+    m_entries.reserve(static_cast<std::size_t>(count));
+    for (std::uint64_t index = 0; index < count; ++index) {
+        m_entries.emplace_back(reader, index);
+    }
+}
+
+ZipArchive::~ZipArchive() = default;
+
+std::vector<ZipArchive::Entry>::const_iterator ZipArchive::begin() const noexcept {
+    return m_entries.begin();
+}
+
+std::vector<ZipArchive::Entry>::const_iterator ZipArchive::end() const noexcept {
+    return m_entries.end();
+}
+
+std::size_t ZipArchive::GetEntryCount() const noexcept {
+    return m_entries.size();
+}
+
+Counted<InStream> ZipArchive::Open(const String& name) const {
+    const auto hasName = [&name](const Entry& entry) { return entry.GetName() == name; };
+    const auto entry = std::find_if(begin(), end(), hasName);
+    if (entry == end()) {
+        throw IoException(Format("the ZIP archive has no entry %1", MakePrintable(name)).c_str());
+    }
+    if (std::any_of(std::next(entry), end(), hasName)) {
+        throw IoException(
+            Format("the ZIP archive has several entries %1", MakePrintable(name)).c_str());
+    }
+    return entry->Open();
+}
+
+}  // namespace Kernel
