@@ -1,0 +1,62 @@
+// The service on its ports: operations behind, faults in front.
+
+#pragma once
+
+#include "RequestLog.h"
+#include "Router.h"
+#include "faults/Faults.h"
+#include "server/CertificateAuthority.h"
+#include "server/ScriptedServer.h"
+
+#include <functional>
+#include <iosfwd>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Service {
+
+/// What the command line says.
+struct Settings {
+    std::string packages;
+    int port = 8080;
+    std::optional<int> httpsPort;
+    std::string certificate;  // file for the authority's certificate
+    CertificateAuthority::Flaw flaw = CertificateAuthority::Flaw::None;
+    std::vector<std::string> faults;
+    std::string faultFile;
+    bool isForOneRequest = false;
+};
+
+/// Serves from its construction to its destruction.
+class LocalService {
+public:
+    /// Logs to `out`; calls `onRequest` after each request. Throws what is derived from
+    /// std::runtime_error if a port or a file can't be had.
+    LocalService(const Settings& settings, std::ostream& out, std::function<void()> onRequest);
+
+    /// Writes `text` between the lines of the log.
+    void Announce(std::string_view text) { m_log.WriteLine(text); }
+
+    int GetPort() const noexcept { return m_http->GetPort(); }
+    int GetHttpsPort() const noexcept { return m_https ? m_https->GetPort() : 0; }
+
+private:
+    std::unique_ptr<ScriptedServer> Serve(int port, std::optional<Identity> identity);
+    Script Answer(const Request& request) const;
+    std::optional<Script> Greet() const;
+    void Observe(const Exchange& exchange);
+    Faults GetFaults() const;
+
+    RequestLog m_log;
+    std::function<void()> m_onRequest;
+    Router m_router;
+    Faults m_faults;
+    std::string m_faultFile;
+    std::unique_ptr<ScriptedServer> m_http;  // last: they call the rest
+    std::unique_ptr<ScriptedServer> m_https;
+};
+
+}  // namespace Service

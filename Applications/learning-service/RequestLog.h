@@ -1,0 +1,33 @@
+// What the service did, a line each.
+
+#pragma once
+
+#include "server/ScriptedServer.h"
+
+#include <iosfwd>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+namespace Service {
+
+/// `text` fit for a terminal: "?" for all but printable ASCII and line breaks.
+std::string MakeShowable(std::string_view text);
+
+/// Writes a line for each exchange. Threads: any, at the same time.
+class RequestLog {
+public:
+    explicit RequestLog(std::ostream& out) : m_out(out) {}
+
+    /// Time, client, scheme, method, target, status, bytes sent and duration; the status as it was
+    /// sent, and "-" for what there was none of.
+    void Write(const Exchange& exchange);
+    /// Writes `text`, made showable.
+    void WriteLine(std::string_view text);
+
+private:
+    std::mutex m_mutex;
+    std::ostream& m_out;
+};
+
+}  // namespace Service

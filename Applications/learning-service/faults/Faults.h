@@ -1,0 +1,44 @@
+// What a server can do wrong, by name.
+
+#pragma once
+
+#include "faults/Answer.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Service {
+
+struct FaultKind;
+
+/// A set of faults to be made. The later of two faults of one kind counts.
+class Faults {
+public:
+    /// Adds "NAME" or "NAME=VALUE". Throws std::runtime_error if there is no such fault.
+    void Add(std::string_view text);
+    /// Adds what the file at `path` says, a fault a line; blank lines and those that start with "#"
+    /// say nothing, nor does a file that is not there. Throws std::runtime_error, which names the
+    /// line.
+    void AddFile(const std::string& path);
+
+    /// What to do as soon as a connection is accepted; nothing for going on.
+    std::optional<Script> GetGreeting() const;
+    /// Puts the faults into `answer`, in the order of GetFaultHelp().
+    void Apply(Answer& answer) const;
+
+private:
+    struct Fault {
+        const FaultKind* kind;
+        std::string text;     // the value as it was given
+        std::int64_t number;  // the same, for kinds that take a number
+    };
+    std::vector<Fault> m_faults;
+};
+
+/// One line for each fault.
+std::string GetFaultHelp();
+
+}  // namespace Service

@@ -1,0 +1,27 @@
+// Serves the model packages in a folder.
+
+#pragma once
+
+#include "Operation.h"
+#include "server/FileDescriptor.h"
+
+#include <string>
+
+namespace Service {
+
+/// GET and HEAD of the files in a folder: whole, as a single range, or as "not modified".
+///
+/// The path is the plain name of a regular file. Folders, links, hidden files and whatever lies
+/// elsewhere are not there, and nothing lists the names.
+class PackageOperation : public Operation {
+public:
+    /// Throws std::system_error if `folder` can't be opened.
+    explicit PackageOperation(const std::string& folder);
+
+    Response Handle(const Request& request, const std::string& path) const override;
+
+private:
+    FileDescriptor m_folder;
+};
+
+}  // namespace Service

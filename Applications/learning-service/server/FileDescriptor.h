@@ -1,0 +1,37 @@
+// Owns an open file or socket of the system.
+
+#pragma once
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace Service {
+
+/// Closes its descriptor when it dies.
+class FileDescriptor {
+public:
+    FileDescriptor() noexcept = default;
+    explicit FileDescriptor(int descriptor) noexcept : m_descriptor(descriptor) {}
+    FileDescriptor(FileDescriptor&& other) noexcept
+        : m_descriptor(std::exchange(other.m_descriptor, -1)) {}
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+        std::swap(m_descriptor, other.m_descriptor);
+        return *this;
+    }
+    ~FileDescriptor() { Close(); }
+
+    void Close() noexcept {
+        if (m_descriptor >= 0) {
+            close(std::exchange(m_descriptor, -1));
+        }
+    }
+
+    bool IsOpen() const noexcept { return m_descriptor >= 0; }
+    int Get() const noexcept { return m_descriptor; }
+
+private:
+    int m_descriptor = -1;
+};
+
+}  // namespace Service

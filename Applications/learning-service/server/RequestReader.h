@@ -1,0 +1,45 @@
+// Reads HTTP requests (RFC 9112) off a connection.
+
+#pragma once
+
+#include "server/Request.h"
+#include "server/Transport.h"
+
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+
+namespace Service {
+
+/// The request is not one that this server takes; `status` says it to the client.
+class BadRequest : public std::runtime_error {
+public:
+    BadRequest(int status, const char* text) : std::runtime_error(text), m_status(status) {}
+    int GetStatus() const noexcept { return m_status; }
+
+private:
+    int m_status;
+};
+
+/// Reads one request; believes nothing that it says.
+class RequestReader {
+public:
+    RequestReader(Transport& transport, std::size_t maxHeadSize, std::size_t maxBodySize);
+
+    /// Fills method, target, headers and body. Throws BadRequest and ConnectionLost.
+    void Read(Request& request);
+
+private:
+    void ReceiveMore();
+    std::string ReadUntil(std::string_view end, std::size_t maxSize);
+    std::string ReadCount(std::size_t count);
+    std::string ReadBody(const Headers& headers);
+    std::string ReadChunks();
+
+    Transport& m_transport;
+    std::size_t m_maxHeadSize;
+    std::size_t m_maxBodySize;
+    std::string m_buffer;  // received and not used yet
+};
+
+}  // namespace Service

@@ -1,0 +1,50 @@
+// Plays a script on a connection.
+
+#pragma once
+
+#include "server/Script.h"
+#include "server/Socket.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Service {
+
+/// How a script ends a connection.
+enum class Ending { Close, Abort, Reset };
+
+/// Plays steps, and notes what it sent. Throws ConnectionLost, and what Content throws.
+class ScriptPlayer {
+public:
+    /// Sends through `transport`, which lies over `socket` or is it.
+    ScriptPlayer(Socket& socket, Transport& transport);
+
+    /// Plays the steps up to the one that ends the connection, and returns that one.
+    Ending Play(const Script& script);
+    /// Ends the connection.
+    void End(Ending ending);
+
+    std::uint64_t GetBytesSent() const noexcept { return m_bytesSent; }
+    /// The first line that was sent, or its start.
+    std::string_view GetFirstLine() const noexcept;
+
+private:
+    using MaybeEnding = std::optional<Ending>;
+    MaybeEnding PlayStep(const Send& step);
+    MaybeEnding PlayStep(const Drip& step);
+    MaybeEnding PlayStep(const Wait& step);
+    static MaybeEnding PlayStep(const Close& /*step*/) { return Ending::Close; }
+    static MaybeEnding PlayStep(const Abort& /*step*/) { return Ending::Abort; }
+    static MaybeEnding PlayStep(const Reset& /*step*/) { return Ending::Reset; }
+    void SendAll(const Content& content);
+
+    Socket& m_socket;
+    Transport& m_transport;
+    std::uint64_t m_bytesSent = 0;
+    std::string m_start;  // of what was sent
+    std::string m_buffer;
+};
+
+}  // namespace Service

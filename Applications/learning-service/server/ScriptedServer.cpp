@@ -1,0 +1,266 @@
+#include "server/ScriptedServer.h"
+
+#include "server/RequestReader.h"
+#include "server/ScriptPlayer.h"
+#include "server/TlsTransport.h"
+
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <condition_variable>
+#include <mutex>
+#include <system_error>
+#include <thread>
+
+namespace Service {
+
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+[[noreturn]] void ThrowSystemError(const std::string& action) {
+    throw std::system_error(errno, std::generic_category(), action);
+}
+
+FileDescriptor Listen(int port) {
+    FileDescriptor listener(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    const int yes = 1;  // take over from connections of the last run that still linger
+    setsockopt(listener.Get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    const int bound =
+        bind(listener.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    if (bound != 0 || listen(listener.Get(), SOMAXCONN) != 0) {
+        ThrowSystemError("cannot listen on port " + std::to_string(port));
+    }
+    return listener;
+}
+
+int GetPortOf(const FileDescriptor& listener) {
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    getsockname(listener.Get(), reinterpret_cast<sockaddr*>(&address), &size);
+    return ntohs(address.sin_port);
+}
+
+Script ReplyInWords(int status, const char* text) {
+    return Reply(status, {{"Content-Type", "text/plain"}}, std::string(text) + "\n");
+}
+
+}  // namespace
+
+// Its threads take connections in turn. Whenever the last idle one takes a connection, one more is
+// started, up to the limit; so few are idle, and none is made for each connection.
+struct ScriptedServer::State {
+    State(Options givenOptions, Handler givenHandler)
+        : options(std::move(givenOptions)), handler(std::move(givenHandler)) {}
+
+    void Start();
+    void Stop();
+
+    void Work();
+    void AddThread();
+    FileDescriptor Accept() const;
+    void Serve(FileDescriptor connection, int number) noexcept;
+    void Converse(Socket& socket, Exchange& exchange);
+    void PlayScript(ScriptPlayer& player, const Script& script, Exchange& exchange) const;
+    Script Answer(Transport& transport, Exchange& exchange);
+    void Record(const Request& request);
+
+    const Options options;
+    const Handler handler;
+    const TlsContextPointer tls = options.identity ? MakeTlsContext(*options.identity) : nullptr;
+    const FileDescriptor listener = Listen(options.port);
+    const FileDescriptor stop{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};  // readable once stopping
+
+    mutable std::mutex mutex;  // of all below
+    mutable std::condition_variable requestCame;
+    std::vector<std::thread> threads;
+    std::size_t idleThreads = 0;
+    bool isStopping = false;
+    int connectionCount = 0;
+    std::size_t requestCount = 0;
+    std::vector<Request> requests;
+};
+
+void ScriptedServer::State::Start() {
+    if (!stop.IsOpen()) {
+        ThrowSystemError("cannot start the server");
+    }
+    const std::lock_guard lock(mutex);
+    AddThread();
+}
+
+void ScriptedServer::State::Stop() {
+    {
+        const std::lock_guard lock(mutex);
+        isStopping = true;  // no thread is added from here on
+    }
+    eventfd_write(stop.Get(), 1);
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+void ScriptedServer::State::AddThread() {
+    threads.emplace_back([this] { Work(); });
+    ++idleThreads;
+}
+
+void ScriptedServer::State::Work() {
+    for (;;) {
+        FileDescriptor connection = Accept();
+        int number = 0;
+        {
+            const std::lock_guard lock(mutex);
+            if (isStopping) {
+                return;
+            }
+            number = ++connectionCount;
+            if (--idleThreads == 0 && threads.size() < options.maxConnections) {
+                try {
+                    AddThread();
+                } catch (const std::exception&) {  // the threads that there are will do
+                }
+            }
+        }
+        Serve(std::move(connection), number);
+        const std::lock_guard lock(mutex);
+        ++idleThreads;
+    }
+}
+
+/// The next connection; none if the server stops.
+FileDescriptor ScriptedServer::State::Accept() const {
+    for (;;) {
+        std::array<pollfd, 2> watched{{{stop.Get(), POLLIN, 0}, {listener.Get(), POLLIN, 0}}};
+        poll(watched.data(), watched.size(), -1);
+        if (watched[0].revents != 0) {
+            return {};
+        }
+        FileDescriptor connection(
+            accept4(listener.Get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+        if (connection.IsOpen()) {
+            return connection;
+        }
+        if (errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == ENOBUFS) {
+            poll(watched.data(), 1, 10);  // until some other connection has ended
+        }
+    }
+}
+
+void ScriptedServer::State::Serve(FileDescriptor connection, int number) noexcept {
+    Exchange exchange;
+    const auto start = SteadyClock::now();
+    try {
+        Socket socket(std::move(connection), stop.Get(), options.idle);
+        exchange.request.connection = number;
+        exchange.request.isOverTls = tls != nullptr;
+        exchange.request.peer = socket.GetPeer();
+        Converse(socket, exchange);
+    } catch (const std::exception& exception) {
+        exchange.problem = exception.what();
+    }
+    exchange.duration = SteadyClock::now() - start;
+    try {
+        if (options.observer) {
+            options.observer(exchange);
+        }
+    } catch (...) {  // an observer's troubles are its own
+    }
+}
+
+void ScriptedServer::State::Converse(Socket& socket, Exchange& exchange) {
+    if (options.greeting) {
+        if (const auto script = options.greeting(exchange.request.connection)) {
+            ScriptPlayer player(socket, socket);
+            PlayScript(player, *script, exchange);
+            return;
+        }
+    }
+    std::optional<TlsTransport> tlsTransport;
+    if (tls) {
+        tlsTransport.emplace(*tls, socket);
+    }
+    Transport& transport = tls ? static_cast<Transport&>(*tlsTransport) : socket;
+    ScriptPlayer player(socket, transport);
+    PlayScript(player, Answer(transport, exchange), exchange);
+}
+
+void ScriptedServer::State::PlayScript(ScriptPlayer& player, const Script& script,
+                                       Exchange& exchange) const {
+    const auto note = [&] {
+        exchange.bytesSent = player.GetBytesSent();
+        exchange.statusLine = player.GetFirstLine();
+    };
+    try {
+        player.End(player.Play(script));
+    } catch (...) {
+        note();
+        throw;
+    }
+    note();
+}
+
+Script ScriptedServer::State::Answer(Transport& transport, Exchange& exchange) {
+    try {
+        RequestReader(transport, options.maxHeadSize, options.maxBodySize).Read(exchange.request);
+    } catch (const BadRequest& bad) {
+        exchange.problem = bad.what();
+        return ReplyInWords(bad.GetStatus(), bad.what());
+    }
+    Record(exchange.request);
+    try {
+        return handler(exchange.request);
+    } catch (const std::exception& exception) {
+        exchange.problem = exception.what();
+        return ReplyInWords(500, exception.what());
+    }
+}
+
+void ScriptedServer::State::Record(const Request& request) {
+    const std::lock_guard lock(mutex);
+    ++requestCount;
+    if (requests.size() < options.maxRecorded) {
+        requests.push_back(request);
+    }
+    requestCame.notify_all();
+}
+
+ScriptedServer::ScriptedServer(Options options, Handler handler)
+    : m_state(std::make_unique<State>(std::move(options), std::move(handler))) {
+    m_state->Start();
+}
+
+ScriptedServer::~ScriptedServer() {
+    m_state->Stop();
+}
+
+int ScriptedServer::GetPort() const noexcept {
+    return GetPortOf(m_state->listener);
+}
+
+std::vector<Request> ScriptedServer::GetRequests() const {
+    const std::lock_guard lock(m_state->mutex);
+    return m_state->requests;
+}
+
+int ScriptedServer::GetConnectionCount() const {
+    const std::lock_guard lock(m_state->mutex);
+    return m_state->connectionCount;
+}
+
+bool ScriptedServer::WaitForRequests(std::size_t count, std::chrono::milliseconds timeout) const {
+    std::unique_lock lock(m_state->mutex);
+    return m_state->requestCame.wait_for(lock, timeout,
+                                         [&] { return m_state->requestCount >= count; });
+}
+
+}  // namespace Service

@@ -1,0 +1,89 @@
+// An HTTP server that does what a script says, well-behaved or not: for tests of clients, and under
+// the program `learning-service`.
+
+#pragma once
+
+#include "server/CertificateAuthority.h"
+#include "server/Request.h"
+#include "server/Script.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Service {
+
+/// One connection from its acceptance to its end, for logs.
+struct Exchange {
+    Request request;         // with an empty method if none could be read
+    std::string statusLine;  // the first line of what was sent, at most 80 bytes; may be empty
+    std::uint64_t bytesSent = 0;
+    std::chrono::nanoseconds duration{};
+    std::string problem;  // why it ended before its script did; empty if it did not
+};
+
+/// Listens on 127.0.0.1 and answers each connection with a script: one request per connection.
+///
+///     ScriptedServer server({}, [](const Request&) {
+///         return Script{Send{"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc"}, Reset{}};
+///     });
+///     Fetch("http://127.0.0.1:" + std::to_string(server.GetPort()) + "/");
+///     EXPECT_EQ(server.GetRequests().at(0).method, "GET");
+///
+/// A request that can't be read is answered with 400, 413 (body too long) or 431 (head too long),
+/// one that asks for it (`Expect`) with 100 first. Time is real time, whatever clock the process
+/// uses elsewhere.
+///
+/// Threads: any may call. Each connection has a thread to itself, on which the functions given here
+/// are called: they may run at the same time, and must not destroy the server.
+class ScriptedServer {
+public:
+    /// Answers a request. If it throws, the answer is 500 with the exception's text as body.
+    using Handler = std::function<Script(const Request& request)>;
+    /// Answers connection number `connection` as soon as it is accepted, before TLS and before any
+    /// request: for servers that say nothing, hang up at once or break the handshake. Nothing to
+    /// let the connection go on as usual.
+    using Greeting = std::function<std::optional<Script>(int connection)>;
+    /// Is told of each connection when it has ended. What it throws is dropped.
+    using Observer = std::function<void(const Exchange& exchange)>;
+
+    struct Options {
+        int port = 0;                      // 0: any that is free
+        std::optional<Identity> identity;  // speaks TLS if there is one
+        Greeting greeting;
+        Observer observer;
+        std::size_t maxConnections = 64;  // more have to wait
+        std::size_t maxHeadSize = std::size_t{64} << 10;
+        std::size_t maxBodySize = std::size_t{64} << 20;
+        std::size_t maxRecorded = 10'000;        // requests that GetRequests() keeps
+        std::chrono::milliseconds idle{30'000};  // how long a client may neither send nor take
+    };
+
+    /// Throws std::runtime_error if the port can't be had or the identity is not well formed.
+    ScriptedServer(Options options, Handler handler);
+    ScriptedServer(const ScriptedServer&) = delete;
+    ScriptedServer& operator=(const ScriptedServer&) = delete;
+    /// Cuts all connections off and ends; no step, wait or slow client holds it up.
+    ~ScriptedServer();
+
+    int GetPort() const noexcept;
+
+    /// The requests read so far, in the order in which they were.
+    std::vector<Request> GetRequests() const;
+    /// How many connections were accepted, whatever became of them.
+    int GetConnectionCount() const;
+
+    /// Waits until `count` requests have been read; false if `timeout` passes first.
+    [[nodiscard]] bool WaitForRequests(std::size_t count, std::chrono::milliseconds timeout) const;
+
+private:
+    struct State;
+    std::unique_ptr<State> m_state;
+};
+
+}  // namespace Service

@@ -1,0 +1,94 @@
+#include "Kernel/Semaphore.h"
+
+#include "CommandLine.h"
+#include "tests/TestClient.h"
+#include "tests/TestFolder.h"
+
+#include <gmock/gmock.h>
+
+#include <future>
+#include <sstream>
+
+namespace Service {
+namespace {
+
+using testing::HasSubstr;
+
+TEST(CommandLine, TellsWrongUseFromFailure) {
+    const Testing::TestFolder folder;
+    const std::string packages = folder.At("");
+    const struct {
+        std::vector<std::string> arguments;
+        int code;
+        const char* message;
+    } cases[] = {
+        {{}, 2, "--packages is required"},
+        {{"--packages", packages, "--port", "65536"}, 2, "65536"},
+        {{"--packages", packages, "--https-port", "0"}, 2, "requires --certificate"},
+        {{"--packages", packages, "--fault", "nothing"}, 2, "there is no fault 'nothing'"},
+        {{"--packages", folder.At("no"), "--port", "0"}, 1, "No such file or directory"},
+        {{"--packages", packages, "--port", "0", "--fault-file", folder.Write("f", "x")},
+         1,
+         "f, line 1: there is no fault 'x'"},
+    };
+    for (const auto& [arguments, code, message] : cases) {
+        std::ostringstream out;
+        std::ostringstream err;
+        Kernel::Semaphore end;
+        EXPECT_EQ(RunService(arguments, out, err, end), code) << message;
+        EXPECT_THAT(err.str(), HasSubstr(message));
+        EXPECT_EQ(out.str(), "");
+    }
+}
+
+/// A stream's buffer that tells when the announcement is complete.
+class Announcement : public std::stringbuf {
+public:
+    std::string Wait() { return m_text.get_future().get(); }
+
+private:
+    int sync() override {
+        if (!m_isSet) {
+            m_isSet = true;
+            m_text.set_value(str());
+        }
+        return 0;
+    }
+
+    bool m_isSet = false;
+    std::promise<std::string> m_text;
+};
+
+TEST(CommandLine, ServesAsItAnnouncesAndLogsEachRequest) {
+    const Testing::TestFolder folder;
+    folder.Write("Depth.zip", "0123456789");
+    Announcement buffer;
+    std::ostream out(&buffer);
+    std::ostringstream err;
+    Kernel::Semaphore end;
+    auto code = std::async(std::launch::async, [&] {
+        return RunService({"--packages", folder.At(""), "--port", "0", "--https-port", "0",
+                           "--certificate", folder.At("ca.pem"), "--fault", "truncate=3", "--once"},
+                          out, err, end);
+    });
+    const std::string announced = buffer.Wait();
+    const auto getPort = [&](const std::string& start) {
+        return std::stoi(announced.substr(announced.find(start) + start.size()));
+    };
+    std::ifstream file(folder.At("ca.pem"));
+    const std::string authority(std::istreambuf_iterator<char>(file), {});
+    EXPECT_TRUE(
+        Testing::TlsClient(getPort("https://localhost:"), authority, "localhost").IsConnected());
+    const Testing::Received reply = Testing::Exchange(
+        getPort("http://127.0.0.1:"), "GET /Depth.zip HTTP/1.1\r\nHost: \x1B\r\n\r\n");
+    EXPECT_THAT(reply.text, testing::StartsWith("HTTP/1.1 400 "));
+    EXPECT_THAT(
+        Testing::Exchange(getPort("http://127.0.0.1:"), "GET /Depth.zip HTTP/1.1\r\n\r\n").text,
+        testing::EndsWith("\r\n\r\n012"));
+    EXPECT_EQ(code.get(), 0);
+    EXPECT_EQ(err.str(), "");
+    EXPECT_THAT(buffer.str(), testing::ContainsRegex(" http GET /Depth.zip 200 [0-9]+ bytes "));
+}
+
+}  // namespace
+}  // namespace Service

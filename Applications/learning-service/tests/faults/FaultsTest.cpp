@@ -1,0 +1,127 @@
+#include "faults/Faults.h"
+#include "server/ScriptedServer.h"
+#include "tests/TestClient.h"
+#include "tests/TestFolder.h"
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+
+namespace Service {
+namespace {
+
+using testing::HasSubstr;
+using Testing::Received;
+using Testing::Seen;
+
+/// What arrives of the body "0123456789" with `texts` as faults.
+Received Fetch(const std::vector<std::string>& texts, const std::string& method = "GET",
+               timeval patience = {10, 0}) {
+    Faults faults;
+    for (const std::string& text : texts) {
+        faults.Add(text);
+    }
+    ScriptedServer::Options options;
+    options.greeting = [&](int) { return faults.GetGreeting(); };
+    const ScriptedServer server(options, [&](const Request& request) {
+        Answer answer = MakeAnswer(request, {200, {{"ETag", "\"1\""}}, "0123456789"});
+        faults.Apply(answer);
+        return MakeScript(answer);
+    });
+    const FileDescriptor client = Testing::Connect(server.GetPort());
+    setsockopt(client.Get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    Testing::SendText(client, method + " /x HTTP/1.1\r\n\r\n");
+    return Testing::ReceiveAll(client);
+}
+
+constexpr const char* Plain =
+    "HTTP/1.1 200 OK\r\nETag: \"1\"\r\nContent-Length: 10\r\nConnection: close\r\n\r\n";
+constexpr const char* NoLength = "HTTP/1.1 200 OK\r\nETag: \"1\"\r\nConnection: close\r\n\r\n";
+constexpr const char* Chunked =
+    "HTTP/1.1 200 OK\r\nETag: \"1\"\r\nConnection: close\r\nTransfer-Encoding: chunked\r\n\r\n";
+
+TEST(Faults, ShowOnTheWire) {
+    const struct {
+        std::vector<std::string> faults;
+        std::string text;
+        Seen seen;
+    } cases[] = {
+        {{}, std::string(Plain) + "0123456789", Seen::End},
+        {{"silent"}, "", Seen::CutOff},
+        {{"hang-up"}, "", Seen::End},
+        {{"noise"}, std::string(2000, '\xA5'), Seen::End},
+        {{"corrupt=3"},
+         std::string(Plain) + "012\xCC"
+                              "456789",
+         Seen::End},
+        {{"corrupt=10"}, std::string(Plain) + "0123456789", Seen::End},
+        {{"no-length"}, std::string(NoLength) + "0123456789", Seen::End},
+        {{"chunked"}, std::string(Chunked) + "a\r\n0123456789\r\n0\r\n\r\n", Seen::End},
+        {{"broken-chunk"}, std::string(Chunked) + "a\r\n0123456789\r\nnot a size\r\n", Seen::End},
+        {{"truncate=4"}, std::string(Plain) + "0123", Seen::End},
+        {{"abort=0"}, Plain, Seen::End},
+        {{"reset=4"}, std::string(Plain) + "0123", Seen::Reset},
+        {{"stall=4"}, std::string(Plain) + "0123", Seen::CutOff},
+        {{"reset=10", "chunked", "corrupt=1"},
+         std::string(Chunked) + "1\r\n0\r\n1\r\n\xCE",
+         Seen::Reset},
+        {{"truncate=1", "truncate=2"}, std::string(Plain) + "01", Seen::End},
+    };
+    for (const auto& [faults, text, seen] : cases) {
+        const bool isSilence = seen == Seen::CutOff;
+        const Received received = Fetch(faults, "GET", {isSilence ? 0 : 10, 500'000});
+        EXPECT_EQ(received.text, text) << testing::PrintToString(faults);
+        EXPECT_EQ(received.seen, seen) << testing::PrintToString(faults);
+    }
+}
+
+TEST(Faults, TakeTheirTime) {
+    for (const char* const fault : {"drip=4", "slow-start=200"}) {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(Fetch({fault}).text, std::string(Plain) + "0123456789");
+        EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(200));
+    }
+}
+
+TEST(Faults, ChangeTheHead) {
+    const struct {
+        const char* fault;
+        const char* part;
+    } cases[] = {
+        {"status=503", "HTTP/1.1 503 Service Unavailable\r\n"},
+        {"redirect=http://a/b", "\r\nLocation: http://a/b\r\n"},
+        {"redirect=http://a/x", "HTTP/1.1 200 OK\r\n"},
+        {"redirect-loop", "\r\nLocation: /x\r\n"},
+        {"lying-length=+5", "\r\nContent-Length: 15\r\n"},
+        {"lying-length=-20", "\r\nContent-Length: 0\r\n"},
+        {"garbage-status", "\x01\x02 this is not HTTP\r\n"},
+        {"huge-headers", "\r\nX-Filling-999: xxx"},
+    };
+    for (const auto& [fault, part] : cases) {
+        EXPECT_THAT(Fetch({fault}).text, HasSubstr(part)) << fault;
+    }
+    EXPECT_EQ(Fetch({"chunked"}, "HEAD").text, Chunked);
+    EXPECT_EQ(Fetch({"corrupt=1"}, "HEAD").text, Plain);
+}
+
+TEST(Faults, AreReadWithCare) {
+    for (const char* const text :
+         {"", "=", "nothing", "silent=1", "truncate", "truncate=", "truncate=-1", "truncate=+1",
+          "truncate=1x", "truncate=99999999999999999999", "lying-length=1", "redirect="}) {
+        EXPECT_THROW(Faults().Add(text), std::runtime_error) << text;
+    }
+    const Testing::TestFolder folder;
+    Faults faults;
+    faults.AddFile(folder.At("nothing"));
+    faults.AddFile(folder.Write("good", "# a remark\n\nhang-up \r\ntruncate=1"));
+    EXPECT_TRUE(faults.GetGreeting());
+    try {
+        faults.AddFile(folder.Write("bad", "silent\nsilence\n"));
+        FAIL() << "silence is no fault";
+    } catch (const std::runtime_error& error) {
+        EXPECT_THAT(error.what(), HasSubstr("bad, line 2: there is no fault 'silence'"));
+    }
+}
+
+}  // namespace
+}  // namespace Service

@@ -1,0 +1,130 @@
+#include "Router.h"
+#include "packages/PackageOperation.h"
+#include "tests/TestFolder.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+namespace Service {
+namespace {
+
+std::string ReadAll(const Content& content) {
+    std::string text(static_cast<std::size_t>(content.GetSize()), '\0');
+    EXPECT_EQ(content.Read(0, text), text.size());
+    return text;
+}
+
+class Packages : public testing::Test {
+protected:
+    Packages() {
+        m_folder.Write("Depth 1.zip", "0123456789");
+        m_folder.Write("Empty.zip", "");
+        m_folder.Write(".hidden", "x");
+        m_folder.Write("outside", "x");
+        std::filesystem::create_directory(m_folder.At("folder"));
+        m_folder.Write("folder/Inner.zip", "x");
+        std::filesystem::create_symlink(m_folder.At("outside"), m_folder.At("Link.zip"));
+        mkfifo(m_folder.At("Pipe.zip").c_str(), 0600);
+        m_router.Mount("/", std::make_unique<PackageOperation>(m_folder.At("")));
+    }
+
+    Response Ask(const char* method, const char* target, Headers headers = {}) const {
+        return m_router.Route({method, target, std::move(headers), "", 1, false, ""});
+    }
+
+    const Testing::TestFolder m_folder;
+    Router m_router;
+};
+
+TEST_F(Packages, AreFoundByPlainNamesAlone) {
+    const struct {
+        const char* target;
+        int status;
+    } cases[] = {
+        {"/Depth%201.zip", 200},
+        {"/Depth%201.zip?version=2", 200},
+        {"http://localhost:1/Depth%201.zip", 200},
+        {"/", 404},
+        {"/Nothing.zip", 404},
+        {"/.hidden", 404},
+        {"/.", 404},
+        {"/folder", 404},
+        {"/folder/Inner.zip", 404},
+        {"/folder%2FInner.zip", 404},
+        {"/folder/../Empty.zip", 404},
+        {"/../../../../etc/passwd", 404},
+        {"/%2e%2e/etc/passwd", 404},
+        {"//etc/passwd", 404},
+        {"/Link.zip", 404},
+        {"/Pipe.zip", 404},
+        {"/Empty.zip%00", 400},
+        {"/Empty.zip%", 400},
+        {"/Empty.zip%+1", 400},
+        {"Empty.zip", 400},
+        {"http://localhost", 400},
+        {"*", 400},
+    };
+    for (const auto& [target, status] : cases) {
+        EXPECT_EQ(Ask("GET", target).status, status) << target;
+    }
+    const Response refused = Ask("DELETE", "/Empty.zip");
+    EXPECT_EQ(refused.status, 405);
+    EXPECT_EQ(*FindHeader(refused.headers, "Allow"), "GET, HEAD");
+    EXPECT_THROW(PackageOperation(m_folder.At("nowhere")), std::runtime_error);
+}
+
+TEST_F(Packages, AreServedInRanges) {
+    const struct {
+        const char* range;
+        int status;
+        const char* contentRange;  // null for none
+        const char* body;
+    } cases[] = {
+        {"bytes=0-0", 206, "bytes 0-0/10", "0"},
+        {"bytes=3-5", 206, "bytes 3-5/10", "345"},
+        {"bytes=8-", 206, "bytes 8-9/10", "89"},
+        {"bytes=8-99999999999999999999", 206, "bytes 8-9/10", "89"},
+        {"bytes=-2", 206, "bytes 8-9/10", "89"},
+        {"bytes=-11", 206, "bytes 0-9/10", "0123456789"},
+        {"bytes=10-", 416, "bytes */10", "the file has 10 bytes only\n"},
+        {"bytes=99999999999999999999-", 416, "bytes */10", "the file has 10 bytes only\n"},
+        {"bytes=-0", 416, "bytes */10", "the file has 10 bytes only\n"},
+        {"bytes=5-3", 200, nullptr, "0123456789"},
+        {"bytes=1-2,4-5", 200, nullptr, "0123456789"},
+        {"bytes=-", 200, nullptr, "0123456789"},
+        {"bytes= 1-2", 200, nullptr, "0123456789"},
+        {"lines=1-2", 200, nullptr, "0123456789"},
+    };
+    for (const auto& [range, status, contentRange, body] : cases) {
+        const Response response = Ask("GET", "/Depth%201.zip", {{"Range", range}});
+        EXPECT_EQ(response.status, status) << range;
+        EXPECT_EQ(ReadAll(response.body), body) << range;
+        const std::string* const given = FindHeader(response.headers, "content-range");
+        EXPECT_STREQ(given ? given->c_str() : nullptr, contentRange) << range;
+    }
+    EXPECT_EQ(Ask("HEAD", "/Depth%201.zip", {{"Range", "bytes=0-0"}}).status, 200);
+    EXPECT_EQ(Ask("GET", "/Empty.zip", {{"Range", "bytes=-1"}}).status, 416);
+}
+
+TEST_F(Packages, AreSentAgainOnlyWhenTheyChanged) {
+    const std::string tag = *FindHeader(Ask("GET", "/Depth%201.zip").headers, "ETag");
+    const auto getStatus = [&](const Headers& headers) {
+        return Ask("GET", "/Depth%201.zip", headers).status;
+    };
+    const Headers known{{"If-None-Match", "\"a\" , W/" + tag}};
+    const Headers rest{{"If-Range", tag}, {"Range", "bytes=5-"}};
+    EXPECT_EQ(getStatus(known), 304);
+    EXPECT_EQ(getStatus({{"If-None-Match", "*"}}), 304);
+    EXPECT_EQ(getStatus({{"If-None-Match", "\"a\",,"}}), 200);
+    EXPECT_EQ(getStatus(rest), 206);
+
+    m_folder.Write("Depth 1.zip", "9876543210");
+    std::filesystem::last_write_time(
+        m_folder.At("Depth 1.zip"),
+        std::filesystem::file_time_type::clock::now() + std::chrono::microseconds(1));
+    EXPECT_EQ(getStatus(known), 200);
+    EXPECT_EQ(getStatus(rest), 200);
+}
+
+}  // namespace
+}  // namespace Service
