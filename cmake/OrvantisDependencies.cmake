@@ -6,7 +6,7 @@ find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 pkg_check_modules(LIBZIP REQUIRED IMPORTED_TARGET libzip)     # Kernel: archives/
 pkg_check_modules(XXHASH REQUIRED IMPORTED_TARGET libxxhash)  # Kernel: hashing/
-find_package(CURL 7.85 REQUIRED)                              # Network: http/
+find_package(CURL 7.88 REQUIRED)                              # Network: http/
 find_package(JPEG REQUIRED)                                   # Raster: codecs/
 find_package(PNG REQUIRED)                                    # Raster: codecs/
 find_package(CLI11 REQUIRED)                                  # the programs `learning` and `learning-service`

@@ -9,8 +9,8 @@ cd "$(dirname "$0")/.."
 build="g++ cmake ninja-build ccache git pkg-config"
 # what our libraries and programs stand on: command lines, JPEG, PNG, hashes, JSON, TLS, ZIP
 libraries="libcli11-dev libcurl4-openssl-dev libjpeg62-turbo-dev libpng-dev libssl-dev libxxhash-dev libzip-dev nlohmann-json3-dev"
-# tests and benchmarks
-tests="libgtest-dev libgmock-dev libbenchmark-dev hyperfine"
+# tests, benchmarks and the peers to measure beside
+tests="curl libgtest-dev libgmock-dev libbenchmark-dev"
 # layout and faults of code and scripts; documentation
 checks="clang-format-14 clang-tidy-14 shellcheck doxygen"
 # fetching and packing the networks, one of which Python converts; npm is often there from elsewhere

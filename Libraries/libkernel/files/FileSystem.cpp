@@ -81,13 +81,11 @@ bool DeleteEmptyFolder(const String& path) noexcept {
 }
 
 String GetCanonicalPath(const String& path) {
-    std::error_code error;
-    const std::filesystem::path canonical =
-        std::filesystem::weakly_canonical(std::filesystem::absolute(ToPath(path), error), error);
-    if (error) {
-        throw IoException("find", path, error.value());
+    try {
+        return FromPath(std::filesystem::weakly_canonical(std::filesystem::absolute(ToPath(path))));
+    } catch (const std::filesystem::filesystem_error& error) {
+        throw IoException("find", path, error.code().value());
     }
-    return FromPath(canonical);
 }
 
 std::uint64_t GetFreeSpace(const String& folder) noexcept {

@@ -32,8 +32,8 @@ KERNEL_API bool CreateDirectoryRecursive(const String& path) noexcept;
 /// written. Throws IoException if that can't be found out.
 KERNEL_API String GetCanonicalPath(const String& path);
 
-/// How many bytes this process may still write to the disk of `folder`; 0 if that can't be found
-/// out.
+/// How many bytes this process may still write to the disk of `folder`; the largest number if that
+/// can't be found out.
 KERNEL_API std::uint64_t GetFreeSpace(const String& folder) noexcept;
 
 /// The folder for temporary files. Throws IoException if there is none.

@@ -57,7 +57,8 @@ public:
     Entry& operator=(Entry&&) noexcept;
     ~Entry();
 
-    /// The bytes that the archive has for the name, in whatever encoding, up to a zero byte.
+    /// The bytes that the archive has for the name, in whatever encoding; zero bytes read as
+    /// spaces.
     const String& GetName() const noexcept { return m_name; }
     Kind GetKind() const noexcept { return m_kind; }
     /// The size that the archive declares, of which Open() gives no byte more.

@@ -1,0 +1,117 @@
+#include "http/Address.h"
+
+#include "Kernel/Format.h"
+#include "Kernel/Utf.h"
+
+#include <algorithm>
+#include <new>
+#include <string>
+#include <string_view>
+
+namespace Network {
+
+namespace {
+
+// Longer ones are of no use to any server and of much to an attacker.
+constexpr std::size_t MaximumLength = 64 * 1024;
+constexpr std::size_t MaximumDescription = 300;
+
+constexpr unsigned int ParsingFlags = CURLU_URLENCODE | CURLU_NON_SUPPORT_SCHEME;
+
+bool IsControl(char c) noexcept {
+    return static_cast<unsigned char>(c) < ' ' || c == 0x7F;
+}
+
+CurlAddress MakeAddress() {
+    CurlAddress address(curl_url());
+    if (!address) {
+        throw std::bad_alloc();
+    }
+    return address;
+}
+
+[[noreturn]] void Refuse(const Kernel::String& address, const char* reason) {
+    throw Http::Exception(
+        Kernel::Format("\"%1\" is no address of the web: %2", DescribeAddress(address), reason)
+            .c_str());
+}
+
+/// The part `what` of an address, or nothing if it has none.
+Kernel::String GetPart(const CurlAddress& address, CURLUPart what) {
+    char* text = nullptr;
+    curl_url_get(address.get(), what, &text, 0);
+    const CurlText owner(text);
+    return text;
+}
+
+Kernel::String Shorten(std::string_view text) {
+    return Kernel::MakePrintable(text.substr(0, MaximumDescription));
+}
+
+/// What may be shown of an address that can't be taken apart.
+Kernel::String DescribeBadAddress(std::string_view address) {
+    if (address.find('@') != std::string_view::npos) {
+        return "...";  // where its password ends, nobody knows
+    }
+    std::string text(address.substr(0, address.find_first_of("?#")));
+    std::ranges::replace_if(text, IsControl, '?');
+    return Shorten(text);
+}
+
+void AddParameters(CURLU* address, const Http::Fields& parameters) {
+    for (const auto& [name, value] : parameters) {
+        // libcurl encodes all but the first "=", so a name must not hold one of its own.
+        const CurlText encodedName(
+            curl_easy_escape(nullptr, name.data(), static_cast<int>(name.size())));
+        const CurlText encodedValue(
+            curl_easy_escape(nullptr, value.data(), static_cast<int>(value.size())));
+        if (!encodedName || !encodedValue) {
+            throw std::bad_alloc();
+        }
+        const Kernel::String pair = Kernel::Format("%1=%2", encodedName.get(), encodedValue.get());
+        if (curl_url_set(address, CURLUPART_QUERY, pair.c_str(), CURLU_APPENDQUERY) != CURLUE_OK) {
+            throw std::bad_alloc();
+        }
+    }
+}
+
+}  // namespace
+
+CurlAddress ParseAddress(const Http::Request& request) {
+    const std::string_view text = request.address;
+    if (text.size() > MaximumLength) {
+        Refuse("...", "it is too long");
+    }
+    if (std::ranges::any_of(text, IsControl)) {
+        Refuse(request.address, "it has control characters");
+    }
+    CurlAddress address = MakeAddress();
+    const CURLUcode code =
+        curl_url_set(address.get(), CURLUPART_URL, request.address.c_str(), ParsingFlags);
+    if (code != CURLUE_OK) {
+        Refuse(request.address, curl_url_strerror(code));
+    }
+    const Kernel::String scheme = GetPart(address, CURLUPART_SCHEME);
+    if (scheme != "http" && scheme != "https") {
+        Refuse(request.address, "only http and https are");
+    }
+    if (GetPart(address, CURLUPART_PORT) == "0") {
+        Refuse(request.address, "there is no port 0");
+    }
+    AddParameters(address.get(), request.parameters);
+    return address;
+}
+
+Kernel::String DescribeAddress(const Kernel::String& address) {
+    const CurlAddress parts = MakeAddress();
+    if (curl_url_set(parts.get(), CURLUPART_URL, address.c_str(), ParsingFlags) != CURLUE_OK) {
+        return DescribeBadAddress(address);
+    }
+    for (const CURLUPart part : {CURLUPART_USER, CURLUPART_PASSWORD, CURLUPART_OPTIONS,
+                                 CURLUPART_QUERY, CURLUPART_FRAGMENT}) {
+        curl_url_set(parts.get(), part, nullptr, 0);
+    }
+    return Shorten(GetPart(parts, CURLUPART_URL));
+}
+
+}  // namespace Network

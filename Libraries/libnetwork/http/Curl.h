@@ -1,0 +1,38 @@
+// libcurl's handles as owners. The only header through which libcurl's is included.
+
+#pragma once
+
+#include "Kernel/String.h"
+
+#include <curl/curl.h>
+
+#include <memory>
+
+namespace Network {
+
+struct CurlFree {
+    void operator()(CURL* handle) const noexcept { curl_easy_cleanup(handle); }
+    void operator()(CURLU* address) const noexcept { curl_url_cleanup(address); }
+    void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
+    void operator()(char* text) const noexcept { curl_free(text); }
+};
+
+using CurlHandle = std::unique_ptr<CURL, CurlFree>;
+using CurlAddress = std::unique_ptr<CURLU, CurlFree>;
+using CurlText = std::unique_ptr<char, CurlFree>;
+
+/// A list of lines.
+class CurlList {
+public:
+    /// Throws std::bad_alloc if there is no memory.
+    void Add(const Kernel::String& line);
+    curl_slist* Get() const noexcept { return m_list.get(); }
+
+private:
+    std::unique_ptr<curl_slist, CurlFree> m_list;
+};
+
+/// A new handle, once libcurl is ready. Throws std::bad_alloc if there is no memory.
+CurlHandle MakeCurlHandle();
+
+}  // namespace Network

@@ -1,0 +1,44 @@
+// Where the body of a response goes.
+
+#pragma once
+
+#include "Kernel/Counted.h"
+#include "Kernel/Streams.h"
+#include "Network/Export.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace Network {
+
+/// Takes a response's body as it arrives, on the thread of the transfer. What it throws ends the
+/// transfer as a failure.
+class NETWORK_API DataSink : public Kernel::Countable {
+public:
+    virtual void Write(std::span<const std::byte> bytes) = 0;
+    /// Called once, after the last byte and before the request's completion is told.
+    virtual void Flush() {}
+};
+
+/// Writes to a stream.
+class NETWORK_API StreamDataSink : public DataSink {
+public:
+    /// More than any model or picture has.
+    static constexpr std::uint64_t DefaultMaximumSize = std::uint64_t{16} << 30;
+
+    /// Writes to `stream`, but never more than `maximumSize` bytes: a server that sends more ends
+    /// its transfer as a failure.
+    explicit StreamDataSink(Kernel::Counted<Kernel::OutStream> stream,
+                            std::uint64_t maximumSize = DefaultMaximumSize) noexcept;
+    ~StreamDataSink() override;
+
+    void Write(std::span<const std::byte> bytes) override;
+    void Flush() override;
+
+private:
+    Kernel::Counted<Kernel::OutStream> m_stream;
+    std::uint64_t m_bytesLeft;
+};
+
+}  // namespace Network
