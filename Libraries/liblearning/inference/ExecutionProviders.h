@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "inference/OnnxRuntime.h"
+#include "inference/RuntimeEnvironment.h"
 
 namespace Learning {
 
@@ -12,6 +12,6 @@ namespace Learning {
 ///
 /// Throws what the system throws, but never Ort::Exception: that would read as a model file that
 /// can't be opened.
-void RegisterExecutionProviders(Ort::Env& environment);
+void RegisterExecutionProviders(RuntimeEnvironment& environment);
 
 }  // namespace Learning

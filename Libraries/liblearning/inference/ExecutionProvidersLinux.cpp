@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <mutex>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -58,8 +59,8 @@ void RegisterPlugin(Ort::Env& environment, const Plugin& plugin) {
     try {
         environment.RegisterExecutionProviderLibrary(plugin.name.c_str(), plugin.path.native());
     } catch (const Ort::Exception& error) {
-        // The environment outlives a model as long as another one is open, and remembers. There is
-        // no call to ask it, and the code of this refusal is that of all others.
+        // Another user of the runtime in this process may have been first. The code of this refusal
+        // is that of all others.
         if (std::string_view(error.what()).find("already registered") == std::string_view::npos) {
             throw std::runtime_error(
                 Kernel::Format("the execution provider %1 can't be registered: %2",
@@ -75,31 +76,48 @@ void RegisterPlugin(Ort::Env& environment, const Plugin& plugin) {
 /// driver is missing or too old it ends the process, which nobody can catch. Whether a driver will
 /// do is known only by trying; a plug-in is there because somebody wanted it.
 void WithdrawWebGpu(Ort::Env& environment) {
-    const auto devices = environment.GetEpDevices();
-    const bool isOffered = std::ranges::any_of(devices, [](const Ort::ConstEpDevice& device) {
+    const auto isWebGpu = [](const Ort::ConstEpDevice& device) {
         return std::string_view(device.EpName()) == WebGpuProvider;
-    });
-    if (isOffered) {
-        environment.UnregisterExecutionProviderLibrary(WebGpuProvider);
-        Kernel::Log::Write(
-            "The inference runtime's built-in WebGPU provider is not used: without a working "
-            "Vulkan "
-            "driver it would end the program. Plug-in providers beside the runtime are.\n");
+    };
+    if (std::ranges::none_of(environment.GetEpDevices(), isWebGpu)) {
+        return;
     }
+    environment.UnregisterExecutionProviderLibrary(WebGpuProvider);
+    Kernel::Log::Write(
+        "The built-in WebGPU provider of the inference runtime is not used: without a working "
+        "Vulkan driver it would end the program. Plug-ins beside the runtime are.\n");
 }
+
+/// What is done already in one life of the environment. Asking the runtime instead, by registering
+/// once more and being refused, would leak what the plug-in makes for each registration.
+struct Registrations {
+    std::uint64_t life = 0;
+    std::set<std::string> plugins{};
+    bool isWebGpuWithdrawn = false;
+};
 
 }  // namespace
 
-void RegisterExecutionProviders(Ort::Env& environment) {
-    static std::mutex mutex;  // the runtime's list of devices must not change while it is read
+void RegisterExecutionProviders(RuntimeEnvironment& environment) {
+    static std::mutex mutex;  // also keeps the runtime's list of devices as it is while it is read
+    static Registrations done;
     const std::lock_guard lock(mutex);
-    try {
-        WithdrawWebGpu(environment);
-    } catch (const Ort::Exception& error) {
-        throw std::runtime_error(error.what());
+    if (done.life != environment.GetLife()) {
+        done = Registrations{environment.GetLife()};
+    }
+    if (!done.isWebGpuWithdrawn) {
+        try {
+            WithdrawWebGpu(environment.Get());
+        } catch (const Ort::Exception& error) {
+            throw std::runtime_error(error.what());
+        }
+        done.isWebGpuWithdrawn = true;
     }
     for (const Plugin& plugin : FindPlugins()) {
-        RegisterPlugin(environment, plugin);
+        if (!done.plugins.contains(plugin.name)) {
+            RegisterPlugin(environment.Get(), plugin);
+            done.plugins.insert(plugin.name);
+        }
     }
 }
 

@@ -8,12 +8,6 @@ namespace Learning {
 
 namespace {
 
-Ort::Env CreateEnvironment() {
-    EnsureOnnxRuntime();
-    // Also tells the runtime that C++ is calling it, which its telemetry wants to know.
-    return Ort::Env(ORT_LOGGING_LEVEL_ERROR, "");
-}
-
 OrtExecutionProviderDevicePolicy GetPolicy(ModelCache::InferenceMode mode) noexcept {
     // Deliberate: every mode but these two is as good as MaxEfficiency, and no other policy is ever
     // set, since the runtime crashes on some values.
@@ -21,7 +15,8 @@ OrtExecutionProviderDevicePolicy GetPolicy(ModelCache::InferenceMode mode) noexc
                                               : OrtExecutionProviderDevicePolicy_MAX_EFFICIENCY;
 }
 
-Ort::Session OpenSession(Ort::Env& environment, const Kernel::String& path, Model::EP ep) {
+Ort::Session OpenSession(RuntimeEnvironment& environment, const Kernel::String& path,
+                         Model::EP ep) {
     const ModelCache::InferenceMode mode = ModelCache::GetInstance().GetInferenceMode();
     const bool isAccelerated = mode != ModelCache::CPU && ep != Model::CPUOnly;
     if (isAccelerated) {
@@ -31,12 +26,12 @@ Ort::Session OpenSession(Ort::Env& environment, const Kernel::String& path, Mode
     if (isAccelerated) {
         options.SetEpSelectionPolicy(GetPolicy(mode));
     }
-    return Ort::Session(environment, ToRuntimePath(path).c_str(), options);
+    return Ort::Session(environment.Get(), ToRuntimePath(path).c_str(), options);
 }
 
 }  // namespace
 
 ModelSession::ModelSession(const Kernel::String& path, Model::EP ep)
-    : m_environment(CreateEnvironment()), m_session(OpenSession(m_environment, path, ep)) {}
+    : m_session(OpenSession(m_environment, path, ep)) {}
 
 }  // namespace Learning

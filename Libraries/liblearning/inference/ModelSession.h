@@ -7,12 +7,11 @@
 #include "Learning/Model.h"
 
 #include "inference/OnnxRuntime.h"
+#include "inference/RuntimeEnvironment.h"
 
 namespace Learning {
 
-/// An inference session and the environment that it lives in. The runtime has one environment for
-/// the whole process and counts who uses it; it ends, with all registrations of providers, when
-/// nobody does.
+/// An inference session and a reference to the environment that it lives in.
 class ModelSession : public Kernel::Countable {
 public:
     /// Opens the model file at `path`. Throws Ort::Exception if the runtime refuses, or what the
@@ -22,7 +21,7 @@ public:
     Ort::Session& GetSession() noexcept { return m_session; }
 
 private:
-    Ort::Env m_environment;  // released after the session
+    RuntimeEnvironment m_environment;  // released after the session
     Ort::Session m_session;
 };
 

@@ -17,5 +17,5 @@ unshare --user --map-root-user --mount true 2> "$devices/reason" ||
 # shellcheck disable=SC2016  # the inner shell expands them
 unshare --user --map-root-user --mount sh -c 'mount --bind "$0" /sys/class && exec "$@"' \
     "$devices" "$@" > "$devices/output" 2>&1 || { cat "$devices/output"; exit 1; }
-grep "built-in WebGPU provider is not used" "$devices/output" ||
+grep "built-in WebGPU provider of the inference runtime is not used" "$devices/output" ||
     { echo "the runtime did not see the card, so nothing was shown"; cat "$devices/output"; exit 1; }
