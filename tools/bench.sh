@@ -1,6 +1,7 @@
 #!/bin/bash
 # Measures this project beside its peers, in the release preset: Google Benchmark's figures for each
-# library, then the opening of models in fresh processes. Usage: tools/bench.sh [FILTER]
+# library, then the opening of models and the installation of a package in fresh processes.
+# Usage: tools/bench.sh [FILTER]
 #   FILTER   a regular expression of Google Benchmark's; leaves the fresh processes out
 # Nothing else should run on the machine meanwhile.
 set -eu
@@ -31,6 +32,41 @@ compare_opening() {
     rm -r "$results"
 }
 
+# Downloads and installs a package of 200 MiB by the library and by curl and unzip in turns. The
+# library leaves the files safe on the disk: only with sync do the others as much.
+compare_installing() {
+    local work address way TIMEFORMAT=%R
+    work=$(mktemp -d)
+    mkdir "$work/packages" "$work/models"
+    for way in DepthEstimation Colourisation; do
+        cp $build/Libraries/liblearning/models/Add.onnx "$work/models/${way}_2.6.onnx"
+    done
+    head -c 200M /dev/urandom > "$work/filler.bin"
+    zip -q0j "$work/packages/Colourisation_2.6.zip" "$work/models/Colourisation_2.6.onnx" "$work/filler.bin"
+    $build/bin/learning-service --port 0 --packages "$work/packages" > "$work/service" &
+    trap 'kill $(jobs -p)' EXIT
+    until address=$(grep -o -m 1 'http://127[^ ]*' "$work/service"); do kill -0 $!; sleep 0.1; done
+
+    fetch() {
+        curl -sS -o "$work/package.zip" "${address}Colourisation_2.6.zip"
+        unzip -qo "$work/package.zip" -d "$work/models"
+    }
+    for ((round = 0; round < rounds; ++round)); do
+        sync
+        $build/bin/InstallBenchmark "$address" "$work/models" >> "$work/learning"
+        sync
+        { time fetch; } 2>> "$work/curl+unzip"
+        sync
+        { time { fetch; sync "$work"/models/*; }; } 2>> "$work/curl+unzip+sync"
+    done
+    printf '\nInstalling a package of 200 MiB, medians of %d, seconds\n' $rounds
+    for way in learning curl+unzip curl+unzip+sync; do
+        printf '%-16s %s\n' $way "$(median 1 < "$work/$way")"
+    done
+    printf 'At its peak, learning needs %s bytes more than when idle.\n' "$(median 2 < "$work/learning")"
+    rm -r "$work"
+}
+
 tools/setup.sh
 cmake --preset release > /dev/null
 cmake --build --preset release
@@ -38,4 +74,7 @@ for benchmarks in "$build"/bin/*Benchmarks; do
     printf '\n=== %s\n' "$(basename "$benchmarks")"
     "$benchmarks" --benchmark_filter="${1:-.}"
 done
-[ $# -gt 0 ] || compare_opening
+if [ $# -eq 0 ]; then
+    compare_opening
+    compare_installing
+fi

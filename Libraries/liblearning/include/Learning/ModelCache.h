@@ -7,9 +7,11 @@
 #include "Kernel/String.h"
 #include "Learning/Export.h"
 #include "Learning/Model.h"
+#include "Network/Http.h"
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <vector>
 
@@ -96,6 +98,24 @@ public:
     /// Forgets the model of `type` and deletes its file, or whatever else stands in its place. True
     /// always. Whoever still holds the model may go on using it.
     bool DeleteModel(ModelType type);
+
+    /// Told how far a download is, on the thread of the transfer. What it throws ends the download.
+    using DownloadProgress =
+        std::function<void(Network::Http::ProgressInformation progress, ModelType type)>;
+
+    /// Fetches the package of `type` for the current mode from the model server, unpacks it into
+    /// the cache folder and loads the model. Blocks for as long as that takes. `progress` may be
+    /// empty.
+    ///
+    /// True if there is a model of that type in the end, even if it was loaded before and the
+    /// package held another one. False, after lines in the log that say why, if the transfer
+    /// failed, the package can't be read or the model can't be loaded. A file in the cache folder
+    /// is replaced when its successor is whole and never damaged; what a failed transfer brought
+    /// stays in the folder for temporary files and is deleted by a download that starts two days
+    /// later.
+    ///
+    /// Threads: any, but two downloads of one type at the same time do the same work twice.
+    bool DownloadModel(ModelType type, DownloadProgress progress);
 
 private:
     Kernel::String m_modelCacheFolder;

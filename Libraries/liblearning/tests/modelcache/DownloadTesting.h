@@ -1,0 +1,105 @@
+// What the tests of downloads share: a tree of folders to look after, and servers of their own.
+
+#pragma once
+
+#include "Kernel/Testing.h"
+#include "Learning/ModelCache.h"
+#include "Network/Settings.h"
+
+#include "server/ScriptedServer.h"
+#include "tests/TestModels.h"
+#include "tests/modelcache/ZipBuilder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <string>
+#include <utility>
+
+namespace Learning {
+
+inline std::string ReadFile(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+inline void WriteFile(const std::filesystem::path& path, const std::string& contents) {
+    std::ofstream(path, std::ios::binary) << contents;
+}
+
+/// All that lies below a folder, by its path there: what a file holds, "/" for a folder, "-> x" for
+/// a link to x.
+using Tree = std::map<std::string, std::string>;
+
+inline Tree DescribeTree(const std::filesystem::path& folder) {
+    Tree tree;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        tree[entry.path().lexically_relative(folder)] =
+            entry.is_symlink()     ? "-> " + std::filesystem::read_symlink(entry.path()).string()
+            : entry.is_directory() ? "/"
+                                   : ReadFile(entry.path());
+    }
+    return tree;
+}
+
+/// The package of this name, with one of the models that make_models.py writes.
+inline std::string MakePackage(const char* model = "Add",
+                               const char* package = "Colourisation_2.6") {
+    return MakeZip({{std::string(package) + ".onnx", ReadFile(TestModelPath(model).c_str())}});
+}
+
+/// Whether the test takes its full length, which is minutes.
+inline bool IsSoak() {
+    return std::getenv("ORVANTIS_SOAK") != nullptr;
+}
+
+/// The shared cache over a folder of its own, with a folder for temporary files beside it.
+class DownloadTest : public testing::Test {
+protected:
+    using ModelType = ModelCache::ModelType;
+    static constexpr ModelType Type = ModelCache::Colourisation;
+
+    DownloadTest() {
+        std::filesystem::remove(m_root);
+        std::filesystem::create_directories(m_models);
+        std::filesystem::create_directory(m_temporary);
+        setenv("TMPDIR", m_temporary.c_str(), 1);
+        Network::SetProxy(Kernel::String());
+        m_cache.SetModelCacheFolder(m_models.string());
+    }
+    ~DownloadTest() override {
+        m_cache.Shutdown();
+        m_cache.SetInferenceMode(ModelCache::CPU);
+        m_cache.SetModelURLRoot({});
+        setenv("TMPDIR", m_root.parent_path().c_str(), 1);
+        std::filesystem::remove_all(m_root);
+    }
+
+    void SetServer(const Service::ScriptedServer& server) {
+        m_cache.SetModelURLRoot("http://127.0.0.1:" + std::to_string(server.GetPort()) + "/");
+    }
+
+    /// Downloads from a server that answers with `script`.
+    bool Download(const Service::Script& script, ModelCache::DownloadProgress progress = {}) {
+        const Service::ScriptedServer server({}, [&](const Service::Request&) { return script; });
+        SetServer(server);
+        return m_cache.DownloadModel(Type, std::move(progress));
+    }
+    bool DownloadPackage(const std::string& zip) { return Download(Service::Reply(200, {}, zip)); }
+
+    bool HasTemporaryFile() const { return !std::filesystem::is_empty(m_temporary); }
+
+    ModelCache& m_cache = ModelCache::GetInstance();
+    const std::filesystem::path m_root =
+        std::string(Kernel::FileSystem::GetUniqueTemporaryFilename("%1"));
+    const std::filesystem::path m_models = m_root / "models";
+    const std::filesystem::path m_temporary = m_root / "temporary";
+    const std::filesystem::path m_model = m_models / "Colourisation_2.6.onnx";
+    const Kernel::Testing::Recorded<Kernel::Log> m_log;
+};
+
+}  // namespace Learning

@@ -1,0 +1,151 @@
+#include "tests/modelcache/DownloadTesting.h"
+
+#include <ostream>
+
+namespace Learning {
+namespace {
+
+struct PackageCase {
+    const char* name;
+    std::string zip;
+    bool isReadable;
+    Tree changes;  // of the folder of the models
+};
+
+void PrintTo(const PackageCase& package, std::ostream* out) {
+    *out << package.name;
+}
+
+const ZipEntry Good{"good.bin", "good"};
+
+/// A package whose entries are taken or skipped: a good one at its end shows that all were tried.
+PackageCase Readable(const char* name, std::vector<ZipEntry> entries, Tree changes = {}) {
+    entries.push_back(Good);
+    changes["good.bin"] = "good";
+    return {name, MakeZip(entries), true, std::move(changes)};
+}
+
+/// A package that is refused as a whole, the good entry at its start too.
+PackageCase Refused(const char* name, std::vector<ZipEntry> entries) {
+    entries.insert(entries.begin(), Good);
+    return {name, MakeZip(entries), false, {}};
+}
+
+PackageCase Unreadable(const char* name, std::string zip) {
+    return {name, std::move(zip), false, {}};
+}
+
+ZipEntry Damaged(ZipEntry entry, std::uint64_t size, std::uint32_t checksum) {
+    entry.size = size;
+    entry.checksum = checksum;
+    return entry;
+}
+
+ZipEntry Overlapping(const char* name, std::string bytes) {
+    ZipEntry entry{name, std::move(bytes)};
+    entry.location = 0;
+    return entry;
+}
+
+const std::uint64_t GiB = std::uint64_t{1} << 30;
+const std::string GoodZip = MakeZip({Good});
+const std::string Zeros("c`\30\5\xA3`\24\14w\0\0", 11);  // a thousand, deflated
+const std::string Block(1'000, '\0');
+
+const PackageCase Packages[] = {
+    Unreadable("Nothing", ""),
+    Unreadable("Text", "<html>Not found</html>"),
+    Unreadable("Truncated", GoodZip.substr(0, GoodZip.size() - 1)),
+    Unreadable("DirectoryCut", GoodZip.substr(0, GoodZip.size() - 30)),
+    Unreadable("StartCut", GoodZip.substr(20)),
+
+    Readable("Parent", {{"../canary", "bad"}, {"full/../../canary", "bad"}}),
+    Readable("ParentFolder", {{"../new/"}, {"full/.."}, {"../../new"}}),
+    Readable("ParentAlone", {{"..", "bad"}, {"full/..", "bad"}}),
+    Readable("Absolute", {{"/new", "bad"}, {"//new/"}, {"/"}}),
+    Readable("Backslash", {{"..\\canary", "bad"}, {"full\\new.bin", "bad"}}),
+    Readable("Drive", {{"C:new", "bad"}, {"C:/new/"}, {"kept.onnx:stream", "bad"}}),
+    Readable("ControlCharacter", {{"a\nb", "bad"}, {"a\x7F", "bad"}, {"a\x1B[2J/"}}),
+    // libzip reads zero bytes as spaces.
+    Readable("ZeroByte",
+             {{std::string("a\0/../../canary", 15), "bad"}, {std::string("a\0b", 3), "new"}},
+             {{"a b", "new"}}),
+    Readable("NoName", {{"", "bad"}, {""}, {".", "bad"}, {"./", "bad"}, {"full/", "bad"}}),
+    Readable("LongName", {{std::string(300, 'a'), "bad"}, {std::string(60'000, 'a') + "/"}}),
+    Readable("DotsWithinName", {{"a..b.onnx", "new"}, {".../"}, {"./..c", "new"}},
+             {{"a..b.onnx", "new"}, {"...", "/"}, {"..c", "new"}}),
+    Readable("AnyLetters", {{"größe 数", "new", 0, 0, 0x800}, {"\xFF", "new"}},
+             {{"größe 数", "new"}, {"\xFF", "new"}}),
+
+    Readable("ThroughLink",
+             {{"out/canary", "bad"}, {"out/new.bin", "bad"}, {"out/./x/../y", "bad"}}),
+    Readable("FolderThroughLink", {{"out/new/"}, {"out/"}, {"out"}}),
+    Readable("ThroughDanglingLink", {{"dangling/"}, {"dangling/new/"}, {"dangling/new", "bad"}}),
+    Readable("ThroughLoop", {{"loop/"}, {"loop/new", "bad"}}),
+    Readable("InPlaceOfLinks", {{"out", "new"}, {"dangling", "new"}},
+             {{"out", "new"}, {"dangling", "new"}}),
+    Readable("ThroughInnerLink", {{"inner/kept.bin", "new"}}, {{"full/kept.bin", "new"}}),
+    Readable("LinkEntry", {{"link", "../models2", 0120777}, {"link/canary", "bad"}}),
+    Readable("DeviceEntry",
+             {{"device", "", 0020666}, {"pipe", "bad", 0010666}, {"x/", "", 0060666}}),
+
+    Readable("BadChecksum", {Damaged({"kept.onnx", "bad"}, 3, 1)}),
+    Readable("LessThanDeclared", {Damaged({"kept.onnx", "bad"}, 4, GetChecksum("bad"))}),
+    Readable("MoreThanDeclared", {Damaged({"kept.onnx", "bad"}, 2, GetChecksum("ba"))}),
+    Readable("DeclaresAGigabyte", {Damaged({"kept.onnx", "bad"}, GiB, GetChecksum("bad"))}),
+    Readable("Bomb", {Damaged({"kept.onnx", Zeros, 0, 8}, 3, GetChecksum(std::string(3, '\0')))}),
+    Readable("StreamCut", {Damaged({"kept.onnx", Zeros.substr(0, 5), 0, 8}, 1'000, 0)}),
+    Readable("DamagedStream", {Damaged({"kept.onnx", "\xFF\xFF\xFF", 0, 8}, 100, 0)}),
+    Readable("UnknownMethod", {{"kept.onnx", "bad", 0, 97}}),
+    Readable("Encrypted", {{"kept.onnx", "at least twelve bytes", 0, 0, 1}}),
+    Readable("Deflated", {Damaged({"new", Zeros, 0, 8}, 1'000, GetChecksum(Block))},
+             {{"new", Block}}),
+
+    Readable("FullFolderInPlace", {{"full", "bad"}, {"full/kept.bin/", ""}}),
+    Readable("EmptyFolderInPlace", {{"empty", "new"}}, {{"empty", "new"}}),
+    Readable("FileInPlaceOfFolder", {{"kept.onnx"}, {"kept.onnx/"}, {"kept.onnx/x", "bad"}}),
+    Readable("Folders", {{"sub/"}, {"sub/a", "new"}, {"none/a", "bad"}, {"b/c"}, {"b/c/d", "new"}},
+             {{"sub", "/"}, {"sub/a", "new"}, {"b", "/"}, {"b/c", "/"}, {"b/c/d", "new"}}),
+    Readable("SameNameTwice", {{"a", "1"}, {"a", "2"}, {"b"}, {"b", "2"}, {"c", "1"}, {"c"}},
+             {{"a", "2"}, {"b", "2"}, {"c", "1"}}),
+
+    Readable("ManyEntries", std::vector<ZipEntry>(9'999, {"empty/"})),
+    Refused("TooManyEntries", std::vector<ZipEntry>(10'000, {"empty/"})),
+    Refused("TooLargeEntry", {Damaged({"a", "bad"}, 8 * GiB - 3, 0)}),
+    Refused("TooLargeSum", {Damaged({"a", "bad"}, 3 * GiB, 0), Damaged({"b", "bad"}, 3 * GiB, 0),
+                            Damaged({"c", "bad"}, 3 * GiB, 0)}),
+    Refused("SumBeyond64Bits", {Damaged({"a", "bad"}, ~std::uint64_t{0}, 0), {"b", "bad"}}),
+    Refused("Overlap", {{"a", Block}, Overlapping("b", Block), Overlapping("c", Block)}),
+};
+
+class HostilePackage : public DownloadTest, public testing::WithParamInterface<PackageCase> {};
+
+// A model that is there before shows whether the package could be read.
+TEST_P(HostilePackage, TouchesNothingButWhatItMay) {
+    namespace fs = std::filesystem;
+    ASSERT_TRUE(DownloadPackage(MakePackage()));
+    for (const char* folder : {"models2", "models/full", "models/empty"}) {
+        fs::create_directory(m_root / folder);
+    }
+    for (const char* file :
+         {"canary", "models2/canary", "models/kept.onnx", "models/full/kept.bin"}) {
+        WriteFile(m_root / file, "kept");
+    }
+    fs::create_symlink("../models2", m_models / "out");
+    fs::create_symlink("../nowhere", m_models / "dangling");
+    fs::create_symlink("loop", m_models / "loop");
+    fs::create_symlink("full", m_models / "inner");
+    Tree expected = DescribeTree(m_root);
+    for (const auto& [name, contents] : GetParam().changes) {
+        expected["models/" + name] = contents;
+    }
+
+    EXPECT_EQ(DownloadPackage(GetParam().zip), GetParam().isReadable);
+    EXPECT_EQ(DescribeTree(m_root), expected);  // no temporary file either
+}
+
+INSTANTIATE_TEST_SUITE_P(Learning, HostilePackage, testing::ValuesIn(Packages),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+}  // namespace
+}  // namespace Learning

@@ -1,0 +1,103 @@
+#include "modelcache/PackageInstaller.h"
+#include "tests/modelcache/DownloadTesting.h"
+
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <iterator>
+#include <random>
+#include <thread>
+
+namespace Learning {
+namespace {
+
+/// Kills a process after `delay` in which it installs `packages` in turn.
+void InstallUntilKilled(const std::array<std::string, 2>& packages, const std::string& folder,
+                        std::chrono::microseconds delay) {
+    const pid_t process = fork();
+    for (std::size_t i = 1; process == 0; ++i) {
+        InstallPackage(packages[i % packages.size()], folder);
+    }
+    std::this_thread::sleep_for(delay);
+    kill(process, SIGKILL);
+    int status = 0;
+    ASSERT_EQ(waitpid(process, &status, 0), process);
+    ASSERT_EQ(WTERMSIG(status), SIGKILL);  // not one of its own
+}
+
+TEST_F(DownloadTest, LeavesWholeFilesWhereverItIsKilled) {
+    const std::string folder = m_models.string() + "/";
+    const std::array<const char*, 2> names{"a.onnx", "b.onnx"};
+    const std::array<std::string, 2> contents{std::string(400'000, '1'), std::string(700'000, '2')};
+    const std::array<std::string, 2> packages{m_root / "old.zip", m_root / "new.zip"};
+    for (std::size_t i = 0; i < packages.size(); ++i) {
+        WriteFile(packages[i], MakeZip({{names[0], contents[i]}, {names[1], contents[i]}}));
+    }
+    InstallPackage(packages[0], folder);
+    std::mt19937 random(std::random_device{}());
+    int cuts = 0;
+    for (int round = 0; round < (IsSoak() ? 200 : 25); ++round) {
+        ASSERT_NO_FATAL_FAILURE(
+            InstallUntilKilled(packages, folder, std::chrono::microseconds(random() % 40'000)));
+        for (const char* name : names) {
+            ASSERT_THAT(contents, testing::Contains(ReadFile(m_models / name))) << name;
+        }
+        InstallPackage(packages[0], folder);
+        for (const auto& [name, data] : DescribeTree(m_models)) {
+            if (name.ends_with(".part")) {
+                ++cuts;
+                std::filesystem::remove(m_models / name);
+            } else {
+                ASSERT_EQ(data, contents[0]) << name;
+            }
+        }
+    }
+    RecordProperty("filesCut", cuts);
+    EXPECT_GT(cuts, 0);  // else it was killed at harmless moments only
+}
+
+std::ptrdiff_t CountDescriptorsAndThreads() {
+    const auto count = [](const char* folder) {
+        return std::distance(std::filesystem::directory_iterator(folder), {});
+    };
+    return count("/proc/self/fd") + count("/proc/self/task");
+}
+
+TEST_F(DownloadTest, GivesBackItsDescriptorsAndThreads) {
+    const auto download = [this](int round) {
+        switch (round % 4) {
+            case 0:
+                return Download(Service::Reply(404));
+            case 1:
+                return DownloadPackage("garbage");
+            default:
+                return DownloadPackage(MakePackage());
+        }
+    };
+    ASSERT_TRUE(download(2));  // what is loaded for good is loaded now
+    const auto before = CountDescriptorsAndThreads();
+    for (int round = 0; round < (IsSoak() ? 1'000 : 60); ++round) {
+        ASSERT_EQ(download(round), round % 4 > 1) << round;
+    }
+    for (int wait = 0; wait < 500 && CountDescriptorsAndThreads() > before; ++wait) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));  // threads are on their way out
+    }
+    EXPECT_LE(CountDescriptorsAndThreads(), before);
+}
+
+// Takes the twenty seconds after which a transfer without a byte is given up.
+TEST_F(DownloadTest, GivesUpAServerThatFallsSilent) {
+    if (!IsSoak()) {
+        GTEST_SKIP() << "takes 20 s: set ORVANTIS_SOAK";
+    }
+    EXPECT_FALSE(Download(
+        {Service::Send{"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nPK"}, Service::WaitForClient}));
+    EXPECT_TRUE(HasTemporaryFile());
+}
+
+}  // namespace
+}  // namespace Learning
