@@ -13,7 +13,7 @@ namespace Network {
 namespace {
 
 // Longer ones are of no use to any server and of much to an attacker.
-constexpr std::size_t MaximumLength = 64 * 1024;
+constexpr std::size_t MaximumLength = 65'536;
 constexpr std::size_t MaximumDescription = 300;
 
 constexpr unsigned int ParsingFlags = CURLU_URLENCODE | CURLU_NON_SUPPORT_SCHEME;

@@ -14,9 +14,9 @@ namespace Network {
 namespace {
 
 constexpr long MaximumRedirects = 5;
-constexpr std::size_t MaximumHeaderBytes = 256 * 1024;
+constexpr std::size_t MaximumHeaderBytes = 262'144;
 constexpr int MaximumTimeout = 24 * 60 * 60;  // more is no limit, and too much for libcurl
-constexpr long BufferSize = 256 * 1024;       // fewer, larger pieces for sinks that write to a disk
+constexpr long BufferSize = 262'144;          // fewer, larger pieces for sinks that write to a disk
 
 bool SendsBody(Http::Method method) noexcept {
     return method == Http::Method::Post || method == Http::Method::Put;
