@@ -292,24 +292,20 @@ void Transfer::TakeBody(std::span<const std::byte> bytes) {
     }
 }
 
-/// Passes progress on when there is any, and gives up when there has been none for too long:
-/// libcurl calls all the time, once a second at least. Its own limit (LOW_SPEED_TIME) is one on the
-/// mean of some seconds: late for a server that stalls, and wrong for one that is slow but steady.
+/// Passes progress on, and gives up when there has been none for too long: libcurl calls once a
+/// second at least. Its own limit (LOW_SPEED_TIME) is one on the mean of some seconds: late for a
+/// server that stalls, and wrong for one that is slow but steady.
 void Transfer::TellProgress(const Http::ProgressInformation& progress) {
-    const bool isNew = progress.received != m_progress.received ||
-                       progress.sent != m_progress.sent ||
-                       progress.totalToReceive != m_progress.totalToReceive;
+    const bool isNew = progress.received != m_progress.received || progress.sent != m_progress.sent;
     m_progress = progress;
-    if (!isNew) {
-        if (m_lastSign && Clock::now() - *m_lastSign > m_timeout) {
-            throw Http::Exception("the server neither sends nor takes anything");
-        }
-        return;
-    }
     if (m_handlers.onProgress) {
         m_handlers.onProgress(progress);
     }
-    m_lastSign = Clock::now();
+    if (isNew) {
+        m_lastSign = Clock::now();
+    } else if (m_lastSign && Clock::now() - *m_lastSign > m_timeout) {
+        throw Http::Exception("the server neither sends nor takes anything");
+    }
 }
 
 std::size_t Transfer::GiveBody(std::span<std::byte> buffer) {

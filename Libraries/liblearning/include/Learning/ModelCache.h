@@ -99,7 +99,8 @@ public:
     /// always. Whoever still holds the model may go on using it.
     bool DeleteModel(ModelType type);
 
-    /// Told how far a download is, on the thread of the transfer. What it throws ends the download.
+    /// Told how far a download is, once a second at least, on the thread of the transfer. What it
+    /// throws ends the download.
     using DownloadProgress =
         std::function<void(Network::Http::ProgressInformation progress, ModelType type)>;
 

@@ -101,8 +101,8 @@ NETWORK_API Response DoRequest(const Request& request, bool throwsOnFailure);
 /// else, with `failure` set and a line in the log: exactly one of them, once, after the sink has
 /// been flushed. Nothing is called after it, and what it throws is logged. `onResponse` is called
 /// once, when the first byte of the body or the end has come; `onStatus` at the start of each phase
-/// with a text for the user; `onProgress` as bytes come and go. What these three throw ends the
-/// transfer as a failure.
+/// with a text for the user; `onProgress` as bytes come and go, and once a second when none do.
+/// What these three throw ends the transfer as a failure.
 ///
 /// If there is no thread to be had, `onFailure` is called on the calling one.
 NETWORK_API void DoRequest(Request request, CompletionHandler onSuccess,
