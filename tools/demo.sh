@@ -1,17 +1,27 @@
 #!/bin/sh
-# Shows what the library can do: sets the machine up, builds the program `learning`, and runs each of its
-# features on real photographs. The pictures go to build/demo/pictures. Usage: tools/demo.sh
+# Shows what the library can do: sets the machine up, builds the programs, downloads the networks from a
+# service on this machine, and runs each feature on real photographs. The pictures go to build/demo/pictures.
+# Usage: tools/demo.sh
 set -eu
 cd "$(dirname "$0")/.."
 
 learning=build/release/bin/learning
+service=build/release/bin/learning-service
 models=build/demo/models
 photos=external/photos
 pictures=build/demo/pictures
 
 step=starting
-trap '[ $? = 0 ] || echo "The demo stopped at this step: $step" >&2' EXIT
+service_id=
+finish() {
+    code=$?
+    [ -z "$service_id" ] || kill "$service_id" 2> /dev/null || true
+    [ $code = 0 ] || echo "The demo stopped at this step: $step" >&2
+}
+trap finish EXIT
+trap 'exit 129' HUP
 trap 'exit 130' INT
+trap 'exit 143' TERM
 
 begin() { step=$1; printf '\n=== %s\n' "$1"; }
 
@@ -21,6 +31,18 @@ show() {
     echo "\$ $*"
     "$@"
     echo "  ($(($(date +%s) - start)) s)"
+}
+
+# start_service: serves the packages until the end of this script, at the address that it sets.
+start_service() {
+    log=build/demo/service.log
+    export no_proxy="127.0.0.1,${no_proxy-}"  # no proxy finds its way back to this machine
+    "$service" --packages external/packages --port 0 > "$log" 2>&1 &
+    service_id=$!
+    until address=$(grep -o -m 1 'http://127[^ ]*' "$log"); do
+        kill -0 "$service_id" 2> /dev/null || { cat "$log" >&2; exit 1; }
+        sleep 0.1
+    done
 }
 
 # picture NAME COMMAND PHOTO OPTION...: has the program make a picture from a photograph.
@@ -34,16 +56,16 @@ picture() {
 begin "Setting the machine up"
 tools/setup.sh
 
-begin "Building the program"
+begin "Building the programs"
 cmake --preset release > /dev/null
-cmake --build --preset release --target learning
+cmake --build --preset release --target learning learning-service
 
-begin "Unpacking the networks into $models"
+begin "Downloading the networks into $models"
 rm -rf build/demo
-mkdir -p "$models" "$pictures"
-for package in external/packages/*.zip; do
-    unzip -q "$package" -d "$models"
-done
+mkdir -p "$pictures"
+start_service
+echo "They come from learning-service, which serves external/packages at $address as long as this demo runs."
+show "$learning" --server "$address" --models "$models" download all
 show "$learning" --models "$models" models
 
 begin "Segmentation: one click on a thing selects it"
@@ -51,9 +73,8 @@ picture cat.png segment chelsea.png --at 225,150
 picture astronaut.png segment astronaut.png --at 200,320
 picture rocket-mask.png segment rocket.jpg --at 320,200 --show mask
 
-begin "Segmentation: the first click takes saucer and spoon along, more clicks keep them out"
+begin "Segmentation: the same, shown as a tint"
 picture cup-and-saucer.png segment coffee.png --at 280,215 --show overlay
-picture cup.png segment coffee.png --at 280,60 --at 250,160 --not 440,250 --not 110,230 --show overlay
 
 begin "Depth: how near each part of a single photograph is"
 picture motorcycle-depth.png depth motorcycle_left.png

@@ -26,6 +26,8 @@ struct Parsed {
     PhotoOptions photo;
     SegmentOptions segment;
     RunOptions run;
+    DownloadOptions download;
+    std::vector<std::string> deleted;
     std::function<void(const Host& host)> command;
 };
 
@@ -50,7 +52,7 @@ void AddChoice(CLI::App& app, const char* name, const char* type, const char* de
 }
 
 void AddGlobalOptions(CLI::App& app, Settings& settings) {
-    app.add_option("--models", settings.models,
+    app.add_option("--models,--cache", settings.models,
                    "Folder of the networks; else $ORVANTIS_MODELS, $XDG_CACHE_HOME/orvantis/models "
                    "or ~/.cache/orvantis/models")
         ->type_name("DIR");
@@ -60,6 +62,12 @@ void AddGlobalOptions(CLI::App& app, Settings& settings) {
                               {"performance", InferenceMode::MaxPerformance},
                               {"efficiency", InferenceMode::MaxEfficiency}},
                              settings.mode);
+    app.add_option("--server", settings.server,
+                   "Address of the server of networks, http or https; else $ORVANTIS_SERVER")
+        ->type_name("URL");
+    app.add_option("--certificate", settings.certificate,
+                   "PEM file of the authority to trust in place of the system's")
+        ->type_name("FILE");
     app.add_flag("--verbose", settings.isVerbose, "Tell what the library does");
     app.set_version_flag("--version", "learning " ORVANTIS_VERSION);
     app.footer("Example: learning --models ~/models segment cat.jpg --at 320,200 -o cat.png");
@@ -117,9 +125,33 @@ void AddRunCommand(CLI::App& app, Parsed& parsed) {
     });
 }
 
-void AddCommands(CLI::App& app, Parsed& parsed) {
+void AddModelNames(CLI::App& command, std::vector<std::string>& names) {
+    command
+        .add_option("MODEL", names,
+                    "Type of a network, as `learning models` shows it, or all; may be several")
+        ->required()
+        ->type_name("NAME");
+}
+
+void AddCacheCommands(CLI::App& app, Parsed& parsed) {
     AddCommand(app, "models", "List the networks and where they are", "models")
         ->callback([&parsed] { parsed.command = ListModels; });
+    CLI::App* download = AddCommand(app, "download", "Get networks from a server",
+                                    "download all --server http://127.0.0.1:8080/");
+    AddModelNames(*download, parsed.download.models);
+    download->add_flag("--force", parsed.download.isForced, "Also those that are there already");
+    download->callback([&parsed] {
+        parsed.command = [&parsed](const Host& host) { DownloadModels(host, parsed.download); };
+    });
+    CLI::App* remove = AddCommand(app, "delete", "Delete networks", "delete SuperResolution");
+    AddModelNames(*remove, parsed.deleted);
+    remove->callback([&parsed] {
+        parsed.command = [&parsed](const Host& host) { DeleteModels(host, parsed.deleted); };
+    });
+}
+
+void AddCommands(CLI::App& app, Parsed& parsed) {
+    AddCacheCommands(app, parsed);
     AddSegmentCommand(app, parsed);
     const auto addPhotoCommand = [&](const char* name, const char* description, const char* example,
                                      void (*run)(const Host&, const PhotoOptions&)) {
@@ -142,8 +174,7 @@ void AddCommands(CLI::App& app, Parsed& parsed) {
     }
 }
 
-int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
-        bool isTerminal) {
+int Run(const std::vector<std::string>& arguments, const Console& console) {
     Parsed parsed;
     CLI::App app("Run the machine-learning features of Orvantis on photos.", "learning");
     AddGlobalOptions(app, parsed.settings);
@@ -151,7 +182,7 @@ int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     } catch (const CLI::Success& request) {  // a request for help or the version
-        return app.exit(request, out, err);
+        return app.exit(request, console.out, console.err);
     } catch (const CLI::ParseError& error) {
         throw WrongUse("%1\nRun learning --help, or learning COMMAND --help.", error.what());
     }
@@ -160,8 +191,8 @@ int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
     }
     // Held back until the end, so that a failed command has said nothing but its reason.
     std::ostringstream said;
-    parsed.command(Host(parsed.settings, said, err, isTerminal));
-    out << MakeShowable(said.str());
+    parsed.command(Host(parsed.settings, console, said));
+    console.out << MakeShowable(said.str());
     return 0;
 }
 
@@ -174,9 +205,11 @@ int RunLearning(const std::vector<std::string>& arguments, std::ostream& out, st
         return code;
     };
     try {
-        return Run(arguments, out, err, isTerminal);
+        return Run(arguments, {out, err, isTerminal});
     } catch (const WrongUse& wrongUse) {
         return fail(wrongUse.what(), 2);
+    } catch (const Interrupted& interrupted) {
+        return fail(interrupted.what(), 130);
     } catch (const std::bad_alloc&) {
         return fail("there is not enough memory for this", 1);
     } catch (const std::exception& exception) {

@@ -1,4 +1,4 @@
-// The commands of `learning`: each does its work from files to files.
+// The commands of `learning`.
 
 #pragma once
 
@@ -9,7 +9,8 @@
 
 namespace LearningApp {
 
-// Every command throws Failure, or what the libraries throw; then it has written no file.
+// Every command throws Failure, or what the libraries throw; then it has written no file, but for
+// the networks that DownloadModels() had already installed.
 
 /// A command that turns a photo into a picture.
 struct PhotoOptions {
@@ -31,8 +32,20 @@ struct RunOptions {
     std::vector<std::string> outputs;  // "NAME:SHAPE" or "NAME:SHAPE=FILE"
 };
 
+struct DownloadOptions {
+    std::vector<std::string> models;  // as ParseModelNames() takes them
+    bool isForced = false;            // also those that are there already
+};
+
 /// Lists the networks that the library knows.
 void ListModels(const Host& host);
+
+/// Fetches networks from the server and installs them; goes on after a failure. Throws Interrupted
+/// after Ctrl-C or SIGTERM.
+void DownloadModels(const Host& host, const DownloadOptions& options);
+
+/// Deletes networks that are installed. `names`: as ParseModelNames() takes them.
+void DeleteModels(const Host& host, const std::vector<std::string>& names);
 
 /// Cuts the thing that the inside points are on out of the photo.
 void Segment(const Host& host, const SegmentOptions& options);

@@ -1,4 +1,4 @@
-// The two ways in which a command ends early.
+// The ways in which a command ends early.
 
 #pragma once
 
@@ -22,6 +22,12 @@ public:
 class WrongUse : public Failure {
 public:
     using Failure::Failure;
+};
+
+/// The user has ended the command: exit code 130, as shells have it for Ctrl-C.
+class Interrupted : public Failure {
+public:
+    Interrupted() : Failure("interrupted") {}
 };
 
 }  // namespace LearningApp

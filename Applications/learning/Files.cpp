@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <filesystem>
 #include <random>
 #include <system_error>
 
@@ -66,6 +65,20 @@ void CheckTarget(const std::string& path) {
     if (!folder.empty() && !std::filesystem::is_directory(folder, error)) {
         throw Failure("cannot write %1: its folder is not there", path);
     }
+}
+
+void CreateFolder(const std::string& path) {
+    std::error_code error;
+    std::filesystem::create_directories(ToPath(path), error);
+    if (error) {
+        throw Failure("cannot create the folder %1: %2", path, error.message());
+    }
+}
+
+std::optional<std::filesystem::file_time_type> GetWriteTime(const std::string& path) {
+    std::error_code error;
+    const auto time = std::filesystem::last_write_time(ToPath(path), error);
+    return error ? std::nullopt : std::optional(time);
 }
 
 void WriteWhole(const std::string& path, const std::function<void(Kernel::OutStream&)>& write) {

@@ -5,7 +5,9 @@
 #include "Kernel/Streams.h"
 #include "Raster/Picture.h"
 
+#include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -22,6 +24,13 @@ bool HasExtension(std::string_view path, std::string_view extension);
 void CheckPictureTarget(const std::string& path);
 /// Throws Failure if the folder of `path` is not there.
 void CheckTarget(const std::string& path);
+
+/// Creates the folder `path` and those above it that are missing. Throws Failure with the reason if
+/// that fails.
+void CreateFolder(const std::string& path);
+
+/// When the file was last written; nothing if that can't be found out.
+std::optional<std::filesystem::file_time_type> GetWriteTime(const std::string& path);
 
 /// Writes the file `path` by way of a new file beside it: the file is there as a whole, or as it
 /// was before. Throws whatever `write` throws, and Failure if the file can't be created or put in

@@ -1,8 +1,8 @@
 #include "Kernel/Format.h"
 
 #include "Commands.h"
+#include "ModelNames.h"
 
-#include <array>
 #include <iomanip>
 #include <ostream>
 
@@ -11,19 +11,6 @@ namespace LearningApp {
 namespace {
 
 using Learning::ModelCache;
-
-struct NamedType {
-    ModelType type;
-    const char* name;
-};
-
-constexpr std::array<NamedType, 5> Types{{
-    {ModelType::SegmentationEncoder, "SegmentationEncoder"},
-    {ModelType::SegmentationDecoder, "SegmentationDecoder"},
-    {ModelType::DepthEstimation, "DepthEstimation"},
-    {ModelType::Colourisation, "Colourisation"},
-    {ModelType::SuperResolution, "SuperResolution"},
-}};
 
 void PrintLine(std::ostream& out, std::string_view type, std::string_view mode,
                std::string_view package, std::string_view isInstalled, std::string_view file) {
@@ -37,7 +24,7 @@ void ListModels(const Host& host) {
     ModelCache& cache = ModelCache::GetInstance();
     std::ostream& out = host.GetOut();
     PrintLine(out, "TYPE", "MODE", "PACKAGE", "INSTALLED", "FILE");
-    for (const NamedType& known : Types) {
+    for (const NamedType& known : NamedTypes) {
         cache.SetInferenceMode(ModelCache::InferenceMode::MaxEfficiency);
         const Kernel::String accelerated = cache.ModelTypeToPackageName(known.type);
         cache.SetInferenceMode(ModelCache::InferenceMode::CPU);

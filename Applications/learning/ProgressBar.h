@@ -2,18 +2,17 @@
 
 #pragma once
 
+#include "StatusLine.h"
+
 #include <iosfwd>
 
 namespace LearningApp {
 
-/// One line that is drawn over and over, and wiped at the end.
+/// Shows how many of a number of steps are done.
 class ProgressBar {
 public:
     /// `terminal` may be null: nothing is shown.
     ProgressBar(std::ostream* terminal, const char* label, int total);
-    ProgressBar(const ProgressBar&) = delete;
-    ProgressBar& operator=(const ProgressBar&) = delete;
-    ~ProgressBar();
 
     /// One of `total` steps is done.
     void Advance();
@@ -21,7 +20,7 @@ public:
 private:
     void Draw() const;
 
-    std::ostream* m_terminal;
+    StatusLine m_line;
     const char* m_label;
     int m_total;
     int m_done = 0;

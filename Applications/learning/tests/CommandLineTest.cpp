@@ -63,8 +63,8 @@ TEST_F(CommandLine, TellsWrongUseFromTheRightOne) {
 TEST_F(CommandLine, HelpsWithEveryCommand) {
     EXPECT_EQ(RunBare({"--version"}).code, 0);
     EXPECT_THAT(RunBare({"--help"}).out, HasSubstr("super-resolve"));
-    for (const char* const command :
-         {"models", "segment", "depth", "colourise", "super-resolve", "run"}) {
+    for (const char* const command : {"models", "download", "delete", "segment", "depth",
+                                      "colourise", "super-resolve", "run"}) {
         const Outcome outcome = RunBare({command, "--help"});
         EXPECT_EQ(outcome.code, 0);
         EXPECT_THAT(outcome.out, HasSubstr(std::string("Example: learning ") + command));
@@ -97,11 +97,11 @@ TEST_F(CommandLine, FailsWithTheFileAndTheReason) {
         std::vector<std::string> messages;
     } cases[] = {
         {{"--models", At(""), "depth", photo, "-o", result},
-         {"DepthEstimation_2.6.onnx", "DepthEstimation_2.6.zip", "--models"}},
+         {"DepthEstimation_2.6.onnx", "--server http://", "download DepthEstimation", "--models"}},
         {{"--models", At(""), "--mode", "performance", "super-resolve", photo, "-o", result},
-         {"SuperResolution_3.2.zip"}},
+         {"SuperResolution_3.2.onnx", "--mode performance", "download SuperResolution"}},
         {{"--models", At(""), "super-resolve", photo, "-o", result},
-         {bad, "ONNX Runtime", "Protobuf"}},
+         {bad, "ONNX Runtime", "Protobuf", "download SuperResolution"}},
         {{"depth", text, "-o", result}, {text, "neither a PNG nor a JPEG"}},
         {{"colourise", cut, "-o", result}, {cut, "damaged"}},
         {{"segment", At("none.png"), "--at", "1,1", "-o", result}, {"none.png", "No such file"}},
