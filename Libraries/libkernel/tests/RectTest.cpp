@@ -19,14 +19,5 @@ TEST(Rect, MeasuresWithoutOverflow) {
     EXPECT_EQ((RectT<float>{0.25F, 0, 1, 1}.GetWidth()), 0.75F);
 }
 
-TEST(Rect, IntersectsToWhatLiesInBoth) {
-    const Rect all{Min, Min, Max, Max};
-    const Rect rect{-1, 2, 30, 40};
-    EXPECT_EQ(rect.Intersect(all), rect);
-    EXPECT_EQ(rect.Intersect({10, -5, 50, 20}), (Rect{10, 2, 30, 20}));
-    EXPECT_EQ(rect.Intersect({30, 2, 50, 40}), Rect{});  // they touch
-    EXPECT_EQ(all.Intersect({5, 5, 4, 9}), Rect{});
-}
-
 }  // namespace
 }  // namespace Kernel

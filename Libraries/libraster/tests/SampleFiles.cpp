@@ -4,7 +4,6 @@
 #include <png.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <cstdio>  // jpeglib.h needs FILE
 #include <cstdlib>
@@ -21,11 +20,12 @@ void Append(Bytes& bytes, const unsigned char* data, std::size_t size) {
 
 // --- PNG: sample values are spread over all that the depth allows ---
 
-constexpr int GetSample(int x, int y, int channel, int maximum) {
-    return (x * 31 + y * 57 + channel * 101) * 48611 % (maximum + 1);
+template <int Depth>
+int GetSample(int x, int y, int channel) {
+    return (x * 31 + y * 57 + channel * 101) * 48611 % (1 << Depth);
 }
 
-constexpr int GetPaletteEntry(int index, int channel) {
+int GetPaletteEntry(int index, int channel) {
     return channel == 3 ? index * 16 : (index * 40 + channel * 90) % 256;
 }
 
@@ -34,51 +34,47 @@ Bytes MakePng() {
     Bytes bytes;
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
     png_infop info = png_create_info_struct(png);
-    png_set_write_fn(
-        png, &bytes,
-        [](png_structp self, png_bytep data, std::size_t size) {
-            Append(*static_cast<Bytes*>(png_get_io_ptr(self)), data, size);
-        },
-        nullptr);
+    const auto append = [](png_structp self, png_bytep data, std::size_t size) {
+        Append(*static_cast<Bytes*>(png_get_io_ptr(self)), data, size);
+    };
+    png_set_write_fn(png, &bytes, append, nullptr);
     png_set_IHDR(png, info, SampleWidth, SampleHeight, Depth, ColourType,
                  IsInterlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     constexpr int PaletteSize = ColourType == PNG_COLOR_TYPE_PALETTE ? 1 << Depth : 0;
-    std::array<png_color, 16> palette{};
-    std::array<png_byte, 16> alphas{};
-    if (ColourType == PNG_COLOR_TYPE_PALETTE) {
-        for (int i = 0; i < PaletteSize; ++i) {
-            const auto at = static_cast<std::size_t>(i);
-            palette[at] = {static_cast<png_byte>(GetPaletteEntry(i, 0)),
-                           static_cast<png_byte>(GetPaletteEntry(i, 1)),
-                           static_cast<png_byte>(GetPaletteEntry(i, 2))};
-            alphas[at] = static_cast<png_byte>(GetPaletteEntry(i, 3));
-        }
+    std::vector<png_color> palette;
+    std::vector<png_byte> alphas;
+    for (int i = 0; i < PaletteSize; ++i) {
+        const auto get = [i](int channel) {
+            return static_cast<png_byte>(GetPaletteEntry(i, channel));
+        };
+        palette.push_back({get(0), get(1), get(2)});
+        alphas.push_back(get(3));
+    }
+    if (PaletteSize != 0) {
         png_set_PLTE(png, info, palette.data(), PaletteSize);
     }
     if (HasTransparency) {
-        const png_color_16 first{0, static_cast<png_uint_16>(GetSample(0, 0, 0, (1 << Depth) - 1)),
-                                 static_cast<png_uint_16>(GetSample(0, 0, 1, (1 << Depth) - 1)),
-                                 static_cast<png_uint_16>(GetSample(0, 0, 2, (1 << Depth) - 1)),
-                                 static_cast<png_uint_16>(GetSample(0, 0, 0, (1 << Depth) - 1))};
+        const auto get = [](int channel) {
+            return static_cast<png_uint_16>(GetSample<Depth>(0, 0, channel));
+        };
+        const png_color_16 first{0, get(0), get(1), get(2), get(0)};
         png_set_tRNS(png, info, alphas.data(), PaletteSize, &first);
     }
     png_write_info(png, info);
     png_set_packing(png);  // samples below 8 bits are given one a byte
     const int channels = png_get_channels(png, info);
     const int passes = png_set_interlace_handling(png);
-    for (int pass = 0; pass < passes; ++pass) {
-        for (int y = 0; y < SampleHeight; ++y) {
-            std::vector<std::uint8_t> row;
-            for (int i = 0; i < SampleWidth * channels; ++i) {
-                const int value = GetSample(i / channels, y, i % channels, (1 << Depth) - 1);
-                if (Depth == 16) {
-                    row.push_back(static_cast<std::uint8_t>(value >> 8));
-                }
-                row.push_back(static_cast<std::uint8_t>(value));
+    for (int line = 0; line < passes * SampleHeight; ++line) {
+        std::vector<std::uint8_t> row;
+        for (int i = 0; i < SampleWidth * channels; ++i) {
+            const int value = GetSample<Depth>(i / channels, line % SampleHeight, i % channels);
+            if (Depth == 16) {
+                row.push_back(static_cast<std::uint8_t>(value >> 8));
             }
-            png_write_row(png, row.data());
+            row.push_back(static_cast<std::uint8_t>(value));
         }
+        png_write_row(png, row.data());
     }
     png_write_end(png, info);
     png_destroy_write_struct(&png, &info);
@@ -88,40 +84,39 @@ Bytes MakePng() {
 /// What the PNG standard says the pixel is.
 template <int ColourType, int Depth, bool HasTransparency>
 int ExpectPng(int x, int y, int channel) {
-    const int maximum = (1 << Depth) - 1;
     if (ColourType == PNG_COLOR_TYPE_PALETTE) {
-        const int entry = GetPaletteEntry(GetSample(x, y, 0, maximum), channel);
+        const int entry = GetPaletteEntry(GetSample<Depth>(x, y, 0), channel);
         return channel == 3 && !HasTransparency ? 255 : entry;
     }
     const int colours = (ColourType & PNG_COLOR_MASK_COLOR) != 0 ? 3 : 1;
-    if (channel < 3) {
-        return (GetSample(x, y, std::min(channel, colours - 1), maximum) * 255 + maximum / 2) /
-               maximum;
-    }
-    if ((ColourType & PNG_COLOR_MASK_ALPHA) != 0) {
-        return (GetSample(x, y, colours, maximum) * 255 + maximum / 2) / maximum;
+    if (channel < 3 || (ColourType & PNG_COLOR_MASK_ALPHA) != 0) {
+        constexpr int Maximum = (1 << Depth) - 1;
+        const int stored = channel < 3 ? std::min(channel, colours - 1) : colours;
+        return (GetSample<Depth>(x, y, stored) * 255 + Maximum / 2) / Maximum;
     }
     bool isFirst = HasTransparency;
     for (int i = 0; i < colours; ++i) {
-        isFirst = isFirst && GetSample(x, y, i, maximum) == GetSample(0, 0, i, maximum);
+        isFirst = isFirst && GetSample<Depth>(x, y, i) == GetSample<Depth>(0, 0, i);
     }
     return isFirst ? 0 : 255;
 }
 
 template <int ColourType, int Depth, bool IsInterlaced = false, bool HasTransparency = false>
 SampleFile DescribePng(const char* name) {
+    constexpr int Alpha = HasTransparency ? PNG_COLOR_MASK_ALPHA : 0;
     return {name, MakePng<ColourType, Depth, IsInterlaced, HasTransparency>,
-            ExpectPng<ColourType, Depth, HasTransparency>, 0};
+            ExpectPng<ColourType, Depth, HasTransparency>, 0,
+            (ColourType | Alpha) & ~PNG_COLOR_MASK_PALETTE};
 }
 
 // --- JPEG: even colours in two halves, so that nothing but rounding is lost ---
 
-constexpr std::array<int, 4> Inks{30, 120, 200, 60};  // how much of each, 255 at most
+constexpr int Inks[] = {30, 120, 200, 60};  // how much of each, 255 at most
 
 /// Colours of the left half; on the right the channels stand in reverse.
-constexpr int GetColour(int x, int channel) {
-    constexpr std::array<int, 3> Colours{200, 100, 50};
-    return Colours[static_cast<std::size_t>(x < 8 ? channel : 2 - channel)];
+int GetColour(int x, int channel) {
+    constexpr int Colours[] = {200, 100, 50};
+    return Colours[x < 8 ? channel : 2 - channel];
 }
 
 template <J_COLOR_SPACE Space, bool IsProgressive, bool IsAdobe>
@@ -153,9 +148,8 @@ Bytes MakeJpeg() {
         for (int i = 0; i < SampleWidth * info.input_components; ++i) {
             const int x = i / info.input_components;
             const int channel = i % info.input_components;
-            const int ink = Inks[static_cast<std::size_t>(channel)];
-            const int inkAsStored = IsAdobe ? 255 - ink : ink;
-            row.push_back(static_cast<std::uint8_t>(isInks ? inkAsStored : GetColour(x, channel)));
+            const int ink = IsAdobe ? 255 - Inks[channel] : Inks[channel];
+            row.push_back(static_cast<std::uint8_t>(isInks ? ink : GetColour(x, channel)));
         }
         std::uint8_t* start = row.data();
         jpeg_write_scanlines(&info, &start, 1);
@@ -178,8 +172,7 @@ int ExpectGrey(int x, int /*y*/, int channel) {
 }
 
 int ExpectInks(int /*x*/, int /*y*/, int channel) {
-    return channel == 3 ? 255
-                        : (255 - Inks[static_cast<std::size_t>(channel)]) * (255 - Inks[3]) / 255;
+    return channel == 3 ? 255 : (255 - Inks[channel]) * (255 - Inks[3]) / 255;
 }
 
 }  // namespace
@@ -196,13 +189,15 @@ const std::vector<SampleFile>& GetSampleFiles() {
         DescribePng<PNG_COLOR_TYPE_RGB, 16>("ColoursOf16Bits"),
         DescribePng<PNG_COLOR_TYPE_RGBA, 8, true>("ColoursAndAlphaInterlaced"),
         DescribePng<PNG_COLOR_TYPE_RGBA, 16>("ColoursAndAlphaOf16Bits"),
-        {"JpegGrey", MakeJpeg<JCS_GRAYSCALE, false, false>, ExpectGrey, 2},
-        {"JpegColours", MakeJpeg<JCS_YCbCr, false, false>, ExpectColours, 3},
-        {"JpegColoursProgressive", MakeJpeg<JCS_YCbCr, true, false>, ExpectColours, 3},
-        {"JpegColoursUntransformed", MakeJpeg<JCS_RGB, false, true>, ExpectColours, 2},
-        {"JpegInks", MakeJpeg<JCS_CMYK, false, false>, ExpectInks, 3},
-        {"JpegInksInverted", MakeJpeg<JCS_CMYK, false, true>, ExpectInks, 3},
-        {"JpegInksTransformed", MakeJpeg<JCS_YCCK, true, true>, ExpectInks, 3},
+        {"JpegGrey", MakeJpeg<JCS_GRAYSCALE, false, false>, ExpectGrey, 2, PNG_COLOR_TYPE_GRAY},
+        {"JpegColours", MakeJpeg<JCS_YCbCr, false, false>, ExpectColours, 3, PNG_COLOR_TYPE_RGB},
+        {"JpegColoursProgressive", MakeJpeg<JCS_YCbCr, true, false>, ExpectColours, 3,
+         PNG_COLOR_TYPE_RGB},
+        {"JpegColoursUntransformed", MakeJpeg<JCS_RGB, false, true>, ExpectColours, 2,
+         PNG_COLOR_TYPE_RGB},
+        {"JpegInks", MakeJpeg<JCS_CMYK, false, false>, ExpectInks, 3, PNG_COLOR_TYPE_RGB},
+        {"JpegInksInverted", MakeJpeg<JCS_CMYK, false, true>, ExpectInks, 3, PNG_COLOR_TYPE_RGB},
+        {"JpegInksTransformed", MakeJpeg<JCS_YCCK, true, true>, ExpectInks, 3, PNG_COLOR_TYPE_RGB},
     };
     return Files;
 }

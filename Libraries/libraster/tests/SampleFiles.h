@@ -16,6 +16,7 @@ struct SampleFile {
     Bytes (*make)();
     int (*expected)(int x, int y, int channel);  // of the RGBA picture
     int tolerance;
+    int colourType;  // the smallest one of PNG that can hold the picture
 };
 
 inline constexpr int SampleWidth = 13;

@@ -1,5 +1,4 @@
 #include "Kernel/AtomicFileOutStream.h"
-#include "Kernel/IoException.h"
 
 #include "tests/TestSupport.h"
 
@@ -7,10 +6,6 @@
 
 namespace Kernel {
 namespace {
-
-void Write(AtomicFileOutStream& stream, std::string_view text) {
-    stream.Write(std::as_bytes(std::span(text)));
-}
 
 auto CountFiles(const TemporaryFolder& folder) {
     return std::distance(std::filesystem::directory_iterator((folder / "").c_str()), {});
@@ -26,11 +21,8 @@ TEST(AtomicFileOutStream, ReplacesAFileOnceItIsCommitted) {
         Write(*stream, "new");
         EXPECT_EQ(ReadFile(path), "old");
         stream->Commit();
-        EXPECT_EQ(ReadFile(path), "new");
     }
-    MemoryInOutStream seen;
-    EXPECT_EQ(reader->CopyTo(seen), 3U);
-    EXPECT_EQ(seen.GetBytes()[0], std::byte{'o'});
+    EXPECT_EQ(ReadAll(*reader), "old");
     EXPECT_EQ(ReadFile(path), "new");
     EXPECT_EQ(CountFiles(folder), 1);
 }
@@ -61,8 +53,8 @@ TEST(AtomicFileOutStream, IsWholeWhoeverElseWritesIt) {
             const auto stream = AtomicFileOutStream::Create(path);
             Write(*stream, text);
             stream->Commit();
-            const String seen = ReadFile(path);
-            EXPECT_EQ(seen, String(100'000, seen.back()));
+            const std::string seen = ReadFile(path);
+            EXPECT_TRUE(seen == std::string(100'000, seen.back()));
         }
     });
     EXPECT_EQ(CountFiles(folder), 1);

@@ -117,14 +117,7 @@ TEST(String, IsAStringForJson) {
     Json json = Json::parse(R"({"name": "\u00e4\ud83d\ude00", "list": [1, 2.5, "a\nb"]})");
     EXPECT_EQ(json.dump(), R"({"list":[1,2.5,"a\nb"],"name":"ä😀"})");
     EXPECT_EQ(json["name"].get<String>(), "ä😀");
-    EXPECT_EQ(json.find("absent"), json.end());
     EXPECT_EQ(json.value("absent", String("other")), "other");
-    json["added"] = String("text");
-    String keys;
-    for (const auto& item : json.items()) {
-        keys += item.key();
-    }
-    EXPECT_EQ(keys, "addedlistname");
     EXPECT_THROW(Json::parse("{"), Json::parse_error);
 }
 

@@ -5,9 +5,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
-#include <algorithm>
 #include <barrier>
 #include <chrono>
 #include <cstdlib>
@@ -62,33 +60,6 @@ TEST(DispatchAndForget, LogsWhatATaskThrows) {
     EXPECT_THAT(log.GetMessages(),
                 testing::UnorderedElementsAre("A background task failed: no %1\n",
                                               "A background task failed.\n"));
-}
-
-/// The highest nice value of two threads that work on a loop.
-int GetNiceOfLoop() {
-    std::barrier<> meeting(2);
-    int nice[2] = {};
-    const auto job = [&meeting](int& record) {
-        meeting.arrive_and_wait();
-        record = getpriority(PRIO_PROCESS, 0);
-    };
-    DispatchParallelFor(job, 2, nice, Priority::Normal, ThreadPurpose::General, 1);
-    return std::max(nice[0], nice[1]);
-}
-
-TEST(DispatchAndForget, OfAnIdleTaskDoesNotSlowLaterLoops) {
-    if (std::thread::hardware_concurrency() < 2) {
-        GTEST_SKIP() << "the pool has no threads";
-    }
-    Semaphore done;
-    DispatchAndForget(
-        [&done] {
-            EXPECT_EQ(GetNiceOfLoop(), 19);  // the task's own thread
-            done.Signal();
-        },
-        Priority::Idle, ThreadPurpose::Background);
-    done.Wait();
-    EXPECT_EQ(GetNiceOfLoop(), getpriority(PRIO_PROCESS, 0));
 }
 
 /// Exits while a task goes on working, and for some time after all that the task uses is destroyed,

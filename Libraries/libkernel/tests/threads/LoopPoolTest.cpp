@@ -1,9 +1,6 @@
-#include "Kernel/Semaphore.h"
-
 #include "tests/TestSupport.h"
 #include "threads/LoopPool.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -57,49 +54,6 @@ TEST_P(LoopPoolOf, ThrowsTheFirstFailureAndLeavesOutTheRest) {
 }
 
 INSTANTIATE_TEST_SUITE_P(ThreadCounts, LoopPoolOf, testing::Values(0, 1, 5));
-
-TEST(LoopPool, GivesItsThreadsToTheMostUrgentLoop) {
-    LoopPool pool(1);
-    Semaphore begun;
-    Semaphore poolGate;
-    Semaphore gate;
-    std::vector<Priority> order;  // the pool's one thread writes it
-    const auto waitAt = [&begun](Semaphore& where) {
-        begun.Signal();
-        where.Wait();
-    };
-    std::vector<std::jthread> callers;
-    callers.emplace_back([&] {
-        RunLoop(
-            pool, [&](std::size_t) { waitAt(poolGate); }, 2, 1);
-    });
-    begun.Wait();
-    begun.Wait();  // the pool's thread is busy from here on
-    for (const Priority priority : {Priority::Idle, Priority::High, Priority::Low}) {
-        callers.emplace_back([&, priority] {
-            const Job job = [&, priority](std::size_t index) {
-                if (index == 0) {
-                    waitAt(gate);
-                } else {
-                    order.push_back(priority);
-                    begun.Signal();
-                }
-            };
-            RunLoop(pool, job, 2, 1, priority);
-        });
-        begun.Wait();
-    }
-    poolGate.Signal();
-    poolGate.Signal();
-    for (int i = 0; i < 3; ++i) {
-        begun.Wait();
-    }
-    for (int i = 0; i < 3; ++i) {
-        gate.Signal();
-    }
-    callers.clear();
-    EXPECT_THAT(order, testing::ElementsAre(Priority::High, Priority::Low, Priority::Idle));
-}
 
 }  // namespace
 }  // namespace Kernel
