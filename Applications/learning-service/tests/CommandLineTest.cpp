@@ -17,6 +17,7 @@ using testing::HasSubstr;
 TEST(CommandLine, TellsWrongUseFromFailure) {
     const Testing::TestFolder folder;
     const std::string packages = folder.At("");
+    const std::string faults = folder.Write("f", "x");
     const struct {
         std::vector<std::string> arguments;
         int code;
@@ -27,9 +28,7 @@ TEST(CommandLine, TellsWrongUseFromFailure) {
         {{"--packages", packages, "--https-port", "0"}, 2, "requires --certificate"},
         {{"--packages", packages, "--fault", "nothing"}, 2, "there is no fault 'nothing'"},
         {{"--packages", folder.At("no"), "--port", "0"}, 1, "No such file or directory"},
-        {{"--packages", packages, "--port", "0", "--fault-file", folder.Write("f", "x")},
-         1,
-         "f, line 1: there is no fault 'x'"},
+        {{"--packages", packages, "--fault-file", faults}, 1, "line 1: there is no fault 'x'"},
     };
     for (const auto& [arguments, code, message] : cases) {
         std::ostringstream out;
@@ -44,19 +43,18 @@ TEST(CommandLine, TellsWrongUseFromFailure) {
 /// A stream's buffer that tells when the announcement is complete.
 class Announcement : public std::stringbuf {
 public:
-    std::string Wait() { return m_text.get_future().get(); }
+    std::string Wait() {
+        m_isComplete.Wait();
+        return str();
+    }
 
 private:
     int sync() override {
-        if (!m_isSet) {
-            m_isSet = true;
-            m_text.set_value(str());
-        }
+        m_isComplete.Signal();
         return 0;
     }
 
-    bool m_isSet = false;
-    std::promise<std::string> m_text;
+    Kernel::Semaphore m_isComplete;
 };
 
 TEST(CommandLine, ServesAsItAnnouncesAndLogsEachRequest) {
@@ -75,16 +73,14 @@ TEST(CommandLine, ServesAsItAnnouncesAndLogsEachRequest) {
     const auto getPort = [&](const std::string& start) {
         return std::stoi(announced.substr(announced.find(start) + start.size()));
     };
-    std::ifstream file(folder.At("ca.pem"));
-    const std::string authority(std::istreambuf_iterator<char>(file), {});
-    EXPECT_TRUE(
-        Testing::TlsClient(getPort("https://localhost:"), authority, "localhost").IsConnected());
-    const Testing::Received reply = Testing::Exchange(
-        getPort("http://127.0.0.1:"), "GET /Depth.zip HTTP/1.1\r\nHost: \x1B\r\n\r\n");
-    EXPECT_THAT(reply.text, testing::StartsWith("HTTP/1.1 400 "));
-    EXPECT_THAT(
-        Testing::Exchange(getPort("http://127.0.0.1:"), "GET /Depth.zip HTTP/1.1\r\n\r\n").text,
-        testing::EndsWith("\r\n\r\n012"));
+    const char* const bad = "GET /Depth.zip HTTP/1.1\r\nHost: \x1B\r\n\r\n";
+    EXPECT_THAT(Testing::ExchangeOverTls(getPort("https://localhost:"),
+                                         Testing::ReadFile(folder.At("ca.pem")), bad)
+                    .text,
+                testing::StartsWith("HTTP/1.1 400 "));
+    const char* const good = "GET /Depth.zip HTTP/1.1\r\n\r\n";
+    EXPECT_THAT(Testing::Exchange(getPort("http://127.0.0.1:"), good).text,
+                testing::EndsWith("\r\n\r\n012"));
     EXPECT_EQ(code.get(), 0);
     EXPECT_EQ(err.str(), "");
     EXPECT_THAT(buffer.str(), testing::ContainsRegex(" http GET /Depth.zip 200 [0-9]+ bytes "));

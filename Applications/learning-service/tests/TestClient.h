@@ -13,10 +13,8 @@
 
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace Service::Testing {
 
@@ -28,7 +26,8 @@ struct Received {
     Seen seen = Seen::End;
 };
 
-inline FileDescriptor Connect(int port) {
+/// A connection on which no wait for data takes longer than `patience`, so that no test hangs.
+inline FileDescriptor Connect(int port, timeval patience = {10, 0}) {
     FileDescriptor connection(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -36,28 +35,37 @@ inline FileDescriptor Connect(int port) {
     address.sin_port = htons(static_cast<std::uint16_t>(port));
     const int yes = 1;  // a request is not held back until the handshake is acknowledged
     setsockopt(connection.Get(), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
-    const timeval limit{10, 0};  // no test hangs
-    setsockopt(connection.Get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    return connect(connection.Get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0
-               ? std::move(connection)
-               : FileDescriptor();
+    setsockopt(connection.Get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    connect(connection.Get(), reinterpret_cast<sockaddr*>(&address), sizeof address);
+    return connection;
 }
 
 inline void SendText(const FileDescriptor& connection, std::string_view text) {
     send(connection.Get(), text.data(), text.size(), MSG_NOSIGNAL);
 }
 
-inline Received ReceiveAll(const FileDescriptor& connection) {
+/// All that `read` gives; `isEnd` tells whether what it returned at last is an end in order.
+template <class Read, class IsEnd>
+Received ReceiveAll(Read read, IsEnd isEnd) {
     Received received;
     std::array<char, 65536> buffer;
     for (;;) {
-        const ssize_t got = recv(connection.Get(), buffer.data(), buffer.size(), 0);
+        errno = 0;
+        const auto got = read(buffer.data(), buffer.size());
         if (got <= 0) {
-            received.seen = got == 0 ? Seen::End : errno == ECONNRESET ? Seen::Reset : Seen::CutOff;
+            received.seen = isEnd(got)            ? Seen::End
+                            : errno == ECONNRESET ? Seen::Reset
+                                                  : Seen::CutOff;
             return received;
         }
         received.text.append(buffer.data(), static_cast<std::size_t>(got));
     }
+}
+
+inline Received ReceiveAll(const FileDescriptor& connection) {
+    return ReceiveAll(
+        [&](char* data, std::size_t size) { return recv(connection.Get(), data, size, 0); },
+        [](ssize_t got) { return got == 0; });
 }
 
 inline Received Exchange(int port, std::string_view request) {
@@ -66,49 +74,28 @@ inline Received Exchange(int port, std::string_view request) {
     return ReceiveAll(connection);
 }
 
-/// TLS as a client that trusts `authority` and wants to talk to `host`.
-class TlsClient {
-public:
-    TlsClient(int port, const std::string& authority, const char* host)
-        : m_connection(Connect(port)), m_context(SSL_CTX_new(TLS_client_method())) {
-        const BioPointer pem(BIO_new_mem_buf(authority.data(), static_cast<int>(authority.size())));
-        const CertificatePointer trusted(PEM_read_bio_X509(pem.get(), nullptr, nullptr, nullptr));
-        X509_STORE_add_cert(SSL_CTX_get_cert_store(m_context.get()), trusted.get());
-        SSL_CTX_set_verify(m_context.get(), SSL_VERIFY_PEER, nullptr);
-        m_tls.reset(SSL_new(m_context.get()));
-        SSL_set1_host(m_tls.get(), host);
-        SSL_set_fd(m_tls.get(), m_connection.Get());
-        ERR_clear_error();
-        m_isConnected = SSL_connect(m_tls.get()) == 1;
+/// What a client gets that trusts `authority` and wants to talk to localhost over TLS; nothing, cut
+/// off, if the handshake fails.
+inline Received ExchangeOverTls(int port, const std::string& authority, std::string_view request) {
+    const FileDescriptor connection = Connect(port);
+    const TlsContextPointer context(SSL_CTX_new(TLS_client_method()));
+    const BioPointer pem(BIO_new_mem_buf(authority.data(), static_cast<int>(authority.size())));
+    const CertificatePointer trusted(PEM_read_bio_X509(pem.get(), nullptr, nullptr, nullptr));
+    X509_STORE_add_cert(SSL_CTX_get_cert_store(context.get()), trusted.get());
+    SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER, nullptr);
+    const TlsPointer tls(SSL_new(context.get()));
+    SSL_set1_host(tls.get(), "localhost");
+    SSL_set_fd(tls.get(), connection.Get());
+    if (SSL_connect(tls.get()) != 1) {
+        return {"", Seen::CutOff};
     }
-
-    bool IsConnected() const { return m_isConnected; }
-    long GetVerifyResult() const { return SSL_get_verify_result(m_tls.get()); }
-
-    Received Exchange(std::string_view request) {
-        SSL_write(m_tls.get(), request.data(), static_cast<int>(request.size()));
-        Received received;
-        std::array<char, 65536> buffer;
-        for (;;) {
-            errno = 0;
+    SSL_write(tls.get(), request.data(), static_cast<int>(request.size()));
+    return ReceiveAll(
+        [&](char* data, std::size_t size) {
             ERR_clear_error();
-            const int got = SSL_read(m_tls.get(), buffer.data(), static_cast<int>(buffer.size()));
-            if (got <= 0) {
-                const bool isEnd = SSL_get_error(m_tls.get(), got) == SSL_ERROR_ZERO_RETURN;
-                received.seen = isEnd                 ? Seen::End
-                                : errno == ECONNRESET ? Seen::Reset
-                                                      : Seen::CutOff;
-                return received;
-            }
-            received.text.append(buffer.data(), static_cast<std::size_t>(got));
-        }
-    }
-
-private:
-    FileDescriptor m_connection;
-    TlsContextPointer m_context;
-    TlsPointer m_tls;
-    bool m_isConnected = false;
-};
+            return SSL_read(tls.get(), data, static_cast<int>(size));
+        },
+        [&](int got) { return SSL_get_error(tls.get(), got) == SSL_ERROR_ZERO_RETURN; });
+}
 
 }  // namespace Service::Testing

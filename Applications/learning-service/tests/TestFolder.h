@@ -1,13 +1,23 @@
-// A folder of a test's own.
+// Files of tests: a folder of a test's own, and whole files read and written at once.
 
 #pragma once
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <random>
 #include <string>
 
 namespace Service::Testing {
+
+inline std::string ReadFile(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+inline void WriteFile(const std::filesystem::path& path, const std::string& content) {
+    std::ofstream(path, std::ios::binary) << content;
+}
 
 /// Empty at first, gone afterwards.
 class TestFolder {
@@ -20,7 +30,7 @@ public:
     std::string At(const std::string& name) const { return (m_path / name).string(); }
 
     std::string Write(const std::string& name, const std::string& content) const {
-        std::ofstream(At(name), std::ios::binary) << content;
+        WriteFile(At(name), content);
         return At(name);
     }
 

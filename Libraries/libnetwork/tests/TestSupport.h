@@ -1,14 +1,14 @@
-// What the tests of this library share: servers that they trust, and requests in both forms.
+// What the tests of this library share: requests in both forms, and what came of them.
 
 #pragma once
 
-#include "Kernel/FileSystem.h"
 #include "Kernel/MemoryInOutStream.h"
 #include "Kernel/Testing.h"
 #include "Network/Http.h"
 #include "Network/Settings.h"
 
-#include "server/ScriptedServer.h"
+#include "tests/TestFolder.h"
+#include "tests/TestServer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -23,41 +23,12 @@
 
 namespace Network {
 
-using Service::CertificateAuthority;
 using Service::Reply;
 using Service::Script;
 using Service::ScriptedServer;
 using Service::Send;
-
-/// The authority that every NetworkTest trusts, and no other.
-inline const CertificateAuthority& GetAuthority() {
-    static const CertificateAuthority authority;
-    return authority;
-}
-
-inline ScriptedServer::Options Encrypted(bool isEncrypted = true) {
-    ScriptedServer::Options options;
-    if (isEncrypted) {
-        options.identity = GetAuthority().Issue();
-    }
-    return options;
-}
-
-/// A server that knows its address.
-class TestServer : public ScriptedServer {
-public:
-    explicit TestServer(Handler handler, const Options& options = {})
-        : ScriptedServer(options, std::move(handler)),
-          m_address(Kernel::Format("%1://127.0.0.1:%2", options.identity ? "https" : "http",
-                                   GetPort())) {}
-    explicit TestServer(const Script& script, const Options& options = {})
-        : TestServer([script](const Service::Request&) { return script; }, options) {}
-
-    Kernel::String GetAddress(std::string_view path = "/") const { return m_address + path; }
-
-private:
-    Kernel::String m_address;
-};
+using Service::Testing::Encrypted;
+using Service::Testing::TestServer;
 
 inline Http::Request MakeRequest(const Kernel::String& address,
                                  Http::Method method = Http::Method::Get) {
@@ -126,19 +97,16 @@ inline std::string ToText(const Kernel::MemoryInOutStream& stream) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-/// Uses no proxy and a folder of its own, and keeps the log.
+/// Trusts the authority of test servers and no other, uses no proxy, and keeps the log.
 class NetworkTest : public testing::Test {
 protected:
     NetworkTest() {
-        Kernel::FileSystem::Delete(m_folder);
-        Kernel::FileSystem::CreateDirectoryRecursive(m_folder);
-        GetAuthority().WriteCertificate((m_folder + "/authority.pem").c_str());
-        SetCertificateAuthorities(m_folder + "/authority.pem");
+        SetCertificateAuthorities(
+            m_folder.Write("authority.pem", Service::Testing::GetAuthority().GetCertificate()));
         SetProxy("");
     }
-    ~NetworkTest() override { Kernel::FileSystem::DeleteAll(m_folder); }
 
-    const Kernel::String m_folder = Kernel::FileSystem::GetUniqueTemporaryFilename("%1.folder");
+    const Service::Testing::TestFolder m_folder;
     Kernel::Testing::Recorded<Kernel::Log> m_log;
 };
 

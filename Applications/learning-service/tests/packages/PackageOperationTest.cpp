@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <map>
+
 namespace Service {
 namespace {
 
@@ -37,35 +39,18 @@ protected:
 };
 
 TEST_F(Packages, AreFoundByPlainNamesAlone) {
-    const struct {
-        const char* target;
-        int status;
-    } cases[] = {
-        {"/Depth%201.zip", 200},
-        {"/Depth%201.zip?version=2", 200},
-        {"http://localhost:1/Depth%201.zip", 200},
-        {"/", 404},
-        {"/Nothing.zip", 404},
-        {"/.hidden", 404},
-        {"/.", 404},
-        {"/folder", 404},
-        {"/folder/Inner.zip", 404},
-        {"/folder%2FInner.zip", 404},
-        {"/folder/../Empty.zip", 404},
-        {"/../../../../etc/passwd", 404},
-        {"/%2e%2e/etc/passwd", 404},
-        {"//etc/passwd", 404},
-        {"/Link.zip", 404},
-        {"/Pipe.zip", 404},
-        {"/Empty.zip%00", 400},
-        {"/Empty.zip%", 400},
-        {"/Empty.zip%+1", 400},
-        {"Empty.zip", 400},
-        {"http://localhost", 400},
-        {"*", 400},
+    const std::map<int, std::vector<const char*>> targets{
+        {200, {"/Depth%201.zip", "/Depth%201.zip?version=2", "http://localhost:1/Depth%201.zip"}},
+        {404,
+         {"/", "/Nothing.zip", "/.hidden", "/.", "/folder", "/folder/Inner.zip",
+          "/folder%2FInner.zip", "/folder/../Empty.zip", "/../../../../etc/passwd",
+          "/%2e%2e/etc/passwd", "//etc/passwd", "/Link.zip", "/Pipe.zip"}},
+        {400, {"/Empty.zip%00", "/Empty.zip%", "/Empty.zip%+1", "Empty.zip", "http://a", "*"}},
     };
-    for (const auto& [target, status] : cases) {
-        EXPECT_EQ(Ask("GET", target).status, status) << target;
+    for (const auto& [status, ofStatus] : targets) {
+        for (const char* const target : ofStatus) {
+            EXPECT_EQ(Ask("GET", target).status, status) << target;
+        }
     }
     const Response refused = Ask("DELETE", "/Empty.zip");
     EXPECT_EQ(refused.status, 405);
@@ -75,32 +60,28 @@ TEST_F(Packages, AreFoundByPlainNamesAlone) {
 
 TEST_F(Packages, AreServedInRanges) {
     const struct {
-        const char* range;
+        std::vector<const char*> ranges;
         int status;
-        const char* contentRange;  // null for none
+        std::string contentRange;
         const char* body;
     } cases[] = {
-        {"bytes=0-0", 206, "bytes 0-0/10", "0"},
-        {"bytes=3-5", 206, "bytes 3-5/10", "345"},
-        {"bytes=8-", 206, "bytes 8-9/10", "89"},
-        {"bytes=8-99999999999999999999", 206, "bytes 8-9/10", "89"},
-        {"bytes=-2", 206, "bytes 8-9/10", "89"},
-        {"bytes=-11", 206, "bytes 0-9/10", "0123456789"},
-        {"bytes=10-", 416, "bytes */10", "the file has 10 bytes only\n"},
-        {"bytes=99999999999999999999-", 416, "bytes */10", "the file has 10 bytes only\n"},
-        {"bytes=-0", 416, "bytes */10", "the file has 10 bytes only\n"},
-        {"bytes=5-3", 200, nullptr, "0123456789"},
-        {"bytes=1-2,4-5", 200, nullptr, "0123456789"},
-        {"bytes=-", 200, nullptr, "0123456789"},
-        {"bytes= 1-2", 200, nullptr, "0123456789"},
-        {"lines=1-2", 200, nullptr, "0123456789"},
+        {{"bytes=3-5"}, 206, "bytes 3-5/10", "345"},
+        {{"bytes=8-", "bytes=8-99999999999999999999", "bytes=-2"}, 206, "bytes 8-9/10", "89"},
+        {{"bytes=-11"}, 206, "bytes 0-9/10", "0123456789"},
+        {{"bytes=10-", "bytes=99999999999999999999-", "bytes=-0"},
+         416,
+         "bytes */10",
+         "the file has 10 bytes only\n"},
+        {{"bytes=5-3", "bytes=1-2,4-5", "bytes=-", "lines=1-2"}, 200, "none", "0123456789"},
     };
-    for (const auto& [range, status, contentRange, body] : cases) {
-        const Response response = Ask("GET", "/Depth%201.zip", {{"Range", range}});
-        EXPECT_EQ(response.status, status) << range;
-        EXPECT_EQ(ReadAll(response.body), body) << range;
-        const std::string* const given = FindHeader(response.headers, "content-range");
-        EXPECT_STREQ(given ? given->c_str() : nullptr, contentRange) << range;
+    for (const auto& [ranges, status, contentRange, body] : cases) {
+        for (const char* const range : ranges) {
+            const Response response = Ask("GET", "/Depth%201.zip", {{"Range", range}});
+            EXPECT_EQ(response.status, status) << range;
+            EXPECT_EQ(ReadAll(response.body), body) << range;
+            const std::string* const given = FindHeader(response.headers, "content-range");
+            EXPECT_EQ(given ? *given : "none", contentRange) << range;
+        }
     }
     EXPECT_EQ(Ask("HEAD", "/Depth%201.zip", {{"Range", "bytes=0-0"}}).status, 200);
     EXPECT_EQ(Ask("GET", "/Empty.zip", {{"Range", "bytes=-1"}}).status, 416);

@@ -1,8 +1,8 @@
-#include "Kernel/FileStreams.h"
 #include "Kernel/Testing.h"
 #include "Learning/Model.h"
 #include "Learning/ModelCache.h"
 
+#include "tests/TestFolder.h"
 #include "tests/TestModels.h"
 
 #include <gmock/gmock.h>
@@ -18,12 +18,10 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::MatchesRegex;
 
-using RecordedLog = Kernel::Testing::Recorded<Kernel::Log>;
+const auto IsErrorLine = testing::Property(
+    &Kernel::String::c_str, MatchesRegex("\\[ONNX Runtime\\] Error [1-9][0-9]*: .*\n"));
 
-std::string GetOnlyMessage(const RecordedLog& log) {
-    const std::vector<Kernel::String> messages = log.GetMessages();
-    return messages.size() == 1 ? messages.front().c_str() : "not one message";
-}
+using RecordedLog = Kernel::Testing::Recorded<Kernel::Log>;
 
 /// Lets a test reach what derived models use.
 class OpenModel : public Model {
@@ -61,7 +59,7 @@ TEST(Model, TakesNamesOutsideAsciiAndAnyOfItsOutputs) {
     EXPECT_THAT(GetValues(*outputs["差"], 2), ElementsAre(2, 2));
 }
 
-TEST(Model, RunsTheFileOfTheGivenNumber) {
+TEST(Model, RunsTheFileOfTheGivenNumberAndNoOther) {
     OpenModel model({TestModelPath("Add"), TestModelPath("First")}, Model::CPUOnly);
     const auto x = MakeCounted<Tensor>(std::vector<int>{3}, std::vector<float>{5, 6, 7});
     Model::TensorMap outputs = MakeOutput("y", {1});
@@ -71,14 +69,10 @@ TEST(Model, RunsTheFileOfTheGivenNumber) {
     const RecordedLog log;
     EXPECT_FALSE(model.PlatformExecute(-1, {{"x", x}}, outputs));
     EXPECT_FALSE(model.PlatformExecute(2, {{"x", x}}, outputs));
+    Model withoutFiles({}, Model::Default);
+    EXPECT_TRUE(withoutFiles.IsValid());
+    EXPECT_FALSE(withoutFiles.Execute({{"x", x}}, outputs));
     EXPECT_THAT(log.GetMessages(), IsEmpty());
-}
-
-TEST(Model, WithoutFilesIsValidAndRunsNothing) {
-    Model model({}, Model::Default);
-    EXPECT_TRUE(model.IsValid());
-    Model::TensorMap outputs;
-    EXPECT_FALSE(model.Execute({}, outputs));
 }
 
 TEST(Model, KeepsSessionsOpenForItsCopies) {
@@ -92,36 +86,33 @@ TEST(Model, KeepsSessionsOpenForItsCopies) {
     EXPECT_TRUE(assigned.Execute(MakeInputs(), outputs));
 }
 
-struct BadRun {
-    const char* name;
-    Model::TensorMap inputs;
-    Model::TensorMap outputs;
-    bool isLogged = true;
-};
-
 TEST(Model, AnswersFalseToWhatItCannotRun) {
     Model model({TestModelPath("Add")}, Model::CPUOnly);
     const auto four = MakeCounted<Tensor>(std::vector<int>{1, 4}, 1.0F);
     const auto five = MakeCounted<Tensor>(std::vector<int>{1, 5}, 1.0F);
     const auto released = MakeCounted<Tensor>(std::vector<int>{1, 4});
     released->DestroyPlatformTensor();
-    std::vector<BadRun> runs{
+    struct {
+        const char* name;
+        Model::TensorMap inputs;
+        Model::TensorMap outputs;
+        bool isLogged = true;
+    } runs[] = {
         {"unknown input", {{"a", four}, {"x", four}}, {{"sum", four}}},
         {"missing input", {{"a", four}}, {{"sum", four}}},
-        {"no input", {}, {{"sum", four}}},
         {"wrong input shape", {{"a", four}, {"b", five}}, {{"sum", four}}},
         {"unknown output", MakeInputs(), {{"product", four}}},
         {"wrong output shape", MakeInputs(), {{"sum", five}}},
         {"empty name", {{"", four}}, {{"sum", four}}},
         {"null input", {{"a", four}, {"b", nullptr}}, {{"sum", four}}, false},
         {"null output", MakeInputs(), {{"sum", nullptr}}, false},
-        {"input without storage", {{"a", four}, {"b", released}}, {{"sum", four}}, false}};
-    for (BadRun& run : runs) {
-        SCOPED_TRACE(run.name);
+        {"input without storage", {{"a", four}, {"b", released}}, {{"sum", four}}, false},
+    };
+    for (auto& [name, inputs, outputs, isLogged] : runs) {
         const RecordedLog log;
-        EXPECT_FALSE(model.Execute(run.inputs, run.outputs));
-        EXPECT_EQ(log.GetMessages().size(), run.isLogged ? 1U : 0U);
-        EXPECT_EQ(log.GetFlushes(), run.isLogged ? 1 : 0);
+        EXPECT_FALSE(model.Execute(inputs, outputs)) << name;
+        EXPECT_EQ(log.GetMessages().size(), isLogged ? 1U : 0U) << name;
+        EXPECT_EQ(log.GetFlushes(), isLogged ? 1 : 0) << name;
     }
     Model::TensorMap outputs{{"sum", four}};
     EXPECT_TRUE(model.Execute(MakeInputs(), outputs));  // nothing of all that stays behind
@@ -133,38 +124,20 @@ TEST(Model, RefusesToRunOnIntegers) {
     const RecordedLog log;
     Model::TensorMap outputs = MakeOutput("sum", {1});
     EXPECT_FALSE(model.Execute({{"a", MakeCounted<Tensor>(std::vector<int>{1}, 1.0F)}}, outputs));
-    EXPECT_THAT(GetOnlyMessage(log), MatchesRegex("\\[ONNX Runtime\\] Error [0-9]+: .*\n"));
+    EXPECT_THAT(log.GetMessages(), ElementsAre(IsErrorLine));
 }
 
-/// A model file with the given bytes, gone with this object.
-class BadFile {
-public:
-    explicit BadFile(std::string_view bytes) {
-        Kernel::FileOutStream::Create(m_path)->Write(std::as_bytes(std::span(bytes)));
-    }
-    BadFile(const BadFile&) = delete;
-    BadFile& operator=(const BadFile&) = delete;
-    ~BadFile() { Kernel::FileSystem::Delete(m_path); }
-
-    const Kernel::String& GetPath() const { return m_path; }
-
-private:
-    Kernel::String m_path = Kernel::FileSystem::GetUniqueTemporaryFilename("%1.onnx");
-};
-
 TEST(Model, IsInvalidAndLogsOneLineWhenAFileCannotBeOpened) {
-    const BadFile empty("");
-    const BadFile text("this is no model");
-    const BadFile bytes(std::string_view("\x08\x07\x3a\xff\xff\xff\xff\x7f", 8));
-    for (const Kernel::String& path :
-         {Kernel::String("/nonexistent/Model.onnx"), Kernel::String(), Kernel::String("/tmp"),
-          Kernel::String("/tmp/\xff\xfe.onnx"), empty.GetPath(), text.GetPath(), bytes.GetPath()}) {
-        SCOPED_TRACE(path.c_str());
+    const Service::Testing::TestFolder folder;
+    for (const std::string& path :
+         {std::string("/nonexistent/Model.onnx"), std::string(), folder.At(""),
+          folder.At("\xff\xfe.onnx"), folder.Write("empty", ""), folder.Write("text", "no model"),
+          folder.Write("bytes", "\x08\x07\x3a\xff\xff\xff\xff\x7f")}) {
+        SCOPED_TRACE(path);
         const RecordedLog log;
         Model model({TestModelPath("Add"), path}, Model::CPUOnly);
         EXPECT_FALSE(model.IsValid());
-        EXPECT_THAT(GetOnlyMessage(log),
-                    MatchesRegex("\\[ONNX Runtime\\] Error [1-9][0-9]*: .*\n"));
+        EXPECT_THAT(log.GetMessages(), ElementsAre(IsErrorLine));
         EXPECT_EQ(log.GetFlushes(), 1);
 
         Model::TensorMap outputs = MakeOutput("sum", {1, 4});
@@ -185,7 +158,7 @@ TEST(Model, RunsInEveryMode) {
 
 TEST(Model, RunsOnManyThreadsAtOnce) {
     const auto model = MakeCounted<Model>(std::vector{TestModelPath("Add")}, Model::CPUOnly);
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     std::atomic<int> successes = 0;
     for (int i = 0; i < 8; ++i) {
         threads.emplace_back([&] {
@@ -196,9 +169,7 @@ TEST(Model, RunsOnManyThreadsAtOnce) {
             EXPECT_THAT(GetValues(*outputs["sum"], 4), ElementsAre(11, 22, 33, 44));
         });
     }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    threads.clear();
     EXPECT_EQ(successes, 8 * 50);
 }
 

@@ -1,4 +1,4 @@
-// What the tests of downloads share: a tree of folders to look after, and servers of their own.
+// What the tests of downloads share: a tree of folders to look after, and a cache over it.
 
 #pragma once
 
@@ -6,30 +6,24 @@
 #include "Learning/ModelCache.h"
 #include "Network/Settings.h"
 
-#include "server/ScriptedServer.h"
+#include "tests/TestFolder.h"
 #include "tests/TestModels.h"
+#include "tests/TestServer.h"
 #include "tests/modelcache/ZipBuilder.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <string>
 #include <utility>
 
 namespace Learning {
 
-inline std::string ReadFile(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-inline void WriteFile(const std::filesystem::path& path, const std::string& contents) {
-    std::ofstream(path, std::ios::binary) << contents;
-}
+using Service::Testing::ReadFile;
+using Service::Testing::TestServer;
+using Service::Testing::WriteFile;
 
 /// All that lies below a folder, by its path there: what a file holds, "/" for a folder, "-> x" for
 /// a link to x.
@@ -64,8 +58,7 @@ protected:
     static constexpr ModelType Type = ModelCache::Colourisation;
 
     DownloadTest() {
-        std::filesystem::remove(m_root);
-        std::filesystem::create_directories(m_models);
+        std::filesystem::create_directory(m_models);
         std::filesystem::create_directory(m_temporary);
         setenv("TMPDIR", m_temporary.c_str(), 1);
         Network::SetProxy(Kernel::String());
@@ -76,17 +69,12 @@ protected:
         m_cache.SetInferenceMode(ModelCache::CPU);
         m_cache.SetModelURLRoot({});
         setenv("TMPDIR", m_root.parent_path().c_str(), 1);
-        std::filesystem::remove_all(m_root);
-    }
-
-    void SetServer(const Service::ScriptedServer& server) {
-        m_cache.SetModelURLRoot("http://127.0.0.1:" + std::to_string(server.GetPort()) + "/");
     }
 
     /// Downloads from a server that answers with `script`.
     bool Download(const Service::Script& script, ModelCache::DownloadProgress progress = {}) {
-        const Service::ScriptedServer server({}, [&](const Service::Request&) { return script; });
-        SetServer(server);
+        const TestServer server(script);
+        m_cache.SetModelURLRoot(server.GetAddress());
         return m_cache.DownloadModel(Type, std::move(progress));
     }
     bool DownloadPackage(const std::string& zip) { return Download(Service::Reply(200, {}, zip)); }
@@ -94,8 +82,8 @@ protected:
     bool HasTemporaryFile() const { return !std::filesystem::is_empty(m_temporary); }
 
     ModelCache& m_cache = ModelCache::GetInstance();
-    const std::filesystem::path m_root =
-        std::string(Kernel::FileSystem::GetUniqueTemporaryFilename("%1"));
+    const Service::Testing::TestFolder m_folder;
+    const std::filesystem::path m_root = std::filesystem::path(m_folder.At("")).parent_path();
     const std::filesystem::path m_models = m_root / "models";
     const std::filesystem::path m_temporary = m_root / "temporary";
     const std::filesystem::path m_model = m_models / "Colourisation_2.6.onnx";

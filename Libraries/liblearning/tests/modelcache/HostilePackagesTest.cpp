@@ -54,14 +54,11 @@ const std::string Block(1'000, '\0');
 
 const PackageCase Packages[] = {
     Unreadable("Nothing", ""),
-    Unreadable("Text", "<html>Not found</html>"),
     Unreadable("Truncated", GoodZip.substr(0, GoodZip.size() - 1)),
     Unreadable("DirectoryCut", GoodZip.substr(0, GoodZip.size() - 30)),
-    Unreadable("StartCut", GoodZip.substr(20)),
 
     Readable("Parent", {{"../canary", "bad"}, {"full/../../canary", "bad"}}),
     Readable("ParentFolder", {{"../new/"}, {"full/.."}, {"../../new"}}),
-    Readable("ParentAlone", {{"..", "bad"}, {"full/..", "bad"}}),
     Readable("Absolute", {{"/new", "bad"}, {"//new/"}, {"/"}}),
     Readable("Backslash", {{"..\\canary", "bad"}, {"full\\new.bin", "bad"}}),
     Readable("Drive", {{"C:new", "bad"}, {"C:/new/"}, {"kept.onnx:stream", "bad"}}),
@@ -79,7 +76,6 @@ const PackageCase Packages[] = {
 
     Readable("ThroughLink",
              {{"out/canary", "bad"}, {"out/new.bin", "bad"}, {"out/./x/../y", "bad"}}),
-    Readable("FolderThroughLink", {{"out/new/"}, {"out/"}, {"out"}}),
     Readable("ThroughDanglingLink", {{"dangling/"}, {"dangling/new/"}, {"dangling/new", "bad"}}),
     Readable("ThroughLoop", {{"loop/"}, {"loop/new", "bad"}}),
     Readable("InPlaceOfLinks", {{"out", "new"}, {"dangling", "new"}},
@@ -91,10 +87,8 @@ const PackageCase Packages[] = {
 
     Readable("BadChecksum", {Damaged({"kept.onnx", "bad"}, 3, 1)}),
     Readable("LessThanDeclared", {Damaged({"kept.onnx", "bad"}, 4, GetChecksum("bad"))}),
-    Readable("MoreThanDeclared", {Damaged({"kept.onnx", "bad"}, 2, GetChecksum("ba"))}),
     Readable("DeclaresAGigabyte", {Damaged({"kept.onnx", "bad"}, GiB, GetChecksum("bad"))}),
     Readable("Bomb", {Damaged({"kept.onnx", Zeros, 0, 8}, 3, GetChecksum(std::string(3, '\0')))}),
-    Readable("StreamCut", {Damaged({"kept.onnx", Zeros.substr(0, 5), 0, 8}, 1'000, 0)}),
     Readable("DamagedStream", {Damaged({"kept.onnx", "\xFF\xFF\xFF", 0, 8}, 100, 0)}),
     Readable("UnknownMethod", {{"kept.onnx", "bad", 0, 97}}),
     Readable("Encrypted", {{"kept.onnx", "at least twelve bytes", 0, 0, 1}}),

@@ -1,6 +1,6 @@
 // A plug-in execution provider that makes a GPU and an NPU out of nothing, so that a test can see
-// which device the runtime chose. Each device takes every Add and gets the sum wrong by an amount
-// of its own. Written against the runtime's C API alone, as plug-ins are: see
+// which device the runtime chose. Each device takes all of a model and then fails to run it, with
+// its own name as the reason. Written against the runtime's C API alone, as plug-ins are: see
 // onnxruntime_ep_c_api.h.
 //
 // The runtime (1.24 or newer) lets a plug-in make devices only if its name ends in ".virtual".
@@ -8,15 +8,11 @@
 #include <onnxruntime_c_api.h>
 
 #include <cstdint>
-#include <cstring>
-#include <memory>
 #include <vector>
 
 namespace {
 
 constexpr std::uint32_t ApiVersion = 23;
-constexpr float GpuError = 2000;
-constexpr float NpuError = 3000;
 
 const OrtApi* api = nullptr;
 const OrtEpApi* epApi = nullptr;
@@ -40,95 +36,42 @@ struct DeviceMaker : OrtEpApi {
     if (OrtStatus* const failure = (call)) \
     return failure
 
-/// The one thing that this provider computes: a + b + error, for inputs of one shape.
-struct WrongAdd : OrtNodeComputeInfo {
-    explicit WrongAdd(float ownError) : OrtNodeComputeInfo{}, error(ownError) {
-        ort_version_supported = ApiVersion;
-        CreateState = [](OrtNodeComputeInfo*, OrtNodeComputeContext*, void** state) -> OrtStatus* {
-            *state = nullptr;
-            return nullptr;
-        };
-        ReleaseState = [](OrtNodeComputeInfo*, void*) {};
-        Compute = [](OrtNodeComputeInfo* self, void*, OrtKernelContext* context) {
-            return static_cast<WrongAdd*>(self)->Run(context);
-        };
-    }
-
-    OrtStatus* Run(OrtKernelContext* context) const {
-        const OrtValue* inputs[2] = {};
-        void* data[3] = {};
-        for (std::size_t i = 0; i < 2; ++i) {
-            RETURN_IF_FAILED(api->KernelContext_GetInput(context, i, &inputs[i]));
-            RETURN_IF_FAILED(api->GetTensorMutableData(const_cast<OrtValue*>(inputs[i]), &data[i]));
-        }
-        OrtTensorTypeAndShapeInfo* info = nullptr;
-        RETURN_IF_FAILED(api->GetTensorTypeAndShape(inputs[0], &info));
-        const std::unique_ptr<OrtTensorTypeAndShapeInfo,
-                              decltype(OrtApi::ReleaseTensorTypeAndShapeInfo)>
-            owner(info, api->ReleaseTensorTypeAndShapeInfo);
-        std::size_t rank = 0;
-        std::size_t count = 0;
-        RETURN_IF_FAILED(api->GetDimensionsCount(info, &rank));
-        RETURN_IF_FAILED(api->GetTensorShapeElementCount(info, &count));
-        std::vector<std::int64_t> dims(rank);
-        RETURN_IF_FAILED(api->GetDimensions(info, dims.data(), rank));
-        OrtValue* output = nullptr;
-        RETURN_IF_FAILED(api->KernelContext_GetOutput(context, 0, dims.data(), rank, &output));
-        RETURN_IF_FAILED(api->GetTensorMutableData(output, &data[2]));
-        for (std::size_t i = 0; i < count; ++i) {
-            static_cast<float*>(data[2])[i] =
-                static_cast<float*>(data[0])[i] + static_cast<float*>(data[1])[i] + error;
-        }
-        return nullptr;
-    }
-
-    float error;
-};
-
-struct Provider : OrtEp {
-    Provider(const char* ownName, float ownError) : OrtEp{}, name(ownName), error(ownError) {
-        ort_version_supported = ApiVersion;
+/// A provider, and what it makes of all nodes of a model.
+struct Provider : OrtEp, OrtNodeComputeInfo {
+    explicit Provider(const char* ownName) : OrtEp{}, OrtNodeComputeInfo{}, name(ownName) {
+        OrtEp::ort_version_supported = ApiVersion;
         GetName = [](const OrtEp* self) noexcept {
             return static_cast<const Provider*>(self)->name;
         };
         GetCapability = [](OrtEp*, const OrtGraph* graph, OrtEpGraphSupportInfo* support) noexcept {
-            return TakeAdds(graph, support);
+            return TakeAllNodes(graph, support);
         };
-        Compile = [](OrtEp* self, const OrtGraph**, const OrtNode**, std::size_t count,
+        Compile = [](OrtEp* self, const OrtGraph**, const OrtNode**, std::size_t,
                      OrtNodeComputeInfo** infos, OrtNode**) noexcept -> OrtStatus* {
-            for (std::size_t i = 0; i < count; ++i) {
-                infos[i] = new WrongAdd(static_cast<Provider*>(self)->error);
-            }
+            infos[0] = static_cast<Provider*>(self);
             return nullptr;
         };
-        ReleaseNodeComputeInfos = [](OrtEp*, OrtNodeComputeInfo** infos,
-                                     std::size_t count) noexcept {
-            for (std::size_t i = 0; i < count; ++i) {
-                delete static_cast<WrongAdd*>(infos[i]);
-            }
+        ReleaseNodeComputeInfos = [](OrtEp*, OrtNodeComputeInfo**, std::size_t) noexcept {};
+
+        OrtNodeComputeInfo::ort_version_supported = ApiVersion;
+        CreateState = [](OrtNodeComputeInfo*, OrtNodeComputeContext*, void**) -> OrtStatus* {
+            return nullptr;
+        };
+        ReleaseState = [](OrtNodeComputeInfo*, void*) {};
+        Compute = [](OrtNodeComputeInfo* self, void*, OrtKernelContext*) {
+            return api->CreateStatus(ORT_FAIL, static_cast<Provider*>(self)->name);
         };
     }
 
-    static OrtStatus* TakeAdds(const OrtGraph* graph, OrtEpGraphSupportInfo* support) {
+    static OrtStatus* TakeAllNodes(const OrtGraph* graph, OrtEpGraphSupportInfo* support) {
         std::size_t count = 0;
         RETURN_IF_FAILED(api->Graph_GetNumNodes(graph, &count));
         std::vector<const OrtNode*> nodes(count);
         RETURN_IF_FAILED(api->Graph_GetNodes(graph, nodes.data(), count));
-        for (const OrtNode* const node : nodes) {
-            const char* type = nullptr;
-            RETURN_IF_FAILED(api->Node_GetOperatorType(node, &type));
-            if (std::strcmp(type, "Add") == 0) {
-                OrtNodeFusionOptions options{};
-                options.ort_version_supported = ApiVersion;
-                RETURN_IF_FAILED(
-                    epApi->EpGraphSupportInfo_AddNodesToFuse(support, &node, 1, &options));
-            }
-        }
-        return nullptr;
+        return epApi->EpGraphSupportInfo_AddNodesToFuse(support, nodes.data(), count, nullptr);
     }
 
     const char* name;
-    float error;
 };
 
 struct Factory : OrtEpFactory {
@@ -142,16 +85,13 @@ struct Factory : OrtEpFactory {
         GetVendorId = [](const OrtEpFactory*) noexcept -> std::uint32_t { return 0xfa4e; };
         GetVersion = [](const OrtEpFactory*) noexcept { return "1.0.0"; };
         GetSupportedDevices = [](OrtEpFactory* self, const OrtHardwareDevice* const*, std::size_t,
-                                 OrtEpDevice** devices, std::size_t capacity,
-                                 std::size_t* count) noexcept {
-            return static_cast<Factory*>(self)->OfferDevice(devices, capacity, count);
+                                 OrtEpDevice** devices, std::size_t, std::size_t* count) noexcept {
+            return static_cast<Factory*>(self)->OfferDevice(devices, count);
         };
         CreateEp = [](OrtEpFactory* self, const OrtHardwareDevice* const*,
                       const OrtKeyValuePairs* const*, std::size_t, const OrtSessionOptions*,
                       const OrtLogger*, OrtEp** provider) noexcept -> OrtStatus* {
-            const auto& factory = *static_cast<Factory*>(self);
-            *provider = new Provider(
-                factory.name, factory.type == OrtHardwareDeviceType_GPU ? GpuError : NpuError);
+            *provider = new Provider(static_cast<Factory*>(self)->name);
             return nullptr;
         };
         ReleaseEp = [](OrtEpFactory*, OrtEp* provider) noexcept {
@@ -170,11 +110,7 @@ struct Factory : OrtEpFactory {
         }
     }
 
-    OrtStatus* OfferDevice(OrtEpDevice** devices, std::size_t capacity, std::size_t* count) {
-        *count = 0;
-        if (capacity == 0) {
-            return nullptr;
-        }
+    OrtStatus* OfferDevice(OrtEpDevice** devices, std::size_t* count) {
         const auto& maker = *static_cast<const DeviceMaker*>(epApi);
         RETURN_IF_FAILED(maker.CreateHardwareDevice(type, 0xfa4e, 1, "Nobody", nullptr, &device));
         RETURN_IF_FAILED(epApi->CreateEpDevice(this, device, nullptr, nullptr, &devices[0]));
@@ -191,14 +127,11 @@ struct Factory : OrtEpFactory {
 
 extern "C" __attribute__((visibility("default"))) OrtStatus* CreateEpFactories(
     const char* /*registrationName*/, const OrtApiBase* base, const OrtLogger* /*logger*/,
-    OrtEpFactory** factories, std::size_t capacity, std::size_t* count) {
+    OrtEpFactory** factories, std::size_t /*capacity*/, std::size_t* count) {
     api = base->GetApi(ApiVersion);
     epApi = api->GetEpApi();
     if (base->GetApi(24) == nullptr) {
         return api->CreateStatus(ORT_NOT_IMPLEMENTED, "this runtime lets nobody make devices");
-    }
-    if (capacity < 2) {
-        return api->CreateStatus(ORT_INVALID_ARGUMENT, "there are two factories");
     }
     factories[0] = new Factory("FakeGpu", OrtHardwareDeviceType_GPU);
     factories[1] = new Factory("FakeNpu", OrtHardwareDeviceType_NPU);

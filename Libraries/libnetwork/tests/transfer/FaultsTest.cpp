@@ -36,7 +36,6 @@ const std::string Chunks = Ok + "Transfer-Encoding: chunked\r\n\r\n";
 
 const Fault Faults[] = {
     // Unusual, but whole.
-    {"Empty", Plain, Reply(200), "200 "},
     {"NoContent", Plain, Say("HTTP/1.1 204 -\r\n\r\n"), "204 "},
     {"OldVersion", Plain, Say("HTTP/1.0 200 OK\nContent-Length: 1\n\na"), "200 a"},
     {"Continue", Plain, Say("HTTP/1.1 100 -\r\nA: b\r\n\r\n" + Length9 + "123456789"),
@@ -47,25 +46,17 @@ const Fault Faults[] = {
     {"SlowButSteady", Hasty, {Send{Length9}, Drip{"123456789", 1, 300ms}}, "200 123456789"},
     {"UnknownLengthAllowed", AnyLength, Say(Ok + "\r\nabc"), "200 abc"},
     // Whole, but no success.
-    {"NotModified", Plain, Say("HTTP/1.1 304 -\r\n\r\n"), "304 "},
     {"Redirect", Plain, Reply(302, {}, "no location"), "302 no location"},
-    {"NotFound", Plain, Reply(404, {}, "text"), "404 text"},
-    {"ServerError", Tls, Reply(500), "500 "},
     // Cut off.
     {"CutByFin", Plain, Say(Length9 + "abc"), "200!.*6 bytes remaining.*"},
     {"CutByReset", Plain, {Send{Length9 + "abc"}, Reset{}}, "200!.*reset by peer.*"},
     {"CutOverTls", Tls, {Send{Length9 + "abc"}, Abort{}}, "200!.*6 bytes remaining.*"},
-    {"CutOverTlsAtUnknownLength", Tls, {Send{Ok + "\r\nabc"}, Abort{}}, "200!.*"},
     {"CutInChunk", Plain, Say(Chunks + "9\r\nabc"), "200!.*transfer closed.*"},
     {"CutBeforeLastChunk", Plain, Say(Chunks + "3\r\nabc\r\n"), "200!.*transfer closed.*"},
     {"CutInHead", Plain, Say(Ok + "Content-Le"), "200!.*"},
     {"UnknownLength", Plain, Say(Ok + "\r\nabc"), "200!.*how long.*"},
-    {"UnknownLengthAndEncoding", Plain, Say(Ok + "Transfer-Encoding: identity\r\n\r\nabc"),
-     "200!.*how long.*"},
     {"NoReply", Plain, {Close{}}, "0!.*Empty reply.*"},
-    {"HangsUp", AtOnce, {Close{}}, "0!.*"},
     {"Resets", AtOnce, {Reset{}}, "0!.*"},
-    {"HangsUpInHandshake", Tls | AtOnce, {Close{}}, "0!.*SSL.*"},
     {"BreaksHandshake", Tls | AtOnce, {Send{"HTTP/1.1 200 OK\r\n\r\n"}, Close{}}, "0!.*SSL.*"},
     // Silence.
     {"Silent", Hasty, {WaitForClient}, "0!.*neither sends.*"},
@@ -82,21 +73,15 @@ const Fault Faults[] = {
     // Nonsense.
     {"Garbage", Plain, Say("hello\r\n\r\n"), "0!.*HTTP/0.9.*"},
     {"UnknownVersion", Plain, Say("HTTP/9.9 200 OK\r\n\r\n"), "0!.*version.*"},
-    {"StatusZero", Plain, Say("HTTP/1.1 000 OK\r\nContent-Length: 0\r\n\r\n"), "0!.*"},
     {"SwitchedProtocol", Plain, Say("HTTP/1.1 101 -\r\nContent-Length: 0\r\n\r\n"), "101!.*"},
     {"ZeroByteInHeader", Plain, Say(Ok + std::string("A: \0\r\n\r\n", 8)), "200!.*header.*"},
     {"NegativeLength", Plain, Say(Ok + "Content-Length: -9\r\n\r\n123456789"),
      "200!.*Content-Length.*"},
-    {"LengthOfLetters", Plain, Say(Ok + "Content-Length: nine\r\n\r\n123456789"),
-     "200!.*Content-Length.*"},
-    {"LengthBeyondNumbers", Plain, Say(Ok + "Content-Length: 99999999999999999999\r\n\r\nabc"),
-     "200!.*how long.*"},
     {"BadChunkSize", Plain, Say(Chunks + "zz\r\nabc\r\n0\r\n\r\n"), "200!.*chunk.*"},
     {"EndlessChunkSize", Plain, Say(Chunks + "fffffffffffffffffffff\r\nabc"), "200!.*chunk.*"},
     // Redirects to where none may lead.
     {"RedirectLoop", Plain, Reply(302, {{"Location", "/"}}), "302!.*Maximum .5. redirects.*"},
     {"RedirectToFile", Plain, Reply(302, {{"Location", "file:///etc/passwd"}}), "302!.*.file..*"},
-    {"RedirectToFtp", Plain, Reply(302, {{"Location", "ftp://127.0.0.1/"}}), "302!.*.ftp..*"},
     {"RedirectToNonsense", Plain, Reply(302, {{"Location", "http://a b:c/"}}), "302!.*"},
 };
 
@@ -113,27 +98,26 @@ TEST_P(AnyServer, EndsEachRequestAsItShould) {
         server.GetAddress(), (flags & Head) != 0 ? Http::Method::Head : Http::Method::Get);
     request.timeout = (flags & Hasty) != 0 ? 1 : request.timeout;
     request.allowsUnknownLength = (flags & AnyLength) != 0;
-    const Kernel::Counted<Kernel::MemoryInOutStream> bodies[] = {
-        Kernel::MakeCounted<Kernel::MemoryInOutStream>(),
-        Kernel::MakeCounted<Kernel::MemoryInOutStream>()};
+    const auto body = Kernel::MakeCounted<Kernel::MemoryInOutStream>();
+    const auto sameBody = Kernel::MakeCounted<Kernel::MemoryInOutStream>();
 
     // Both forms at the same time, since some servers take theirs.
     const auto recorder = std::make_shared<Recorder>();
-    request.sink = Kernel::MakeCounted<StreamDataSink>(bodies[0], MaximumBody);
+    request.sink = Kernel::MakeCounted<StreamDataSink>(sameBody, MaximumBody);
     Start(request, recorder);
-    request.sink = Kernel::MakeCounted<StreamDataSink>(bodies[1], MaximumBody);
+    request.sink = Kernel::MakeCounted<StreamDataSink>(body, MaximumBody);
     const Http::Response response = Http::DoRequest(request, false);
     Await(recorder);
 
     const bool isWhole = response.failure.empty();
     EXPECT_THAT(std::to_string(response.status) + (isWhole ? " " : "!") +
-                    (isWhole ? ToText(*bodies[1]) : response.failure.c_str()),
+                    (isWhole ? ToText(*body) : response.failure.c_str()),
                 testing::MatchesRegex(outcome));
     const bool isSuccess = isWhole && response.status / 100 == 2;
     EXPECT_EQ(recorder->GetEvents().back(), isSuccess ? "success" : "failure");
     EXPECT_EQ(m_log.GetMessages().size(), isSuccess ? 0U : 1U);
     if (isWhole) {
-        EXPECT_EQ(ToText(*bodies[0]), ToText(*bodies[1]));
+        EXPECT_EQ(ToText(*sameBody), ToText(*body));
     }
 }
 
