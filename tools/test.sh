@@ -26,6 +26,7 @@ run() {
 }
 
 check_readme() {
+    # shellcheck disable=SC2016  # the backquotes are Markdown's
     diff <(sed -n '/^```cpp$/,/^```$/{//!p}' README.md) examples/colour_of_grey.cpp
 }
 

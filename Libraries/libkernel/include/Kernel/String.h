@@ -136,10 +136,14 @@ using String = StringT<TEncUtf8>;
 
 }  // namespace Kernel
 
+namespace std {
+
 /// Hashes as std::string_view does.
 template <>
-struct std::hash<Kernel::String> {
+struct hash<Kernel::String> {
     std::size_t operator()(const Kernel::String& text) const noexcept {
-        return std::hash<std::string_view>()(text);
+        return hash<string_view>()(text);
     }
 };
+
+}  // namespace std
