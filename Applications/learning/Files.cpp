@@ -1,7 +1,7 @@
 #include "Files.h"
 
+#include "Kernel/AtomicFileOutStream.h"
 #include "Kernel/FileStreams.h"
-#include "Kernel/FileSystem.h"
 #include "Raster/CodecException.h"
 #include "Raster/DynamicFile.h"
 #include "Raster/PNGBase.h"
@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <random>
 #include <system_error>
 
 namespace LearningApp {
@@ -20,18 +19,6 @@ namespace {
 std::filesystem::path ToPath(const std::string& path) {
     return std::u8string(path.begin(), path.end());
 }
-
-/// Deletes a file at the end of the block, unless it has been moved away.
-class ScopedFile {
-public:
-    explicit ScopedFile(const std::string& path) : m_path(path) {}
-    ScopedFile(const ScopedFile&) = delete;
-    ScopedFile& operator=(const ScopedFile&) = delete;
-    ~ScopedFile() { Kernel::FileSystem::Delete(m_path); }
-
-private:
-    const std::string& m_path;
-};
 
 }  // namespace
 
@@ -82,14 +69,9 @@ std::optional<std::filesystem::file_time_type> GetWriteTime(const std::string& p
 }
 
 void WriteWhole(const std::string& path, const std::function<void(Kernel::OutStream&)>& write) {
-    const std::string partial = path + ".partial-" + std::to_string(std::random_device()());
-    const ScopedFile removal(partial);
-    write(*Kernel::FileOutStream::Create(partial));
-    std::error_code error;
-    std::filesystem::rename(ToPath(partial), ToPath(path), error);
-    if (error) {
-        throw Failure("cannot write %1: %2", path, error.message());
-    }
+    const auto file = Kernel::AtomicFileOutStream::Create(path);
+    write(*file);
+    file->Commit();
 }
 
 void SavePicture(const Raster::Picture& picture, const std::string& path) {

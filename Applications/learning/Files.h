@@ -33,8 +33,8 @@ void CreateFolder(const std::string& path);
 std::optional<std::filesystem::file_time_type> GetWriteTime(const std::string& path);
 
 /// Writes the file `path` by way of a new file beside it: the file is there as a whole, or as it
-/// was before. Throws whatever `write` throws, and Failure if the file can't be created or put in
-/// place.
+/// was before. Throws whatever `write` throws, and Kernel::IoException if the file can't be created
+/// or put in place.
 void WriteWhole(const std::string& path, const std::function<void(Kernel::OutStream&)>& write);
 
 void SavePicture(const Raster::Picture& picture, const std::string& path);

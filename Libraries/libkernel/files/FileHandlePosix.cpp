@@ -92,7 +92,7 @@ bool FileHandle::CreateExclusively(const String& path) {
 
 void FileHandle::Replace(const String& source, const String& target) {
     if (rename(source.c_str(), target.c_str()) != 0) {
-        throw IoException("replace", target, errno);
+        throw IoException("write", target, errno);
     }
     SyncFolder(target);
 }
