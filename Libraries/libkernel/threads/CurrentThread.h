@@ -10,4 +10,7 @@ namespace Kernel {
 /// an error: both are wishes.
 void DescribeCurrentThread(Dispatch::ThreadPurpose purpose, Dispatch::Priority priority) noexcept;
 
+/// How many processors the calling thread may use, at least 1: a process may be confined to some.
+unsigned CountProcessors() noexcept;
+
 }  // namespace Kernel

@@ -1,7 +1,11 @@
 #include "threads/CurrentThread.h"
 
 #include <pthread.h>
+#include <sched.h>
 #include <sys/resource.h>
+
+#include <algorithm>
+#include <thread>
 
 namespace Kernel {
 
@@ -30,6 +34,13 @@ void DescribeCurrentThread(Dispatch::ThreadPurpose purpose, Dispatch::Priority p
     } else if (priority == Dispatch::Priority::Low) {
         setpriority(PRIO_PROCESS, 0, 5);
     }
+}
+
+unsigned CountProcessors() noexcept {
+    cpu_set_t allowed;
+    const bool isKnown = sched_getaffinity(0, sizeof(allowed), &allowed) == 0;
+    return isKnown ? static_cast<unsigned>(CPU_COUNT(&allowed))
+                   : std::max(1U, std::thread::hardware_concurrency());
 }
 
 }  // namespace Kernel

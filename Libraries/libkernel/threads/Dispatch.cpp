@@ -16,9 +16,7 @@ namespace {
 
 LoopPool& GetPool() {
     // Deliberate: never destroyed, since tasks may still run loops while the process exits.
-    static LoopPool& pool =
-        *std::make_unique<LoopPool>(std::max(1U, std::thread::hardware_concurrency()) - 1)
-             .release();
+    static LoopPool& pool = *std::make_unique<LoopPool>(CountProcessors() - 1).release();
     return pool;
 }
 
