@@ -9,8 +9,20 @@ pkg_check_modules(XXHASH REQUIRED IMPORTED_TARGET libxxhash)  # Kernel: hashing/
 find_package(CURL 7.88 REQUIRED)                              # Network: http/
 find_package(JPEG REQUIRED)                                   # Raster: codecs/
 find_package(PNG REQUIRED)                                    # Raster: codecs/
+pkg_check_modules(LCMS REQUIRED IMPORTED_TARGET lcms2)        # Raster: colour/
+pkg_check_modules(HWY REQUIRED IMPORTED_TARGET libhwy)        # Raster: formats/, Learning: tensorformats/
+pkg_check_modules(OPENCOLORIO REQUIRED IMPORTED_TARGET OpenColorIO)  # OCIO: processors/
+find_path(OPENCL_HEADERS CL/cl.h REQUIRED)                    # Raster: hardware/, which loads OpenCL when needed
 find_package(CLI11 REQUIRED)                                  # the programs `learning` and `learning-service`
 find_package(OpenSSL REQUIRED)                                # Network: cache/; learning-service: server/
+
+# SIMD for the plain baseline, SSE4, AVX2 and AVX-512; what lies between gains too little for its size.
+add_library(Simd INTERFACE)
+target_link_libraries(Simd INTERFACE PkgConfig::HWY)
+target_compile_definitions(Simd INTERFACE "HWY_DISABLED_TARGETS=(HWY_SSSE3|HWY_AVX3_DL)")
+
+add_library(OpenCLHeaders INTERFACE)
+target_include_directories(OpenCLHeaders SYSTEM INTERFACE "${OPENCL_HEADERS}")
 
 if(NOT EXISTS "${ORVANTIS_RUNTIME_DIR}/include/onnxruntime_cxx_api.h")
     message(FATAL_ERROR "The inference runtime is not in ${ORVANTIS_RUNTIME_DIR}: run tools/setup.sh, "
@@ -25,6 +37,10 @@ if(ORVANTIS_DEVELOPER)
     find_package(GTest REQUIRED)
     find_package(benchmark REQUIRED)
     find_package(nlohmann_json REQUIRED)                      # Kernel's tests: String as its string type
+    # Peers of the pixel benchmarks, which leave out what is not there.
+    find_package(OpenCV QUIET COMPONENTS core imgproc)
+    pkg_check_modules(BABL QUIET IMPORTED_TARGET babl)
+    pkg_check_modules(TURBOJPEG QUIET IMPORTED_TARGET libturbojpeg)
     # Makes small models for tests, with Debian's python3-onnx: so not any python3 on the search path.
     find_program(ORVANTIS_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED)
 endif()

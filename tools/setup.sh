@@ -1,20 +1,25 @@
 #!/bin/sh
 # Makes a Debian 12 machine ready to build, test and demonstrate: installs the packages that are missing,
 # and fetches the runtime, the networks and the photographs to external/. When nothing is missing it
-# takes a moment only, so the other scripts call it first. Usage: tools/setup.sh
+# takes a moment only, so the other scripts call it first. Usage: tools/setup.sh [--peers]
 set -eu
 cd "$(dirname "$0")/.."
 
 # compiler and build system
 build="g++ cmake ninja-build ccache git pkg-config"
-# what our libraries and programs stand on: command lines, JPEG, PNG, hashes, JSON, TLS, ZIP
+# what our libraries and programs stand on: command lines, HTTP, JPEG, PNG, hashes, JSON, TLS, ZIP
 libraries="libcli11-dev libcurl4-openssl-dev libjpeg62-turbo-dev libpng-dev libssl-dev libxxhash-dev libzip-dev nlohmann-json3-dev"
-# tests, benchmarks and the peers to measure beside
-tests="curl libgtest-dev libgmock-dev libbenchmark-dev"
+# pixels: SIMD, colour profiles and transforms, devices
+libraries="$libraries libhwy-dev liblcms2-dev libopencolorio-dev opencl-headers"
+# tests and benchmarks, with a device for kernels that is there on every machine
+tests="curl libgtest-dev libgmock-dev libbenchmark-dev ocl-icd-libopencl1 pocl-opencl-icd"
 # layout and faults of code and scripts; documentation
 checks="clang-format-14 clang-tidy-14 shellcheck doxygen"
 # fetching and packing the networks, one of which Python converts; npm is often there from elsewhere
 fetching="ca-certificates zip unzip python3 python3-numpy python3-onnx"
+# what the pixel benchmarks compare with; large, so only with --peers
+peers=
+[ "${1:-}" != --peers ] || peers="libopencv-dev libbabl-dev libturbojpeg0-dev"
 command -v npm > /dev/null || fetching="$fetching nodejs npm"
 
 say() { printf '%s\n' "$*" >&2; }
@@ -45,7 +50,7 @@ install_packages() {
 command -v dpkg-query > /dev/null || die "this script knows Debian only; its first lines list what is needed"
 # The lists are split into words on purpose.
 # shellcheck disable=SC2086
-missing=$(missing_packages $build $libraries $tests $checks $fetching)
+missing=$(missing_packages $build $libraries $tests $checks $fetching $peers)
 # shellcheck disable=SC2086
 [ -z "$missing" ] || install_packages $missing
 
