@@ -1,0 +1,95 @@
+// What the compiled core of the library needs to know of a pixel format at run time.
+
+#pragma once
+
+#include "Raster/ChannelParams.h"
+#include "Raster/Export.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace Raster {
+
+/// The run-time code of a pixel format.
+enum class Format : std::uint8_t {
+    RGBA8 = 0,
+    RGBA16 = 1,
+    RGBAF = 2,
+    GreyA8 = 3,
+    GreyA16 = 4,
+    CMYKA8 = 5,
+    LabA16 = 6,
+    Alpha8 = 7,
+    Tensor = 8,  // all twelve formats over tensors: their types tell them apart
+    Alpha16 = 9,
+    AlphaF = 10,
+};
+
+/// In which language a device takes its kernels.
+enum class HardwareKernelLanguage : std::uint8_t { OpenCL };
+
+/// Converts `count` pixels at `source` to the intermediate: unit-float RGBA, four floats a pixel,
+/// 64-byte aligned.
+using SpanReader = void (*)(const void* source, float* rgba, std::size_t count);
+/// Converts `count` pixels of the intermediate to `destination`.
+using SpanWriter = void (*)(const float* rgba, void* destination, std::size_t count);
+
+/// A block of pixels: `height` rows of `width` pixels, whose starts are `stride` bytes apart.
+struct SourceBlock {
+    const std::byte* pixels;
+    std::ptrdiff_t stride;
+};
+struct DestinationBlock {
+    std::byte* pixels;
+    std::ptrdiff_t stride;
+};
+
+/// Converts a block at once. `isLarge`: the whole picture exceeds the cache, so it pays to write
+/// around the cache.
+using BlockConverter = void (*)(const SourceBlock& source, const DestinationBlock& destination,
+                                std::size_t width, std::size_t height, bool isLarge);
+
+struct PixelFormat;
+
+/// A conversion with a kernel of its own, for pairs where the way through the intermediate would
+/// cost more than memory does. Gives the same bytes.
+struct DirectConversion {
+    const PixelFormat* source;
+    BlockConverter convert;
+};
+
+/// Text of a kernel language; null where there is none.
+using FragmentGetter = const char* (*)(HardwareKernelLanguage language);
+
+/// Sums `count` rows of `width` pixels, each times its weight, into premultiplied unit-float RGBA.
+using RowBlender = void (*)(const void* const* rows, const float* weights, std::size_t count,
+                            float* rgba, std::size_t width);
+
+/// A pixel format. There is one object for each, and formats are the same when their addresses are.
+struct PixelFormat {
+    Format code;
+    std::uint8_t channelCount;  // those that are stored
+    std::uint8_t sampleSize;    // bytes
+    bool hasAlpha;
+    std::span<const ChannelFacts> channels;
+    SpanReader read;
+    SpanWriter write;
+    /// Source, destination and mask side of the conversions above on a device.
+    FragmentGetter getSourceFragment;
+    FragmentGetter getDestFragment;
+    FragmentGetter getMaskFragment;
+    /// Into this format, tried before the general way; may be empty.
+    std::span<const DirectConversion> directConversions;
+    /// For shrinking; may be null.
+    RowBlender blendRows;
+
+    constexpr std::size_t GetPixelSize() const noexcept {
+        return std::size_t{channelCount} * sampleSize;
+    }
+};
+
+/// The host format of that code. Throws std::invalid_argument for Tensor and for what is no code.
+RASTER_API const PixelFormat& GetPixelFormat(Format code);
+
+}  // namespace Raster
