@@ -1,0 +1,70 @@
+#include "colour/Lcms.h"
+
+#include <lcms2_plugin.h>
+
+#include <array>
+#include <cstdlib>
+#include <new>
+
+namespace Raster {
+
+namespace {
+
+/// Four times the largest profile, whose 8-bit tables lcms2 keeps with 16 bits. A short file can
+/// claim a table of 512 MB, which lcms2 would clear before it misses the data.
+constexpr cmsUInt32Number MaximumAllocation = 64 << 20;
+
+void* Reallocate(cmsContext /*context*/, void* block, cmsUInt32Number size) {
+    return size <= MaximumAllocation ? std::realloc(block, size) : nullptr;
+}
+
+void* Allocate(cmsContext context, cmsUInt32Number size) {
+    return Reallocate(context, nullptr, size);
+}
+
+void Free(cmsContext /*context*/, void* block) {
+    std::free(block);
+}
+
+}  // namespace
+
+LcmsContext CreateLcmsContext() {
+    cmsPluginMemHandler memory{};
+    memory.base = {cmsPluginMagicNumber, 2000, cmsPluginMemHandlerSig, nullptr};
+    memory.MallocPtr = Allocate;
+    memory.FreePtr = Free;
+    memory.ReallocPtr = Reallocate;
+    // Errors go to the context's log function, and by default there is none.
+    LcmsContext context(cmsCreateContext(&memory, nullptr));
+    if (!context) {
+        throw std::bad_alloc();
+    }
+    return context;
+}
+
+LcmsProfile OpenLcmsProfile(const LcmsContext& context, std::span<const std::byte> bytes) {
+    LcmsProfile profile(cmsOpenProfileFromMemTHR(context.get(), bytes.data(),
+                                                 static_cast<cmsUInt32Number>(bytes.size())));
+    if (profile) {
+        // Deliberate: chains of processing elements have no limit to what a pixel costs. They are
+        // optional, and a profile that has them has tables for everybody else.
+        for (const cmsTagSignature chain :
+             {cmsSigDToB0Tag, cmsSigDToB1Tag, cmsSigDToB2Tag, cmsSigDToB3Tag, cmsSigBToD0Tag,
+              cmsSigBToD1Tag, cmsSigBToD2Tag, cmsSigBToD3Tag}) {
+            cmsWriteTag(profile.get(), chain, nullptr);
+        }
+    }
+    return profile;
+}
+
+LcmsTransform CreateLcmsTransform(const LcmsContext& context, const LcmsProfile& from,
+                                  const LcmsProfile& to) {
+    std::array<cmsHPROFILE, 2> profiles{from.get(), to.get()};
+    // Without the cache a transform has no state.
+    return LcmsTransform(cmsCreateMultiprofileTransformTHR(
+        context.get(), profiles.data(), static_cast<cmsUInt32Number>(profiles.size()),
+        TYPE_RGBA_FLT, TYPE_RGBA_FLT, INTENT_RELATIVE_COLORIMETRIC,
+        cmsFLAGS_BLACKPOINTCOMPENSATION | cmsFLAGS_COPY_ALPHA | cmsFLAGS_NOCACHE));
+}
+
+}  // namespace Raster

@@ -1,0 +1,130 @@
+#include "colour/MatrixStage.h"
+
+#include "colour/MatrixKernel.h"
+
+#include <lcms2_plugin.h>
+
+#include <array>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace Raster {
+
+namespace {
+
+using Tables = std::array<std::shared_ptr<const ToneTable>, 3>;
+
+class MatrixStage final : public SpanStage {
+public:
+    MatrixStage(Tables decoding, const std::array<std::array<float, 3>, 3>& matrix, Tables encoding)
+        : m_decoding(std::move(decoding)),
+          m_encoding(std::move(encoding)),
+          m_conversion{Borrow(m_decoding), matrix, Borrow(m_encoding)} {}
+
+    void Apply(float* rgba, std::size_t count) const override {
+        RunMatrixConversion(m_conversion, rgba, count);
+    }
+
+private:
+    static std::array<const ToneTable*, 3> Borrow(const Tables& tables) {
+        return {tables[0].get(), tables[1].get(), tables[2].get()};
+    }
+
+    Tables m_decoding;
+    Tables m_encoding;
+    MatrixConversion m_conversion;
+};
+
+/// Whether nothing but curves and a matrix says what the colours are: tables come first if there
+/// are any.
+bool IsPlain(const LcmsProfile& profile) {
+    for (const cmsTagSignature table :
+         {cmsSigAToB0Tag, cmsSigAToB1Tag, cmsSigBToA0Tag, cmsSigBToA1Tag}) {
+        if (cmsIsTag(profile.get(), table)) {
+            return false;
+        }
+    }
+    return cmsGetColorSpace(profile.get()) == cmsSigRgbData &&
+           cmsGetPCS(profile.get()) == cmsSigXYZData && cmsIsMatrixShaper(profile.get());
+}
+
+/// The colours of the three lights, in columns.
+std::optional<cmsMAT3> ReadMatrix(const LcmsProfile& profile) {
+    cmsMAT3 matrix{};
+    std::size_t column = 0;
+    for (const cmsTagSignature tag :
+         {cmsSigRedColorantTag, cmsSigGreenColorantTag, cmsSigBlueColorantTag}) {
+        const auto* const colour = static_cast<const cmsCIEXYZ*>(cmsReadTag(profile.get(), tag));
+        if (colour == nullptr) {
+            return std::nullopt;
+        }
+        matrix.v[0].n[column] = colour->X;
+        matrix.v[1].n[column] = colour->Y;
+        matrix.v[2].n[column] = colour->Z;
+        ++column;
+    }
+    return matrix;
+}
+
+/// From the lights of one profile to those of another.
+std::optional<std::array<std::array<float, 3>, 3>> FindMatrix(const LcmsProfile& from,
+                                                              const LcmsProfile& to) {
+    const std::optional<cmsMAT3> source = ReadMatrix(from);
+    const std::optional<cmsMAT3> destination = ReadMatrix(to);
+    cmsMAT3 inverse{};
+    if (!source || !destination || !_cmsMAT3inverse(&*destination, &inverse)) {
+        return std::nullopt;
+    }
+    cmsMAT3 product{};
+    _cmsMAT3per(&product, &inverse, &*source);
+    std::array<std::array<float, 3>, 3> matrix{};
+    for (std::size_t row = 0; row < 3; ++row) {
+        for (std::size_t column = 0; column < 3; ++column) {
+            matrix[row][column] = static_cast<float>(product.v[row].n[column]);
+        }
+    }
+    return matrix;
+}
+
+/// The tables of a profile's curves, one for those that are equal; empty if there is none for one.
+std::optional<Tables> MakeTables(const LcmsProfile& profile,
+                                 std::optional<ToneTable> (ToneCurve::*make)() const) {
+    Tables tables;
+    std::vector<ToneCurve> curves;
+    for (const cmsTagSignature tag : {cmsSigRedTRCTag, cmsSigGreenTRCTag, cmsSigBlueTRCTag}) {
+        const auto* const read = static_cast<const cmsToneCurve*>(cmsReadTag(profile.get(), tag));
+        if (read == nullptr) {
+            return std::nullopt;
+        }
+        const std::size_t channel = curves.size();
+        const ToneCurve& curve = curves.emplace_back(*read);
+        if (channel > 0 && curve == curves[channel - 1]) {
+            tables[channel] = tables[channel - 1];
+        } else if (std::optional<ToneTable> table = (curve.*make)()) {
+            tables[channel] = std::make_shared<const ToneTable>(std::move(*table));
+        } else {
+            return std::nullopt;
+        }
+    }
+    return tables;
+}
+
+}  // namespace
+
+Kernel::Counted<const SpanStage> CreateMatrixStage(const LcmsProfile& from, const LcmsProfile& to) {
+    if (!IsPlain(from) || !IsPlain(to)) {
+        return nullptr;
+    }
+    const auto matrix = FindMatrix(from, to);
+    std::optional<Tables> decoding = MakeTables(from, &ToneCurve::MakeDecodingTable);
+    std::optional<Tables> encoding = MakeTables(to, &ToneCurve::MakeEncodingTable);
+    if (!matrix || !decoding || !encoding) {
+        return nullptr;
+    }
+    return Kernel::MakeCounted<const MatrixStage>(std::move(*decoding), *matrix,
+                                                  std::move(*encoding));
+}
+
+}  // namespace Raster

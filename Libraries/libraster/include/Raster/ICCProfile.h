@@ -1,0 +1,55 @@
+// Colour profiles (ICC.1:2022).
+
+#pragma once
+
+#include "Kernel/Consolidated.h"
+#include "Kernel/String.h"
+#include "Raster/Export.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace Raster {
+
+/// What the colours of a profile's device are made of.
+enum class ColourSpace : std::uint8_t { RGB, Grey, CMYK, Lab };
+
+/// A colour profile, as its bytes. Never changes.
+///
+/// Threads: any.
+class RASTER_API ICCProfile : public Kernel::Countable {
+public:
+    static constexpr std::size_t MaximumSize = std::size_t{16} << 20;
+
+    using Identity = std::array<std::byte, 16>;
+
+    /// Reads a profile; bytes after the size that it states are left out. Empty if the bytes are
+    /// damaged, above MaximumSize, or not enough to tell colours by, or a profile of a class that
+    /// no bitmap can have: a device link, an abstract or a named-colour profile, or colours other
+    /// than ColourSpace knows.
+    static Kernel::Consolidated<ICCProfile> CreateFromBytes(std::span<const std::byte> bytes);
+
+    const Identity& GetIdentity() const noexcept { return m_identity; }
+    std::span<const std::byte> GetBytes() const noexcept { return m_bytes; }
+    ColourSpace GetColourSpace() const noexcept { return m_colourSpace; }
+    /// The description in the profile, in UTF-8; may be empty.
+    const Kernel::String& GetDescription() const noexcept { return m_description; }
+
+    /// Public for Kernel::MakeCounted only: use CreateFromBytes().
+    ICCProfile(std::vector<std::byte> bytes, const Identity& identity, ColourSpace colourSpace,
+               Kernel::String description);
+    ~ICCProfile() override;
+
+private:
+    std::vector<std::byte> m_bytes;
+    Identity m_identity;  // the MD5 sum that the standard defines as the profile's ID
+    ColourSpace m_colourSpace;
+    Kernel::String m_description;
+};
+
+}  // namespace Raster
+
+extern template class RASTER_API Kernel::Consolidated<Raster::ICCProfile>;
