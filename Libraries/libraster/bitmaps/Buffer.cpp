@@ -1,0 +1,68 @@
+#include "Raster/Buffer.h"
+
+#include <stdexcept>
+
+namespace Raster {
+
+namespace {
+
+std::size_t CountPixels(int width, int height) {
+    if (width < 0 || height < 0) {
+        throw std::invalid_argument("Buffer: the size is negative");
+    }
+    return static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+}
+
+}  // namespace
+
+template <class C1, class C2, class C3, class C4, class C5>
+Buffer<C1, C2, C3, C4, C5>::Buffer(int width, int height)
+    : m_width(width), m_height(height), m_pixels(CountPixels(width, height)) {}
+
+template <class C1, class C2, class C3, class C4, class C5>
+Kernel::Counted<Buffer<C1, C2, C3, C4, C5>> Buffer<C1, C2, C3, C4, C5>::CreateFromBitmap(
+    const DynamicBitmap& bitmap) {
+    const ConstPixelAccessor accessor(bitmap);
+    Kernel::Counted<Buffer> buffer =
+        Kernel::MakeCounted<Buffer>(bitmap.GetWidth(), bitmap.GetHeight());
+    const ViewSource source(accessor.GetView());
+    ViewTarget target(buffer->GetHostView());
+    const Rendering plain;
+    RunHostPath({&source, &target, nullptr, &plain, nullptr}, bitmap.GetBounds());
+    return buffer;
+}
+
+template <class C1, class C2, class C3, class C4, class C5>
+std::span<Pixel<C1, C2, C3, C4, C5>> Buffer<C1, C2, C3, C4, C5>::GetRow(int y) noexcept {
+    const auto width = static_cast<std::size_t>(m_width);
+    return GetPixels().subspan(static_cast<std::size_t>(y) * width, width);
+}
+
+template <class C1, class C2, class C3, class C4, class C5>
+std::span<const Pixel<C1, C2, C3, C4, C5>> Buffer<C1, C2, C3, C4, C5>::GetRow(
+    int y) const noexcept {
+    const auto width = static_cast<std::size_t>(m_width);
+    return GetPixels().subspan(static_cast<std::size_t>(y) * width, width);
+}
+
+template <class C1, class C2, class C3, class C4, class C5>
+PixelView Buffer<C1, C2, C3, C4, C5>::GetHostView() noexcept {
+    return {std::as_writable_bytes(GetPixels()).data(),
+            static_cast<std::ptrdiff_t>(sizeof(PixelType)) * m_width, m_width, m_height,
+            &GetPixelFormat()};
+}
+
+template <class C1, class C2, class C3, class C4, class C5>
+ConstPixelView Buffer<C1, C2, C3, C4, C5>::GetHostView() const noexcept {
+    return {std::as_bytes(GetPixels()).data(),
+            static_cast<std::ptrdiff_t>(sizeof(PixelType)) * m_width, m_width, m_height,
+            &GetPixelFormat()};
+}
+
+#define RASTER_BUFFER(...)                                      \
+    template class ModelBase<Buffer<__VA_ARGS__>, __VA_ARGS__>; \
+    template class Buffer<__VA_ARGS__>;
+RASTER_FOR_EACH_HOST_FORMAT(RASTER_BUFFER)
+#undef RASTER_BUFFER
+
+}  // namespace Raster

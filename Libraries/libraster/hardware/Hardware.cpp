@@ -1,0 +1,125 @@
+#include "Raster/Hardware.h"
+
+#include "Kernel/CriticalSection.h"
+
+#include "hardware/Device.h"
+#include "hardware/DeviceImage.h"
+#include "hardware/FailureCounts.h"
+
+#include <atomic>
+
+namespace Raster {
+
+namespace {
+
+// Looked at for every run, so they are read without the lock.
+std::atomic<HardwareUse> use = HardwareUse::GPUs;
+std::atomic<bool> isChosen = false;
+std::atomic<Device*> chosen = nullptr;
+
+Kernel::CriticalSection& GetSection() {
+    static Kernel::CriticalSection section;
+    return section;
+}
+
+Device* ChooseOnce() {
+    const Kernel::ScopedLock lock(GetSection());
+    if (!isChosen) {
+        chosen = Device::Choose(use);
+        isChosen = true;
+    }
+    return chosen;
+}
+
+constinit FailureCounts failureCounts;
+
+bool HasAllFragments(const KernelImage& image) noexcept {
+    return image.format != nullptr && image.traitsFragment != nullptr && image.fragment != nullptr;
+}
+
+/// Whether a kernel over `rect` stays within an image, which may be none.
+bool IsWithin(const Rect& rect, const KernelImage& image) noexcept {
+    if (image.buffer == nullptr) {
+        return image.format == nullptr;
+    }
+    return rect.Intersect(static_cast<const DeviceImage*>(image.buffer)->GetBounds()) == rect;
+}
+
+}  // namespace
+
+template <class Implementation>
+void* Hardware<Implementation>::GetDevice() {
+    Device* const device = isChosen ? chosen.load() : ChooseOnce();
+    return device != nullptr && !device->IsGivenUp() ? device : nullptr;
+}
+
+template <class Implementation>
+void* Hardware<Implementation>::GetIdentityBuffer(void* device) {
+    const Device* const found = Device::Find(device);
+    return found != nullptr ? Kernel::Counted(found->GetIdentityImage()).Detach() : nullptr;
+}
+
+template <class Implementation>
+void Hardware<Implementation>::ReleaseBuffer(void* buffer) noexcept {
+    if (buffer != nullptr) {
+        static_cast<DeviceImage*>(buffer)->Release();
+    }
+}
+
+template <class Implementation>
+void Hardware<Implementation>::IncrementFailedKernels(void* device) noexcept {
+    failureCounts.Increment(device);
+}
+
+template <class Implementation>
+std::uint64_t Hardware<Implementation>::GetFailedKernelCount(void* device) noexcept {
+    return failureCounts.Get(device);
+}
+
+template <class Implementation>
+void Hardware<Implementation>::SetUse(HardwareUse newUse) {
+    const Kernel::ScopedLock lock(GetSection());
+    use = newUse;
+    chosen = nullptr;
+    isChosen = false;
+}
+
+template class Hardware<DefaultImplementation>;
+
+bool ShouldExecuteKernel(const Rect& rect) {
+    // Below, the way to the device and back costs more than the work.
+    constexpr Rect::Extent FewestPixels = Rect::Extent{512} * 512;
+    return (rect.GetWidth() * rect.GetHeight() >= FewestPixels || use == HardwareUse::AnyDevice) &&
+           Hardware<DefaultImplementation>::GetDevice() != nullptr;
+}
+
+HardwareKernelLanguage GetKernelLanguage(void* /*device*/) {
+    return HardwareKernelLanguage::OpenCL;
+}
+
+bool KernelDescriptor::IsComplete() const {
+    if (!HasAllFragments(source) || !HasAllFragments(destination) ||
+        (mask.format != nullptr && !HasAllFragments(mask)) || conversionFragment == nullptr ||
+        perPixelFragment == nullptr) {
+        return false;
+    }
+    Device* const found = Device::Find(device);
+    return found != nullptr && !found->IsKnownToFail(*this);
+}
+
+bool ExecuteKernel(const KernelDescriptor& descriptor, const Rect& rect) {
+    Device* const device = Device::Find(descriptor.device);
+    if (device == nullptr || rect.IsEmpty() || !descriptor.IsComplete() ||
+        !IsWithin(rect, descriptor.source) || !IsWithin(rect, descriptor.destination) ||
+        !IsWithin(rect, descriptor.mask)) {
+        return false;
+    }
+    try {
+        return device->Run(descriptor, rect);
+    } catch (const OpenCLError& error) {
+        device->GiveUp(error);
+        return false;
+    }
+}
+
+}  // namespace Raster

@@ -1,0 +1,70 @@
+// Bitmaps whose pixel format is known at compile time.
+
+#pragma once
+
+#include "Raster/DynamicBitmap.h"
+#include "Raster/FormatTraits.h"
+#include "Raster/HostFormats.h"
+#include "Raster/ModelBase.h"
+#include "Raster/Pixel.h"
+
+namespace Raster {
+
+/// A bitmap of the format with these channels. It is a DynamicBitmap, too, so it is shared with
+/// code that knows formats at run time only, without a copy; but never call Create() through that
+/// side with another format.
+template <class C1, class C2, class C3, class C4, class C5>
+class Bitmap : public DynamicBitmap,
+               public ModelBase<Bitmap<C1, C2, C3, C4, C5>, C1, C2, C3, C4, C5> {
+public:
+    using PixelType = Pixel<C1, C2, C3, C4, C5>;
+
+    Bitmap() : Bitmap(0, 0) {}
+    Bitmap(int width, int height, MipmapMode mipmapMode = MipmapMode::None,
+           HardwareCachePolicy policy = HardwareCachePolicy::Allowed)
+        : DynamicBitmap(width, height, GetStaticFormat(), mipmapMode, policy) {}
+
+    static const PixelFormat& GetStaticFormat() noexcept {
+        return FormatTraits<C1, C2, C3, C4, C5>::GetPixelFormat();
+    }
+    static Kernel::String GetDescription() {
+        return DescribeChannels("Bitmap", ChannelFactsOf<C1, C2, C3, C4, C5>);
+    }
+    static Format GetFormat() noexcept { return GetStaticFormat().code; }
+
+    Kernel::Counted<Bitmap> Clone(bool* abort = nullptr) const;
+    Kernel::Counted<Bitmap> CloneEmpty() const;
+
+    // A bitmap that is stored answers for itself.
+    using DynamicBitmap::AccumulateHashFast;
+    using DynamicBitmap::CheckForCorruptions;
+    using DynamicBitmap::DestroyHardwareBuffer;
+    using DynamicBitmap::FixCorruptions;
+    using DynamicBitmap::FlushHardware;
+    using DynamicBitmap::GetDestHardwareFragment;
+    using DynamicBitmap::GetHardwareDevice;
+    using DynamicBitmap::GetHardwareFillByte;
+    using DynamicBitmap::GetHardwareParams;
+    using DynamicBitmap::GetHardwareWriteQueue;
+    using DynamicBitmap::GetHeight;
+    using DynamicBitmap::GetMaskHardwareFragment;
+    using DynamicBitmap::GetProfile;
+    using DynamicBitmap::GetSourceHardwareFragment;
+    using DynamicBitmap::GetThreadLimit;
+    using DynamicBitmap::GetWidth;
+    using DynamicBitmap::InvalidateHardwareCache;
+    using DynamicBitmap::InvalidateHostCache;
+    using DynamicBitmap::IsEqual;
+    using DynamicBitmap::RetainHardwareBuffer;
+    using DynamicBitmap::SyncHardwareCache;
+    using DynamicBitmap::SyncHostCache;
+};
+
+// In this order: the base is instantiated with the class itself.
+#define RASTER_BITMAP(...)                                                        \
+    extern template class RASTER_API ModelBase<Bitmap<__VA_ARGS__>, __VA_ARGS__>; \
+    extern template class RASTER_API Bitmap<__VA_ARGS__>;
+RASTER_FOR_EACH_HOST_FORMAT(RASTER_BITMAP)
+#undef RASTER_BITMAP
+
+}  // namespace Raster

@@ -1,0 +1,98 @@
+// What every bitmap can be asked, with the answers of one that has no device copy and no cache.
+
+#pragma once
+
+#include "Kernel/Consolidated.h"
+#include "Kernel/FixCorruptionsResult.h"
+#include "Kernel/HashAccumulator.h"
+#include "Raster/Hardware.h"
+#include "Raster/ICCProfile.h"
+#include "Raster/PixelView.h"
+
+#include <vector>
+
+namespace Raster {
+
+/// Static base of bitmaps: no operation is virtual. Pipelines call these on the concrete type,
+/// which hides those that it answers itself. `Derived` is Kernel::Countable.
+template <class Derived, class C1, class C2, class C3, class C4, class C5>
+class ModelBase {
+public:
+    // Deliberate: a bitmap is not what its base is, so there is nothing to copy.
+    ModelBase& operator=(const ModelBase& /*other*/) noexcept { return *this; }
+
+    /// Five records, placeholders included.
+    static std::vector<ChannelParams> GetChannelInfo() {
+        return MakeChannelParams(ChannelFactsOf<C1, C2, C3, C4, C5>);
+    }
+    static Kernel::LocalisedString Localise(Kernel::String name) {
+        return LocaliseChannelName(std::move(name));
+    }
+
+    int GetWidth(int /*level*/) const noexcept { return 0; }
+    int GetHeight(int /*level*/) const noexcept { return 0; }
+    /// A copy; null if there can be none, or if `abort` was set meanwhile.
+    Kernel::Counted<Derived> Clone(bool* /*abort*/) const { return nullptr; }
+    /// A transparent bitmap of the same size and format.
+    Kernel::Counted<Derived> CloneEmpty() const { return nullptr; }
+    /// Empty: colours are nobody's to manage.
+    Kernel::Consolidated<ICCProfile> GetProfile() const { return {}; }
+
+    /// Whether all pixels are equal. Never, where nobody can tell.
+    bool IsEqual(const Derived& /*other*/) const { return false; }
+    /// Adds what IsEqual() compares.
+    void AccumulateHashFast(Kernel::HashAccumulator& /*hash*/) const {}
+    Kernel::FixCorruptionsResult CheckForCorruptions(bool /*isThorough*/) const {
+        return Kernel::FixCorruptionsResult::Sound;
+    }
+    Kernel::FixCorruptionsResult FixCorruptions() { return Kernel::FixCorruptionsResult::Sound; }
+
+    /// How many threads may work on this at a time; 0 for any number.
+    int GetThreadLimit() const noexcept { return 0; }
+
+    // The device copy. Rectangles are pixels, null stands for all of them. `abort`, if not null,
+    // ends an operation early once it is set.
+
+    /// The device that holds a copy; null if none does.
+    void* GetHardwareDevice() const noexcept { return nullptr; }
+    std::uintptr_t GetHardwareWriteQueue() const noexcept { return 0; }
+    /// Writes the numbers that the fragments of this bitmap take, and returns how many they are.
+    int GetHardwareParams(const void* /*device*/, float* /*params*/) const noexcept { return 0; }
+    const char* GetSourceHardwareFragment(HardwareKernelLanguage /*language*/) const noexcept {
+        return nullptr;
+    }
+    const char* GetDestHardwareFragment(HardwareKernelLanguage /*language*/) const noexcept {
+        return nullptr;
+    }
+    const char* GetMaskHardwareFragment(HardwareKernelLanguage /*language*/) const noexcept {
+        return nullptr;
+    }
+    /// Whether all pixels have one byte throughout, and which.
+    bool GetHardwareFillByte(unsigned char& /*byte*/) const noexcept { return false; }
+    void DestroyHardwareBuffer() noexcept {}
+    void FlushHardware() noexcept {}
+    /// The host's pixels in `rect` are newer than the device's.
+    void InvalidateHardwareCache(Rect /*rect*/) noexcept {}
+    /// The device's pixels in `rect` are newer than the host's.
+    void InvalidateHostCache(Rect /*rect*/) noexcept {}
+    /// Brings the host's copy up to date; `willOverwrite`: the caller writes all of `rect` next.
+    void SyncHostCache(Rect* /*rect*/, bool /*willOverwrite*/, bool* /*abort*/) const noexcept {}
+    /// Brings the copy on `device` up to date and returns whether that worked.
+    bool SyncHardwareCache(void* /*device*/, Rect* /*rect*/, bool /*willOverwrite*/,
+                           bool* /*abort*/) const noexcept {
+        return true;
+    }
+    /// The device's copy, made if need be, with a reference that the caller releases; null if there
+    /// can be none. Here the device's identity buffer, which stands for "no pixels".
+    template <class... Rest>
+    void* RetainHardwareBuffer(void* device, const Rest&... /*rest*/) const {
+        return Hardware<DefaultImplementation>::GetIdentityBuffer(device);
+    }
+
+protected:
+    ModelBase() noexcept = default;
+    ModelBase(const ModelBase&) noexcept = default;
+    ~ModelBase() = default;
+};
+
+}  // namespace Raster

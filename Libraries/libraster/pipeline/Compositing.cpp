@@ -1,0 +1,136 @@
+#include "Raster/Compositing.h"
+
+#include "Raster/ICCManager.h"
+#include "Raster/Pipeline.h"
+
+#include <algorithm>
+
+namespace Raster {
+
+namespace {
+
+using BitmapPipeline = Pipeline<DynamicBitmap, DynamicBitmap>;
+
+/// With the conversion between the colours of the two, if one is needed.
+Rendering MakeRendering(const DynamicBitmap& destination, const DynamicBitmap& source) {
+    Rendering rendering;
+    if (auto stage = ICCManager::CreateConversion(source.GetProfile(), destination.GetProfile())) {
+        rendering.stages.push_back(std::move(stage));
+    }
+    return rendering;
+}
+
+bool HasSameColours(const PixelFormat& a, const PixelFormat& b) {
+    return std::ranges::equal(a.channels, b.channels, {}, &ChannelFacts::role, &ChannelFacts::role);
+}
+
+/// A transparent bitmap whose colours are those of `source`, where the format allows.
+Kernel::Counted<DynamicBitmap> CreateLike(const DynamicBitmap& source, int width, int height,
+                                          const PixelFormat& format) {
+    auto bitmap = Kernel::MakeCounted<DynamicBitmap>(width, height, format);
+    if (HasSameColours(source.GetPixelFormat(), format)) {
+        bitmap->SetProfile(source.GetProfile());
+    }
+    return bitmap;
+}
+
+/// A side that is too long is left to the bitmap, which refuses it.
+int ToSide(long long length) noexcept {
+    return static_cast<int>(std::min<long long>(length, DynamicBitmap::MaximumSide + 1));
+}
+
+Kernel::Counted<DynamicBitmap> CopyRect(const DynamicBitmap& source, const Rect& rect,
+                                        CopyTally* tally, bool* abort) {
+    auto copy = CreateLike(source, ToSide(rect.GetWidth()), ToSide(rect.GetHeight()),
+                           source.GetPixelFormat());
+    Rendering rendering;
+    rendering.transform =
+        AffineTransform::Params::Translate(-double{1} * rect.left, -double{1} * rect.top);
+    rendering.tally = tally;
+    const bool isDone =
+        BitmapPipeline::Run(*copy, source, nullptr, copy->GetBounds(), rendering, abort);
+    return isDone ? copy : nullptr;
+}
+
+}  // namespace
+
+bool Render(DynamicBitmap& destination, const DynamicBitmap& source,
+            const AffineTransform::Params& transform, Sampler sampler, bool* abort) {
+    Rendering rendering = MakeRendering(destination, source);
+    rendering.transform = transform;
+    rendering.sampler = sampler;
+    return BitmapPipeline::Run(destination, source, nullptr, destination.GetBounds(), rendering,
+                               abort);
+}
+
+bool Convert(DynamicBitmap& destination, const DynamicBitmap& source, bool* abort) {
+    return BitmapPipeline::Run(destination, source, nullptr, source.GetBounds(),
+                               MakeRendering(destination, source), abort);
+}
+
+Kernel::Counted<DynamicBitmap> Resize(const DynamicBitmap& source, int width, int height,
+                                      Format format, Sampler sampler, bool* abort) {
+    auto result = CreateLike(source, width, height, GetPixelFormat(format));
+    if (result->GetBounds().IsEmpty() || source.GetBounds().IsEmpty()) {
+        return result;
+    }
+    const auto transform = AffineTransform::Params::MapRect(
+        {0, 0, double{1} * source.GetWidth(), double{1} * source.GetHeight()},
+        {0, 0, double{1} * width, double{1} * height});
+    return Render(*result, source, transform, sampler, abort) ? result : nullptr;
+}
+
+Kernel::Counted<DynamicBitmap> CopyWithTally(const DynamicBitmap& source, const Rect& rect,
+                                             CopyTally& tally, bool* abort) {
+    CopyTally seen;
+    auto copy = CopyRect(source, rect, &seen, abort);
+    if (copy) {
+        tally = seen;
+    }
+    return copy;
+}
+
+bool CompositeOver(DynamicBitmap& destination, const DynamicBitmap& source,
+                   const AffineTransform::Params& transform, float weight, Sampler sampler,
+                   bool* abort) {
+    Rendering rendering = MakeRendering(destination, source);
+    rendering.transform = transform;
+    rendering.sampler = sampler;
+    rendering.blend = Blend::Over;
+    rendering.weight = weight;
+    return BitmapPipeline::Run(destination, source, nullptr, transform.MapRect(source.GetBounds()),
+                               rendering, abort);
+}
+
+bool CompositeDestinationIn(DynamicBitmap& destination, const DynamicBitmap& mask, bool* abort) {
+    Rendering rendering;
+    rendering.blend = Blend::DestinationIn;
+    return BitmapPipeline::Run(destination, mask, nullptr, destination.GetBounds(), rendering,
+                               abort);
+}
+
+Kernel::Counted<DynamicBitmap> JoinAlpha(const DynamicBitmap& colour, const DynamicBitmap& alpha,
+                                         bool* abort) {
+    if (colour.GetBounds() != alpha.GetBounds()) {
+        return nullptr;
+    }
+    auto result = colour.Clone(abort);
+    Rendering rendering;
+    rendering.blend = Blend::JoinAlpha;
+    const bool isDone = result && BitmapPipeline::Run(*result, alpha, nullptr, result->GetBounds(),
+                                                      rendering, abort);
+    return isDone ? result : nullptr;
+}
+
+Kernel::Counted<DynamicBitmap> AddBorder(const DynamicBitmap& source, int border, bool* abort) {
+    const long long width = source.GetWidth() + 2LL * border;
+    const long long height = source.GetHeight() + 2LL * border;
+    if (width <= 0 || height <= 0) {
+        return CreateLike(source, 0, 0, source.GetPixelFormat());
+    }
+    const int right = ToSide(width) - border;
+    const int bottom = ToSide(height) - border;
+    return CopyRect(source, {-border, -border, right, bottom}, nullptr, abort);
+}
+
+}  // namespace Raster

@@ -1,0 +1,144 @@
+#include "pipeline/NearestResampler.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace Raster {
+
+namespace {
+
+/// Pixels of the source, by number.
+struct Places {
+    int x[TileWidth];
+    int y[TileWidth];
+};
+
+/// The largest of all pixels: four floats.
+constexpr std::size_t MaximumPixelSize = 16;
+
+/// Puts pixels of `Size` bytes side by side.
+template <std::size_t Size>
+void Gather(const ConstPixelView& view, const Places& places, std::size_t count,
+            std::byte* pixels) {
+    for (std::size_t i = 0; i < count; ++i) {
+        std::memcpy(pixels + i * Size,
+                    view.pixels + places.y[i] * view.stride +
+                        static_cast<std::ptrdiff_t>(Size) * places.x[i],
+                    Size);
+    }
+}
+
+void GatherAny(const ConstPixelView& view, const Places& places, std::size_t count,
+               std::byte* pixels) {
+    switch (view.format->GetPixelSize()) {
+        case 1:
+            return Gather<1>(view, places, count, pixels);
+        case 2:
+            return Gather<2>(view, places, count, pixels);
+        case 4:
+            return Gather<4>(view, places, count, pixels);
+        case 5:
+            return Gather<5>(view, places, count, pixels);
+        case 8:
+            return Gather<8>(view, places, count, pixels);
+        default:
+            return Gather<MaximumPixelSize>(view, places, count, pixels);
+    }
+}
+
+/// Finds the source's pixels for row `row` of `tile` and returns where it has some.
+ColumnRun FindPlaces(const SpanSource& source, const AffineTransform::Params& inverse,
+                     const Rect& tile, int row, Places& places) noexcept {
+    RowPoints points;
+    MapRow(inverse, tile, row, points);
+    const ColumnRun run = FindInside(points, static_cast<int>(tile.GetWidth()), source.GetWidth(),
+                                     source.GetHeight());
+    for (int i = run.begin; i < run.end; ++i) {
+        places.x[i - run.begin] = static_cast<int>(points.x[i]);
+        places.y[i - run.begin] = static_cast<int>(points.y[i]);
+    }
+    return run;
+}
+
+class NearestRows final : public TileRows {
+public:
+    NearestRows(const SpanSource& source, const AffineTransform::Params& inverse,
+                const Rect& tile) noexcept
+        : m_source(source), m_inverse(inverse), m_tile(tile) {}
+
+    ColumnRun Read(int y, RowBuffer& row) override {
+        Places places;
+        const ColumnRun run = FindPlaces(m_source, m_inverse, m_tile, y, places);
+        ReadPlaces(places, static_cast<std::size_t>(run.end - run.begin), row);
+        MoveInto(run, static_cast<int>(m_tile.GetWidth()), row);
+        return run;
+    }
+
+private:
+    void ReadPlaces(const Places& places, std::size_t count, RowBuffer& row) const {
+        if (const ConstPixelView* const view = m_source.GetView()) {
+            alignas(64) std::byte pixels[TileWidth * MaximumPixelSize];
+            GatherAny(*view, places, count, pixels);
+            view->format->read(pixels, row.rgba, count);
+            return;
+        }
+        for (std::size_t i = 0; i < count; ++i) {
+            alignas(64) float pixel[4];
+            m_source.Read(places.x[i], places.y[i], 1, pixel);
+            std::copy_n(pixel, 4, row.rgba + i * 4);
+        }
+    }
+
+    const SpanSource& m_source;
+    AffineTransform::Params m_inverse;
+    Rect m_tile;
+};
+
+}  // namespace
+
+std::unique_ptr<TileRows> NearestResampler::OpenTile(const Rect& tile) const {
+    return std::make_unique<NearestRows>(m_source, m_inverse, tile);
+}
+
+bool NearestResampler::CopyTile(const PixelView& target, const Rect& tile) const {
+    const ConstPixelView* const view = m_source.GetView();
+    if (view == nullptr || view->format != target.format) {
+        return false;
+    }
+    for (int y = tile.top; y < tile.bottom; ++y) {
+        Places places;
+        const ColumnRun run = FindPlaces(m_source, m_inverse, tile, y, places);
+        const Rect covered{tile.left + run.begin, y, tile.left + run.end, y + 1};
+        GatherAny(*view, places, static_cast<std::size_t>(run.end - run.begin),
+                  target.At(covered.left, y));
+        ClearAround(target, {tile.left, y, tile.right, y + 1}, covered);
+    }
+    return true;
+}
+
+void MapRow(const AffineTransform::Params& inverse, const Rect& tile, int row,
+            RowPoints& points) noexcept {
+    const auto start = inverse.Map({0, row + 0.5});
+    for (int i = 0; i < static_cast<int>(tile.GetWidth()); ++i) {
+        const double x = tile.left + i + 0.5;
+        points.x[i] = start.x + inverse.xx * x;
+        points.y[i] = start.y + inverse.yx * x;
+    }
+}
+
+ColumnRun FindInside(const RowPoints& points, int count, int width, int height) noexcept {
+    const auto isInside = [&](int i) {
+        return points.x[i] >= 0 && points.x[i] < width && points.y[i] >= 0 && points.y[i] < height;
+    };
+    // Along a line coordinates only grow or only shrink, so those inside are neighbours.
+    ColumnRun run{0, count};
+    while (run.begin < run.end && !isInside(run.begin)) {
+        ++run.begin;
+    }
+    while (run.end > run.begin && !isInside(run.end - 1)) {
+        --run.end;
+    }
+    return run;
+}
+
+}  // namespace Raster

@@ -1,0 +1,35 @@
+// Sources of which single pixels are picked.
+
+#pragma once
+
+#include "pipeline/Resampler.h"
+
+namespace Raster {
+
+/// Gives the pixel whose area holds the point, as it is: hidden colours, too.
+class NearestResampler final : public Resampler {
+public:
+    NearestResampler(const SpanSource& source, const AffineTransform::Params& inverse) noexcept
+        : m_source(source), m_inverse(inverse) {}
+    std::unique_ptr<TileRows> OpenTile(const Rect& tile) const override;
+    bool CopyTile(const PixelView& target, const Rect& tile) const override;
+
+private:
+    const SpanSource& m_source;
+    AffineTransform::Params m_inverse;
+};
+
+/// Source coordinates of the pixels' centres in a row of a tile, from its left edge.
+struct RowPoints {
+    double x[TileWidth];
+    double y[TileWidth];
+};
+
+/// Maps the pixels of `tile` in row `row` back.
+void MapRow(const AffineTransform::Params& inverse, const Rect& tile, int row,
+            RowPoints& points) noexcept;
+
+/// Which of `count` points in a row lie in a source of that size.
+ColumnRun FindInside(const RowPoints& points, int count, int width, int height) noexcept;
+
+}  // namespace Raster

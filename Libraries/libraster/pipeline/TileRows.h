@@ -1,0 +1,64 @@
+// A source as the destination's tiles see it: row by row, in place.
+
+#pragma once
+
+#include "Raster/Spans.h"
+
+namespace Raster {
+
+inline constexpr int TileWidth = 128;
+inline constexpr int TileHeight = 256;
+
+/// Pixels of one row of a tile: unit-float RGBA, 64-byte aligned.
+struct alignas(64) RowBuffer {
+    float rgba[std::size_t{TileWidth} * 4];
+
+    float* At(int column) noexcept { return rgba + std::ptrdiff_t{column} * 4; }
+    const float* At(int column) const noexcept { return rgba + std::ptrdiff_t{column} * 4; }
+};
+
+/// Columns of a tile, from its left edge: from `begin` up to, not including, `end`.
+struct ColumnRun {
+    int begin = 0;
+    int end = 0;
+
+    bool IsEmpty() const noexcept { return end <= begin; }
+};
+
+/// Moves pixels from the start of `row` to the columns of `run` and makes the others, up to
+/// `width`, transparent.
+void MoveInto(ColumnRun run, int width, RowBuffer& row) noexcept;
+
+/// Makes the pixels of `tile` beside `covered`, which lies in it or is empty, transparent: all
+/// bytes 0.
+void ClearAround(const PixelView& view, const Rect& tile, const Rect& covered) noexcept;
+
+/// The rows of one tile, which are asked for from its top to its bottom.
+class TileRows {
+public:
+    TileRows() = default;
+    TileRows(const TileRows&) = delete;
+    TileRows& operator=(const TileRows&) = delete;
+    virtual ~TileRows() = default;
+
+    /// Gives the pixels of row `y` of the destination, transparent ones where the source has none,
+    /// and returns where it has some.
+    virtual ColumnRun Read(int y, RowBuffer& row) = 0;
+};
+
+/// The rows of a source that lies by whole pixels off the destination's origin.
+class ShiftedRows final : public TileRows {
+public:
+    ShiftedRows(const SpanSource& source, const Rect& tile, int shiftX = 0,
+                int shiftY = 0) noexcept;
+    ColumnRun Read(int y, RowBuffer& row) override;
+
+private:
+    const SpanSource& m_source;
+    int m_width;
+    int m_shiftY;
+    int m_firstColumn;  // of the source
+    ColumnRun m_columns;
+};
+
+}  // namespace Raster

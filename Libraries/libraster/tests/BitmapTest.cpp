@@ -1,0 +1,200 @@
+#include "Kernel/Dispatch.h"
+#include "Kernel/Testing.h"
+#include "Raster/Bitmap.h"
+#include "Raster/Buffer.h"
+#include "Raster/PixelAccessor.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <bit>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <new>
+#include <span>
+#include <stdexcept>
+
+namespace Raster {
+namespace {
+
+using ColourBitmap = Bitmap<Red8, Green8, Blue8, Alpha8, X5>;
+using Trace = Kernel::Testing::Recorded<Kernel::Trace>;
+
+void Fill(const PixelView& view, std::byte value) {
+    for (int y = 0; y < view.height; ++y) {
+        std::memset(view.At(0, y), static_cast<int>(value), view.At(view.width, 0) - view.At(0, 0));
+    }
+}
+
+std::uint64_t GetHash(const DynamicBitmap& bitmap) {
+    Kernel::HashAccumulator hash;
+    bitmap.AccumulateHashFast(hash);
+    return hash.GetHash();
+}
+
+using F = Format;
+class BitmapOfFormat : public testing::TestWithParam<F> {};
+INSTANTIATE_TEST_SUITE_P(All, BitmapOfFormat,
+                         testing::Values(F::RGBA8, F::RGBA16, F::RGBAF, F::GreyA8, F::GreyA16,
+                                         F::CMYKA8, F::LabA16, F::Alpha8, F::Alpha16, F::AlphaF));
+
+TEST_P(BitmapOfFormat, AlignsItsRowsAndStartsTransparent) {
+    const DynamicBitmap bitmap(37, 5, GetParam());
+    const ConstPixelView view = bitmap.GetHostView();
+    const std::ptrdiff_t rowSize = view.At(37, 0) - view.pixels;
+    EXPECT_EQ(view.format, &GetPixelFormat(GetParam()));
+    EXPECT_EQ(view.stride, (rowSize + 63) / 64 * 64);
+    EXPECT_EQ(std::bit_cast<std::uintptr_t>(view.pixels) % 64, 0U);
+    EXPECT_THAT(std::span(view.pixels, static_cast<std::size_t>(view.stride) * 5),
+                testing::Each(std::byte{0}));
+}
+
+TEST_P(BitmapOfFormat, IsEqualByItsPixelsAlone) {
+    DynamicBitmap bitmap(37, 5, GetParam());
+    Fill(PixelAccessor(bitmap).GetView(), std::byte{0x35});
+    const Kernel::Counted<DynamicBitmap> clone = bitmap.Clone();
+    ASSERT_TRUE(clone);
+    *clone->GetHostView().At(37, 4) = std::byte{1};  // after the last pixel
+    EXPECT_TRUE(clone->IsEqual(bitmap));
+    EXPECT_EQ(GetHash(*clone), GetHash(bitmap));
+
+    *(clone->GetHostView().At(37, 4) - 1) ^= std::byte{1};
+    EXPECT_FALSE(clone->IsEqual(bitmap));
+    EXPECT_NE(GetHash(*clone), GetHash(bitmap));
+    EXPECT_FALSE(bitmap.CloneEmpty()->IsEqual(bitmap));
+    EXPECT_NE(GetHash(DynamicBitmap(5, 37)), GetHash(DynamicBitmap(37, 5)));
+}
+
+TEST(DynamicBitmap, StaysAsItWasWhenASizeIsRefused) {
+    DynamicBitmap bitmap(2, 1);
+    const PixelView before = bitmap.GetHostView();
+    EXPECT_THROW(bitmap.Create(-1, 1), std::invalid_argument);
+    EXPECT_THROW(bitmap.Create(1, DynamicBitmap::MaximumSide + 1), std::invalid_argument);
+    EXPECT_THROW(bitmap.Create(1, 1, Format::Tensor), std::invalid_argument);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    // The sanitizers end the process instead of returning null from calloc().
+    EXPECT_THROW(bitmap.Create(DynamicBitmap::MaximumSide, DynamicBitmap::MaximumSide),
+                 std::bad_alloc);
+#endif
+    EXPECT_EQ(bitmap.GetHostView().pixels, before.pixels);
+}
+
+TEST(DynamicBitmap, MayHaveNoPixels) {
+    for (const auto& [width, height] : {std::pair{0, 0}, {5, 0}, {0, 5}}) {
+        const DynamicBitmap bitmap(width, height, Format::RGBAF, MipmapMode::OnDemand);
+        EXPECT_TRUE(bitmap.Clone()->IsEqual(bitmap));
+        EXPECT_EQ(bitmap.GetAlphaBoundingBox(), Rect{});
+        EXPECT_EQ(bitmap.GetInverseAlphaBoundingBox(), EmptyRect);
+        EXPECT_FALSE(bitmap.GetLevel(1));
+    }
+}
+
+TEST(DynamicBitmap, ClonesAllThatItIsUnlessAborted) {
+    const ColourBitmap bitmap(3, 2, MipmapMode::OnDemand);
+    const Kernel::Counted<ColourBitmap> clone = bitmap.Clone();
+    EXPECT_EQ(clone->GetMipmapMode(), MipmapMode::OnDemand);
+    bool abort = true;
+    EXPECT_FALSE(bitmap.Clone(&abort));
+}
+
+/// Fills with 7, after having done `meanwhile` half-way.
+class Loader : public DelayLoader {
+public:
+    explicit Loader(std::function<void()> meanwhile) : m_meanwhile(std::move(meanwhile)) {}
+    void Load(const PixelView& pixels, const bool* /*abort*/) override {
+        EXPECT_EQ(*pixels.At(0, 0), std::byte{0});
+        Fill(pixels, std::byte{7});
+        m_meanwhile();
+    }
+
+private:
+    std::function<void()> m_meanwhile;
+};
+
+TEST(DelayLoad, HappensOnceHoweverManyReadAtATime) {
+    DynamicBitmap bitmap(200, 200);
+    int loads = 0;
+    bitmap.SetDelayLoader(std::make_unique<Loader>([&] {
+        Kernel::Dispatch::Sleep(std::chrono::milliseconds(20));
+        ++loads;
+    }));
+    const Trace trace;
+    std::array<std::byte, 8> seen{};
+    Kernel::Dispatch::DispatchParallelFor(
+        [&](std::byte& pixel) {
+            bitmap.SyncHostCache(nullptr, false, nullptr);
+            pixel = *std::as_const(bitmap).GetHostView().At(199, 199);
+        },
+        seen.size(), seen.data(), Kernel::Dispatch::Priority::Normal,
+        Kernel::Dispatch::ThreadPurpose::Pixels, 1);
+    EXPECT_EQ(loads, 1);
+    EXPECT_THAT(seen, testing::Each(std::byte{7}));
+    EXPECT_THAT(trace.GetMessages(), testing::IsEmpty());
+}
+
+TEST(DelayLoad, StaysPendingUntilAnAttemptSucceeds) {
+    const Trace trace;
+    DynamicBitmap bitmap(2, 2);
+    bool abort = false;
+    int loads = 0;
+    bitmap.SetDelayLoader(std::make_unique<Loader>([&] {
+        abort = ++loads == 1;
+        if (loads == 2) {
+            throw std::runtime_error("damaged");
+        }
+    }));
+    bitmap.ForceDelayLoad(&abort);
+    EXPECT_TRUE(bitmap.IsPendingDelayLoad());
+    EXPECT_THROW(ConstPixelAccessor{bitmap}, std::runtime_error);
+    EXPECT_TRUE(bitmap.IsPendingDelayLoad());
+    EXPECT_EQ(*ConstPixelAccessor(bitmap).GetView().At(1, 1), std::byte{7});
+    EXPECT_FALSE(bitmap.IsPendingDelayLoad());
+    const Kernel::String text(
+        "Bitmap<> is performing a blocking, abortable delay-load in response to a non-pipeline "
+        "ConstPixelAccessor session - you should try to avoid this.\r\n");
+    EXPECT_THAT(trace.GetMessages(), testing::ElementsAre(text, text));  // not by ForceDelayLoad()
+}
+
+TEST(Mipmaps, HalveUpToASinglePixelAndFollowTheirBitmap) {
+    DynamicBitmap bitmap(13, 6, Format::RGBA8, MipmapMode::OnDemand);
+    Fill(PixelAccessor(bitmap).GetView(), std::byte{40});
+    const std::array sizes{Rect{0, 0, 7, 3}, Rect{0, 0, 4, 2}, Rect{0, 0, 2, 1}, Rect{0, 0, 1, 1}};
+    for (int level = 4; level > 0; --level) {
+        const Rect& size = sizes[static_cast<std::size_t>(level - 1)];
+        EXPECT_EQ(bitmap.GetLevel(level)->GetBounds(), size);
+        EXPECT_EQ((Rect{0, 0, bitmap.GetWidth(level), bitmap.GetHeight(level)}), size);
+    }
+    EXPECT_FALSE(bitmap.GetLevel(0));
+    EXPECT_FALSE(bitmap.GetLevel(5));
+    EXPECT_EQ(*bitmap.GetLevel(4)->GetHostView().At(0, 0), std::byte{40});
+    Fill(PixelAccessor(bitmap).GetView(), std::byte{90});
+    EXPECT_EQ(*bitmap.GetLevel(4)->GetHostView().At(0, 0), std::byte{90});
+}
+
+TEST(Corruptions, AreSamplesThatAreNoNumbers) {
+    Bitmap<AlphaF, X2, X3, X4, X5> bitmap(3, 2);
+    auto* const last = reinterpret_cast<float*>(bitmap.GetHostView().At(0, 1));
+    last[0] = 2;
+    EXPECT_EQ(bitmap.CheckForCorruptions(true), Kernel::FixCorruptionsResult::Sound);
+    last[1] = std::numeric_limits<float>::quiet_NaN();
+    last[2] = -std::numeric_limits<float>::infinity();
+    EXPECT_EQ(bitmap.CheckForCorruptions(false), Kernel::FixCorruptionsResult::Sound);
+    EXPECT_EQ(bitmap.CheckForCorruptions(true), Kernel::FixCorruptionsResult::Damaged);
+    EXPECT_EQ(bitmap.FixCorruptions(), Kernel::FixCorruptionsResult::Repaired);
+    EXPECT_THAT(std::span(last, 3), testing::ElementsAre(2, 0, 0));
+}
+
+TEST(Buffer, HoldsThePixelsOfABitmapWithoutGaps) {
+    ColourBitmap bitmap(3, 2);
+    Fill(PixelAccessor(bitmap).GetView(), std::byte{255});
+    const auto buffer = Buffer<Intensity16, Alpha16, X3, X4, X5>::CreateFromBitmap(bitmap);
+    EXPECT_EQ(buffer->GetHostView().stride, 12);
+    EXPECT_EQ(buffer->GetRow(1).data(), &buffer->GetPixels()[3]);
+    EXPECT_EQ(buffer->GetPixels()[5].Get<Alpha16>(), 65535);
+    EXPECT_THROW((Buffer<Alpha8, X2, X3, X4, X5>(1, -1)), std::invalid_argument);
+}
+
+}  // namespace
+}  // namespace Raster

@@ -1,0 +1,167 @@
+#include "Raster/DynamicBitmap.h"
+#include "Raster/Pipeline.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <limits>
+#include <mutex>
+#include <set>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace Raster {
+namespace {
+
+using Params = AffineTransform::Params;
+constexpr double Infinite = std::numeric_limits<double>::infinity();
+constexpr int Most = std::numeric_limits<int>::max();
+
+TEST(AffineTransform, ComposesAndInverts) {
+    const Params turn{0, -1, 1, 0, 10, 20};
+    const Params both = turn.Compose(Params::Scale(2, 4));
+    EXPECT_EQ(both.Map({3, 5}), turn.Map({6, 20}));
+    const Params skew{1.5, 0.25, -0.5, 3, 7, -9};
+    const auto there = skew.Invert()->Map(skew.Map({11, -13}));
+    EXPECT_NEAR(there.x, 11, 1e-12);
+    EXPECT_NEAR(there.y, -13, 1e-12);
+    for (const Params& hopeless :
+         {Params{1, 2, 2, 4, 0, 0}, Params{0, 0, 0, 0, 0, 0}, Params{NAN, 0, 0, 1, 0, 0},
+          Params{1, 0, 0, 1, Infinite, 0}, Params{1e-200, 0, 0, 1e-200, 0, 0},
+          Params{1e-10, 0, 0, 1, 1e308, 0}}) {
+        EXPECT_FALSE(hopeless.Invert());
+        EXPECT_FALSE(IsPossible({.transform = hopeless, .stages = {}}));
+    }
+}
+
+TEST(AffineTransform, MapsRectanglesOutwardsButForgivesRounding) {
+    const Params third = Params::MapRect({0, 0, 3, 3}, {0, 0, 1, 2});
+    EXPECT_EQ(third.MapRect(Rect{0, 0, 3, 3}), (Rect{0, 0, 1, 2}));
+    EXPECT_EQ(third.MapRect(Rect{-1, -1, 4, 4}), (Rect{-1, -1, 2, 3}));
+    EXPECT_EQ(Params::Translate(1e-7, -1e-7).MapRect(Rect{1, 1, 2, 2}), (Rect{1, 1, 2, 2}));
+    EXPECT_EQ(Params::Translate(1e-5, 0).MapRect(Rect{1, 1, 2, 2}), (Rect{1, 1, 3, 2}));
+    EXPECT_EQ(Params::Scale(1e300, -1e300).MapRect(Rect{-1, -1, 1, 1}),
+              (Rect{-Most - 1, -Most - 1, Most, Most}));
+    EXPECT_EQ(Params::Scale(1, 1).MapRect(Rect{5, 5, 5, 9}), Rect{});
+    EXPECT_EQ((Params{NAN, 0, 0, 1, 0, 0}).MapRect(Rect{0, 0, 1, 1}), Rect{});
+    EXPECT_THROW(Params::MapRect({0, 0, 0, 1}, {0, 0, 1, 1}), std::invalid_argument);
+    EXPECT_THROW(Params::MapRect({0, 0, 1, 1}, {0, 0, Infinite, 1}), std::invalid_argument);
+}
+
+/// Gives each pixel its coordinates, and remembers what it was asked for.
+class Recorder : public SpanSource {
+public:
+    struct Span {
+        int x;
+        int y;
+        std::size_t count;
+        std::thread::id thread;
+    };
+
+    using SpanSource::SpanSource;
+    void Read(int x, int y, std::size_t count, float* rgba) const override {
+        for (std::size_t i = 0; i < count; ++i) {
+            const float pixel[4] = {static_cast<float>(x) + static_cast<float>(i),
+                                    static_cast<float>(y), 0.5F, 1};
+            std::copy_n(pixel, 4, rgba + i * 4);
+        }
+        const std::scoped_lock lock(m_mutex);
+        m_spans.push_back({x, y, count, std::this_thread::get_id()});
+        if (onRead) {
+            onRead();
+        }
+    }
+    const std::vector<Span>& GetSpans() const { return m_spans; }
+
+    std::function<void()> onRead;
+
+private:
+    mutable std::mutex m_mutex;
+    mutable std::vector<Span> m_spans;
+};
+
+struct FloatPicture {
+    FloatPicture(int width, int height)
+        : pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4, -1.0F),
+          target({reinterpret_cast<std::byte*>(pixels.data()), std::ptrdiff_t{16} * width, width,
+                  height, &GetPixelFormat(Format::RGBAF)}) {}
+    const float* At(int x, int y) { return reinterpret_cast<float*>(target.GetView()->At(x, y)); }
+
+    std::vector<float> pixels;
+    ViewTarget target;
+};
+
+TEST(HostPath, DoesOneTileOnTheCallingThread) {
+    const Recorder source(1000, 1000);
+    FloatPicture picture(1000, 1000);
+    const Rendering plain;
+    // 100 by 100 anywhere within a tile, not only at its corner.
+    RunHostPath({&source, &picture.target, nullptr, &plain, nullptr}, {140, 260, 240, 360});
+    ASSERT_EQ(source.GetSpans().size(), 100U);
+    for (const auto& span : source.GetSpans()) {
+        EXPECT_EQ(span.thread, std::this_thread::get_id());
+    }
+}
+
+TEST(HostPath, CutsTilesOnAGridAndWritesNothingBeside) {
+    constexpr Rect Part{100, 250, 400, 530};
+    const Recorder source(500, 600);
+    FloatPicture picture(500, 600);
+    const Rendering plain;
+    RunHostPath({&source, &picture.target, nullptr, &plain, nullptr}, Part);
+    std::set<std::pair<int, std::size_t>> columns;
+    for (const auto& span : source.GetSpans()) {
+        columns.insert({span.x, span.count});
+    }
+    EXPECT_EQ(columns, (std::set<std::pair<int, std::size_t>>{
+                           {100, 28}, {128, 128}, {256, 128}, {384, 16}}));
+    EXPECT_EQ(source.GetSpans().size(), 4U * 280U);
+    for (int y = 0; y < 600; ++y) {
+        for (int x = 0; x < 500; ++x) {
+            const bool isInside = !Part.Intersect({x, y, x + 1, y + 1}).IsEmpty();
+            ASSERT_EQ(picture.At(x, y)[0], isInside ? static_cast<float>(x) : -1) << x << ' ' << y;
+            ASSERT_EQ(picture.At(x, y)[1], isInside ? static_cast<float>(y) : -1) << x << ' ' << y;
+        }
+    }
+}
+
+TEST(HostPath, EndsOnceAbortedAndPassesExceptionsOn) {
+    for (const Rect& rect : {Rect{0, 0, 100, 100}, Rect{0, 0, 300, 300}}) {
+        FloatPicture picture(300, 300);
+        const Rendering plain;
+        bool abort = false;
+        Recorder source(300, 300);
+        source.onRead = [&abort] { std::atomic_ref(abort).store(true); };
+        RunHostPath({&source, &picture.target, nullptr, &plain, &abort}, rect);
+        EXPECT_LE(source.GetSpans().size(), 1 + std::thread::hardware_concurrency());
+        source.onRead = [] { throw std::runtime_error("no pixels"); };
+        EXPECT_THROW(RunHostPath({&source, &picture.target, nullptr, &plain, nullptr}, rect),
+                     std::runtime_error);
+    }
+}
+
+TEST(Pipeline, TakesAnyRectangleAndSize) {
+    DynamicBitmap destination(30, 20, Format::CMYKA8);
+    DynamicBitmap source(10, 40, Format::CMYKA8);
+    const DynamicBitmap nothing(0, 0);
+    using Run = Pipeline<DynamicBitmap, DynamicBitmap>;
+    std::fill_n(source.GetHostView().At(0, 0), 50, std::byte{77});
+    EXPECT_TRUE(Run::Run(destination, source, nullptr, {-Most - 1, -Most - 1, Most, Most}));
+    EXPECT_TRUE(std::equal(source.GetHostView().At(0, 0), source.GetHostView().At(10, 0),
+                           destination.GetHostView().At(0, 0)));
+    EXPECT_EQ(destination.GetAlphaBoundingBox(), (Rect{0, 0, 10, 1}));
+    EXPECT_TRUE(Run::Run(destination, source, nullptr, {Most - 1, 0, Most, 5}));
+    EXPECT_EQ(destination.GetAlphaBoundingBox(), (Rect{0, 0, 10, 1}));
+    EXPECT_FALSE(Run::Run(destination, source, nullptr, destination.GetBounds(),
+                          {.transform = Params::Scale(0, 1), .stages = {}}));
+    EXPECT_TRUE(Run::Run(destination, nothing, nullptr, destination.GetBounds()));
+    EXPECT_TRUE(destination.GetAlphaBoundingBox().IsEmpty());
+    bool abort = true;
+    EXPECT_FALSE(Run::Run(destination, source, nullptr, destination.GetBounds(), {}, &abort));
+}
+
+}  // namespace
+}  // namespace Raster

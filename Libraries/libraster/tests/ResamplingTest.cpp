@@ -1,0 +1,200 @@
+#include "Raster/DynamicBitmap.h"
+#include "Raster/Rendering.h"
+
+#include <gtest/gtest.h>
+#include <hwy/targets.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <numbers>
+#include <random>
+
+namespace Raster {
+namespace {
+
+using Params = AffineTransform::Params;
+using BitmapPointer = Kernel::Counted<DynamicBitmap>;
+using Colour = std::array<float, 4>;
+
+/// A map of each kind: lower, higher, mirrored and turned, none along the pixels.
+const Params Maps[] = {{0.37, 0, 0, 0.41, 3.3, 2.1},     {1.7, 0, 0, 2.3, -40.3, -90.7},
+                       {-0.6, 0, 0, -0.7, 170.2, 190.1}, {0.9, 0, 0, -1.6, 0, 250.5},
+                       {0.9, 0.8, -0.8, 0.9, 20, 100},   {0.2, 0.3, -0.3, 0.25, 20, 100}};
+
+/// A bitmap whose unit-float pixels `paint(x, y)` gives.
+template <class Painter>
+BitmapPointer Paint(int width, int height, Format format, Painter paint) {
+    auto bitmap = Kernel::MakeCounted<DynamicBitmap>(width, height, format);
+    const PixelView view = bitmap->GetHostView();
+    for (int i = 0; i < width * height; ++i) {
+        alignas(64) const Colour rgba = paint(i % width, i / width);
+        view.format->write(rgba.data(), view.At(i % width, i / width), 1);
+    }
+    return bitmap;
+}
+
+BitmapPointer MakeNoise(int width, int height, Format format) {
+    std::mt19937 random(7);
+    return Paint(width, height, format, [&random](int, int) {
+        Colour colour{};
+        std::ranges::generate(colour, [&] { return static_cast<float>(random() % 256) / 255; });
+        return colour;
+    });
+}
+
+Colour GetColour(const DynamicBitmap& bitmap, AffineTransform::Point at) {
+    alignas(64) Colour rgba{};
+    bitmap.GetPixelFormat().read(
+        bitmap.GetHostView().At(static_cast<int>(at.x), static_cast<int>(at.y)), rgba.data(), 1);
+    return rgba;
+}
+
+/// All of a bitmap, rectangle by rectangle.
+BitmapPointer Map(const DynamicBitmap& source, const Params& transform, Sampler sampler,
+                  std::initializer_list<Rect> rects = {{0, 0, 270, 300}}) {
+    auto result = Kernel::MakeCounted<DynamicBitmap>(270, 300, source.GetPixelFormat());
+    const ViewSource from(source.GetHostView());
+    ViewTarget to(result->GetHostView());
+    const Rendering rendering{.transform = transform, .sampler = sampler, .stages = {}};
+    for (const Rect& rect : rects) {
+        RunHostPath({&from, &to, nullptr, &rendering, nullptr}, rect);
+    }
+    return result;
+}
+
+class Resampling : public testing::TestWithParam<Sampler> {
+protected:
+    ~Resampling() override { UseTarget(0); }
+    static void UseTarget(std::int64_t target) {
+        hwy::SetSupportedTargetsForTest(target);
+        hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+    }
+};
+
+TEST_P(Resampling, GivesTheSameHoweverItIsCutAndWhateverTheInstructions) {
+    for (const Format format : {Format::RGBA8, Format::RGBAF}) {
+        const auto source = MakeNoise(250, 240, format);
+        for (const Params& map : Maps) {
+            UseTarget(0);
+            const auto whole = Map(*source, map, GetParam());
+            EXPECT_TRUE(
+                Map(*source, map, GetParam(),
+                    {{0, 0, 131, 77}, {131, 0, 270, 77}, {0, 77, 3, 300}, {3, 77, 270, 300}})
+                    ->IsEqual(*whole))
+                << map.xx;
+            for (const std::int64_t target : hwy::SupportedAndGeneratedTargets()) {
+                UseTarget(target);
+                EXPECT_TRUE(Map(*source, map, GetParam())->IsEqual(*whole)) << target << map.xx;
+            }
+        }
+    }
+}
+
+TEST_P(Resampling, MovesWholePixelsToTheBit) {
+    for (const Format format : {Format::RGBA8, Format::CMYKA8, Format::RGBAF}) {
+        const auto source = MakeNoise(150, 140, format);
+        for (const Params& map : {Params{1, 0, 0, 1, 17, -9}, Params{-1, 0, 0, 1, 150, 0},
+                                  Params{0, -1, 1, 0, 140, 0}, Params{0, 1, 1, 0, 5, 6}}) {
+            const auto result = Map(*source, map, GetParam());
+            for (int i = 9 * 150; i < 140 * 150; ++i) {
+                const AffineTransform::Point from{i % 150 + 0.5, i / 150 + 0.5};
+                ASSERT_EQ(GetColour(*result, map.Map(from)), GetColour(*source, from));
+            }
+        }
+    }
+}
+
+TEST_P(Resampling, KeepsFlatColoursAndHidesHiddenOnes) {
+    constexpr Colour Orange{1, 0.6F, 0.2F, 1};
+    const auto flat = Paint(97, 83, Format::RGBA16, [&](int, int) { return Orange; });
+    const auto islands = Paint(97, 83, Format::RGBA8, [&](int x, int y) {
+        return (x / 5 + y / 7) % 2 == 0 ? Orange : Colour{0, 0, 1, 0};
+    });
+    for (const Params& map : Maps) {
+        const auto even = Map(*flat, map, GetParam());
+        const auto mixed = Map(*islands, map, GetParam());
+        for (int i = 0; i < 270 * 300; ++i) {
+            const Colour colour = GetColour(*even, {i % 270 * 1.0, i / 270 * 1.0});
+            ASSERT_EQ(colour, colour[3] > 0 ? Orange : Colour{});
+            Colour seen = GetColour(*mixed, {i % 270 * 1.0, i / 270 * 1.0});
+            if (seen[3] > 0) {
+                seen[3] = 1;
+                ASSERT_EQ(seen, Orange);
+            }
+        }
+        EXPECT_FALSE(even->GetAlphaBoundingBox().IsEmpty());
+    }
+}
+
+TEST_P(Resampling, FadesFinePatternsAndSurvivesHostileMaps) {
+    const auto source = Paint(240, 240, Format::Alpha8, [](int x, int y) {
+        return std::array{0.0F, 0.0F, 0.0F, (x + y) % 2 == 0 ? 1.0F : 0.0F};
+    });
+    for (const Params& map :
+         {Params{0.37, 0, 0, 0.37, 0, 0}, Params{0.26, 0.26, -0.26, 0.26, 0, 80}}) {
+        const auto result = Map(*source, map, GetParam());
+        for (int i = 0; i < 80 * 80 && GetParam() != Sampler::Nearest; ++i) {
+            const auto at = map.Invert()->Map({i % 80 + 0.5, i / 80 + 0.5});
+            if (std::min({at.x, at.y, 240 - at.x, 240 - at.y}) > 20) {
+                ASSERT_NEAR(GetColour(*result, {i % 80 * 1.0, i / 80 * 1.0})[3], 0.5, 0.1);
+            }
+        }
+    }
+    for (const double huge :
+         {1e-300, 1e-12, 1e9, 1e18, 1e150}) {  // no more than surviving is asked
+        for (const Params& map :
+             {Params{huge, 0, 0, huge, 0, 0}, Params{huge, 0, 0, 1, -huge, 0},
+              Params{1, huge, 0, 1, 7, 0}, Params{huge, -huge, huge, huge, 1e18, -1e18},
+              Params{1, 0.5, -0.5, 1, huge, -huge}}) {
+            IsPossible({.transform = map, .stages = {}}) ? Map(*source, map, GetParam()) : nullptr;
+        }
+    }
+}
+
+/// The filters as their definitions have them, for a source pixel `x` pixels off the centre.
+double Evaluate(Sampler sampler, double x, double step) {
+    const double t = std::fabs(x) / std::max(1.0, step);
+    const double angle = std::numbers::pi * std::max(t, 1e-9);
+    switch (sampler) {
+        case Sampler::Nearest:
+            return std::fabs(x) < 0.5 ? 1 : 0;
+        case Sampler::Area:
+            return std::max(0.0, std::min(x + 0.5, step / 2) - std::max(x - 0.5, -step / 2));
+        case Sampler::Bicubic:
+            return t > 2   ? 0
+                   : t < 1 ? (1.5 * t - 2.5) * t * t + 1
+                           : ((2.5 - 0.5 * t) * t - 4) * t + 2;
+        case Sampler::Lanczos:
+            return t > 3 ? 0 : 3 * std::sin(angle) * std::sin(angle / 3) / angle / angle;
+        default:
+            return std::max(0.0, 1 - t);
+    }
+}
+
+TEST_P(Resampling, FollowsTheDefinitionOfItsFilter) {
+    const auto source = MakeNoise(40, 1, Format::AlphaF);
+    for (const double scale : {0.3, -0.4, 1.0, 2.7}) {
+        const Params map{scale, 0, 0, 1, scale > 0 ? 0.31 : 15.33, 0};
+        const auto result = Map(*source, map, GetParam());
+        for (double x = 1; x < 12; ++x) {
+            const double centre = (x + 0.5 - map.dx) / scale;
+            double sum = 0;
+            double whole = 0;
+            for (double tap = -60; tap < 100; ++tap) {
+                const double weight =
+                    Evaluate(GetParam(), tap + 0.5 - centre, 1 / std::fabs(scale));
+                sum += weight * GetColour(*source, {std::clamp(tap, 0.0, 39.0), 0})[3];
+                whole += weight;
+            }
+            EXPECT_NEAR(GetColour(*result, {x, 0})[3], std::clamp(sum / whole, 0.0, 1.0), 1e-5)
+                << scale << ' ' << x;
+        }
+    }
+}
+INSTANTIATE_TEST_SUITE_P(All, Resampling,
+                         testing::Values(Sampler::Nearest, Sampler::Bilinear, Sampler::Bicubic,
+                                         Sampler::Lanczos, Sampler::Area));
+
+}  // namespace
+}  // namespace Raster
