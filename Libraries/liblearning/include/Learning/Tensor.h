@@ -84,7 +84,8 @@ protected:
     Tensor() noexcept;
 
 private:
-    friend class Model;  // binds the storage to inputs and outputs
+    friend class Model;           // binds the storage to inputs and outputs
+    friend class TensorElements;  // lends it to bitmaps
 
     std::uint64_t GetFlatIndex(const std::vector<int>& key) const noexcept {
         std::uint64_t index = 0;
