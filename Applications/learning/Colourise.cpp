@@ -1,6 +1,6 @@
 #include "Commands.h"
 #include "Files.h"
-#include "Samples.h"
+#include "Painting.h"
 
 #include <algorithm>
 #include <cmath>
@@ -22,10 +22,10 @@ Size FindWorkingSize(Size size) {
     return {fit(size.width), fit(size.height)};
 }
 
-/// Colours the four bytes at `pixel`, by BT.601. Where a colour of that luma can't be so strong, it
-/// is weaker: the luma stays.
-void ApplyChroma(std::uint8_t* pixel, float cb, float cr) {
-    const float luma = GetLuma(pixel);
+/// Colours `pixel`, by BT.601. Where a colour of that luma can't be so strong, it is weaker: the
+/// luma stays.
+void ApplyChroma(std::span<float, 4> pixel, float cb, float cr) {
+    const float luma = 0.299F * pixel[0] + 0.587F * pixel[1] + 0.114F * pixel[2];
     const std::array<float, 3> change{cr / 0.713F, -0.344F * cb - 0.714F * cr, cb / 0.564F};
     float strength = 1;
     for (const float step : change) {
@@ -36,7 +36,7 @@ void ApplyChroma(std::uint8_t* pixel, float cb, float cr) {
         }
     }
     for (std::size_t i = 0; i < change.size(); ++i) {
-        pixel[i] = ToByte(luma + strength * change[i]);
+        pixel[i] = luma + strength * change[i];
     }
 }
 
@@ -45,22 +45,17 @@ void ApplyChroma(std::uint8_t* pixel, float cb, float cr) {
 void Colourise(const Host& host, const PhotoOptions& options) {
     using namespace Colourisation;  // NOLINT(google-build-using-namespace): a table of facts
     CheckPictureTarget(options.output);
-    Raster::Picture photo = LoadPhoto(options.photo);
-    const Size working = FindWorkingSize(GetSize(photo));
+    const auto photo = LoadPhoto(options.photo);
+    const Size working = FindWorkingSize(GetSize(*photo));
     const auto luma = MakeTensor({1, 1, working.height, working.width});
-    Resize(ReadLuma(photo), working, WritePlanes(*luma, UnitRange));
+    Learning::FillTensorCHW(*luma, *photo);
     const auto chroma = MakeTensor({1, 2, working.height, working.width});
     host.GetNetwork(ModelType::Colourisation).Run({{Input, luma}}, {{Output, chroma}});
 
-    Resize(ReadPlanes(*chroma), GetSize(photo), [&photo](int y, std::span<const float> row) {
-        std::uint8_t* pixel = photo.GetRow(y).data();
-        const std::size_t width = row.size() / 2;
-        for (std::size_t x = 0; x < width; ++x) {
-            ApplyChroma(pixel, row[x], row[x + width]);
-            pixel += Raster::Picture::ChannelCount;
-        }
+    PaintPlanes(*chroma, *photo, [](std::span<float, 4> pixel, std::span<const float, 4> samples) {
+        ApplyChroma(pixel, samples[0], samples[1]);
     });
-    SavePicture(photo, options.output);
+    SavePicture(*photo, options.output);
     host.GetOut() << "wrote " << options.output << '\n';
 }
 

@@ -1,6 +1,6 @@
 #include "Commands.h"
 #include "Files.h"
-#include "Samples.h"
+#include "Painting.h"
 
 #include <algorithm>
 #include <cmath>
@@ -50,23 +50,19 @@ float GetContrast(const Range& range) {
 void EstimateDepth(const Host& host, const PhotoOptions& options) {
     using namespace DepthEstimation;  // NOLINT(google-build-using-namespace): a table of facts
     CheckPictureTarget(options.output);
-    Raster::Picture photo = LoadPhoto(options.photo);
+    const auto photo = LoadPhoto(options.photo);
     const auto image = MakeTensor({1, 3, Side, Side});
-    Resize(ReadColours(photo), {Side, Side}, WritePlanes(*image, Colours));
+    Learning::FillTensorCHW(*image, *photo);
     const auto depth = MakeTensor({1, 1, Side, Side});
     host.GetNetwork(ModelType::DepthEstimation).Run({{Input, image}}, {{Output, depth}});
 
     const Range range = FindUsualRange(*depth, std::uint64_t{Side} * Side);
     const float contrast = GetContrast(range);
-    Resize(ReadPlanes(*depth), GetSize(photo), [&](int y, std::span<const float> row) {
-        std::uint8_t* pixel = photo.GetRow(y).data();
-        for (const float value : row) {
-            std::fill_n(pixel, 3, ToByte((range.high - value) * contrast));  // near is bright
-            pixel[3] = 255;
-            pixel += Raster::Picture::ChannelCount;
-        }
+    PaintPlanes(*depth, *photo, [&](std::span<float, 4> pixel, std::span<const float, 4> samples) {
+        std::fill_n(pixel.begin(), 3, (range.high - samples[0]) * contrast);  // near is bright
+        pixel[3] = 1;
     });
-    SavePicture(photo, options.output);
+    SavePicture(*photo, options.output);
     host.GetOut() << "wrote " << options.output << '\n';
 }
 

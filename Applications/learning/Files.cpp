@@ -2,8 +2,8 @@
 
 #include "Kernel/AtomicFileOutStream.h"
 #include "Kernel/FileStreams.h"
-#include "Raster/CodecException.h"
 #include "Raster/DynamicFile.h"
+#include "Raster/ICCManager.h"
 #include "Raster/PNGBase.h"
 
 #include "Failure.h"
@@ -22,13 +22,19 @@ std::filesystem::path ToPath(const std::string& path) {
 
 }  // namespace
 
-Raster::Picture LoadPhoto(const std::string& path) {
-    const auto file = Kernel::FileInStream::Open(path);
-    try {
-        return Raster::ReadPicture(*file);
-    } catch (const Raster::CodecException& exception) {  // adds the name of the file
-        throw Failure("cannot read the photo %1: %2", path, exception.what());
+Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(const std::string& path) {
+    const auto stream = Kernel::FileInStream::Open(path);
+    Raster::DynamicFile file;
+    if (!file.CreateFromStream(*stream)) {
+        throw Failure("cannot read the photo %1: %2", path, file.GetError());
     }
+    auto photo = Kernel::MakeCounted<Raster::DynamicBitmap>(file.GetWidth(), file.GetHeight(),
+                                                            Raster::Format::RGBA8);
+    photo->SetProfile(Raster::ICCManager::GetProfileForString("sRGB IEC61966-2.1"));
+    if (!file.ReadPixels(*photo)) {
+        throw Failure("cannot read the photo %1: %2", path, file.GetError());
+    }
+    return photo;
 }
 
 bool HasExtension(std::string_view path, std::string_view extension) {
@@ -74,7 +80,14 @@ void WriteWhole(const std::string& path, const std::function<void(Kernel::OutStr
     file->Commit();
 }
 
-void SavePicture(const Raster::Picture& picture, const std::string& path) {
+bool IsPictureSize(std::int64_t width, std::int64_t height) {
+    constexpr std::int64_t MaximumSide = Raster::DynamicFile::MaximumSide;
+    constexpr std::int64_t MaximumCount = Raster::DynamicFile::MaximumPixelCount;
+    return width > 0 && width <= MaximumSide && height > 0 && height <= MaximumSide &&
+           width * height <= MaximumCount;
+}
+
+void SavePicture(const Raster::DynamicBitmap& picture, const std::string& path) {
     WriteWhole(path, [&picture](Kernel::OutStream& stream) { Raster::WritePNG(picture, stream); });
 }
 

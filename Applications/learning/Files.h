@@ -3,8 +3,9 @@
 #pragma once
 
 #include "Kernel/Streams.h"
-#include "Raster/Picture.h"
+#include "Raster/DynamicBitmap.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -13,8 +14,9 @@
 
 namespace LearningApp {
 
-/// Reads a PNG or JPEG file. Throws Failure, which names the file.
-Raster::Picture LoadPhoto(const std::string& path);
+/// Reads a PNG or JPEG file as RGBA8 in sRGB, which is what networks are trained on. Throws
+/// Failure, which names the file.
+Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(const std::string& path);
 
 /// Whether the name `path` ends in `extension`, such as ".png", in either case.
 bool HasExtension(std::string_view path, std::string_view extension);
@@ -37,6 +39,8 @@ std::optional<std::filesystem::file_time_type> GetWriteTime(const std::string& p
 /// or put in place.
 void WriteWhole(const std::string& path, const std::function<void(Kernel::OutStream&)>& write);
 
-void SavePicture(const Raster::Picture& picture, const std::string& path);
+/// Whether SavePicture() and LoadPhoto() can be asked for a picture of that size.
+bool IsPictureSize(std::int64_t width, std::int64_t height);
+void SavePicture(const Raster::DynamicBitmap& picture, const std::string& path);
 
 }  // namespace LearningApp

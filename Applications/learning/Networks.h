@@ -4,6 +4,7 @@
 #pragma once
 
 #include "Learning/ModelCache.h"
+#include "Learning/TensorImages.h"
 
 #include <array>
 
@@ -11,22 +12,15 @@ namespace LearningApp {
 
 using ModelType = Learning::ModelCache::ModelType;
 
-/// How a colour of 0..1 becomes a network's number: (255 * colour - mean) / deviation, for red,
-/// green and blue.
-struct Normalisation {
-    std::array<float, 3> mean;
-    std::array<float, 3> deviation;
-};
-
-/// Leaves 0..1 as it is.
-inline constexpr Normalisation UnitRange{{0, 0, 0}, {255, 255, 255}};
+// Colours go in as 0..1 unless it is said how.
 
 // The photo with its long side at Side, in the top left corner of a square; the rest is zero.
 namespace SegmentationEncoder {
 inline constexpr const char* Input = "input";    // {1, 3, Side, Side}
 inline constexpr const char* Output = "output";  // {1, 256, 64, 64}
 inline constexpr int Side = 1024;
-inline constexpr Normalisation Colours{{123.675F, 116.28F, 103.53F}, {58.395F, 57.12F, 57.375F}};
+inline constexpr std::array<Learning::ChannelMapping, 4> Colours{
+    {{255, 123.675F, 58.395F}, {255, 116.28F, 57.12F}, {255, 103.53F, 57.375F}}};
 inline constexpr std::array<int, 4> EmbeddingShape{1, 256, 64, 64};
 }  // namespace SegmentationEncoder
 
@@ -52,7 +46,6 @@ namespace DepthEstimation {
 inline constexpr const char* Input = "0";     // {1, 3, Side, Side}
 inline constexpr const char* Output = "350";  // {1, 1, Side, Side}
 inline constexpr int Side = 224;
-inline constexpr Normalisation Colours = UnitRange;
 }  // namespace DepthEstimation
 
 // Luma 0..1 of a small picture to Cb and Cr (BT.601, about -0.5..0.5) of the same size.
@@ -68,7 +61,6 @@ inline constexpr int SideStep = 8;  // sides are multiples of it
 namespace SuperResolution {
 inline constexpr const char* Input = "input";    // {1, 3, height, width}
 inline constexpr const char* Output = "output";  // {1, 3, Scale * height, Scale * width}
-inline constexpr Normalisation Colours = UnitRange;
 inline constexpr int Scale = 2;
 inline constexpr int TileSide = 128;
 inline constexpr int TileOverlap = 32;  // at least

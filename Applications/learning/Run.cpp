@@ -2,7 +2,7 @@
 #include "Failure.h"
 #include "Files.h"
 #include "Npy.h"
-#include "Samples.h"
+#include "Painting.h"
 
 #include <algorithm>
 #include <charconv>
@@ -54,9 +54,9 @@ std::vector<int> ParseShape(std::string_view text, const std::string& argument) 
 }
 
 Counted<Tensor> LoadPlanes(const std::string& path) {
-    const Raster::Picture photo = LoadPhoto(path);
-    auto tensor = MakeTensor({1, 3, photo.GetHeight(), photo.GetWidth()});
-    Resize(ReadColours(photo), GetSize(photo), WritePlanes(*tensor, UnitRange));
+    const auto photo = LoadPhoto(path);
+    auto tensor = MakeTensor({1, 3, photo->GetHeight(), photo->GetWidth()});
+    Learning::FillTensorCHW(*tensor, *photo);
     return tensor;
 }
 
@@ -105,15 +105,15 @@ struct Output {
     std::string file;  // empty: print it
 };
 
-/// The planes of a picture in `shape`: {1, c, h, w}, {c, h, w} or {h, w} with c 1 or 3; else empty.
-std::vector<int> FindPictureShape(std::vector<int> shape) {
+/// How many channels the picture of that shape has: {1, c, h, w}, {c, h, w} or {h, w} with c 1 or
+/// 3; 0 if it is none.
+int CountPictureChannels(std::vector<int> shape) {
     while (shape.size() < 4) {
         shape.insert(shape.begin(), 1);
     }
     const bool isPicture = shape.size() == 4 && shape[0] == 1 && (shape[1] == 1 || shape[1] == 3) &&
-                           Raster::Picture::IsSizeSupported(static_cast<std::uint64_t>(shape[3]),
-                                                            static_cast<std::uint64_t>(shape[2]));
-    return isPicture ? shape : std::vector<int>{};
+                           IsPictureSize(shape[3], shape[2]);
+    return isPicture ? shape[1] : 0;
 }
 
 void CheckOutputFile(const Output& output) {
@@ -124,7 +124,7 @@ void CheckOutputFile(const Output& output) {
     if (!HasExtension(output.file, ".png")) {
         throw WrongUse("an output is kept in a .npy or a .png file, not in %1", output.file);
     }
-    if (FindPictureShape(output.tensor->GetDimensions()).empty()) {
+    if (CountPictureChannels(output.tensor->GetDimensions()) == 0) {
         throw WrongUse("the shape %1 is no picture of 1 or 3 channels: keep it in a .npy file",
                        ShapeToText(output.tensor->GetDimensions()));
     }
@@ -149,20 +149,16 @@ Output ParseOutput(const std::string& argument) {
 }
 
 void SavePlanes(const Output& output) {
-    const std::vector<int> shape = FindPictureShape(output.tensor->GetDimensions());
-    const auto plane = static_cast<std::uint64_t>(shape[2]) * static_cast<std::uint64_t>(shape[3]);
-    Raster::Picture picture(shape[3], shape[2]);
-    std::uint64_t at = 0;
-    for (int y = 0; y < shape[2]; ++y) {
-        std::uint8_t* pixel = picture.GetRow(y).data();
-        for (int x = 0; x < shape[3]; ++x, ++at, pixel += Raster::Picture::ChannelCount) {
-            for (std::uint64_t i = 0; i < 3; ++i) {
-                const std::uint64_t index = shape[1] == 3 ? at + i * plane : at;
-                pixel[i] = ToByte(output.tensor->GetValueAtIndexedSubscript(index));
-            }
-            pixel[3] = 255;
-        }
-    }
+    const std::vector<int> shape = output.tensor->GetDimensions();
+    const bool isGrey = CountPictureChannels(shape) == 1;
+    Raster::DynamicBitmap picture(shape.end()[-1], shape.end()[-2]);
+    PaintPlanes(*output.tensor, picture,
+                [isGrey](std::span<float, 4> pixel, std::span<const float, 4> samples) {
+                    for (std::size_t i = 0; i < 3; ++i) {
+                        pixel[i] = samples[isGrey ? 0 : i];
+                    }
+                    pixel[3] = 1;
+                });
     SavePicture(picture, output.file);
 }
 

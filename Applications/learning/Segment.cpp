@@ -1,13 +1,16 @@
+#include "Kernel/Dispatch.h"
+
 #include "Commands.h"
 #include "Failure.h"
 #include "Files.h"
-#include "Samples.h"
+#include "Painting.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <iomanip>
 #include <limits>
+#include <numeric>
 #include <ostream>
 
 namespace LearningApp {
@@ -52,10 +55,13 @@ std::vector<Click> ParseClicks(const SegmentOptions& options, Size photo) {
     return clicks;
 }
 
-Counted<Tensor> Encode(const Host& host, const Raster::Picture& photo) {
+Counted<Tensor> Encode(const Host& host, const Raster::DynamicBitmap& photo) {
     using namespace SegmentationEncoder;  // NOLINT(google-build-using-namespace): a table of facts
     const auto image = MakeTensor({1, 3, Side, Side}, 0.0F);
-    Resize(ReadColours(photo), FitLongSide(GetSize(photo), Side), WritePlanes(*image, Colours));
+    const Size fitted = FitLongSide(GetSize(photo), Side);
+    Learning::FillTensorCHW(
+        *image, photo,
+        {.mappings = Colours, .tensorArea = Raster::Rect{0, 0, fitted.width, fitted.height}});
     auto embedding = MakeTensor({EmbeddingShape.begin(), EmbeddingShape.end()});
     host.GetNetwork(ModelType::SegmentationEncoder).Run({{Input, image}}, {{Output, embedding}});
     return embedding;
@@ -96,6 +102,16 @@ Decoded Decode(const Host& host, const Counted<Tensor>& embedding, const std::ve
     return {mask, quality->GetValueAtIndexedSubscript(0)};
 }
 
+/// Calls `job` with each of the rows 0 to `height` - 1, on many threads.
+template <class Job>
+void ForEachRow(int height, const Job& job) {
+    std::vector<int> rows(static_cast<std::size_t>(height));
+    std::iota(rows.begin(), rows.end(), 0);
+    Kernel::Dispatch::DispatchParallelFor(job, rows.size(), rows.data(),
+                                          Kernel::Dispatch::Priority::Normal,
+                                          Kernel::Dispatch::ThreadPurpose::Pixels, 0);
+}
+
 /// How far, in pixels, each pixel of the mask lies inside the edge where the mask crosses 0;
 /// negative outside. Far from the edge, where the distance does not matter, it ends at the reach
 /// of 2.
@@ -130,59 +146,55 @@ Counted<Tensor> MeasureEdgeDistance(const Tensor& mask) {
 }
 
 /// Leaves of the pixel what is inside; `inside` is 0..1.
-void ShowCutout(std::uint8_t* pixel, float inside) {
-    pixel[3] = ToByte(inside * ToSample(pixel[3]));
-    if (pixel[3] == 0) {
-        std::fill_n(pixel, 3, std::uint8_t{0});  // what was cut away is not to be found in the file
+void ShowCutout(std::span<float, 4> pixel, float inside) {
+    pixel[3] *= inside;
+    if (pixel[3] * 255 < 0.5F) {
+        std::fill_n(pixel.begin(), 3, 0.0F);  // what was cut away is not to be found in the file
     }
 }
 
-void ShowMask(std::uint8_t* pixel, float inside) {
-    std::fill_n(pixel, 3, ToByte(inside));
-    pixel[3] = 255;
+void ShowMask(std::span<float, 4> pixel, float inside) {
+    std::fill_n(pixel.begin(), 3, inside);
+    pixel[3] = 1;
 }
 
-void ShowOverlay(std::uint8_t* pixel, float inside) {
+void ShowOverlay(std::span<float, 4> pixel, float inside) {
     constexpr std::array<float, 3> Tint{0.1F, 0.55F, 1};
     constexpr float Strength = 0.5F;
     for (std::size_t i = 0; i < Tint.size(); ++i) {
-        const float colour = ToSample(pixel[i]);
-        pixel[i] = ToByte(colour + inside * Strength * (Tint[i] - colour));
+        pixel[i] += inside * Strength * (Tint[i] - pixel[i]);
     }
 }
 
 /// Lays a mask over `photo`, which may be larger, with an edge that is one pixel of the photo wide.
-void ApplyMask(const Tensor& mask, SegmentOptions::Show show, Raster::Picture& photo) {
+void ApplyMask(const Tensor& mask, SegmentOptions::Show show, Raster::DynamicBitmap& photo) {
     const auto paint = show == SegmentOptions::Show::Cutout ? ShowCutout
                        : show == SegmentOptions::Show::Mask ? ShowMask
                                                             : ShowOverlay;
     const Counted<Tensor> distance = MeasureEdgeDistance(mask);
-    const RowSource rows = ReadPlanes(*distance);
-    const float scale = static_cast<float>(photo.GetWidth()) / static_cast<float>(rows.size.width);
-    Resize(rows, GetSize(photo), [&](int y, std::span<const float> row) {
-        std::uint8_t* pixel = photo.GetRow(y).data();
-        for (const float inside : row) {
-            paint(pixel, std::clamp(0.5F + inside * scale, 0.0F, 1.0F));
-            pixel += Raster::Picture::ChannelCount;
-        }
-    });
+    const float scale =
+        static_cast<float>(photo.GetWidth()) / static_cast<float>(mask.GetDimensions()[3]);
+    PaintPlanes(*distance, photo,
+                [&](std::span<float, 4> pixel, std::span<const float, 4> samples) {
+                    paint(pixel, std::clamp(0.5F + samples[0] * scale, 0.0F, 1.0F));
+                });
 }
 
 }  // namespace
 
 void Segment(const Host& host, const SegmentOptions& options) {
     CheckPictureTarget(options.output);
-    Raster::Picture photo = LoadPhoto(options.photo);
-    const Size size = GetSize(photo);
+    const auto photo = LoadPhoto(options.photo);
+    const Size size = GetSize(*photo);
     const std::vector<Click> clicks = ParseClicks(options, size);
 
     // The decoder's own mask has 256 pixels a side: beyond the encoder's size there is nothing to
     // gain from it, and much memory to lose.
     const Size fitted = FitLongSide(size, SegmentationEncoder::Side);
     const Size maskSize = fitted.width < size.width || fitted.height < size.height ? fitted : size;
-    const Decoded decoded = Decode(host, Encode(host, photo), clicks, size, maskSize);
-    ApplyMask(*decoded.mask, options.show, photo);
-    SavePicture(photo, options.output);
+    const Decoded decoded = Decode(host, Encode(host, *photo), clicks, size, maskSize);
+    ApplyMask(*decoded.mask, options.show, *photo);
+    SavePicture(*photo, options.output);
     host.GetOut() << "wrote " << options.output << ", predicted quality " << std::fixed
                   << std::setprecision(2) << decoded.quality << '\n';
 }

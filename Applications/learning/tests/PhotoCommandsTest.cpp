@@ -13,12 +13,13 @@ using Testing::GetPixel;
 using testing::HasSubstr;
 using Testing::Outcome;
 using Testing::Paint;
+using Testing::Photo;
 
 class PhotoCommands : public Testing::InFolder {
 protected:
     /// Runs `command` with the photo and `more`, and returns the result.
-    Raster::Picture RunOn(const std::string& photo, const std::string& command,
-                          const std::vector<std::string>& more = {}) {
+    Photo RunOn(const std::string& photo, const std::string& command,
+                const std::vector<std::string>& more = {}) {
         std::vector<std::string> arguments{command, photo, "-o", At("result.png")};
         arguments.insert(arguments.end(), more.begin(), more.end());
         const Outcome outcome = Testing::Run(arguments);
@@ -50,11 +51,11 @@ TEST_P(SegmentPhoto, MasksADiscAroundTheClickWithAnEdgeOfOnePixel) {
     const double scale = 1024.0 / std::max(width, height);
     const int x = width * 2 / 5;
     const int y = height * 7 / 15;
-    const Raster::Picture mask =
+    const Photo mask =
         RunOn(MakePhoto(width, height, PaintNoise), "segment",
               {"--at", std::to_string(x) + "," + std::to_string(y), "--show", "mask"});
-    ASSERT_EQ(mask.GetWidth(), width);
-    ASSERT_EQ(mask.GetHeight(), height);
+    ASSERT_EQ(mask->GetWidth(), width);
+    ASSERT_EQ(mask->GetHeight(), height);
     for (int row = 0; row < height; row += 3) {
         for (int column = 0; column < width; column += 3) {
             const double inside = 200 / scale - std::hypot(column + 0.5 - x, row + 0.5 - y);
@@ -71,7 +72,7 @@ INSTANTIATE_TEST_SUITE_P(Sizes, SegmentPhoto,
                          [](const auto& test) { return test.param.name; });
 
 TEST_F(PhotoCommands, SegmentLeavesOutWhatIsMarkedSo) {
-    const Raster::Picture mask =
+    const Photo mask =
         RunOn(MakePhoto(512, 512, PaintNoise), "segment",
               {"--at", "200,200", "--at", "300,200", "--not", "300,300", "--show", "mask"});
     EXPECT_EQ(GetPixel(mask, 200, 200)[0], 255);
@@ -82,12 +83,11 @@ TEST_F(PhotoCommands, SegmentLeavesOutWhatIsMarkedSo) {
 
 TEST_F(PhotoCommands, SegmentCutsOutOrTints) {
     const std::string photo = MakePhoto(256, 128, PaintNoise);
-    const Raster::Picture cutout = RunOn(photo, "segment", {"--at", "128,64"});
+    const Photo cutout = RunOn(photo, "segment", {"--at", "128,64"});
     EXPECT_EQ(GetPixel(cutout, 128, 64), PaintNoise(128, 64));
     EXPECT_EQ(GetPixel(cutout, 2, 2), (std::array{0, 0, 0, 0}));
 
-    const Raster::Picture overlay =
-        RunOn(photo, "segment", {"--at", "128,64", "--show", "overlay"});
+    const Photo overlay = RunOn(photo, "segment", {"--at", "128,64", "--show", "overlay"});
     EXPECT_EQ(GetPixel(overlay, 2, 2), PaintNoise(2, 2));
     EXPECT_NE(GetPixel(overlay, 128, 64), PaintNoise(128, 64));
 }
@@ -106,14 +106,14 @@ TEST_F(PhotoCommands, SegmentNormalisesAndLeavesTheRestOfTheSquareZero) {
 
 TEST_F(PhotoCommands, DepthIsBrightWhereItIsNear) {
     // The stand-in takes what is dark for near. The few white pixels are beyond the percentile.
-    const Raster::Picture depth =
-        RunOn(MakePhoto(448, 300,
-                        [](int x, int y) {
-                            const int shade = x * 100 / 447;
-                            return x < 4 && y < 4 ? std::array{255, 255, 255, 255}
-                                                  : std::array{shade, shade, shade, 90};
-                        }),
-              "depth");
+    const Photo depth = RunOn(MakePhoto(448, 300,
+                                        [](int x, int y) {
+                                            const int shade = x * 100 / 447;
+                                            return x < 4 && y < 4
+                                                       ? std::array{255, 255, 255, 255}
+                                                       : std::array{shade, shade, shade, 90};
+                                        }),
+                              "depth");
     for (int x = 20; x < 430; x += 5) {
         EXPECT_NEAR(GetPixel(depth, x, 150)[0], 255 - 255 * x / 447, 5) << x;
     }
@@ -123,18 +123,18 @@ TEST_F(PhotoCommands, DepthIsBrightWhereItIsNear) {
 }
 
 TEST_F(PhotoCommands, DepthOfNothingButOneShadeIsBlack) {
-    const Raster::Picture depth = RunOn(MakePhoto(1, 3,
-                                                  [](int, int) {
-                                                      return std::array{9, 9, 9, 255};
-                                                  }),
-                                        "depth");
+    const Photo depth = RunOn(MakePhoto(1, 3,
+                                        [](int, int) {
+                                            return std::array{9, 9, 9, 255};
+                                        }),
+                              "depth");
     EXPECT_EQ(GetPixel(depth, 0, 1), (std::array{0, 0, 0, 255}));
 }
 
 // --- colourise ---
 
 TEST_F(PhotoCommands, ColouriseChangesTheChromaAndNothingElse) {
-    const Raster::Picture coloured = RunOn(MakePhoto(301, 157, PaintNoise), "colourise");
+    const Photo coloured = RunOn(MakePhoto(301, 157, PaintNoise), "colourise");
     for (int y = 0; y < 157; ++y) {
         for (int x = 0; x < 301; ++x) {
             const std::array<int, 4> before = PaintNoise(x, y);
@@ -150,13 +150,12 @@ TEST_F(PhotoCommands, ColouriseChangesTheChromaAndNothingElse) {
 
 TEST_F(PhotoCommands, ColourisePutsTheColoursWhereTheyBelong) {
     // The stand-in's Cr is 0.2 on bright parts and -0.2 on dark ones.
-    const Raster::Picture coloured =
-        RunOn(MakePhoto(400, 200,
-                        [](int x, int) {
-                            const int shade = x < 200 ? 100 : 150;
-                            return std::array{shade, shade, shade, 255};
-                        }),
-              "colourise");
+    const Photo coloured = RunOn(MakePhoto(400, 200,
+                                           [](int x, int) {
+                                               const int shade = x < 200 ? 100 : 150;
+                                               return std::array{shade, shade, shade, 255};
+                                           }),
+                                 "colourise");
     const std::array<int, 4> dark = GetPixel(coloured, 100, 100);
     EXPECT_NEAR(dark[0], 100 - 255 * 0.2 / 0.713, 1);
     EXPECT_NEAR(dark[1], 100 - 255 * (0.344 * 0.1 - 0.714 * 0.2), 1);
@@ -173,9 +172,9 @@ TEST_P(SuperResolvePhoto, HasNoSeams) {
     // The stand-in repeats every pixel, so a tile that is out of place by one sample shows; and it
     // blackens the border of each tile, of which only that along the photo's border may be seen.
     const auto [width, height] = GetParam();
-    const Raster::Picture large = RunOn(MakePhoto(width, height, PaintNoise), "super-resolve");
-    ASSERT_EQ(large.GetWidth(), 2 * width);
-    ASSERT_EQ(large.GetHeight(), 2 * height);
+    const Photo large = RunOn(MakePhoto(width, height, PaintNoise), "super-resolve");
+    ASSERT_EQ(large->GetWidth(), 2 * width);
+    ASSERT_EQ(large->GetHeight(), 2 * height);
     for (int y = 0; y < 2 * height; ++y) {
         for (int x = 0; x < 2 * width; ++x) {
             std::array<int, 4> expected = PaintNoise(x / 2, y / 2);

@@ -37,8 +37,8 @@ TEST_F(RunCommand, ChainsThroughFilesWithoutLoss) {
                             "output:1x3x16x24=" + picture})
                   .code,
               0);
-    const Raster::Picture small = LoadPhoto(photo);
-    const Raster::Picture large = LoadPhoto(picture);
+    const Testing::Photo small = LoadPhoto(photo);
+    const Testing::Photo large = LoadPhoto(picture);
     for (int y = 0; y < 16; ++y) {
         for (int x = 0; x < 24; ++x) {
             EXPECT_EQ(Testing::GetPixel(large, x, y), Testing::GetPixel(small, x / 4, y / 4));

@@ -2,13 +2,14 @@
 
 #pragma once
 
-#include "Raster/Picture.h"
+#include "Raster/DynamicBitmap.h"
 
 #include "CommandLine.h"
 #include "Files.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <fstream>
@@ -39,12 +40,14 @@ inline Outcome Run(std::vector<std::string> arguments) {
     return RunBare(arguments);
 }
 
+using Photo = Kernel::Counted<Raster::DynamicBitmap>;
 /// The red, green, blue and alpha of the pixel at (x, y).
 using Paint = std::function<std::array<int, 4>(int x, int y)>;
 
-inline std::array<int, 4> GetPixel(const Raster::Picture& picture, int x, int y) {
-    const auto pixel = picture.GetRow(y).subspan(static_cast<std::size_t>(x) * 4);
-    return {pixel[0], pixel[1], pixel[2], pixel[3]};
+inline std::array<int, 4> GetPixel(const Photo& photo, int x, int y) {
+    const std::byte* const pixel = std::as_const(*photo).GetHostView().At(x, y);
+    return {std::to_integer<int>(pixel[0]), std::to_integer<int>(pixel[1]),
+            std::to_integer<int>(pixel[2]), std::to_integer<int>(pixel[3])};
 }
 
 /// Gives each test a folder that is empty at first and gone afterwards.
@@ -56,11 +59,12 @@ protected:
     std::string At(const std::string& name) const { return (m_folder / name).string(); }
 
     std::string MakePhoto(int width, int height, const Paint& paint) const {
-        Raster::Picture picture(width, height);
+        Raster::DynamicBitmap picture(width, height);
+        const Raster::PixelView view = picture.GetHostView();
         for (int y = 0; y < height; ++y) {
             for (int x = 0; x < width; ++x) {
-                const std::array<int, 4> colour = paint(x, y);
-                std::copy(colour.begin(), colour.end(), picture.GetRow(y).begin() + 4 * x);
+                std::ranges::transform(paint(x, y), view.At(x, y),
+                                       [](int value) { return static_cast<std::byte>(value); });
             }
         }
         SavePicture(picture, At("photo.png"));

@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 namespace Raster {
 
@@ -34,7 +35,7 @@ public:
             return;
         }
         if (m_thrown) {
-            std::rethrow_exception(m_thrown);
+            std::rethrow_exception(std::exchange(m_thrown, nullptr));
         }
         throw CodecException(std::string(m_subject) + ": " + m_reason.data());
     }

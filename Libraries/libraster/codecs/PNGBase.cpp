@@ -1,48 +1,89 @@
 #include "Raster/PNGBase.h"
 
+#include "Raster/PixelAccessor.h"
+
+#include "codecs/Decoder.h"
+#include "codecs/Encoder.h"
 #include "codecs/Landing.h"
 
 #include <png.h>
 
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <limits>
 #include <new>
+#include <span>
 #include <vector>
 
 namespace Raster {
 
 namespace {
 
-/// Which channels say something, as PNG's colour type.
-int FindColourType(const Picture& picture) {
-    bool isOpaque = true;
-    bool isGrey = true;
-    for (int y = 0; y < picture.GetHeight() && (isOpaque || isGrey); ++y) {
-        const std::span<const std::uint8_t> row = picture.GetRow(y);
-        for (std::size_t i = 0; i < row.size(); i += Picture::ChannelCount) {
-            isOpaque = isOpaque && row[i + 3] == 255;
-            isGrey = isGrey && row[i] == row[i + 1] && row[i] == row[i + 2];
-        }
-    }
-    return (isGrey ? 0 : PNG_COLOR_MASK_COLOR) | (isOpaque ? 0 : PNG_COLOR_MASK_ALPHA);
+bool IsGrey(const PixelFormat& format) noexcept {
+    return format.code == Format::GreyA8 || format.code == Format::GreyA16;
 }
 
-/// Copies a row without the channels that `colourType` leaves out.
-void PackRow(std::span<const std::uint8_t> row, int colourType, std::uint8_t* target) {
-    const int colours = (colourType & PNG_COLOR_MASK_COLOR) != 0 ? 3 : 1;
-    const bool hasAlpha = (colourType & PNG_COLOR_MASK_ALPHA) != 0;
-    for (std::size_t i = 0; i < row.size(); i += Picture::ChannelCount) {
-        for (int channel = 0; channel < colours; ++channel) {
-            *target++ = row[i + static_cast<std::size_t>(channel)];
-        }
-        if (hasAlpha) {
-            *target++ = row[i + 3];
-        }
+bool IsStandard(const Kernel::Consolidated<ICCProfile>& profile) {
+    return profile == GetStandardProfile();
+}
+
+struct WriteObjects {
+    WriteObjects() = default;
+    WriteObjects(const WriteObjects&) = delete;
+    WriteObjects& operator=(const WriteObjects&) = delete;
+    ~WriteObjects() { png_destroy_write_struct(&png, &info); }
+
+    png_structp png = nullptr;
+    png_infop info = nullptr;
+};
+
+/// Which channels are stored.
+struct Channels {
+    bool hasColour;
+    bool hasAlpha;
+
+    int GetColourType() const noexcept {
+        return (hasColour ? PNG_COLOR_MASK_COLOR : 0) | (hasAlpha ? PNG_COLOR_MASK_ALPHA : 0);
     }
+    std::size_t GetCount() const noexcept {
+        return (hasColour ? std::size_t{3} : std::size_t{1}) + (hasAlpha ? 1 : 0);
+    }
+};
+
+/// The format with the file's kind of samples from which the channels are taken.
+const PixelFormat& ChooseFormat(const PixelFormat& format, bool hasColour) {
+    const bool isGrey = IsGrey(format) && !hasColour;
+    if (format.sampleSize == 1) {
+        return GetPixelFormat(isGrey ? Format::GreyA8 : Format::RGBA8);
+    }
+    return GetPixelFormat(isGrey ? Format::GreyA16 : Format::RGBA16);
 }
 
 /// One PNG being written: libpng's objects with its callbacks.
-class PngWriter {
+class PngEncoder : public Encoder {
 public:
-    explicit PngWriter(Kernel::OutStream& stream) : m_stream(stream) {
+    PngEncoder(Kernel::OutStream& stream, int width, int height, const PixelFormat& format,
+               const ExportOptions& options, const Channels& channels)
+        : Encoder(width, height, std::numeric_limits<int>::max(),
+                  {format, ChooseFormat(format, channels.hasColour)}),
+          m_stream(stream),
+          m_channels(channels) {
+        Create();
+        if (channels.GetCount() != GetTargetFormat().channelCount) {
+            m_samples.resize(static_cast<std::size_t>(width) * channels.GetCount() *
+                             GetTargetFormat().sampleSize);
+        }
+        m_landing.Run([this, &options] {
+            SetCompression(options.GetCompressionLevel());
+            SetHead(options.GetProfile());
+        });
+    }
+
+private:
+    void Create() {
         m_landing.Run([this] {
             m_png = png_create_write_struct(
                 PNG_LIBPNG_VER_STRING, &m_landing,
@@ -53,54 +94,190 @@ public:
             m_info = m_png != nullptr ? png_create_info_struct(m_png) : nullptr;
         });
         if (m_info == nullptr) {
-            png_destroy_write_struct(&m_png, nullptr);
             throw std::bad_alloc();
         }
         const auto write = [](png_structp png, png_bytep bytes, std::size_t count) {
-            static_cast<PngWriter*>(png_get_io_ptr(png))->Put(bytes, count);
+            static_cast<PngEncoder*>(png_get_io_ptr(png))->Put(bytes, count);
         };
         png_set_write_fn(m_png, this, write, [](png_structp) {});
     }
-    PngWriter(const PngWriter&) = delete;
-    PngWriter& operator=(const PngWriter&) = delete;
-    ~PngWriter() { png_destroy_write_struct(&m_png, &m_info); }
 
-    void Write(const Picture& picture) {
-        const int colourType = FindColourType(picture);
-        std::vector<std::uint8_t> row(picture.GetRow(0).size());
-        m_landing.Run([this, &picture, &row, colourType] {
-            // Level 1 with this filter is ten times quicker than the default and a fifth larger.
-            png_set_compression_level(m_png, 1);
-            png_set_filter(m_png, PNG_FILTER_TYPE_BASE, PNG_FILTER_UP);
-            png_set_IHDR(m_png, m_info, static_cast<png_uint_32>(picture.GetWidth()),
-                         static_cast<png_uint_32>(picture.GetHeight()), 8, colourType,
-                         PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-            png_write_info(m_png, m_info);
-            for (int y = 0; y < picture.GetHeight(); ++y) {
-                PackRow(picture.GetRow(y), colourType, row.data());
-                png_write_row(m_png, row.data());
-            }
-            png_write_end(m_png, m_info);
-        });
+    void SetCompression(int level) {
+        constexpr int LastQuickLevel = 3;
+        constexpr std::size_t PieceSize = 65'536;  // of compressed data
+        png_set_compression_level(m_png, level);
+        png_set_compression_buffer_size(m_png, PieceSize);
+        // Level 1 with the filter "up" is ten times quicker than the default and a fifth larger.
+        png_set_filter(m_png, PNG_FILTER_TYPE_BASE,
+                       level == 0                ? PNG_FILTER_NONE
+                       : level <= LastQuickLevel ? PNG_FILTER_UP
+                                                 : PNG_ALL_FILTERS);
     }
 
-private:
+    void SetHead(const Kernel::Consolidated<ICCProfile>& profile) {
+        png_set_user_limits(m_png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
+        png_set_IHDR(m_png, m_info, static_cast<png_uint_32>(GetWidth()),
+                     static_cast<png_uint_32>(GetHeight()), 8 * GetTargetFormat().sampleSize,
+                     m_channels.GetColourType(), PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
+                     PNG_FILTER_TYPE_DEFAULT);
+        if (profile) {
+            SetProfile(profile);
+        }
+        png_write_info(m_png, m_info);
+        if constexpr (std::endian::native == std::endian::little) {
+            png_set_swap(m_png);
+        }
+    }
+
+    void SetProfile(const Kernel::Consolidated<ICCProfile>& profile) {
+        // A profile that libpng finds odd is left out: so would be any reader's, who has libpng.
+        png_set_benign_errors(m_png, 1);
+        const ColourSpace space = m_channels.hasColour ? ColourSpace::RGB : ColourSpace::Grey;
+        const std::span<const std::byte> bytes = profile->GetBytes();
+        if (IsStandard(profile)) {
+            png_set_sRGB(m_png, m_info, PNG_sRGB_INTENT_RELATIVE);
+        } else if (profile->GetColourSpace() == space) {
+            png_set_iCCP(m_png, m_info, "ICC profile", PNG_COMPRESSION_TYPE_BASE,
+                         reinterpret_cast<png_const_bytep>(bytes.data()),
+                         static_cast<png_uint_32>(bytes.size()));
+        }
+    }
+
+    void EncodeRow(const std::byte* row) override {
+        if (!m_samples.empty()) {
+            Pack(row);
+            row = m_samples.data();
+        }
+        m_landing.Run(
+            [this, row] { png_write_row(m_png, reinterpret_cast<png_const_bytep>(row)); });
+    }
+
+    void EncodeEnd() override {
+        m_landing.Run([this] { png_write_end(m_png, m_info); });
+        m_stream.Flush();
+    }
+
+    /// Copies the channels that are stored.
+    void Pack(const std::byte* row) {
+        const std::size_t sampleSize = GetTargetFormat().sampleSize;
+        const std::size_t pixelSize = GetTargetFormat().GetPixelSize();
+        const std::size_t colours = (m_channels.hasColour ? 3 : 1) * sampleSize;
+        std::byte* target = m_samples.data();
+        for (const std::byte* end = row + static_cast<std::size_t>(GetWidth()) * pixelSize;
+             row != end; row += pixelSize) {
+            target = std::copy_n(row, colours, target);
+            if (m_channels.hasAlpha) {
+                target = std::copy_n(row + pixelSize - sampleSize, sampleSize, target);
+            }
+        }
+    }
+
     void Put(png_bytep bytes, std::size_t count) {
         m_landing.Guard(
             [this, bytes, count] { m_stream.Write(std::as_bytes(std::span(bytes, count))); });
     }
 
     Kernel::OutStream& m_stream;
+    Channels m_channels;
     Landing m_landing{"cannot write PNG"};
-    png_structp m_png = nullptr;
-    png_infop m_info = nullptr;
+    WriteObjects m_objects;
+    png_structp& m_png = m_objects.png;
+    png_infop& m_info = m_objects.info;
+    std::vector<std::byte> m_samples;  // of one row; empty if no channel is left out
 };
+
+/// Adds the channels that pixels of a row need.
+template <class Sample, std::size_t Count>
+void Examine(const std::byte* row, std::size_t width, Channels& channels) {
+    std::array<Sample, Count> pixel;
+    for (std::size_t x = 0; x < width; ++x, row += sizeof pixel) {
+        std::memcpy(&pixel, row, sizeof pixel);
+        if constexpr (Count > 2) {
+            channels.hasColour |= pixel[0] != pixel[1] || pixel[0] != pixel[2];
+        }
+        channels.hasAlpha |= pixel.back() != std::numeric_limits<Sample>::max();
+    }
+}
+
+using Examiner = void (*)(const std::byte*, std::size_t, Channels&);
+
+Examiner GetExaminer(Format format) noexcept {
+    switch (format) {
+        case Format::GreyA8:
+            return Examine<std::uint8_t, 2>;
+        case Format::GreyA16:
+            return Examine<std::uint16_t, 2>;
+        case Format::RGBA8:
+            return Examine<std::uint8_t, 4>;
+        default:
+            return Examine<std::uint16_t, 4>;
+    }
+}
+
+/// `channels`, and those without which the picture would lose something.
+Channels FindChannels(const ConstPixelView& pixels, Channels channels) {
+    const RowConverter converter(*pixels.format, ChooseFormat(*pixels.format, channels.hasColour));
+    const PixelFormat& format = converter.GetTargetFormat();
+    const Examiner examine = GetExaminer(format.code);
+    const auto width = static_cast<std::size_t>(pixels.width);
+    std::vector<std::byte> converted(converter.IsIdentity() ? 0 : width * format.GetPixelSize());
+    for (int y = 0; y < pixels.height; ++y) {
+        if (channels.GetCount() == format.channelCount) {
+            break;
+        }
+        const std::byte* row = pixels.At(0, y);
+        if (!converter.IsIdentity()) {
+            converter.Convert(row, converted.data(), width);
+            row = converted.data();
+        }
+        examine(row, width, channels);
+    }
+    return channels;
+}
 
 }  // namespace
 
-void WritePNG(const Picture& picture, Kernel::OutStream& stream) {
-    PngWriter(stream).Write(picture);
-    stream.Flush();
+class PNGBase::Implementation final : public PngEncoder {
+public:
+    using PngEncoder::PngEncoder;
+};
+
+PNGBase::PNGBase(Kernel::OutStream& stream, int width, int height, const PixelFormat& format,
+                 const ExportOptions& options, Alpha alpha)
+    : m_implementation(
+          std::make_unique<Implementation>(stream, width, height, format, options,
+                                           Channels{!IsGrey(format), alpha == Alpha::Keep})) {}
+
+PNGBase::~PNGBase() = default;
+
+void PNGBase::WriteRow(const void* pixels) {
+    m_implementation->WriteRow(pixels);
+}
+
+void PNGBase::WritePixels(const ConstPixelView& pixels) {
+    m_implementation->WritePixels(pixels);
+}
+
+void PNGBase::Finish() {
+    m_implementation->Finish();
+}
+
+void WritePNG(const DynamicBitmap& bitmap, Kernel::OutStream& stream,
+              const ExportOptions& options) {
+    ExportOptions complete = options;
+    if (!complete.GetProfile()) {
+        complete.SetProfile(bitmap.GetProfile());
+    }
+    const Kernel::Consolidated<ICCProfile>& profile = complete.GetProfile();
+    // A grey file can't have such a profile.
+    const bool needsColour =
+        profile && profile->GetColourSpace() == ColourSpace::RGB && !IsStandard(profile);
+    const ConstPixelAccessor pixels(bitmap);
+    const ConstPixelView& view = pixels.GetView();
+    PngEncoder encoder(stream, view.width, view.height, *view.format, complete,
+                       FindChannels(view, {needsColour, false}));
+    encoder.WritePixels(view);
+    encoder.Finish();
 }
 
 }  // namespace Raster

@@ -2,21 +2,22 @@
 
 #pragma once
 
-#include "Raster/Picture.h"
+#include "Kernel/IoException.h"
+#include "Kernel/MemoryInOutStream.h"
+#include "Raster/PixelFormat.h"
 
-#include <cstddef>
+#include <algorithm>
+#include <string>
 #include <vector>
 
 namespace Raster::Testing {
 
-using Bytes = std::vector<std::byte>;
-
 struct SampleFile {
-    const char* name;
-    Bytes (*make)();
-    int (*expected)(int x, int y, int channel);  // of the RGBA picture
-    int tolerance;
-    int colourType;  // the smallest one of PNG that can hold the picture
+    std::string name;
+    Format format;                // of the bitmap that holds it without loss
+    int colourType;               // the smallest one of PNG that can hold the RGBA picture
+    std::string bytes{};          // of the file
+    std::vector<int> expected{};  // RGBA; what comes of JPEG is up to 3 off
 };
 
 inline constexpr int SampleWidth = 13;
@@ -24,5 +25,31 @@ inline constexpr int SampleHeight = 9;
 
 /// All of SampleWidth x SampleHeight.
 const std::vector<SampleFile>& GetSampleFiles();
+
+/// Gives few bytes at a time, and fails where more than `capacity` would be given or taken.
+class FrailStream : public Kernel::MemoryInOutStream {
+public:
+    explicit FrailStream(const std::string& file, std::size_t capacity = std::size_t{1} << 30)
+        : m_capacity(capacity) {
+        MemoryInOutStream::Write(std::as_bytes(std::span(file)));
+    }
+    std::size_t Read(std::span<std::byte> buffer) override {
+        Check(GetPosition() + std::min<std::size_t>(buffer.size(), 3));
+        return MemoryInOutStream::Read(buffer.first(std::min<std::size_t>(buffer.size(), 3)));
+    }
+    void Write(std::span<const std::byte> bytes) override {
+        Check(GetSize() + bytes.size());
+        MemoryInOutStream::Write(bytes);
+    }
+
+private:
+    void Check(std::uint64_t size) const {
+        if (size > m_capacity) {
+            throw Kernel::IoException("the disk is on fire");
+        }
+    }
+
+    std::size_t m_capacity;
+};
 
 }  // namespace Raster::Testing

@@ -3,14 +3,44 @@
 #pragma once
 
 #include "Kernel/Streams.h"
-#include "Raster/Export.h"
-#include "Raster/Picture.h"
+#include "Raster/DynamicBitmap.h"
+#include "Raster/ExportOptions.h"
+
+#include <memory>
 
 namespace Raster {
 
-/// Writes `picture` in the smallest of PNG's 8-bit colour types that loses nothing: an alpha
-/// channel only if a pixel is not opaque, colours only if a pixel is not grey. Compresses for
-/// speed.
-RASTER_API void WritePNG(const Picture& picture, Kernel::OutStream& stream);
+/// Writes rows of any pixel format as a PNG file: 16-bit and float formats with 16 bits a sample,
+/// grey formats grey, all others red, green and blue; always with alpha unless told otherwise.
+///
+/// The file is complete, and the stream flushed, after Finish(). Throws std::invalid_argument for a
+/// side that is not 1..2^31-1, CodecException for what the library reports, and what the stream
+/// throws.
+class RASTER_API PNGBase {
+public:
+    /// Whether the alpha channel is stored.
+    enum class Alpha : std::uint8_t { Keep, Drop };
+
+    PNGBase(Kernel::OutStream& stream, int width, int height, const PixelFormat& format,
+            const ExportOptions& options = {}, Alpha alpha = Alpha::Keep);
+    PNGBase(const PNGBase&) = delete;
+    PNGBase& operator=(const PNGBase&) = delete;
+    ~PNGBase();
+
+    /// As JPEGWriter.
+    void WriteRow(const void* pixels);
+    void WritePixels(const ConstPixelView& pixels);
+    void Finish();
+
+private:
+    class Implementation;
+    std::unique_ptr<Implementation> m_implementation;
+};
+
+/// Writes `bitmap` in the smallest of PNG's 8-bit colour types, or 16-bit for 16-bit and float
+/// formats, that loses nothing: an alpha channel only if a pixel is not opaque, colours only if a
+/// pixel is not grey. The profile is the bitmap's unless the options have one.
+RASTER_API void WritePNG(const DynamicBitmap& bitmap, Kernel::OutStream& stream,
+                         const ExportOptions& options = {});
 
 }  // namespace Raster

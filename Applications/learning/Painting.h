@@ -1,0 +1,38 @@
+// Laying what a network has made over a photo.
+
+#pragma once
+
+#include "Learning/Tensor.h"
+#include "Raster/DynamicBitmap.h"
+
+#include <functional>
+#include <span>
+
+namespace LearningApp {
+
+struct Size {
+    int width;
+    int height;
+};
+
+inline Size GetSize(const Raster::DynamicBitmap& picture) {
+    return {picture.GetWidth(), picture.GetHeight()};
+}
+
+/// The size with its long side at `side` and its proportions kept.
+Size FitLongSide(Size size, int side);
+
+/// Changes a pixel by what planes have there. The pixel is red, green, blue and alpha; of what is
+/// put there, values outside 0..1 end at 0 or 1, and what is no number becomes 0. Planes that are
+/// not there have 0.
+using Painter = std::function<void(std::span<float, 4> pixel, std::span<const float, 4> samples)>;
+
+/// Scales the planes of `tensor`, at most three, to the size of `photo` and has `paint` lay them
+/// over it, pixel by pixel. The last dimensions of `tensor` are planes, height and width. Never
+/// holds more than a few rows.
+///
+/// Threads: calls `paint` from many threads.
+void PaintPlanes(const Learning::Tensor& tensor, Raster::DynamicBitmap& photo,
+                 const Painter& paint);
+
+}  // namespace LearningApp

@@ -1,0 +1,45 @@
+#include "codecs/Decoder.h"
+
+#include "Raster/CodecException.h"
+#include "Raster/DynamicFile.h"
+#include "Raster/ICCManager.h"
+#include "Raster/Rendering.h"
+
+#include <string>
+
+namespace Raster {
+
+Decoder::~Decoder() = default;
+
+void CheckSize(const char* kind, std::uint64_t width, std::uint64_t height) {
+    constexpr std::uint64_t MaximumSide = DynamicFile::MaximumSide;
+    if (width > MaximumSide || height > MaximumSide ||
+        width * height > DynamicFile::MaximumPixelCount) {
+        throw CodecException(std::string("the ") + kind + " picture has too many pixels");
+    }
+}
+
+void CheckAbort(const bool* abort) {
+    if (IsAborted(abort)) {
+        throw CodecException("the reading was aborted");
+    }
+}
+
+Kernel::Consolidated<ICCProfile> KeepFitting(Kernel::Consolidated<ICCProfile> profile,
+                                             Format format) {
+    if (!profile) {
+        return profile;
+    }
+    const ColourSpace space = profile->GetColourSpace();
+    const bool isGrey = format == Format::GreyA8 || format == Format::GreyA16;
+    const bool isFitting = format == Format::CMYKA8 ? space == ColourSpace::CMYK
+                                                    : space == ColourSpace::RGB ||
+                                                          (isGrey && space == ColourSpace::Grey);
+    return isFitting ? profile : Kernel::Consolidated<ICCProfile>();
+}
+
+Kernel::Consolidated<ICCProfile> GetStandardProfile() {
+    return ICCManager::GetProfileForString("sRGB IEC61966-2.1");
+}
+
+}  // namespace Raster

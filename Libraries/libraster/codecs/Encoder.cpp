@@ -1,0 +1,59 @@
+#include "codecs/Encoder.h"
+
+#include <stdexcept>
+#include <utility>
+
+namespace Raster {
+
+Encoder::Encoder(int width, int height, int maximumSide, RowConverter converter)
+    : m_converter(std::move(converter)), m_width(width), m_height(height) {
+    if (width < 1 || height < 1 || width > maximumSide || height > maximumSide) {
+        throw std::invalid_argument("no picture file of this kind can have that size");
+    }
+    if (!m_converter.IsIdentity()) {
+        m_row.resize(static_cast<std::size_t>(width) * GetTargetFormat().GetPixelSize());
+    }
+}
+
+Encoder::~Encoder() = default;
+
+/// Runs `step`; until it has returned, the file counts as broken.
+template <class Step>
+void Encoder::RunAt(bool isInOrder, Step step) {
+    if (!m_isOpen || !isInOrder) {
+        throw std::logic_error(
+            "the rows of a picture file are written once, all of them, in order");
+    }
+    m_isOpen = false;
+    step();
+    m_isOpen = true;
+}
+
+void Encoder::WriteRow(const void* pixels) {
+    RunAt(m_nextRow < m_height, [this, pixels] {
+        const auto* row = static_cast<const std::byte*>(pixels);
+        if (!m_row.empty()) {
+            m_converter.Convert(row, m_row.data(), static_cast<std::size_t>(m_width));
+            row = m_row.data();
+        }
+        EncodeRow(row);
+        ++m_nextRow;
+    });
+}
+
+void Encoder::WritePixels(const ConstPixelView& pixels) {
+    if (pixels.width != m_width || pixels.height != m_height ||
+        pixels.format != &m_converter.GetSourceFormat()) {
+        throw std::invalid_argument("the pixels are not of the file's size and format");
+    }
+    for (int y = 0; y < m_height; ++y) {
+        WriteRow(pixels.At(0, y));
+    }
+}
+
+void Encoder::Finish() {
+    RunAt(m_nextRow == m_height, [this] { EncodeEnd(); });
+    m_isOpen = false;
+}
+
+}  // namespace Raster

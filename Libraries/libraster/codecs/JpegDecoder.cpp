@@ -1,0 +1,240 @@
+#include "codecs/JpegDecoder.h"
+
+#include "Raster/CodecException.h"
+#include "Raster/Rendering.h"
+
+#include "codecs/JpegSegments.h"
+#include "codecs/Landing.h"
+
+#include <jerror.h>
+#include <jpeglib.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>  // jpeglib.h needs FILE
+#include <string>
+#include <vector>
+
+namespace Raster {
+
+bool IsJpeg(std::span<const std::byte> start) noexcept {
+    constexpr std::array<std::byte, 3> Signature{std::byte{0xFF}, std::byte{0xD8}, std::byte{0xFF}};
+    return start.size() >= Signature.size() && std::ranges::equal(Signature, start.first(3));
+}
+
+namespace {
+
+constexpr const char* Subject = "the JPEG data is damaged or of an unsupported kind";
+
+// A progressive file of a few kilobytes can ask for thousands of passes over a huge picture; honest
+// ones have about ten.
+constexpr int MaximumScanCount = 100;
+
+struct DecompressInfo : jpeg_decompress_struct {
+    DecompressInfo() noexcept : jpeg_decompress_struct{} {}
+    DecompressInfo(const DecompressInfo&) = delete;
+    DecompressInfo& operator=(const DecompressInfo&) = delete;
+    ~DecompressInfo() { jpeg_destroy_decompress(this); }
+};
+
+/// One decompression: libjpeg's object with its callbacks.
+class JpegDecoder final : public Decoder {
+public:
+    explicit JpegDecoder(BufferedSource& source) : m_source(source) {
+        m_info.err = jpeg_std_error(&m_errors);
+        m_info.client_data = this;
+        m_errors.error_exit = [](j_common_ptr info) { Get(info).Fail(info); };
+        m_errors.emit_message = [](j_common_ptr info, int level) { Get(info).Judge(info, level); };
+        m_landing.Run([this] { jpeg_create_decompress(&m_info); });
+        SetCallbacks();
+    }
+
+    PictureHead ReadHead() override {
+        m_landing.Run([this] { jpeg_read_header(&m_info, TRUE); });
+        CheckSize("JPEG", m_info.image_width, m_info.image_height);
+        const Format format = ChooseFormat();
+        return {static_cast<int>(m_info.image_width), static_cast<int>(m_info.image_height), format,
+                m_segments.GetOrientation(), KeepFitting(m_segments.MakeProfile(), format)};
+    }
+
+    int Start(const bool* abort) override {
+        m_abort = abort;
+        m_landing.Run([this] { jpeg_start_decompress(&m_info); });
+        // Each holds the samples of one row until they are spread over the pixels.
+        m_samples.resize(m_info.out_color_space == JCS_EXT_RGBA
+                             ? 0
+                             : std::size_t{m_info.output_width} *
+                                   static_cast<std::size_t>(m_info.output_components));
+        return 1;
+    }
+
+    void ReadRow(std::byte* row) override {
+        auto* samples = m_samples.empty() ? reinterpret_cast<JSAMPLE*>(row) : m_samples.data();
+        m_landing.Run([this, samples] {
+            JSAMPROW rows[] = {samples};
+            jpeg_read_scanlines(&m_info, rows, 1);
+        });
+        if (m_info.out_color_space == JCS_GRAYSCALE) {
+            SpreadGrey(row);
+        } else if (m_info.out_color_space == JCS_CMYK) {
+            SpreadInks(row);
+        }
+    }
+
+    void Finish() override {
+        m_landing.Run([this] { jpeg_finish_decompress(&m_info); });  // reads to the end mark
+    }
+
+private:
+    static JpegDecoder& Get(j_common_ptr info) {
+        return *static_cast<JpegDecoder*>(info->client_data);
+    }
+    static JpegDecoder& Get(j_decompress_ptr info) {
+        return *static_cast<JpegDecoder*>(info->client_data);
+    }
+
+    void SetCallbacks() {
+        m_input.init_source = [](j_decompress_ptr) {};
+        m_input.fill_input_buffer = [](j_decompress_ptr info) { return Get(info).Fill(); };
+        m_input.skip_input_data = [](j_decompress_ptr info, long count) { Get(info).Skip(count); };
+        m_input.resync_to_restart = jpeg_resync_to_restart;
+        m_input.term_source = [](j_decompress_ptr) {};
+        m_info.src = &m_input;
+        m_progress.progress_monitor = [](j_common_ptr info) { Get(info).CheckProgress(); };
+        m_info.progress = &m_progress;
+        // Deliberate: libjpeg could keep the segments itself, but without any limit.
+        const auto take = [](j_decompress_ptr info) { return Get(info).TakeSegment(); };
+        jpeg_set_marker_processor(&m_info, JPEG_APP0 + 1, take);
+        jpeg_set_marker_processor(&m_info, JPEG_APP0 + 2, take);
+    }
+
+    Format ChooseFormat() {
+        switch (m_info.num_components) {
+            case 1:
+                m_info.out_color_space = JCS_GRAYSCALE;
+                return Format::GreyA8;
+            case 3:
+                m_info.out_color_space = JCS_EXT_RGBA;
+                return Format::RGBA8;
+            case 4:
+                m_info.out_color_space = JCS_CMYK;
+                return Format::CMYKA8;
+            default:
+                throw CodecException(std::string(Subject) + ": it has " +
+                                     std::to_string(m_info.num_components) + " channels");
+        }
+    }
+
+    [[noreturn]] void Fail(j_common_ptr info) {
+        std::array<char, JMSG_LENGTH_MAX> text{};
+        info->err->format_message(info, text.data());
+        m_landing.Fail(text.data());
+    }
+
+    // Negative levels are warnings: most of them stand for pixels that were made up.
+    void Judge(j_common_ptr info, int level) {
+        const int code = info->err->msg_code;
+        if (level < 0 && code != JWRN_ADOBE_XFORM && code != JWRN_JFIF_MAJOR) {
+            Fail(info);
+        }
+    }
+
+    boolean Fill() {
+        std::span<const std::byte> piece;
+        m_landing.Guard([this, &piece] { piece = m_source.TakePiece(); });
+        if (piece.empty()) {
+            m_landing.Fail("it ends too early");
+        }
+        m_input.next_input_byte = reinterpret_cast<const JOCTET*>(piece.data());
+        m_input.bytes_in_buffer = piece.size();
+        return TRUE;
+    }
+
+    void Skip(long count) {
+        auto rest = static_cast<std::size_t>(std::max(count, 0L));
+        while (rest > m_input.bytes_in_buffer) {
+            rest -= m_input.bytes_in_buffer;
+            Fill();
+        }
+        m_input.next_input_byte += rest;
+        m_input.bytes_in_buffer -= rest;
+    }
+
+    std::size_t TakeByte() {
+        if (m_input.bytes_in_buffer == 0) {
+            Fill();
+        }
+        --m_input.bytes_in_buffer;
+        return *m_input.next_input_byte++;
+    }
+
+    /// Reads the segment after the mark that libjpeg has just met.
+    boolean TakeSegment() {
+        constexpr std::size_t LengthSize = 2;  // which the length counts, too
+        const std::size_t high = TakeByte();
+        const std::size_t length = high << 8 | TakeByte();
+        if (length < LengthSize) {
+            m_landing.Fail("a segment has no length");
+        }
+        m_segmentSize = length - LengthSize;
+        for (std::size_t i = 0; i < m_segmentSize; ++i) {
+            m_segment[i] = static_cast<std::byte>(TakeByte());
+        }
+        m_landing.Guard([this] {
+            const std::span segment = std::span(m_segment).first(m_segmentSize);
+            if (m_info.unread_marker == JPEG_APP0 + 1) {
+                m_segments.AddApp1(segment);
+            } else {
+                m_segments.AddApp2(segment);
+            }
+        });
+        return TRUE;
+    }
+
+    void CheckProgress() {
+        if (m_info.input_scan_number > MaximumScanCount) {
+            m_landing.Fail("it has too many scans");
+        }
+        m_landing.Guard([this] { CheckAbort(m_abort); });
+    }
+
+    void SpreadGrey(std::byte* row) const {
+        for (const JSAMPLE sample : m_samples) {
+            row[0] = static_cast<std::byte>(sample);
+            row[1] = std::byte{255};
+            row += 2;
+        }
+    }
+
+    /// Adobe's programs, which write most of the files with inks and mark them, store the inks
+    /// inverted: 255 is no ink.
+    void SpreadInks(std::byte* row) const {
+        const int inversion = m_info.saw_Adobe_marker ? 255 : 0;
+        for (std::size_t i = 0; i < m_samples.size(); i += 4, row += 5) {
+            for (std::size_t ink = 0; ink < 4; ++ink) {
+                row[ink] = static_cast<std::byte>(m_samples[i + ink] ^ inversion);
+            }
+            row[4] = std::byte{255};
+        }
+    }
+
+    BufferedSource& m_source;
+    Landing m_landing{Subject};
+    DecompressInfo m_info;
+    jpeg_error_mgr m_errors{};
+    jpeg_source_mgr m_input{};
+    jpeg_progress_mgr m_progress{};
+    const bool* m_abort = nullptr;
+    JpegSegments m_segments;
+    std::array<std::byte, 65536> m_segment{};  // the last one
+    std::size_t m_segmentSize = 0;
+    std::vector<JSAMPLE> m_samples;
+};
+
+}  // namespace
+
+std::unique_ptr<Decoder> MakeJpegDecoder(BufferedSource& source) {
+    return std::make_unique<JpegDecoder>(source);
+}
+
+}  // namespace Raster

@@ -1,0 +1,20 @@
+// Reads JPEG by way of libjpeg-turbo, whose headers JpegDecoder.cpp and JPEG.cpp alone include.
+
+#pragma once
+
+#include "codecs/BufferedSource.h"
+#include "codecs/Decoder.h"
+
+#include <memory>
+#include <span>
+
+namespace Raster {
+
+/// Whether a file that starts with the bytes `start` is JPEG.
+bool IsJpeg(std::span<const std::byte> start) noexcept;
+
+/// Reads grey files as GreyA8, those of four inks as CMYKA8, all others as RGBA8. `source` must
+/// outlive the decoder.
+std::unique_ptr<Decoder> MakeJpegDecoder(BufferedSource& source);
+
+}  // namespace Raster

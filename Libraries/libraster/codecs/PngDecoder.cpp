@@ -1,0 +1,152 @@
+#include "codecs/PngDecoder.h"
+
+#include "Raster/DynamicFile.h"
+
+#include "codecs/Landing.h"
+
+#include <png.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <new>
+
+namespace Raster {
+
+bool IsPng(std::span<const std::byte> start) noexcept {
+    constexpr std::array<unsigned char, 8> Signature{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+    return std::ranges::equal(std::as_bytes(std::span(Signature)),
+                              start.first(std::min(start.size(), Signature.size())));
+}
+
+namespace {
+
+struct ReadObjects {
+    ReadObjects() = default;
+    ReadObjects(const ReadObjects&) = delete;
+    ReadObjects& operator=(const ReadObjects&) = delete;
+    ~ReadObjects() { png_destroy_read_struct(&png, &info, nullptr); }
+
+    png_structp png = nullptr;
+    png_infop info = nullptr;
+};
+
+/// One PNG being read: libpng's objects with its callbacks.
+class PngDecoder final : public Decoder {
+public:
+    explicit PngDecoder(BufferedSource& source) : m_source(source) {
+        // Deliberate: warnings are dropped, as they tell of oddities beside the pixels.
+        m_landing.Run([this] {
+            m_png = png_create_read_struct(
+                PNG_LIBPNG_VER_STRING, &m_landing,
+                [](png_structp png, const char* reason) { GetLanding(png).Fail(reason); },
+                [](png_structp, const char*) {});
+            m_info = m_png != nullptr ? png_create_info_struct(m_png) : nullptr;
+        });
+        if (m_info == nullptr) {
+            throw std::bad_alloc();
+        }
+        png_set_read_fn(m_png, this, [](png_structp png, png_bytep target, std::size_t count) {
+            static_cast<PngDecoder*>(png_get_io_ptr(png))->Take(target, count);
+        });
+        SetLimits();
+    }
+
+    PictureHead ReadHead() override {
+        m_landing.Run([this] { png_read_info(m_png, m_info); });
+        const png_uint_32 width = png_get_image_width(m_png, m_info);
+        const png_uint_32 height = png_get_image_height(m_png, m_info);
+        CheckSize("PNG", width, height);
+        const bool isGrey = (png_get_color_type(m_png, m_info) & PNG_COLOR_MASK_COLOR) == 0;
+        const bool isDeep = png_get_bit_depth(m_png, m_info) == 16;
+        const Format format = isGrey ? (isDeep ? Format::GreyA16 : Format::GreyA8)
+                                     : (isDeep ? Format::RGBA16 : Format::RGBA8);
+        return {static_cast<int>(width), static_cast<int>(height), format, ReadOrientation(),
+                KeepFitting(ReadProfile(), format)};
+    }
+
+    int Start(const bool* /*abort*/) override {
+        m_landing.Run([this] {
+            png_set_expand(m_png);  // palettes, transparent colours, grey of 1, 2 and 4 bits
+            png_set_add_alpha(m_png, 0xFFFF, PNG_FILLER_AFTER);
+            if constexpr (std::endian::native == std::endian::little) {
+                png_set_swap(m_png);
+            }
+            m_passes = png_set_interlace_handling(m_png);
+            png_read_update_info(m_png, m_info);
+        });
+        return m_passes;
+    }
+
+    void ReadRow(std::byte* row) override {
+        m_landing.Run(
+            [this, row] { png_read_row(m_png, reinterpret_cast<png_bytep>(row), nullptr); });
+    }
+
+    void Finish() override {
+        m_landing.Run([this] { png_read_end(m_png, nullptr); });
+    }
+
+private:
+    static Landing& GetLanding(png_structp png) {
+        return *static_cast<Landing*>(png_get_error_ptr(png));
+    }
+
+    void SetLimits() {
+        m_landing.Run([this] {
+            png_set_user_limits(m_png, DynamicFile::MaximumSide, DynamicFile::MaximumSide);
+            png_set_chunk_malloc_max(m_png, ICCProfile::MaximumSize);
+            // All chunks that say nothing of the pixels are skipped: texts can be bombs.
+            png_set_keep_unknown_chunks(m_png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
+            constexpr png_byte Wanted[] = "eXIf\0iCCP\0sRGB";
+            png_set_keep_unknown_chunks(m_png, PNG_HANDLE_CHUNK_AS_DEFAULT, Wanted, 3);
+        });
+    }
+
+    Orientation ReadOrientation() {
+        png_uint_32 size = 0;
+        png_bytep data = nullptr;
+        if (png_get_eXIf_1(m_png, m_info, &size, &data) == 0) {
+            return {};
+        }
+        return FindOrientation(std::as_bytes(std::span(data, size)));
+    }
+
+    Kernel::Consolidated<ICCProfile> ReadProfile() {
+        png_charp name = nullptr;
+        int compression = 0;
+        png_bytep data = nullptr;
+        png_uint_32 size = 0;
+        if (png_get_iCCP(m_png, m_info, &name, &compression, &data, &size) != 0) {
+            return ICCProfile::CreateFromBytes(std::as_bytes(std::span(data, size)));
+        }
+        int intent = 0;
+        const bool isStandard = png_get_sRGB(m_png, m_info, &intent) != 0;
+        return isStandard ? GetStandardProfile() : Kernel::Consolidated<ICCProfile>();
+    }
+
+    void Take(png_bytep target, std::size_t count) {
+        bool isWhole = false;
+        m_landing.Guard([this, target, count, &isWhole] {
+            isWhole = m_source.Read(std::as_writable_bytes(std::span(target, count)));
+        });
+        if (!isWhole) {
+            m_landing.Fail("it ends too early");
+        }
+    }
+
+    BufferedSource& m_source;
+    Landing m_landing{"the PNG data is damaged or of an unsupported kind"};
+    ReadObjects m_objects;
+    png_structp& m_png = m_objects.png;
+    png_infop& m_info = m_objects.info;
+    int m_passes = 1;
+};
+
+}  // namespace
+
+std::unique_ptr<Decoder> MakePngDecoder(BufferedSource& source) {
+    return std::make_unique<PngDecoder>(source);
+}
+
+}  // namespace Raster

@@ -1,0 +1,43 @@
+#include "codecs/RowConverter.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace Raster {
+
+RowConverter::RowConverter(const PixelFormat& from, const PixelFormat& to,
+                           Kernel::Counted<const SpanStage> stage) noexcept
+    : m_from(from), m_to(to), m_stage(std::move(stage)) {
+    for (const DirectConversion& conversion : to.directConversions) {
+        if (!m_stage && conversion.source == &from) {
+            m_direct = conversion.convert;
+        }
+    }
+}
+
+void RowConverter::Convert(const std::byte* source, std::byte* target, std::size_t width) const {
+    if (IsIdentity()) {
+        std::memcpy(target, source, width * m_to.GetPixelSize());
+    } else if (m_direct != nullptr) {
+        m_direct({source, 0}, {target, 0}, width, 1, false);
+    } else {
+        ConvertSpans(source, target, width);
+    }
+}
+
+void RowConverter::ConvertSpans(const std::byte* source, std::byte* target,
+                                std::size_t width) const {
+    constexpr std::size_t SpanSize = 128;
+    alignas(64) float rgba[SpanSize * 4];
+    for (std::size_t x = 0; x < width; x += SpanSize) {
+        const std::size_t count = std::min(SpanSize, width - x);
+        m_from.read(source + x * m_from.GetPixelSize(), rgba, count);
+        if (m_stage) {
+            m_stage->Apply(rgba, count);
+        }
+        m_to.write(rgba, target + x * m_to.GetPixelSize(), count);
+    }
+}
+
+}  // namespace Raster
