@@ -1,0 +1,53 @@
+#include "OCIO/ProcessorStage.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <string>
+#include <string_view>
+
+namespace OCIO {
+namespace {
+
+constexpr std::string_view Config = R"(ocio_profile_version: 2
+roles: {default: scene}
+displays: {screen: [!<View> {name: plain, colorspace: scene}]}
+colorspaces:
+  - !<ColorSpace> {name: scene}
+  - !<ColorSpace>
+    name: squared
+    to_scene_reference: !<ExponentTransform> {value: [2, 2, 2, 1]}
+  - !<ColorSpace>
+    name: swapped
+    from_scene_reference: !<MatrixTransform>
+      {matrix: [0, 0, 1, 0, 0, 1, 0, 0, 2, 0, 0, 0, 0, 0, 0, 1]}
+)";
+
+TEST(ProcessorStage, ConvertsBetweenSpacesOfTheConfiguration) {
+    Kernel::String reason;
+    const auto stage = ProcessorStage::CreateFromText(Config, "squared", "swapped", reason);
+    ASSERT_TRUE(stage) << reason.c_str();
+    alignas(64) std::array<float, 8> rgba{0.5f, 0.25f, 0.75f, 0.125f, 1, 0, 2, 1};
+    stage->Apply(rgba.data(), 2);
+    constexpr std::array<float, 8> Expected{0.5625f, 0.0625f, 0.5f, 0.125f, 4, 0, 2, 1};
+    for (std::size_t i = 0; i < rgba.size(); ++i) {
+        EXPECT_NEAR(rgba[i], Expected[i], 1e-4f) << i;
+    }
+    stage->Apply(rgba.data(), 0);
+}
+
+TEST(ProcessorStage, IsNullWithAReasonOtherwise) {
+    const std::string text(Config);
+    const std::array<std::string, 4> texts{"", "colorspaces: [", text.substr(0, 100), text};
+    for (const std::string& broken : texts) {
+        Kernel::String reason;
+        EXPECT_FALSE(ProcessorStage::CreateFromText(broken, "squared", "nowhere", reason));
+        EXPECT_FALSE(reason.empty()) << broken;
+    }
+    Kernel::String reason;
+    EXPECT_FALSE(ProcessorStage::CreateFromFile("missing.ocio", "squared", "scene", reason));
+    EXPECT_NE(std::string_view(reason).find("missing.ocio"), std::string_view::npos);
+}
+
+}  // namespace
+}  // namespace OCIO
