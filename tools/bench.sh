@@ -1,8 +1,9 @@
 #!/bin/bash
 # Measures this project beside its peers, in the release preset: Google Benchmark's figures for each
-# library, then the opening of models and the installation of a package in fresh processes.
+# library, a table of the work on pixels, then the opening of models and the installation of a package
+# in fresh processes.
 # Usage: tools/bench.sh [FILTER]
-#   FILTER   a regular expression of Google Benchmark's; leaves the fresh processes out
+#   FILTER   a regular expression of Google Benchmark's; leaves the table and the fresh processes out
 # Nothing else should run on the machine meanwhile.
 set -eu
 cd "$(dirname "$0")/.."
@@ -13,6 +14,23 @@ rounds=20
 # median COLUMN: the median of a column of numbers on standard input
 median() {
     awk -v column="$1" '{ print $column }' | sort -n | awk '{ value[NR] = $1 } END { print value[int((NR + 1) / 2)] }'
+}
+
+# Prints the table of what is done with pixels: by one processor, then by all of them.
+compare_pixels() {
+    local program processors result results=()
+    for program in Raster Learning; do
+        [ -x "$build/bin/${program}Benchmarks" ] || continue
+        for processors in 0 "0-$(($(nproc) - 1))"; do
+            result="$build/$program-$processors.json"
+            taskset -c "$processors" "$build/bin/${program}Benchmarks" --benchmark_filter=/threads: \
+                --benchmark_repetitions=7 --benchmark_enable_random_interleaving=true \
+                --benchmark_min_time=0.05 --benchmark_out="$result" --benchmark_out_format=json > /dev/null
+            results+=("$result")
+        done
+    done
+    printf '\nPixels, medians of 7, milliseconds\n'
+    tools/bench_table.py "${results[@]}"
 }
 
 # Opens one model by the library and by the bare C API in turns, so that both meet the same machine.
@@ -67,14 +85,15 @@ compare_installing() {
     rm -r "$work"
 }
 
-tools/setup.sh
+tools/setup.sh --peers
 cmake --preset release > /dev/null
 cmake --build --preset release
 for benchmarks in "$build"/bin/*Benchmarks; do
     printf '\n=== %s\n' "$(basename "$benchmarks")"
-    "$benchmarks" --benchmark_filter="${1:-.}"
+    "$benchmarks" --benchmark_filter="${1:--/threads:}"  # without a name, all but the table's cases
 done
 if [ $# -eq 0 ]; then
+    compare_pixels
     compare_opening
     compare_installing
 fi

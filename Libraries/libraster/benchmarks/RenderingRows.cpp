@@ -1,0 +1,112 @@
+#include "PixelRows.h"
+
+#include <algorithm>
+#include <array>
+
+namespace PixelPeers {
+
+namespace {
+
+/// Means of areas, colours multiplied by alpha.
+void DefineMeans(const Task& task, std::uint8_t* to) {
+    const Shares rows(task.size.height, task.target.height);
+    const Shares columns(task.size.width, task.target.width);
+    for (std::size_t i = 0; i < task.target.GetPixelCount(); ++i, to += 4) {
+        const std::size_t column = i % static_cast<std::size_t>(task.target.width);
+        const std::size_t row = i / static_cast<std::size_t>(task.target.width);
+        std::array<double, 4> sum{};
+        for (std::size_t k = 0; k < rows.count * columns.count; ++k) {
+            const std::size_t x = columns.starts[column] + k % columns.count;
+            const std::size_t y = rows.starts[row] + k / columns.count;
+            const std::uint8_t* const pixel =
+                task.source.As<std::uint8_t>() +
+                (y * static_cast<std::size_t>(task.size.width) + x) * 4;
+            const double alpha = static_cast<double>(rows.GetWeights(row)[k / columns.count]) *
+                                 columns.GetWeights(column)[k % columns.count] * pixel[3];
+            for (std::size_t c = 0; c < 3; ++c) {
+                sum[c] += alpha * pixel[c];
+            }
+            sum[3] += alpha;
+        }
+        for (std::size_t c = 0; c < 3; ++c) {
+            to[c] = static_cast<std::uint8_t>(sum[3] > 0 ? std::round(sum[c] / sum[3]) : 0);
+        }
+        to[3] = static_cast<std::uint8_t>(std::round(sum[3]));
+    }
+}
+
+double CompareMeans(const Task& task) {
+    const Bytes expected(task.destination.GetSize());
+    DefineMeans(task, expected.As<std::uint8_t>());
+    double worst = 0;
+    for (std::size_t i = 0; i < expected.GetSize(); i += 4) {
+        const std::uint8_t* const got = task.destination.As<std::uint8_t>() + i;
+        const std::uint8_t* const pixel = expected.As<std::uint8_t>() + i;
+        const std::size_t first = pixel[3] == 0 ? 3 : 0;  // nothing has no colour
+        worst = std::max(worst, GetMaximumDifference(got + first, pixel + first, 4 - first));
+    }
+    return worst;
+}
+
+Row MakeReduction(const char* name, Bytes (*makeSource)(Size)) {
+    return {name, {Photo}, makeSource, 4, CompareMeans, 1, ReducedPhoto};
+}
+
+Row MakeResampling(const char* name, Size from, Size to) {
+    return {name, {from}, MakePhoto, 4, {}, 0, to};
+}
+
+/// The box around a disc of that radius: left, top, and the pixel after right and bottom.
+Row MakeBox(const char* name, int radius) {
+    constexpr int X = 2000;
+    constexpr int Y = 1500;
+    const auto makeSource = [=](Size size) {
+        Bytes source(size.GetPixelCount() * 4);
+        std::uint8_t* alpha = source.As<std::uint8_t>() + 3;
+        for (int y = -Y; y < size.height - Y; ++y) {
+            for (int x = -X; x < size.width - X; ++x, alpha += 4) {
+                *alpha = x * x + y * y < radius * radius ? 255 : 0;
+            }
+        }
+        return source;
+    };
+    const auto getDifference = [=](const Task& task) {
+        const std::array<int, 4> box{std::max(0, X - radius + 1), std::max(0, Y - radius + 1),
+                                     std::min(task.size.width, X + radius),
+                                     std::min(task.size.height, Y + radius)};
+        const std::array<int, 4> expected = radius == 0 ? std::array<int, 4>{} : box;
+        return GetMaximumDifference(task.destination.As<int>(), expected.data(), expected.size());
+    };
+    return {name, {Large}, makeSource, sizeof(int), getDifference, 0, {4, 1}};
+}
+
+}  // namespace
+
+Shares::Shares(int from, int to) : count(static_cast<std::size_t>(from / to) + 2) {
+    const double step = static_cast<double>(from) / to;
+    for (int i = 0; i < to; ++i) {
+        const double start = i * step;
+        const double end = std::min<double>(from, start + step);
+        const int last = std::max(0, from - static_cast<int>(count));
+        const int first = std::min(static_cast<int>(start), last);
+        starts.push_back(static_cast<std::size_t>(first));
+        for (int k = first; k < first + static_cast<int>(count); ++k) {
+            const double share = std::min(end, k + 1.0) - std::max<double>(start, k);
+            weights.push_back(static_cast<float>(std::max(0.0, share) / step));
+        }
+    }
+}
+
+std::vector<Row> MakeRenderingRows() {
+    return {MakeReduction("ReduceArea", MakePhoto),
+            MakeReduction("ReduceAreaOfCutout", MakeCutout),
+            MakeResampling("ReduceBicubic", Photo, ReducedPhoto),
+            MakeResampling("ReduceLanczos", Photo, ReducedPhoto),
+            MakeResampling("EnlargeBicubic", ReducedPhoto, Photo),
+            MakeResampling("EnlargeLanczos", ReducedPhoto, Photo),
+            MakeBox("AlphaBoxOfNothing", 0),
+            MakeBox("AlphaBoxOfIsland", 700),
+            MakeBox("AlphaBoxOfAll", 5000)};
+}
+
+}  // namespace PixelPeers
