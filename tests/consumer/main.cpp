@@ -17,9 +17,19 @@
 #include "Kernel/ZipArchive.h"
 #include "Learning/Model.h"
 #include "Learning/ModelCache.h"
+#include "Learning/TensorBitmap.h"
+#include "Learning/TensorImages.h"
 #include "Network/DownloadCache.h"
 #include "Network/Routes.h"
 #include "Network/Settings.h"
+#include "Raster/Bitmap.h"
+#include "Raster/Buffer.h"
+#include "Raster/ColourCubeRGB.h"
+#include "Raster/Compositing.h"
+#include "Raster/DynamicFile.h"
+#include "Raster/ICCManager.h"
+#include "Raster/JPEG.h"
+#include "Raster/PNGBase.h"
 
 #include <array>
 #include <iostream>
@@ -69,6 +79,46 @@ bool UseNetwork() {
     return !Network::Http::DoRequest(Network::Http::Request{}, false).failure.empty();
 }
 
+/// Whether a red pixel is red again after a tour of all that libraster exports.
+bool UseRaster() {
+    using namespace Raster;  // NOLINT(google-build-using-namespace): channels are short names
+    Bitmap<Red8, Green8, Blue8, Alpha8, X5> red(3, 2);
+    {
+        const PixelAccessor accessor(red);
+        accessor.GetView().At(1, 1)[0] = accessor.GetView().At(1, 1)[3] = std::byte{255};
+    }
+    const auto profile = ICCManager::GetProfileForString("sRGB IEC61966-2.1");
+    Rendering rendering;
+    rendering.transform = AffineTransform::Params::Translate(0, 0).Invert();
+    rendering.stages = {Kernel::MakeCounted<ColourCubeRGB>("Identity")};
+    const auto floats = Kernel::MakeCounted<Bitmap<RedUF, GreenUF, BlueUF, AlphaF, X5>>(3, 2);
+    if (!Pipeline<DynamicBitmap, DynamicBitmap>::Run(*floats, red, nullptr, red.GetBounds(),
+                                                     rendering) ||
+        ICCManager::CreateConversion(profile, profile) ||
+        Hardware<DefaultImplementation>::GetDevice()) {
+        return false;
+    }
+    const auto file = Kernel::MakeCounted<Kernel::MemoryInOutStream>();
+    WritePNG(*floats, *file);
+    const auto back = ReadPicture(*file, Format::RGBA8);
+    const auto pixels =
+        Buffer<Red8, Green8, Blue8, Alpha8, X5>::CreateFromBitmap(*AddBorder(*back, 1));
+    JPEG<Red8, Green8, Blue8, Alpha8, X5>(*file, 5, 4).WritePixels(pixels->GetHostView());
+    return pixels->GetRow(2)[2].Get<Red8>() == 255;
+}
+
+/// Whether a tensor takes a bitmap's pixels, side by side and in planes.
+bool UseTensorBitmaps() {
+    using namespace Raster;  // NOLINT(google-build-using-namespace): channels are short names
+    const DynamicBitmap black(2, 2);
+    Tensor<RedF, GreenF, BlueF, X4, X5, CHW> tensor({3, 2, 2});
+    tensor.SetValueAtIndexedSubscript(11, 1);
+    using Run = Pipeline<Tensor<RedF, GreenF, BlueF, X4, X5, CHW>, DynamicBitmap>;
+    const bool isRun = Run::Run(tensor, black, nullptr, black.GetBounds());
+    Learning::FillTensorCHW(tensor, black);
+    return isRun && tensor.GetValueAtIndexedSubscript(11) == 0;
+}
+
 bool UseLearning() {
     Learning::ModelCache::GetInstance().SetModelCacheFolder("nowhere");
     Learning::Model::TensorMap outputs{
@@ -83,7 +133,7 @@ int main() {
     UseKernel();
     UseStreams();
     try {
-        return UseNetwork() && UseLearning() ? 0 : 1;
+        return UseRaster() && UseNetwork() && UseLearning() && UseTensorBitmaps() ? 0 : 1;
     } catch (const std::exception& error) {
         std::cerr << error.what() << '\n';
         return 3;
