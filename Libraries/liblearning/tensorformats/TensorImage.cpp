@@ -146,7 +146,7 @@ void TensorImage::Store(int x, int y, std::size_t count, const float* rgba) cons
 }
 
 bool TensorImage::IsLarge() const noexcept {
-    constexpr std::size_t CacheShare = std::size_t{8} << 20;
+    constexpr std::size_t CacheShare = std::size_t{16} << 20;
     return m_elements.size_bytes() > CacheShare;
 }
 

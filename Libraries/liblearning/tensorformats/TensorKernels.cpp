@@ -159,8 +159,10 @@ HWY_INLINE hn::Vec<D> GetByte(D d, hn::Vec<Words<D>> pixels) {
 
 using Mappings = std::array<ChannelMapping, 3>;
 
+// Deliberate: the pointers come by value. Behind a reference they would be read again after every
+// store, which might have changed them for all the compiler knows.
 template <bool IsMapped, bool IsStreamed>
-void ConvertRowToPlanes(const std::uint32_t* pixels, const std::array<float*, 3>& planes,
+void ConvertRowToPlanes(const std::uint32_t* pixels, std::array<float*, 3> planes,
                         const Mappings& mappings, std::size_t width) {
     ForLanes(width, [&](auto d, std::size_t i) HWY_ATTR {
         const auto four = hn::LoadU(Words<decltype(d)>(), pixels + i);
@@ -178,7 +180,7 @@ void ConvertRowToPlanes(const std::uint32_t* pixels, const std::array<float*, 3>
 }
 
 template <bool IsMapped, bool IsStreamed>
-void ConvertRowToBytes(const std::array<float*, 3>& planes, const Mappings& mappings,
+void ConvertRowToBytes(std::array<float*, 3> planes, const Mappings& mappings,
                        std::uint32_t* pixels, std::size_t width) {
     ForLanes(width, [&](auto d, std::size_t i) HWY_ATTR {
         const auto get = [&](std::size_t channel) HWY_ATTR {

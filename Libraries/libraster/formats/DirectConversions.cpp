@@ -3,6 +3,7 @@
 #include "formats/HostFormats.h"
 
 #include <algorithm>
+#include <type_traits>
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "formats/DirectConversions.cpp"
@@ -66,6 +67,31 @@ struct NarrowComponents {
     }
 };
 
+/// Alpha stays as it is.
+struct MixGrey {
+    static constexpr std::size_t SourceSize = 4;
+    static constexpr std::size_t DestinationSize = 2;
+
+    template <class Store>
+    static HWY_INLINE void Run(const std::byte* from, std::byte* to) {
+        const Words words = LoadWords<std::uint32_t>(from);
+        const Words grey = Quantise<std::uint8_t>(ToGrey(RGBA8Codec::Unpack(words)));
+        const Words alpha = hn::ShiftLeft<8>(hn::ShiftRight<24>(words));
+        StoreWords<std::uint16_t, Store>(hn::Or(grey, alpha), to);
+    }
+};
+
+/// For rows of whole words, whatever the pixels.
+struct CopyWords {
+    static constexpr std::size_t SourceSize = 4;
+    static constexpr std::size_t DestinationSize = 4;
+
+    template <class Store>
+    static HWY_INLINE void Run(const std::byte* from, std::byte* to) {
+        StoreWords<std::uint32_t, Store>(LoadWords<std::uint32_t>(from), to);
+    }
+};
+
 struct TakeAlpha {
     static constexpr std::size_t SourceSize = 4;
     static constexpr std::size_t DestinationSize = 1;
@@ -77,28 +103,76 @@ struct TakeAlpha {
 };
 
 // Rows of a tile lie a whole row of the picture apart, which the processor does not foresee when it
-// fetches ahead.
-constexpr std::size_t RowsAhead = 8;
+// fetches ahead. Memory is slower to answer than the cache that holds a smaller picture.
+template <class Store>
+constexpr std::ptrdiff_t RowsAhead = std::is_same_v<Store, Streamed> ? 8 : 4;
 // Keeps the alignment of the destination, whatever the size of a pixel.
 constexpr std::size_t PixelsAtOnce = 64;
 
-/// Calls `convert` with pieces of the rows of a block, in which pixels have the sizes given.
-template <class Convert>
-HWY_INLINE void ForPieces(const SourceBlock& source, const DestinationBlock& destination,
-                          std::size_t sourceSize, std::size_t destinationSize, std::size_t width,
-                          std::size_t height, Convert convert) {
+HWY_INLINE void FetchLines(const std::byte* from, std::size_t size) {
+    for (std::size_t i = 0; i < size; i += 64) {
+        hwy::Prefetch(from + i);
+    }
+}
+
+/// From the start of row `y` of a block to what is to be fetched meanwhile. `rowSize` is that of
+/// the block. It may lie outside the picture: then nothing is fetched that anyone reads.
+template <class Store>
+HWY_INLINE std::ptrdiff_t FindAhead(std::size_t y, std::size_t height, std::ptrdiff_t stride,
+                                    std::size_t rowSize) {
+    const auto rest = static_cast<std::ptrdiff_t>(height - y);
+    if (rest > RowsAhead<Store>) {
+        return RowsAhead<Store> * stride;
+    }
+    if constexpr (std::is_same_v<Store, Streamed>) {  // the tile to the right is mostly the next
+        const auto back = RowsAhead<Store> - static_cast<std::ptrdiff_t>(height);
+        return static_cast<std::ptrdiff_t>(rowSize) + back * stride;
+    }
+    return (rest - 1) * stride;
+}
+
+template <class Kernel, class Store>
+HWY_INLINE void ConvertAt(std::size_t x, const std::byte* from, std::byte* to) {
+    Kernel::template Run<Store>(from + x * Kernel::SourceSize, to + x * Kernel::DestinationSize);
+}
+
+/// PixelsAtOnce pixels. Unrolled, since a loop for each vector keeps memory waiting.
+template <class Kernel, class Store>
+HWY_INLINE void ConvertPiece(const std::byte* from, std::byte* to) {
+    static_assert(PixelsAtOnce % (LaneCount * 4) == 0);
+    for (std::size_t x = 0; x < PixelsAtOnce; x += LaneCount * 4) {
+        ConvertAt<Kernel, Store>(x, from, to);
+        ConvertAt<Kernel, Store>(x + LaneCount, from, to);
+        ConvertAt<Kernel, Store>(x + LaneCount * 2, from, to);
+        ConvertAt<Kernel, Store>(x + LaneCount * 3, from, to);
+    }
+}
+
+template <class Kernel, class Store>
+HWY_INLINE void ConvertRows(const SourceBlock& source, const DestinationBlock& destination,
+                            std::size_t width, std::size_t height) {
+    constexpr std::size_t SourceStep = PixelsAtOnce * Kernel::SourceSize;
+    constexpr std::size_t DestinationStep = PixelsAtOnce * Kernel::DestinationSize;
     for (std::size_t y = 0; y < height; ++y) {
-        const std::byte* from = source.pixels + static_cast<std::ptrdiff_t>(y) * source.stride;
-        std::byte* to = destination.pixels + static_cast<std::ptrdiff_t>(y) * destination.stride;
-        const std::ptrdiff_t ahead =
-            static_cast<std::ptrdiff_t>(std::min(RowsAhead, height - 1 - y)) * source.stride;
-        for (std::size_t x = 0; x < width; x += PixelsAtOnce) {
-            for (std::size_t i = 0; i < PixelsAtOnce * sourceSize; i += 64) {
-                hwy::Prefetch(from + ahead + i);
+        const auto row = static_cast<std::ptrdiff_t>(y);
+        const std::byte* from = source.pixels + row * source.stride;
+        std::byte* to = destination.pixels + row * destination.stride;
+        const std::ptrdiff_t sourceAhead =
+            FindAhead<Store>(y, height, source.stride, width * Kernel::SourceSize);
+        const std::ptrdiff_t destinationAhead =
+            FindAhead<Store>(y, height, destination.stride, width * Kernel::DestinationSize);
+        std::size_t x = 0;
+        for (; x + PixelsAtOnce <= width; x += PixelsAtOnce) {
+            FetchLines(from + sourceAhead, SourceStep);
+            if constexpr (std::is_same_v<Store, Cached>) {  // which reads what it overwrites
+                FetchLines(to + destinationAhead, DestinationStep);
             }
-            convert(from, to, std::min(PixelsAtOnce, width - x));
-            from += PixelsAtOnce * sourceSize;
-            to += PixelsAtOnce * destinationSize;
+            ConvertPiece<Kernel, Store>(from, to);
+            from += SourceStep;
+            to += DestinationStep;
+        }
+        if (x < width) {
+            ConvertRow<Kernel, Store>(from, to, width - x);
         }
     }
 }
@@ -109,49 +183,29 @@ HWY_INLINE bool IsStreamed(const DestinationBlock& destination, bool isLarge) {
            destination.stride % 64 == 0;
 }
 
-template <class Kernel, class Store>
-HWY_INLINE void ConvertPieces(const SourceBlock& source, const DestinationBlock& destination,
-                              std::size_t width, std::size_t height) {
-    ForPieces(source, destination, Kernel::SourceSize, Kernel::DestinationSize, width, height,
-              [](const std::byte* from, std::byte* to, std::size_t count)
-                  HWY_ATTR { ConvertRow<Kernel, Store>(from, to, count); });
-}
-
 template <class Kernel>
 HWY_INLINE void ConvertBlock(const SourceBlock& source, const DestinationBlock& destination,
                              std::size_t width, std::size_t height, bool isLarge) {
     if (IsStreamed(destination, isLarge)) {
-        ConvertPieces<Kernel, Streamed>(source, destination, width, height);
+        ConvertRows<Kernel, Streamed>(source, destination, width, height);
         hwy::FlushStream();
     } else {
-        ConvertPieces<Kernel, Cached>(source, destination, width, height);
+        ConvertRows<Kernel, Cached>(source, destination, width, height);
     }
 }
 
-template <class Store>
-HWY_INLINE void CopyPieces(const SourceBlock& source, const DestinationBlock& destination,
-                           std::size_t rowSize, std::size_t height) {
-    ForPieces(source, destination, 1, 1, rowSize, height,
-              [](const std::byte* from, std::byte* to, std::size_t count) HWY_ATTR {
-                  const hn::ScalableTag<std::uint64_t> tag;
-                  const std::size_t step = hn::Lanes(tag) * 8;
-                  std::size_t done = 0;
-                  for (; done + step <= count; done += step) {
-                      Store::Put(
-                          hn::LoadU(tag, reinterpret_cast<const std::uint64_t*>(from + done)), tag,
-                          reinterpret_cast<std::uint64_t*>(to + done));
-                  }
-                  std::memcpy(to + done, from + done, count - done);
-              });
-}
-
-void CopyBlock(const SourceBlock& source, const DestinationBlock& destination, std::size_t rowSize,
+void CopyBlock(const SourceBlock& source, const DestinationBlock& destination, std::size_t width,
                std::size_t height, bool isLarge) {
-    if (IsStreamed(destination, isLarge)) {
-        CopyPieces<Streamed>(source, destination, rowSize, height);
-        hwy::FlushStream();
-    } else {
-        CopyPieces<Cached>(source, destination, rowSize, height);
+    const std::size_t rest = width % CopyWords::SourceSize;
+    const std::size_t whole = width - rest;
+    ConvertBlock<CopyWords>(source, destination, whole / CopyWords::SourceSize, height, isLarge);
+    if (rest == 0) {
+        return;
+    }
+    for (std::size_t y = 0; y < height; ++y) {
+        const auto row = static_cast<std::ptrdiff_t>(y);
+        std::memcpy(destination.pixels + row * destination.stride + whole,
+                    source.pixels + row * source.stride + whole, rest);
     }
 }
 
@@ -167,7 +221,7 @@ RASTER_BLOCK(GreyA8ToRGBA8, ConvertPixels<GreyA8Codec, RGBA8Codec>)
 RASTER_BLOCK(CMYKA8ToRGBA8, ConvertPixels<CMYKA8Codec, RGBA8Codec>)
 RASTER_BLOCK(RGBA8ToRGBA16, WidenComponents)
 RASTER_BLOCK(RGBA8ToRGBAF, ConvertComponents<std::uint8_t, float>)
-RASTER_BLOCK(RGBA8ToGreyA8, ConvertPixels<RGBA8Codec, GreyA8Codec>)
+RASTER_BLOCK(RGBA8ToGreyA8, MixGrey)
 RASTER_BLOCK(RGBA8ToCMYKA8, ConvertPixels<RGBA8Codec, CMYKA8Codec>)
 RASTER_BLOCK(RGBA8ToAlpha8, TakeAlpha)
 #undef RASTER_BLOCK

@@ -14,9 +14,9 @@ extern const DirectConversion IntoGreyA8[1];
 extern const DirectConversion IntoCMYKA8[1];
 extern const DirectConversion IntoAlpha8[1];
 
-/// Copies a block whose rows have `rowSize` bytes: the conversion of any format to itself.
+/// Copies a block whose rows have `width` bytes: the conversion of any format to itself.
 /// `isLarge` as for BlockConverter.
-void CopyBlock(const SourceBlock& source, const DestinationBlock& destination, std::size_t rowSize,
+void CopyBlock(const SourceBlock& source, const DestinationBlock& destination, std::size_t width,
                std::size_t height, bool isLarge);
 
 }  // namespace Raster

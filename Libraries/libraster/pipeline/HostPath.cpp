@@ -14,9 +14,9 @@ namespace Raster {
 
 namespace {
 
-/// A picture above this size does not stay in the cache until someone reads it: about the share of
-/// one program in the last level.
-constexpr std::size_t CacheShare = std::size_t{8} << 20;
+/// A picture above this size does not stay in the cache until someone reads it: half of a
+/// usual last level.
+constexpr std::size_t CacheShare = std::size_t{16} << 20;
 
 /// What all tiles of a run have in common.
 struct RunContext {
