@@ -34,8 +34,10 @@ inline constexpr std::size_t LaneCount = hn::MaxLanes(FloatTag());
 struct Floats {
     hn::Vec<FloatTag> v;
 
+    // NOLINTBEGIN(google-explicit-constructor): formulas mix vectors and numbers
     HWY_INLINE Floats(hn::Vec<FloatTag> value) : v(value) {}
     HWY_INLINE Floats(float value) : v(hn::Set(FloatTag(), value)) {}
+    // NOLINTEND(google-explicit-constructor)
 };
 HWY_INLINE Floats operator+(Floats a, Floats b) {
     return hn::Add(a.v, b.v);

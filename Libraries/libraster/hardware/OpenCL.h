@@ -40,6 +40,7 @@ namespace Raster {
 
 /// The functions of the library, without their prefix.
 struct OpenCLFunctions {
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a name can't have any
 #define RASTER_DECLARE(NAME) decltype(&::cl##NAME) NAME = nullptr;
     RASTER_OPENCL_FUNCTIONS(RASTER_DECLARE)
 #undef RASTER_DECLARE
