@@ -1,4 +1,6 @@
 #include "OCIO/ProcessorStage.h"
+#include "Raster/Pipeline.h"
+#include "Raster/PixelAccessor.h"
 
 #include <gtest/gtest.h>
 
@@ -34,6 +36,20 @@ TEST(ProcessorStage, ConvertsBetweenSpacesOfTheConfiguration) {
         EXPECT_NEAR(rgba[i], Expected[i], 1e-4f) << i;
     }
     stage->Apply(rgba.data(), 0);
+
+    Raster::DynamicBitmap red(300, 2, Raster::Format::RGBA8);
+    {
+        const Raster::PixelAccessor accessor(red);
+        accessor.GetView().At(299, 1)[0] = accessor.GetView().At(299, 1)[3] = std::byte{255};
+    }
+    Raster::DynamicBitmap result(300, 2, Raster::Format::RGBA8);
+    Raster::Rendering rendering;
+    rendering.stages = {stage};
+    using Run = Raster::Pipeline<Raster::DynamicBitmap, Raster::DynamicBitmap>;
+    EXPECT_TRUE(Run::Run(result, red, nullptr, red.GetBounds(), rendering));
+    const std::byte* const blue = result.GetHostView().At(299, 1);
+    EXPECT_EQ((std::array{blue[0], blue[2], blue[3]}),
+              (std::array{std::byte{0}, std::byte{255}, std::byte{255}}));
 }
 
 TEST(ProcessorStage, IsNullWithAReasonOtherwise) {
