@@ -1,0 +1,45 @@
+// Makes a small PNG of any JPEG or PNG picture: upright, in sRGB, its long side 256 pixels.
+// Usage: thumbnail PICTURE RESULT.png
+
+#include "Kernel/AtomicFileOutStream.h"
+#include "Kernel/FileStreams.h"
+#include "Raster/Compositing.h"
+#include "Raster/DynamicFile.h"
+#include "Raster/ICCManager.h"
+#include "Raster/PNGBase.h"
+
+#include <algorithm>
+#include <exception>
+#include <iostream>
+
+namespace {
+
+void MakeThumbnail(const char* picturePath, const char* resultPath) {
+    const auto picture = Raster::ReadPicture(*Kernel::FileInStream::Open(picturePath));
+    const double scale = 256.0 / std::max(picture->GetWidth(), picture->GetHeight());
+    Raster::DynamicBitmap small(std::max(1, static_cast<int>(picture->GetWidth() * scale)),
+                                std::max(1, static_cast<int>(picture->GetHeight() * scale)));
+    small.SetProfile(Raster::ICCManager::GetProfileForString("sRGB IEC61966-2.1"));
+    // Resamples, converts from the picture's profile to sRGB and to 8-bit RGBA, all on the way.
+    Raster::Render(small, *picture, Raster::AffineTransform::Params::Scale(scale, scale),
+                   Raster::Sampler::Area);
+    const auto file = Kernel::AtomicFileOutStream::Create(resultPath);
+    Raster::WritePNG(small, *file);
+    file->Commit();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 3) {
+        std::cerr << "Usage: thumbnail PICTURE RESULT.png\n";
+        return 2;
+    }
+    try {
+        MakeThumbnail(argv[1], argv[2]);
+        return 0;
+    } catch (const std::exception& error) {
+        std::cerr << argv[1] << ": " << error.what() << '\n';
+        return 1;
+    }
+}
