@@ -33,6 +33,14 @@ std::size_t RoundUpToAlignment(std::size_t size) noexcept {
     return (size + RowAlignment - 1) / RowAlignment * RowAlignment;
 }
 
+/// Deliberate: never a multiple of a memory page. The pixels above each other would fall into the
+/// same few places of the caches, and a tile would drive its own rows out.
+std::size_t FindStride(std::size_t rowSize) noexcept {
+    constexpr std::size_t Page = 4096;
+    const std::size_t stride = RoundUpToAlignment(rowSize);
+    return stride % Page == 0 ? stride + RowAlignment : stride;
+}
+
 int HalveRepeatedly(int side, int level) noexcept {
     const int times = std::clamp(level, 0, 30);
     return static_cast<int>((std::int64_t{side} + (std::int64_t{1} << times) - 1) >> times);
@@ -74,8 +82,7 @@ void DynamicBitmap::Create(int width, int height, Format format) {
 void DynamicBitmap::Allocate(int width, int height, const PixelFormat& format) {
     CheckSide(width);
     CheckSide(height);
-    const std::size_t stride =
-        RoundUpToAlignment(static_cast<std::size_t>(width) * format.GetPixelSize());
+    const std::size_t stride = FindStride(static_cast<std::size_t>(width) * format.GetPixelSize());
     const auto rows = static_cast<std::size_t>(height);
     constexpr auto Most = static_cast<std::size_t>(std::numeric_limits<std::ptrdiff_t>::max());
     if (rows > 0 && stride > (Most - RowAlignment) / rows) {

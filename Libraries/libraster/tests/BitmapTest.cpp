@@ -46,6 +46,7 @@ TEST_P(BitmapOfFormat, AlignsItsRowsAndStartsTransparent) {
     const std::ptrdiff_t rowSize = view.At(37, 0) - view.pixels;
     EXPECT_EQ(view.format, &GetPixelFormat(GetParam()));
     EXPECT_EQ(view.stride, (rowSize + 63) / 64 * 64);
+    EXPECT_NE(DynamicBitmap(4096, 1, GetParam()).GetHostView().stride % 4096, 0);
     EXPECT_EQ(std::bit_cast<std::uintptr_t>(view.pixels) % 64, 0U);
     EXPECT_THAT(std::span(view.pixels, static_cast<std::size_t>(view.stride) * 5),
                 testing::Each(std::byte{0}));

@@ -34,7 +34,8 @@ public:
 };
 
 /// Rows of pixels of one format from the top, on the host and, where kernels ran on it, on a
-/// device. Row starts are multiples of 64 bytes. A new bitmap is transparent: all bytes are zero.
+/// device. Row starts are multiples of 64 bytes, and not a multiple of 4096 bytes apart. A new
+/// bitmap is transparent: all bytes are zero.
 ///
 /// At any moment one of the two copies may be out of date within a rectangle: SyncHostCache() and
 /// SyncHardwareCache() bring it up to date, InvalidateHostCache() and InvalidateHardwareCache()
