@@ -8,7 +8,7 @@
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "formats/DirectConversions.cpp"
 #include "formats/Highway.h"
-#include "formats/PixelCodecs.h"
+#include "formats/SpanLoops.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace Raster {

@@ -1,0 +1,76 @@
+// Pixels of a codec to the intermediate and back, and whole spans of them.
+// Compiled once for each instruction set; see Highway.h.
+
+#if defined(RASTER_FORMATS_SPANLOOPS_H) == defined(HWY_TARGET_TOGGLE)
+#ifdef RASTER_FORMATS_SPANLOOPS_H
+#undef RASTER_FORMATS_SPANLOOPS_H
+#else
+#define RASTER_FORMATS_SPANLOOPS_H
+#endif
+
+#include "formats/PixelCodecs.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace Raster {
+namespace HWY_NAMESPACE {
+
+/// A codec's way to the intermediate.
+template <class Codec>
+struct ReadPixels {
+    static constexpr std::size_t SourceSize = Codec::PixelSize;
+    static constexpr std::size_t DestinationSize = 4 * sizeof(float);
+
+    template <class Store>
+    static HWY_INLINE void Run(const std::byte* from, std::byte* to) {
+        const Pixels p = Codec::Load(from);
+        hn::StoreInterleaved4(p.r.v, p.g.v, p.b.v, p.a.v, FloatTag(), reinterpret_cast<float*>(to));
+    }
+};
+/// And back.
+template <class Codec>
+struct WritePixels {
+    static constexpr std::size_t SourceSize = 4 * sizeof(float);
+    static constexpr std::size_t DestinationSize = Codec::PixelSize;
+
+    template <class Store>
+    static HWY_INLINE void Run(const std::byte* from, std::byte* to) {
+        hn::Vec<FloatTag> r;
+        hn::Vec<FloatTag> g;
+        hn::Vec<FloatTag> b;
+        hn::Vec<FloatTag> a;
+        hn::LoadInterleaved4(FloatTag(), reinterpret_cast<const float*>(from), r, g, b, a);
+        Codec::template Save<Store>(Codec::Fit({r, g, b, a}), to);
+    }
+};
+
+/// RGBA of the one type of sample to RGBA of the other: component by component, wherever it lies.
+template <class From, class To>
+struct ConvertComponents {
+    static constexpr std::size_t SourceSize = 4 * sizeof(From);
+    static constexpr std::size_t DestinationSize = 4 * sizeof(To);
+
+    template <class Store>
+    static HWY_INLINE void Run(const std::byte* from, std::byte* to) {
+        for (std::size_t i = 0; i < 4; ++i) {
+            StoreSamples<To, Store>(LoadSamples<From>(from + i * LaneCount * sizeof(From)),
+                                    to + i * LaneCount * sizeof(To));
+        }
+    }
+};
+
+template <class Kernel>
+HWY_INLINE void ReadSpan(const void* source, float* rgba, std::size_t count) {
+    ConvertRow<Kernel>(static_cast<const std::byte*>(source), reinterpret_cast<std::byte*>(rgba),
+                       count);
+}
+template <class Kernel>
+HWY_INLINE void WriteSpan(const float* rgba, void* destination, std::size_t count) {
+    ConvertRow<Kernel>(reinterpret_cast<const std::byte*>(rgba),
+                       static_cast<std::byte*>(destination), count);
+}
+
+}  // namespace HWY_NAMESPACE
+}  // namespace Raster
+HWY_AFTER_NAMESPACE();
+
+#endif
