@@ -49,9 +49,13 @@ void RunLoop(IndexedJob job, void* context, std::size_t count, Priority priority
     }
     LoopPool& pool = GetPool();
     const std::size_t step =
-        grain > 0 ? static_cast<std::size_t>(grain) : ChooseGrain(count, pool.GetThreadCount() + 1);
+        grain > 0 ? static_cast<std::size_t>(grain) : ChooseGrain(count, CountThreads());
     Loop loop{job, context, count, step, priority, purpose};
     pool.Run(loop);
+}
+
+std::size_t CountThreads() {
+    return GetPool().GetThreadCount() + 1;
 }
 
 void DispatchAndForget(std::function<void()> task, Priority priority, ThreadPurpose purpose) {
