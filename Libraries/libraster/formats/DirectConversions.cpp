@@ -102,34 +102,8 @@ struct TakeAlpha {
     }
 };
 
-// Rows of a tile lie a whole row of the picture apart, which the processor does not foresee when it
-// fetches ahead. Memory is slower to answer than the cache that holds a smaller picture.
-template <class Store>
-constexpr std::ptrdiff_t RowsAhead = std::is_same_v<Store, Streamed> ? 8 : 4;
 // Keeps the alignment of the destination, whatever the size of a pixel.
 constexpr std::size_t PixelsAtOnce = 64;
-
-HWY_INLINE void FetchLines(const std::byte* from, std::size_t size) {
-    for (std::size_t i = 0; i < size; i += 64) {
-        hwy::Prefetch(from + i);
-    }
-}
-
-/// From the start of row `y` of a block to what is to be fetched meanwhile. `rowSize` is that of
-/// the block. It may lie outside the picture: then nothing is fetched that anyone reads.
-template <class Store>
-HWY_INLINE std::ptrdiff_t FindAhead(std::size_t y, std::size_t height, std::ptrdiff_t stride,
-                                    std::size_t rowSize) {
-    const auto rest = static_cast<std::ptrdiff_t>(height - y);
-    if (rest > RowsAhead<Store>) {
-        return RowsAhead<Store> * stride;
-    }
-    if constexpr (std::is_same_v<Store, Streamed>) {  // the tile to the right is mostly the next
-        const auto back = RowsAhead<Store> - static_cast<std::ptrdiff_t>(height);
-        return static_cast<std::ptrdiff_t>(rowSize) + back * stride;
-    }
-    return (rest - 1) * stride;
-}
 
 template <class Kernel, class Store>
 HWY_INLINE void ConvertAt(std::size_t x, const std::byte* from, std::byte* to) {
@@ -157,16 +131,8 @@ HWY_INLINE void ConvertRows(const SourceBlock& source, const DestinationBlock& d
         const auto row = static_cast<std::ptrdiff_t>(y);
         const std::byte* from = source.pixels + row * source.stride;
         std::byte* to = destination.pixels + row * destination.stride;
-        const std::ptrdiff_t sourceAhead =
-            FindAhead<Store>(y, height, source.stride, width * Kernel::SourceSize);
-        const std::ptrdiff_t destinationAhead =
-            FindAhead<Store>(y, height, destination.stride, width * Kernel::DestinationSize);
         std::size_t x = 0;
         for (; x + PixelsAtOnce <= width; x += PixelsAtOnce) {
-            FetchLines(from + sourceAhead, SourceStep);
-            if constexpr (std::is_same_v<Store, Cached>) {  // which reads what it overwrites
-                FetchLines(to + destinationAhead, DestinationStep);
-            }
             ConvertPiece<Kernel, Store>(from, to);
             from += SourceStep;
             to += DestinationStep;

@@ -128,6 +128,45 @@ TEST(HostPath, CutsTilesOnAGridAndWritesNothingBeside) {
     }
 }
 
+TEST(HostPath, ConvertsManyTilesWithoutTheIntermediate) {
+    constexpr Rect Part{100, 250, 2550, 690};
+    DynamicBitmap source(2500, 600, Format::RGBA8);
+    for (int y = 0; y < 600; ++y) {
+        std::generate_n(source.GetHostView().At(0, y), 2500 * 4,
+                        [n = y]() mutable { return static_cast<std::byte>(n++ * 7); });
+    }
+    for (const auto& shift : {Params::Translate(0, 0), Params::Translate(90, -13)}) {
+        const auto dx = static_cast<int>(shift.dx);
+        const auto dy = static_cast<int>(shift.dy);
+        DynamicBitmap destination(2600, 700, Format::RGBA16);
+        std::fill_n(destination.GetHostView().At(0, 0), destination.GetHostView().stride * 700,
+                    std::byte{1});
+        ViewTarget target(destination.GetHostView());
+        const ViewSource from(source.GetHostView());
+        CopyTally tally;
+        const Rendering rendering{.transform = shift, .stages = {}, .tally = &tally};
+        RunHostPath({&from, &target, nullptr, &rendering, nullptr}, Part);
+        const Rect covered = Part.Intersect({dx, dy, 2500 + dx, 600 + dy});
+        const auto expected = [&](int x, int y) {
+            if (Part.Intersect({x, y, x + 1, y + 1}).IsEmpty()) {
+                return 0x101;  // as it was
+            }
+            return covered.Intersect({x, y, x + 1, y + 1}).IsEmpty()
+                       ? 0
+                       : static_cast<std::uint8_t>((y - dy + 4 * (x - dx)) * 7) * 0x101;
+        };
+        for (int y = 0; y < 700; ++y) {
+            const auto* row =
+                reinterpret_cast<const std::uint16_t*>(destination.GetHostView().At(0, y));
+            for (int x = 0; x < 2600; ++x) {
+                ASSERT_EQ(row[x * 4], expected(x, y)) << x << ' ' << y;
+            }
+        }
+        EXPECT_EQ(tally.transparent + tally.translucent + tally.opaque,
+                  covered.GetWidth() * covered.GetHeight());
+    }
+}
+
 TEST(HostPath, EndsOnceAbortedAndPassesExceptionsOn) {
     for (const Rect& rect : {Rect{0, 0, 100, 100}, Rect{0, 0, 300, 300}}) {
         FloatPicture picture(300, 300);

@@ -45,7 +45,11 @@ struct DestinationBlock {
     std::ptrdiff_t stride;
 };
 
-/// Converts a block at once. `isLarge`: the whole picture exceeds the cache, so it pays to write
+/// A picture of more bytes does not stay in the cache until someone reads it: half of a usual last
+/// level.
+inline constexpr std::size_t CacheShare = std::size_t{16} << 20;
+
+/// Converts a block at once. `isLarge`: the whole picture exceeds CacheShare, so it pays to write
 /// around the cache.
 using BlockConverter = void (*)(const SourceBlock& source, const DestinationBlock& destination,
                                 std::size_t width, std::size_t height, bool isLarge);

@@ -22,7 +22,8 @@ public:
     virtual void Read(int x, int y, std::size_t count, float* rgba) const = 0;
 
     /// Converts the pixels of `rect` straight into `target` at the same place; false if there is no
-    /// quicker way than span by span. `isLarge` as for BlockConverter.
+    /// quicker way than span by span, whatever `rect` is. An empty one asks just that. `isLarge` as
+    /// for BlockConverter. Called by many threads at once, for distinct pixels.
     virtual bool ConvertInto(const PixelView& target, const Rect& rect, bool isLarge) const;
 
     /// The rows in memory; null if there are none.
