@@ -145,18 +145,44 @@ void TensorImage::Store(int x, int y, std::size_t count, const float* rgba) cons
     }
 }
 
-bool TensorImage::IsLarge() const noexcept {
-    constexpr std::size_t CacheShare = std::size_t{16} << 20;
-    return m_elements.size_bytes() > CacheShare;
+bool TensorImage::IsDirect(const Raster::PixelFormat& format) const noexcept {
+    return m_isPlanar && m_picks.size() == 3 && format.code == Raster::Format::RGBA8;
 }
 
-PlaneBlock TensorImage::GetPlanes(int y) const {
+/// Whether what is written will not stay in the cache until a model reads it.
+bool TensorImage::IsLarge() const noexcept {
+    return m_elements.size_bytes() > Raster::CacheShare;
+}
+
+PlaneBlock TensorImage::GetPlanes(int x, int y) const {
     PlaneBlock block{{}, {}, m_width};
     for (std::size_t i = 0; i < block.planes.size(); ++i) {
-        block.planes[m_picks[i]] = At(i, 0, y);
+        block.planes[m_picks[i]] = At(i, x, y);
         block.mappings[m_picks[i]] = m_mappings[i];
     }
     return block;
+}
+
+bool TensorImage::FillFrom(const Raster::ConstPixelView& source, const Raster::Rect& rect) const {
+    if (!IsDirect(*source.format)) {
+        return false;
+    }
+    ConvertBytesToPlanes({source.At(rect.left, rect.top), source.stride},
+                         GetPlanes(rect.left, rect.top), static_cast<std::size_t>(rect.GetWidth()),
+                         static_cast<std::size_t>(rect.GetHeight()), IsLarge());
+    return true;
+}
+
+bool TensorImage::ReadInto(const Raster::PixelView& target, const Raster::Rect& rect,
+                           bool isLarge) const {
+    if (!IsDirect(*target.format)) {
+        return false;
+    }
+    ConvertPlanesToBytes(GetPlanes(rect.left, rect.top),
+                         {target.At(rect.left, rect.top), target.stride},
+                         static_cast<std::size_t>(rect.GetWidth()),
+                         static_cast<std::size_t>(rect.GetHeight()), isLarge);
+    return true;
 }
 
 }  // namespace Learning

@@ -28,16 +28,15 @@ public:
     void Load(int x, int y, std::size_t count, float* rgba) const;
     void Store(int x, int y, std::size_t count, const float* rgba) const;
 
-    /// Whether what is written will not stay in the cache until a model reads it.
-    bool IsLarge() const noexcept;
-
-    /// Whether there are planes of red, green and blue.
-    bool HasPlanes() const noexcept { return m_isPlanar && m_picks.size() == 3; }
-    /// These planes, from row `y` on.
-    PlaneBlock GetPlanes(int y) const;
+    // The quick way, for planes of red, green and blue: false if it is not open.
+    bool FillFrom(const Raster::ConstPixelView& source, const Raster::Rect& rect) const;
+    bool ReadInto(const Raster::PixelView& target, const Raster::Rect& rect, bool isLarge) const;
 
 private:
     void TakeShape(const std::vector<int>& dimensions, AxisOrder order);
+    bool IsDirect(const Raster::PixelFormat& format) const noexcept;
+    bool IsLarge() const noexcept;
+    PlaneBlock GetPlanes(int x, int y) const;
     float* At(std::size_t channel, int x, int y) const noexcept;
 
     std::span<float> m_elements;
@@ -59,6 +58,10 @@ public:
     void Read(int x, int y, std::size_t count, float* rgba) const override {
         m_image.Load(x, y, count, rgba);
     }
+    bool ConvertInto(const Raster::PixelView& target, const Raster::Rect& rect,
+                     bool isLarge) const override {
+        return m_image.ReadInto(target, rect, isLarge);
+    }
 
 private:
     const TensorImage& m_image;
@@ -73,6 +76,10 @@ public:
     }
     void Read(int x, int y, std::size_t count, float* rgba) const override {
         m_image.Load(x, y, count, rgba);
+    }
+    bool ConvertFrom(const Raster::ConstPixelView& source, const Raster::Rect& rect,
+                     bool /*isLarge*/) override {
+        return m_image.FillFrom(source, rect);
     }
 
 private:

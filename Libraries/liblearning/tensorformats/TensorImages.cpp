@@ -1,11 +1,9 @@
 #include "Learning/TensorImages.h"
 
-#include "Kernel/Dispatch.h"
 #include "Raster/Rendering.h"
 
 #include "tensorformats/TensorImage.h"
 
-#include <algorithm>
 #include <stdexcept>
 
 namespace Learning {
@@ -51,26 +49,6 @@ View Crop(const View& view, const Raster::Rect& rect) {
             static_cast<int>(rect.GetHeight()), view.format};
 }
 
-/// Whether pixels and planes are as the quickest way takes them.
-bool IsDirect(const TensorImage& image, const Raster::PixelFormat& format) {
-    return image.HasPlanes() && format.code == Raster::Format::RGBA8;
-}
-
-/// Calls `job(y, rows)` for bands of whole rows, on many threads.
-template <class Job>
-void ForEachBand(const TensorImage& image, const Job& job) {
-    constexpr int PixelsPerBand = 1 << 15;
-    const int height = std::max(1, PixelsPerBand / image.GetWidth());
-    std::vector<int> starts;
-    for (int y = 0; y < image.GetHeight(); y += height) {
-        starts.push_back(y);
-    }
-    const auto runBand = [&](int y) { job(y, std::min(height, image.GetHeight() - y)); };
-    Kernel::Dispatch::DispatchParallelFor(runBand, starts.size(), starts.data(),
-                                          Kernel::Dispatch::Priority::Normal,
-                                          Kernel::Dispatch::ThreadPurpose::Pixels, 0);
-}
-
 Raster::Rendering Resample(const Area& from, const Area& to, Raster::Sampler sampler) {
     Raster::Rendering rendering;
     rendering.transform = Raster::AffineTransform::Params::MapRect(from, to);
@@ -79,22 +57,6 @@ Raster::Rendering Resample(const Area& from, const Area& to, Raster::Sampler sam
         throw std::invalid_argument("the area of the picture is too small");
     }
     return rendering;
-}
-
-void FillDirectly(const TensorImage& image, const Raster::ConstPixelView& view) {
-    ForEachBand(image, [&](int y, int rows) {
-        ConvertBytesToPlanes({view.At(0, y), view.stride}, image.GetPlanes(y),
-                             static_cast<std::size_t>(view.width), static_cast<std::size_t>(rows),
-                             image.IsLarge());
-    });
-}
-
-void ReadDirectly(const TensorImage& image, const Raster::PixelView& view) {
-    ForEachBand(image, [&](int y, int rows) {
-        ConvertPlanesToBytes(image.GetPlanes(y), {view.At(0, y), view.stride},
-                             static_cast<std::size_t>(view.width), static_cast<std::size_t>(rows),
-                             image.IsLarge());
-    });
 }
 
 void Fill(const TensorImage& image, const Raster::DynamicBitmap& bitmap,
@@ -107,10 +69,6 @@ void Fill(const TensorImage& image, const Raster::DynamicBitmap& bitmap,
     bitmap.SyncHostCache(nullptr, false, nullptr);
     const Raster::ConstPixelView whole = bitmap.GetHostView();
     const Raster::ConstPixelView view = pixels ? Crop(whole, *pixels) : whole;
-    if (pixels && IsDirect(image, *view.format)) {
-        FillDirectly(image, view);
-        return;
-    }
     const Raster::ViewSource source(view);
     TensorTarget destination(image);
     Raster::RunHostPath({&source, &destination, nullptr, &rendering, nullptr}, target);
@@ -127,14 +85,10 @@ void Read(const TensorImage& image, Raster::DynamicBitmap& bitmap, const TensorM
     bitmap.SyncHostCache(&rect, true, nullptr);
     const Raster::PixelView whole = bitmap.GetHostView();
     const Raster::PixelView view = pixels ? Crop(whole, *pixels) : whole;
-    if (pixels && IsDirect(image, *view.format)) {
-        ReadDirectly(image, view);
-    } else {
-        const TensorSource source(image);
-        Raster::ViewTarget destination(view);
-        Raster::RunHostPath({&source, &destination, nullptr, &rendering, nullptr},
-                            pixels ? bounds : rect);
-    }
+    const TensorSource source(image);
+    Raster::ViewTarget destination(view);
+    Raster::RunHostPath({&source, &destination, nullptr, &rendering, nullptr},
+                        pixels ? bounds : rect);
     bitmap.InvalidateHardwareCache(rect);
 }
 

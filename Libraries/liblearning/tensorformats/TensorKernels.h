@@ -35,7 +35,7 @@ struct PlaneBlock {
 };
 
 // Between blocks of RGBA8 and of planes; alpha is dropped, or 255. `isLarge`: write around the
-// cache. Long rows are what memory likes best.
+// cache.
 void ConvertBytesToPlanes(const Raster::SourceBlock& source, const PlaneBlock& destination,
                           std::size_t width, std::size_t height, bool isLarge);
 void ConvertPlanesToBytes(const PlaneBlock& source, const Raster::DestinationBlock& destination,
