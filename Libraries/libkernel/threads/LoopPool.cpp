@@ -33,7 +33,9 @@ void LoopPool::Run(Loop& loop) {
     std::unique_lock lock(m_mutex);
     const auto place = m_loops.insert(m_loops.end(), &loop);
     m_loopAdded.notify_all();
-    Work(loop, lock);
+    while (loop.next < loop.count) {
+        TakeTurn(loop, lock);
+    }
     m_loops.erase(place);  // no thread enters it from here on
     m_loopLeft.wait(lock, [&loop] { return loop.workers == 0; });
     if (loop.failure) {
@@ -46,7 +48,7 @@ void LoopPool::RunThread() {
     DescribeCurrentThread(purpose, Dispatch::Priority::Normal);
     std::unique_lock lock(m_mutex);
     while (!m_isEnding) {
-        Loop* const loop = FindLoop();
+        Loop* const loop = FindLoop();  // at each turn, since a more urgent one may have come
         if (loop == nullptr) {
             m_loopAdded.wait(lock);
             continue;
@@ -56,34 +58,33 @@ void LoopPool::RunThread() {
             purpose = loop->purpose;
             DescribeCurrentThread(purpose, Dispatch::Priority::Normal);
         }
-        Work(*loop, lock);
+        TakeTurn(*loop, lock);
         if (--loop->workers == 0) {
             m_loopLeft.notify_all();
         }
     }
 }
 
-/// Takes and runs jobs of `loop` until none is left. Called and left with the lock held.
-void LoopPool::Work(Loop& loop, std::unique_lock<std::mutex>& lock) {
-    while (loop.next < loop.count) {
-        const std::size_t begin = loop.next;
-        const std::size_t end = std::min(loop.count, begin + loop.grain);
-        loop.next = end;
-        lock.unlock();
-        std::exception_ptr failure;
-        try {
-            for (std::size_t i = begin; i < end; ++i) {
-                loop.job(loop.context, i);
-            }
-        } catch (...) {
-            failure = std::current_exception();
+/// Takes the next jobs of `loop`, which has some left, and runs them. Called and left with the lock
+/// held.
+void LoopPool::TakeTurn(Loop& loop, std::unique_lock<std::mutex>& lock) {
+    const std::size_t begin = loop.next;
+    const std::size_t end = std::min(loop.count, begin + loop.grain);
+    loop.next = end;
+    lock.unlock();
+    std::exception_ptr failure;
+    try {
+        for (std::size_t i = begin; i < end; ++i) {
+            loop.job(loop.context, i);
         }
-        lock.lock();
-        if (failure) {
-            loop.next = loop.count;
-            if (!loop.failure) {
-                loop.failure = std::move(failure);
-            }
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    lock.lock();
+    if (failure) {
+        loop.next = loop.count;
+        if (!loop.failure) {
+            loop.failure = std::move(failure);
         }
     }
 }

@@ -46,7 +46,7 @@ public:
 
 private:
     void RunThread();
-    void Work(Loop& loop, std::unique_lock<std::mutex>& lock);
+    void TakeTurn(Loop& loop, std::unique_lock<std::mutex>& lock);
     Loop* FindLoop() noexcept;
 
     std::mutex m_mutex;

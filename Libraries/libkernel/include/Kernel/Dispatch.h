@@ -33,9 +33,9 @@ using IndexedJob = void (*)(void* context, std::size_t index);
 /// Runs jobs 0 to `count` - 1 on the calling thread and the pool's, and returns when all have
 /// ended.
 ///
-/// Loops of higher priority get the pool's threads first. `grain` is how many neighbouring jobs a
-/// thread takes at a time; 0 leaves the choice to the dispatcher. If jobs throw, those not yet
-/// begun are left out and the first exception is thrown here.
+/// `grain` is how many neighbouring jobs a thread takes in one turn; 0 leaves the choice to the
+/// dispatcher. At each turn the pool's threads go to the loop of the highest priority. If jobs
+/// throw, those not yet begun are left out and the first exception is thrown here.
 ///
 /// Threads: any, and from within a job too: the caller works itself, so it never waits for a thread
 /// that is not there.

@@ -1,9 +1,12 @@
+#include "Kernel/Semaphore.h"
+
 #include "tests/TestSupport.h"
 #include "threads/LoopPool.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -51,6 +54,38 @@ TEST_P(LoopPoolOf, ThrowsTheFirstFailureAndLeavesOutTheRest) {
         EXPECT_THROW(RunLoop(m_pool, fail, 1000, 1), std::runtime_error);
     }
     EXPECT_LE(runs, 100 * static_cast<int>(m_pool.GetThreadCount() + 1));
+}
+
+TEST(LoopPool, GivesItsThreadsToAMoreUrgentLoopAtTheNextTurn) {
+    LoopPool pool(1);
+    Semaphore lowBegun;
+    Semaphore callerMayGoOn;
+    Semaphore poolMayGoOn;
+    const std::jthread caller([&] {
+        const auto self = std::this_thread::get_id();
+        const Job low = [&](std::size_t) {
+            lowBegun.Signal();
+            (std::this_thread::get_id() == self ? callerMayGoOn : poolMayGoOn).Wait();
+        };
+        RunLoop(pool, low, 3, 1, Priority::Low);
+    });
+    lowBegun.Wait();
+    lowBegun.Wait();  // one job on the caller, one on the pool's thread
+
+    Semaphore highHelped;
+    const auto self = std::this_thread::get_id();
+    const Job high = [&](std::size_t) {
+        if (std::this_thread::get_id() != self) {
+            return highHelped.Signal();
+        }
+        poolMayGoOn.Signal();
+        EXPECT_TRUE(highHelped.WaitFor(std::chrono::seconds(10)));
+    };
+    RunLoop(pool, high, 2, 1, Priority::High);
+    for (int i = 0; i < 2; ++i) {
+        callerMayGoOn.Signal();
+        poolMayGoOn.Signal();
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(ThreadCounts, LoopPoolOf, testing::Values(0, 1, 5));
