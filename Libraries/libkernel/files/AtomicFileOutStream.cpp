@@ -11,9 +11,8 @@ namespace Kernel {
 
 Counted<AtomicFileOutStream> AtomicFileOutStream::Create(const String& path) {
     // In the same folder: a file can't be moved to another disk in one step.
-    const auto slash = std::string_view(path).find_last_of('/');
-    const std::size_t folderSize = slash == std::string_view::npos ? 0 : slash + 1;
-    String partialPath = std::string_view(path).substr(0, folderSize);
+    const std::string_view text = path;
+    String partialPath = text.substr(0, text.find_last_of('/') + 1);
     partialPath += MakeRandomName();
     partialPath += ".part";
     auto file = FileHandle::CreateForWriting(partialPath, FileHandle::Existing::Refuse);

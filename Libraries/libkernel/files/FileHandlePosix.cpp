@@ -25,9 +25,14 @@ auto RetryInterrupted(Call call) {
     return result;
 }
 
+/// Whether `path` has a zero byte, at which the system would end it.
+bool HasZeroByte(const String& path) noexcept {
+    return std::string_view(path).find('\0') != std::string_view::npos;
+}
+
 int Open(const String& path, int flags, mode_t mode) {
-    if (std::string_view(path).find('\0') != std::string_view::npos) {
-        errno = EINVAL;  // open() would see another path, which ends there
+    if (HasZeroByte(path)) {
+        errno = EINVAL;
         return -1;
     }
     return RetryInterrupted([&] { return open(path.c_str(), flags | O_CLOEXEC, mode); });
@@ -91,6 +96,9 @@ bool FileHandle::CreateExclusively(const String& path) {
 }
 
 void FileHandle::Replace(const String& source, const String& target) {
+    if (HasZeroByte(target)) {
+        throw IoException("write", target, EINVAL);
+    }
     if (rename(source.c_str(), target.c_str()) != 0) {
         throw IoException("write", target, errno);
     }

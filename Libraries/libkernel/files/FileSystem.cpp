@@ -7,6 +7,7 @@
 #include "files/RandomName.h"
 
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <limits>
 #include <system_error>
@@ -14,6 +15,9 @@
 namespace Kernel::FileSystem {
 
 namespace {
+
+// Long after whatever writes such a file can still be running.
+constexpr std::chrono::hours AbandonedAge{48};
 
 std::filesystem::path ToPath(const String& path) {
     if (std::string_view(path).find('\0') != std::string_view::npos) {
@@ -106,9 +110,9 @@ String GetTemporaryFolder() {
     return FromPath(folder);
 }
 
-void DeleteAbandonedFiles(const String& folder, std::chrono::hours age) noexcept {
+void DeleteAbandonedFiles(const String& folder) noexcept {
     Try([&] {
-        const auto latest = std::filesystem::file_time_type::clock::now() - age;
+        const auto latest = std::filesystem::file_time_type::clock::now() - AbandonedAge;
         for (const auto& entry : std::filesystem::directory_iterator(ToPath(folder))) {
             const String name = FromPath(entry.path().filename());
             std::error_code error;

@@ -7,16 +7,12 @@
 #include "modelcache/PackageInstaller.h"
 
 #include <atomic>
-#include <chrono>
 #include <memory>
 #include <utility>
 
 namespace Learning {
 
 namespace {
-
-// Long after any download can still be running.
-constexpr std::chrono::hours AbandonedAge{48};
 
 /// What the caller and the transfer's thread share: either may go on after the other has ended.
 struct Download {
@@ -76,9 +72,8 @@ Network::Http::ProgressHandler WrapProgress(ModelCache::DownloadProgress progres
 
 bool ModelCache::DownloadModel(ModelType type, DownloadProgress progress) {
     try {
-        Kernel::FileSystem::DeleteAbandonedFiles(Kernel::FileSystem::GetTemporaryFolder(),
-                                                 AbandonedAge);
-        Kernel::FileSystem::DeleteAbandonedFiles(m_modelCacheFolder, AbandonedAge);
+        Kernel::FileSystem::DeleteAbandonedFiles(Kernel::FileSystem::GetTemporaryFolder());
+        Kernel::FileSystem::DeleteAbandonedFiles(m_modelCacheFolder);
 
         const Kernel::String address = m_modelURLRoot + ModelTypeToPackageName(type) + ".zip";
         const Kernel::String path = Kernel::FileSystem::GetUniqueTemporaryFilename("%1.tmp");

@@ -54,6 +54,7 @@ Kernel::String DownloadCache::DownloadSync(const ResourceIdentifier& resource) {
     Kernel::String path = GetPath(resource.key);
     if (!Kernel::FileSystem::Exists(path)) {
         Kernel::FileSystem::CreateDirectoryRecursive(m_folder);
+        Kernel::FileSystem::DeleteAbandonedFiles(m_folder);
         const auto file = Kernel::AtomicFileOutStream::Create(path);
         Download(resource.address, *file);
         file->Commit();

@@ -12,9 +12,9 @@ namespace Kernel {
 class FileHandle;
 
 /// Writes a file beside the place where it belongs and, once it is whole, moves it there. Whoever
-/// has the old file open goes on reading that. What is not committed leaves nothing behind, unless
-/// the process itself is killed: then a file whose name starts with
-/// FileSystem::TemporaryFilePrefix.
+/// has the old file open goes on reading that; a link there is replaced, not followed. What is not
+/// committed leaves nothing behind, unless the process itself is killed: then a file whose name
+/// starts with FileSystem::TemporaryFilePrefix.
 class KERNEL_API AtomicFileOutStream : public OutStream {
 public:
     /// Begins a file that is to stand at `path`. Throws IoException if none can be created in that

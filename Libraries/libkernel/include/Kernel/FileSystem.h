@@ -5,7 +5,6 @@
 #include "Kernel/Export.h"
 #include "Kernel/String.h"
 
-#include <chrono>
 #include <cstdint>
 #include <string_view>
 
@@ -40,8 +39,8 @@ KERNEL_API std::uint64_t GetFreeSpace(const String& folder) noexcept;
 KERNEL_API String GetTemporaryFolder();
 
 /// Deletes the files in `folder` that this library has named with random letters, and that nobody
-/// has written to for at least `age`: what processes left behind that did not come to their end.
-KERNEL_API void DeleteAbandonedFiles(const String& folder, std::chrono::hours age) noexcept;
+/// has written to for two days: what processes left behind that did not come to their end.
+KERNEL_API void DeleteAbandonedFiles(const String& folder) noexcept;
 
 /// Creates a new, empty file in the folder for temporary files, for the current user alone, and
 /// returns its path. Its name is `pattern` with "%1" replaced by TemporaryFilePrefix and random

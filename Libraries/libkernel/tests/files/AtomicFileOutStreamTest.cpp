@@ -39,8 +39,9 @@ TEST(AtomicFileOutStream, LeavesNothingBehindWhenItIsGivenUpOrFails) {
     EXPECT_THROW(AtomicFileOutStream::Create(folder / "file/below"), IoException);
     ASSERT_TRUE(FileSystem::CreateDirectoryRecursive(folder / "full/sub"));
     EXPECT_THROW(AtomicFileOutStream::Create(folder / "full")->Commit(), IoException);
-    const auto cut = AtomicFileOutStream::Create(folder / std::string_view("full\0", 5));
+    const auto cut = AtomicFileOutStream::Create(folder / std::string_view("file\0", 5));
     EXPECT_THROW(cut->Commit(), IoException);
+    EXPECT_EQ(ReadFile(folder / "file"), "old");
     EXPECT_TRUE(FileSystem::Exists(folder / "full/sub"));
 }
 

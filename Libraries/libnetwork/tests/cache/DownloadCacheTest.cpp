@@ -28,6 +28,11 @@ protected:
 };
 
 TEST_F(DownloadCacheTest, AsksOnceUntilInvalidated) {
+    const std::string abandoned = m_path + "/orvantis-abcdefghij234567.part";
+    std::filesystem::create_directories(m_path);
+    Service::Testing::WriteFile(abandoned, "cut");
+    std::filesystem::last_write_time(
+        abandoned, std::filesystem::file_time_type::clock::now() - std::chrono::hours(49));
     const TestServer server(Reply(200, {}, "text"));
     const DownloadCache::ResourceIdentifier resource{server.GetAddress(), "abc"};
     const Kernel::String path = m_cache.DownloadSync(resource);
