@@ -10,6 +10,7 @@
 #include <exception>
 #include <limits>
 #include <memory>
+#include <utility>
 
 namespace Kernel {
 
@@ -48,13 +49,13 @@ public:
     explicit Reader(Counted<SeekableInStream> stream);
 
     std::uint64_t GetEntryCount() const noexcept;
-    zip_stat_t GetStatus(std::uint64_t index) const;
+    zip_stat_t GetStatus(std::uint64_t index);
     std::uint32_t GetUnixMode(std::uint64_t index) const noexcept;
-    ZipFile Open(std::uint64_t index, const String& name) const;
+    ZipFile Open(std::uint64_t index, const String& name);
 
     /// Throws what the stream threw, or else an IoException with the text of `error`.
-    [[noreturn]] void Throw(std::string_view subject, zip_error_t* error) const;
-    [[noreturn]] void ThrowForEntry(const String& name, zip_error_t* error) const;
+    [[noreturn]] void Throw(std::string_view subject, zip_error_t* error);
+    [[noreturn]] void ThrowForEntry(const String& name, zip_error_t* error);
 
 private:
     static zip_int64_t Answer(void* self, void* data, zip_uint64_t size,
@@ -97,7 +98,7 @@ std::uint64_t ZipArchive::Reader::GetEntryCount() const noexcept {
     return static_cast<std::uint64_t>(zip_get_num_entries(m_archive.get(), 0));
 }
 
-zip_stat_t ZipArchive::Reader::GetStatus(std::uint64_t index) const {
+zip_stat_t ZipArchive::Reader::GetStatus(std::uint64_t index) {
     zip_stat_t status;
     if (zip_stat_index(m_archive.get(), index, ZIP_FL_ENC_RAW, &status) != 0) {
         Throw("the ZIP archive", zip_get_error(m_archive.get()));
@@ -112,7 +113,7 @@ std::uint32_t ZipArchive::Reader::GetUnixMode(std::uint64_t index) const noexcep
     return attributes >> 16;
 }
 
-ZipFile ZipArchive::Reader::Open(std::uint64_t index, const String& name) const {
+ZipFile ZipArchive::Reader::Open(std::uint64_t index, const String& name) {
     ZipFile file(zip_fopen_index(m_archive.get(), index, 0));
     if (!file) {
         ThrowForEntry(name, zip_get_error(m_archive.get()));
@@ -120,14 +121,14 @@ ZipFile ZipArchive::Reader::Open(std::uint64_t index, const String& name) const 
     return file;
 }
 
-void ZipArchive::Reader::Throw(std::string_view subject, zip_error_t* error) const {
+void ZipArchive::Reader::Throw(std::string_view subject, zip_error_t* error) {
     if (m_failure) {
-        std::rethrow_exception(m_failure);
+        std::rethrow_exception(std::exchange(m_failure, nullptr));  // once: others may follow
     }
     throw IoException(Format("cannot read %1: %2", subject, zip_error_strerror(error)).c_str());
 }
 
-void ZipArchive::Reader::ThrowForEntry(const String& name, zip_error_t* error) const {
+void ZipArchive::Reader::ThrowForEntry(const String& name, zip_error_t* error) {
     Throw(MakePrintable(name) + " in the ZIP archive", error);
 }
 

@@ -203,7 +203,10 @@ public:
 
 TEST(ZipArchive, PassesOnWhatItsStreamThrows) {
     const auto stream = MakeCounted<FailingStream>();
-    Write(*stream, MakeZip({{"a", MakeText(100'000)}}));
+    const std::string contents = MakeText(100'000);
+    std::string zip = MakeZip({{"a", contents}, {"b", contents}});
+    Patch(zip, MethodField, 77);
+    Write(*stream, zip);
     const ZipArchive archive(stream);
     const auto entry = archive.Open("a");
     stream->failing = true;
@@ -211,6 +214,9 @@ TEST(ZipArchive, PassesOnWhatItsStreamThrows) {
     EXPECT_EQ(GetError([&] { ReadAll(*entry); }), expected);
     EXPECT_EQ(GetError([&] { archive.Open("a"); }), expected);
     EXPECT_EQ(GetError([&] { ZipArchive{stream}; }), expected);
+    stream->failing = false;
+    EXPECT_THAT(GetError([&] { archive.Open("b"); }), HasSubstr("b in the ZIP archive"));
+    EXPECT_TRUE(ReadAll(*archive.Open("a")) == contents);
 }
 
 }  // namespace
