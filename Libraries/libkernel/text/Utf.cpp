@@ -148,12 +148,13 @@ String ReplaceInvalidUtf8(const String& text) {
     return result;
 }
 
-String MakePrintable(const String& text) {
-    const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; };
+String MakePrintable(std::string_view text) {
+    const auto isControl = [](char32_t c) { return c < 0x20 || (c >= 0x7F && c <= 0x9F); };
     String printable;
     printable.reserve(text.size());
-    for (const char c : ReplaceInvalidUtf8(text)) {
-        printable.push_back(isControl(c) ? '?' : c);
+    for (std::size_t position = 0; position < text.size();) {
+        const char32_t codePoint = DecodeUtf8(text, position).codePoint;
+        AppendUtf8(printable, isControl(codePoint) ? U'?' : codePoint);
     }
     return printable;
 }

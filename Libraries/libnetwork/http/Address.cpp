@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <new>
-#include <string>
 #include <string_view>
 
 namespace Network {
@@ -53,9 +52,7 @@ Kernel::String DescribeBadAddress(std::string_view address) {
     if (address.find('@') != std::string_view::npos) {
         return "...";  // where its password ends, nobody knows
     }
-    std::string text(address.substr(0, address.find_first_of("?#")));
-    std::ranges::replace_if(text, IsControl, '?');
-    return Shorten(text);
+    return Shorten(address.substr(0, address.find_first_of("?#")));
 }
 
 void AddParameters(CURLU* address, const Http::Fields& parameters) {

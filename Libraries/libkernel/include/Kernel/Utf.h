@@ -26,7 +26,7 @@ KERNEL_API bool IsValidUtf8(std::string_view text) noexcept;
 KERNEL_API String ReplaceInvalidUtf8(const String& text);
 
 /// `text` fit for one line of a message: as ReplaceInvalidUtf8() leaves it, with "?" for control
-/// characters.
-KERNEL_API String MakePrintable(const String& text);
+/// characters, those from U+0080 to U+009F too, which some terminals obey.
+KERNEL_API String MakePrintable(std::string_view text);
 
 }  // namespace Kernel

@@ -65,6 +65,11 @@ TEST(Utf, KeepsEveryCodePointOnTheWayToUtf8AndBack) {
     EXPECT_EQ(FromUtf16(u"z\u00DF\u20AC\U0001F600"), "z\xC3\x9F\xE2\x82\xAC\xF0\x9F\x98\x80");
 }
 
+TEST(Utf, ShowsControlCharactersAsQuestionMarks) {
+    EXPECT_EQ(MakePrintable("\0\t\n\x1F !~\x7F\u0080\u009F\u00A0ä\xFF"sv),
+              "???? !~???\u00A0ä\uFFFD");
+}
+
 TEST(Utf, ReplacesEachUnpairedSurrogate) {
     EXPECT_EQ(FromUtf16(u"\xD83D"), "\uFFFD");
     EXPECT_EQ(FromUtf16(u"a\xD83D\xD83D\xDE00z"), "a\uFFFD😀z");
