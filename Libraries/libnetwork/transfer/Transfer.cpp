@@ -164,6 +164,7 @@ void Transfer::SetUpTrust() {
     }
     if (settings.proxy) {
         Set(CURLOPT_PROXY, settings.proxy->c_str());
+        Set(CURLOPT_NOPROXY, "");  // else the environment's exceptions would hold
     }
     for (const Kernel::String& route : settings.routes) {
         m_routes.Add(route);

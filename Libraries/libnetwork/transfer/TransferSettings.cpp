@@ -5,6 +5,7 @@
 #include "Network/Settings.h"
 
 #include <algorithm>
+#include <memory>
 #include <mutex>
 
 namespace Network {
@@ -17,7 +18,8 @@ struct SharedSettings {
 };
 
 SharedSettings& GetShared() {
-    static SharedSettings shared;
+    // Deliberate: never destroyed, since requests may still begin while the process exits.
+    static SharedSettings& shared = *std::make_unique<SharedSettings>().release();
     return shared;
 }
 

@@ -2,8 +2,9 @@
 //
 // What holds for each of them: the address is absolute, http or https, and checked before anything
 // is sent. Certificates are verified. There is no limit on the time of the whole, but on the time
-// to connect and on the time without a byte, so every request ends. Each has a connection of its
-// own.
+// to connect and on the time without a byte, so no silent server holds a request up; a slow one
+// that never ends is for a sink or a progress handler to leave, by throwing. Each request has a
+// connection of its own.
 
 #pragma once
 

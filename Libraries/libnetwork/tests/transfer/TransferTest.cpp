@@ -89,6 +89,15 @@ TEST_F(TransferTest, TellsAuthorizationToNoOtherHost) {
     EXPECT_THAT(other.GetRequests(), testing::Each(testing::ResultOf(isTold, false)));
 }
 
+TEST_F(TransferTest, AsksTheProxyThatIsSetWhateverTheEnvironmentExcepts) {
+    const TestServer proxy(Reply(200));
+    SetProxy(proxy.GetAddress(""));
+    setenv("no_proxy", "*", 1);
+    Http::DoRequest(MakeRequest("http://nowhere.invalid/x"), true);
+    unsetenv("no_proxy");
+    EXPECT_EQ(proxy.GetRequests().at(0).target, "http://nowhere.invalid/x");
+}
+
 TEST_F(TransferTest, SendsBodiesBitForBit) {
     std::vector<std::byte> bytes((std::size_t{1} << 20) + 1);
     for (std::size_t i = 0; i < bytes.size(); ++i) {
