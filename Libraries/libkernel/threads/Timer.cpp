@@ -6,10 +6,6 @@ namespace Kernel {
 
 Timer::Timer() : m_start(GetClock().GetNow()) {}
 
-void Timer::Restart() {
-    m_start = GetClock().GetNow();
-}
-
 double Timer::GetElapsedMilliseconds() const {
     return std::chrono::duration<double, std::milli>(GetClock().GetNow() - m_start).count();
 }

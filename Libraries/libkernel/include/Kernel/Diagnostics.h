@@ -11,8 +11,9 @@
 
 namespace Kernel {
 
-/// Where diagnostic text goes. Never called by two threads at once. What it throws is dropped: no
-/// operation fails because its diagnostics do.
+/// Where diagnostic text goes. Never called by two threads at once, so it must not wait for another
+/// thread, which may be waiting to write. What it throws is dropped: no operation fails because its
+/// diagnostics do.
 class KERNEL_API DiagnosticSink : public Countable {
 public:
     /// Takes one message, which brings its own line ending.

@@ -24,7 +24,7 @@ template <class TEncoding>
 class StringT;
 
 /// A string of UTF-8 bytes that is cheap to copy: copies share one buffer, which the first change
-/// through one of them separates. The empty string owns no buffer.
+/// through one of them separates. A new empty string owns no buffer.
 ///
 /// The bytes are kept as they come and may hold anything, zero bytes included; they are always
 /// followed by one zero byte. Functions that need well-formed UTF-8 say so, and ToUtf16() replaces

@@ -13,7 +13,6 @@ class KERNEL_API Timer {
 public:
     Timer();
 
-    void Restart();
     double GetElapsedMilliseconds() const;
 
 private:
