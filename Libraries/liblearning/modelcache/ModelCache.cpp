@@ -87,15 +87,16 @@ bool ModelCache::IsModelAvailable(ModelType type) const {
 
 Kernel::Counted<Model> ModelCache::GetModel(ModelType type) {
     const Kernel::ScopedLock lock(m_lock);
-    Kernel::Counted<Model>& loaded = m_models[type];
-    if (!loaded) {
-        auto model =
-            Kernel::MakeCounted<Model>(ModelTypeToModelPaths(type), GetCatalogueEntry(type).ep);
-        if (model->IsValid()) {
-            loaded = std::move(model);
-        }
+    if (const Kernel::Counted<Model>& loaded = m_models[type]) {
+        return loaded;
     }
-    return loaded;
+    auto model =
+        Kernel::MakeCounted<Model>(ModelTypeToModelPaths(type), GetCatalogueEntry(type).ep);
+    if (!model->IsValid()) {
+        return nullptr;
+    }
+    m_models[type] = model;  // looked up anew: a log sink may have called Shutdown() meanwhile
+    return model;
 }
 
 bool ModelCache::DeleteModel(ModelType type) {
