@@ -18,7 +18,7 @@ std::optional<std::string> Unescape(std::string_view text) {
             const std::string_view digits = text.substr(i + 1, 2);
             const auto [end, error] =
                 std::from_chars(digits.data(), digits.data() + digits.size(), code, 16);
-            if (error != std::errc() || end != digits.data() + 2) {
+            if (error != std::errc() || digits.size() != 2 || end != digits.data() + 2) {
                 return {};
             }
             i += 2;

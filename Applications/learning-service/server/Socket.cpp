@@ -86,7 +86,8 @@ void Socket::Close() {
     for (;;) {
         const ssize_t got = recv(m_connection.Get(), unread.data(), unread.size(), 0);
         const bool isOver = got == 0 || (got < 0 && !HasToWait());
-        if (isOver || !WaitFor(POLLIN, GetTimeUntil(end))) {
+        const milliseconds rest = GetTimeUntil(end);  // not for ever, even if more always comes
+        if (isOver || rest.count() <= 0 || !WaitFor(POLLIN, rest)) {
             break;
         }
     }
