@@ -16,6 +16,7 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace Raster {
 
@@ -77,6 +78,7 @@ DynamicBitmap::~DynamicBitmap() = default;
 
 void DynamicBitmap::Create(int width, int height, Format format) {
     Allocate(width, height, Raster::GetPixelFormat(format));
+    m_profile = {};
 }
 
 void DynamicBitmap::Allocate(int width, int height, const PixelFormat& format) {
@@ -128,7 +130,6 @@ bool DynamicBitmap::CopyTo(DynamicBitmap& copy, bool* abort) const {
     if (!IsAborted(abort)) {
         Copy(GetHostView(), copy.GetHostView(), {}, abort);
     }
-    copy.SetProfile(m_profile);
     return !IsAborted(abort);
 }
 
@@ -179,6 +180,11 @@ Kernel::Counted<const DynamicBitmap> DynamicBitmap::MakeHalf() const {
     return half;
 }
 
+void DynamicBitmap::SetProfile(Kernel::Consolidated<ICCProfile> profile) {
+    m_profile = std::move(profile);
+    m_caches->DropLevels();  // which have it, too
+}
+
 PixelView DynamicBitmap::GetHostView() noexcept {
     return {m_pixels, m_stride, m_width, m_height, m_format};
 }
@@ -188,11 +194,9 @@ ConstPixelView DynamicBitmap::GetHostView() const noexcept {
 }
 
 void DynamicBitmap::SetDelayLoader(std::unique_ptr<DelayLoader> loader) {
-    const Kernel::ScopedLock lock(m_caches->loadSection);
-    ClearPixels();
+    Allocate(m_width, m_height, *m_format);  // costs nothing until the load
     m_caches->loader = std::move(loader);
     m_caches->isPending = m_caches->loader != nullptr;
-    InvalidateHardwareCache(GetBounds());
 }
 
 bool DynamicBitmap::IsPendingDelayLoad() const noexcept {

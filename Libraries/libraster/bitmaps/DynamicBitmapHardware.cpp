@@ -69,10 +69,10 @@ void DynamicBitmap::InvalidateHostCache(Rect rect) {
 
 void DynamicBitmap::SyncHostCache(Rect* rect, bool willOverwrite, bool* abort) const {
     ForceDelayLoad(abort);
-    if (!IsAborted(abort)) {
-        m_caches->deviceCopy.Download({m_pixels, m_stride, m_width, m_height, m_format},
-                                      GetOverwritten(rect, willOverwrite, GetBounds()));
-    }
+    // Deliberate: even when aborted. Who then says that the host was written, as a pixel accessor
+    // does at its end, must not make the device's pixels the old ones.
+    m_caches->deviceCopy.Download({m_pixels, m_stride, m_width, m_height, m_format},
+                                  GetOverwritten(rect, willOverwrite, GetBounds()));
 }
 
 bool DynamicBitmap::SyncHardwareCache(void* device, Rect* rect, bool willOverwrite,

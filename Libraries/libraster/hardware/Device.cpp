@@ -179,9 +179,9 @@ Device* Device::Find(void* handle) {
     return found != registry.devices.end() && !(*found)->IsGivenUp() ? found->get() : nullptr;
 }
 
-void Device::GiveUp(const std::exception& reason) noexcept {
-    if (!m_isGivenUp.exchange(true)) {
-        Kernel::Log::Write("The OpenCL device %1 is no longer used: %2\n", m_name, reason.what());
+void Device::Blame(const OpenCLError& error) noexcept {
+    if (!error.IsOutOfMemory() && !m_isGivenUp.exchange(true)) {
+        Kernel::Log::Write("The OpenCL device %1 is no longer used: %2\n", m_name, error.what());
     }
 }
 
@@ -192,16 +192,18 @@ bool Device::IsKnownToFail(const KernelDescriptor& descriptor) {
 }
 
 const KernelProgram* Device::FindProgram(const KernelDescriptor& descriptor) {
-    const auto [entry, isNew] = m_programs.try_emplace(GetKernelKey(descriptor));
-    if (isNew) {
-        try {
-            entry->second = std::make_unique<KernelProgram>(*this, JoinFragments(descriptor));
-        } catch (const KernelBuildError& error) {
-            Kernel::Log::Write("A kernel for the OpenCL device %1 can't be built: %2\n", m_name,
-                               error.what());
-        }
+    const KernelKey key = GetKernelKey(descriptor);
+    if (const auto found = m_programs.find(key); found != m_programs.end()) {
+        return found->second.get();
     }
-    return entry->second.get();
+    std::unique_ptr<KernelProgram> program;
+    try {
+        program = std::make_unique<KernelProgram>(*this, JoinFragments(descriptor));
+    } catch (const KernelBuildError& error) {
+        Kernel::Log::Write("A kernel for the OpenCL device %1 can't be built: %2\n", m_name,
+                           error.what());
+    }
+    return m_programs.emplace(key, std::move(program)).first->second.get();
 }
 
 bool Device::Run(const KernelDescriptor& descriptor, const Rect& rect) {

@@ -11,7 +11,6 @@
 
 #include <atomic>
 #include <cstddef>
-#include <exception>
 #include <map>
 #include <memory>
 #include <string>
@@ -38,8 +37,8 @@ public:
     static Device* Find(void* handle);
 
     bool IsGivenUp() const noexcept { return m_isGivenUp; }
-    /// Has the device never be used again, and says why, once.
-    void GiveUp(const std::exception& reason) noexcept;
+    /// Has the device never be used again, and says why, once; unless its memory was merely full.
+    void Blame(const OpenCLError& error) noexcept;
 
     /// Whether that program was tried and can't be built.
     bool IsKnownToFail(const KernelDescriptor& descriptor);

@@ -39,8 +39,8 @@ void* DeviceCopy::GetDevice() const noexcept {
 }
 
 std::uintptr_t DeviceCopy::GetQueue() const noexcept {
-    const Kernel::ScopedLock lock(m_section);
-    return m_image ? std::bit_cast<std::uintptr_t>(m_image->GetDevice().GetQueue()) : 0;
+    const auto* const device = static_cast<const Device*>(GetDevice());
+    return device != nullptr ? std::bit_cast<std::uintptr_t>(device->GetQueue()) : 0;
 }
 
 void* DeviceCopy::Retain(void* device, const PixelView& host) {
@@ -64,15 +64,14 @@ bool DeviceCopy::MakeImage(Device& device, const PixelView& host) {
         m_staleOnDevice = host.GetBounds();
         return true;
     } catch (const OpenCLError& error) {
-        device.GiveUp(error);
+        device.Blame(error);
         return false;
     }
 }
 
-void DeviceCopy::Finish() noexcept {
-    const Kernel::ScopedLock lock(m_section);
-    if (m_image) {
-        GetOpenCL().Finish(m_image->GetDevice().GetQueue());
+void DeviceCopy::Finish() const noexcept {
+    if (const auto* const device = static_cast<const Device*>(GetDevice())) {
+        GetOpenCL().Finish(device->GetQueue());
     }
 }
 
@@ -108,7 +107,7 @@ bool DeviceCopy::Upload(void* device, const PixelView& host, const Rect& overwri
         m_staleOnDevice = {};
         return true;
     } catch (const OpenCLError& error) {
-        m_image->GetDevice().GiveUp(error);
+        m_image->GetDevice().Blame(error);
         return false;
     }
 }
@@ -137,8 +136,9 @@ void DeviceCopy::MoveToHost(const PixelView& host) noexcept {
     try {
         m_image->Download(host, m_staleOnHost);
     } catch (const OpenCLError& error) {
-        m_image->GetDevice().GiveUp(error);
+        m_image->GetDevice().Blame(error);
         Kernel::Log::Write("Pixels of a bitmap are lost with the device that held them.\n");
+        m_staleOnDevice = Unite(m_staleOnDevice, m_staleOnHost);
     }
     m_staleOnHost = {};
 }

@@ -32,7 +32,7 @@ public:
     /// if there can be none.
     void* Retain(void* device, const PixelView& host);
     /// Waits for what was sent to the device.
-    void Finish() noexcept;
+    void Finish() const noexcept;
     /// Brings the host up to date and drops the copy.
     void Drop(const PixelView& host) noexcept;
 

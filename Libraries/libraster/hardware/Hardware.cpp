@@ -88,8 +88,10 @@ template class Hardware<DefaultImplementation>;
 
 bool ShouldExecuteKernel(const Rect& rect) {
     // Below, the way to the device and back costs more than the work.
-    constexpr Rect::Extent FewestPixels = Rect::Extent{512} * 512;
-    return (rect.GetWidth() * rect.GetHeight() >= FewestPixels || use == HardwareUse::AnyDevice) &&
+    constexpr std::uint64_t FewestPixels = std::uint64_t{512} * 512;
+    const std::uint64_t pixels =
+        static_cast<std::uint64_t>(rect.GetWidth()) * static_cast<std::uint64_t>(rect.GetHeight());
+    return (pixels >= FewestPixels || use == HardwareUse::AnyDevice) &&
            Hardware<DefaultImplementation>::GetDevice() != nullptr;
 }
 
@@ -101,6 +103,11 @@ bool KernelDescriptor::IsComplete() const {
     if (!HasAllFragments(source) || !HasAllFragments(destination) ||
         (mask.format != nullptr && !HasAllFragments(mask)) || conversionFragment == nullptr ||
         perPixelFragment == nullptr) {
+        return false;
+    }
+    // Under a mask, what is there already is read, too.
+    if (mask.format != nullptr &&
+        destination.format->getSourceFragment(GetKernelLanguage(device)) == nullptr) {
         return false;
     }
     Device* const found = Device::Find(device);
@@ -117,7 +124,7 @@ bool ExecuteKernel(const KernelDescriptor& descriptor, const Rect& rect) {
     try {
         return device->Run(descriptor, rect);
     } catch (const OpenCLError& error) {
-        device->GiveUp(error);
+        device->Blame(error);
         return false;
     }
 }

@@ -26,6 +26,11 @@ const OpenCLFunctions* FindOpenCL() noexcept {
 }
 
 OpenCLError::OpenCLError(const char* function, cl_int code)
-    : std::runtime_error(std::string(function) + " failed with code " + std::to_string(code)) {}
+    : std::runtime_error(std::string(function) + " failed with code " + std::to_string(code)),
+      m_code(code) {}
+
+bool OpenCLError::IsOutOfMemory() const noexcept {
+    return m_code == CL_MEM_OBJECT_ALLOCATION_FAILURE || m_code == CL_OUT_OF_HOST_MEMORY;
+}
 
 }  // namespace Raster

@@ -62,6 +62,12 @@ bool HasDisplayDevice() noexcept;
 class OpenCLError : public std::runtime_error {
 public:
     OpenCLError(const char* function, cl_int code);
+
+    /// Whether memory was full, which tells nothing about the next call.
+    bool IsOutOfMemory() const noexcept;
+
+private:
+    cl_int m_code;
 };
 
 /// Throws OpenCLError unless `code` is that of success.

@@ -2,6 +2,7 @@
 #include "Kernel/Testing.h"
 #include "Raster/Bitmap.h"
 #include "Raster/Buffer.h"
+#include "Raster/ICCManager.h"
 #include "Raster/PixelAccessor.h"
 
 #include <gmock/gmock.h>
@@ -65,11 +66,20 @@ TEST_P(BitmapOfFormat, IsEqualByItsPixelsAlone) {
     EXPECT_FALSE(clone->IsEqual(bitmap));
     EXPECT_NE(GetHash(*clone), GetHash(bitmap));
     EXPECT_FALSE(bitmap.CloneEmpty()->IsEqual(bitmap));
-    EXPECT_NE(GetHash(DynamicBitmap(5, 37)), GetHash(DynamicBitmap(37, 5)));
 }
 
-TEST(DynamicBitmap, StaysAsItWasWhenASizeIsRefused) {
+TEST(DynamicBitmap, IsNotEqualToTheSameBytesInAnotherOrder) {
+    const DynamicBitmap bitmap(6, 3, F::GreyA8);
+    const DynamicBitmap others[]{{3, 6, F::GreyA8}, {6, 3, F::Alpha16}};
+    for (const DynamicBitmap& other : others) {
+        EXPECT_FALSE(bitmap.IsEqual(other));
+        EXPECT_NE(GetHash(bitmap), GetHash(other));
+    }
+}
+
+TEST(DynamicBitmap, IsAllNewAfterCreateUnlessASizeIsRefused) {
     DynamicBitmap bitmap(2, 1);
+    bitmap.SetProfile(ICCManager::GetProfileForString("sRGB IEC61966-2.1"));
     const PixelView before = bitmap.GetHostView();
     EXPECT_THROW(bitmap.Create(-1, 1), std::invalid_argument);
     EXPECT_THROW(bitmap.Create(1, DynamicBitmap::MaximumSide + 1), std::invalid_argument);
@@ -80,6 +90,13 @@ TEST(DynamicBitmap, StaysAsItWasWhenASizeIsRefused) {
                  std::bad_alloc);
 #endif
     EXPECT_EQ(bitmap.GetHostView().pixels, before.pixels);
+    EXPECT_TRUE(bitmap.GetProfile());
+    bitmap.Create(2, 1, Format::CMYKA8);
+    EXPECT_FALSE(bitmap.GetProfile());
+
+    Bitmap<Alpha8, X2, X3, X4, X5> mask;
+    mask.Create(2, 1);
+    EXPECT_EQ(mask.GetHostView().format, &mask.GetStaticFormat());
 }
 
 TEST(DynamicBitmap, MayHaveNoPixels) {
@@ -93,11 +110,19 @@ TEST(DynamicBitmap, MayHaveNoPixels) {
 }
 
 TEST(DynamicBitmap, ClonesAllThatItIsUnlessAborted) {
-    const ColourBitmap bitmap(3, 2, MipmapMode::OnDemand);
-    const Kernel::Counted<ColourBitmap> clone = bitmap.Clone();
-    EXPECT_EQ(clone->GetMipmapMode(), MipmapMode::OnDemand);
+    ColourBitmap bitmap(3, 2, MipmapMode::OnDemand, HardwareCachePolicy::Never);
+    bitmap.SetProfile(ICCManager::GetProfileForString("sRGB IEC61966-2.1"));
+    const DynamicBitmap& dynamic = bitmap;
+    const Kernel::Counted<DynamicBitmap> clones[]{bitmap.Clone(), bitmap.CloneEmpty(),
+                                                  dynamic.Clone(), dynamic.CloneEmpty()};
+    for (const Kernel::Counted<DynamicBitmap>& clone : clones) {
+        EXPECT_EQ(clone->GetMipmapMode(), MipmapMode::OnDemand);
+        EXPECT_EQ(clone->GetHardwareCachePolicy(), HardwareCachePolicy::Never);
+        EXPECT_EQ(clone->GetProfile(), bitmap.GetProfile());
+    }
     bool abort = true;
     EXPECT_FALSE(bitmap.Clone(&abort));
+    EXPECT_FALSE(dynamic.Clone(&abort));
 }
 
 /// Fills with 7, after having done `meanwhile` half-way.
@@ -172,6 +197,16 @@ TEST(Mipmaps, HalveUpToASinglePixelAndFollowTheirBitmap) {
     EXPECT_EQ(*bitmap.GetLevel(4)->GetHostView().At(0, 0), std::byte{40});
     Fill(PixelAccessor(bitmap).GetView(), std::byte{90});
     EXPECT_EQ(*bitmap.GetLevel(4)->GetHostView().At(0, 0), std::byte{90});
+    bitmap.SetProfile(ICCManager::GetProfileForString("sRGB IEC61966-2.1"));
+    EXPECT_EQ(bitmap.GetLevel(4)->GetProfile(), bitmap.GetProfile());
+}
+
+TEST(Mipmaps, AreMeans) {
+    DynamicBitmap bitmap(4, 1, Format::Alpha8, MipmapMode::OnDemand);
+    constexpr std::array<std::uint8_t, 4> Alphas{0, 80, 200, 40};
+    std::memcpy(PixelAccessor(bitmap).GetView().pixels, Alphas.data(), Alphas.size());
+    EXPECT_EQ(*bitmap.GetLevel(1)->GetHostView().At(1, 0), std::byte{120});
+    EXPECT_EQ(*bitmap.GetLevel(2)->GetHostView().At(0, 0), std::byte{80});
 }
 
 TEST(Corruptions, AreSamplesThatAreNoNumbers) {

@@ -12,7 +12,7 @@ namespace Raster {
 
 /// A bitmap of the format with these channels. It is a DynamicBitmap, too, so it is shared with
 /// code that knows formats at run time only, without a copy; but never call Create() through that
-/// side with another format.
+/// side, which takes any format.
 template <class C1, class C2, class C3, class C4, class C5>
 class Bitmap : public DynamicBitmap,
                public ModelBase<Bitmap<C1, C2, C3, C4, C5>, C1, C2, C3, C4, C5> {
@@ -32,6 +32,8 @@ public:
     }
     static Format GetFormat() noexcept { return GetStaticFormat().code; }
 
+    /// As DynamicBitmap::Create(), in this format.
+    void Create(int width, int height) { DynamicBitmap::Create(width, height, GetFormat()); }
     Kernel::Counted<Bitmap> Clone(bool* abort = nullptr) const;
     Kernel::Counted<Bitmap> CloneEmpty() const;
 

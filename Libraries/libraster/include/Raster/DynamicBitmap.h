@@ -3,12 +3,14 @@
 #pragma once
 
 #include "Kernel/Consolidated.h"
+#include "Kernel/Counted.h"
 #include "Kernel/FixCorruptionsResult.h"
 #include "Kernel/HashAccumulator.h"
 #include "Raster/Hardware.h"
 #include "Raster/ICCProfile.h"
 #include "Raster/PixelView.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -25,11 +27,12 @@ enum class HardwareCachePolicy : std::uint8_t {
     Never,
 };
 
-/// Brings the pixels of a bitmap when they are first needed.
+/// Brings the pixels of a bitmap when they are first needed, on the thread that needs them.
 class RASTER_API DelayLoader {
 public:
     virtual ~DelayLoader();
-    /// Fills all of `pixels`, which are transparent, unless `abort` (may be null) is set meanwhile.
+    /// Fills all of `pixels`, which are transparent, or throws. May return early once
+    /// IsAborted(abort); what was written is dropped then.
     virtual void Load(const PixelView& pixels, const bool* abort) = 0;
 };
 
@@ -62,7 +65,7 @@ public:
     DynamicBitmap& operator=(const DynamicBitmap&) = delete;
     ~DynamicBitmap() override;
 
-    /// Becomes a transparent bitmap of that size; what was there is gone.
+    /// Becomes a transparent bitmap of that size without profile; what was there is gone.
     void Create(int width, int height, Format format = Format::RGBA8);
 
     /// A copy, profile included; null if `abort` was set meanwhile.
@@ -90,16 +93,17 @@ public:
     HardwareCachePolicy GetHardwareCachePolicy() const noexcept { return m_policy; }
     /// The colour space of the pixels; empty if nobody said.
     Kernel::Consolidated<ICCProfile> GetProfile() const { return m_profile; }
-    void SetProfile(Kernel::Consolidated<ICCProfile> profile) { m_profile = std::move(profile); }
+    void SetProfile(Kernel::Consolidated<ICCProfile> profile);
 
     /// The host's pixels, current or not.
     PixelView GetHostView() noexcept;
     ConstPixelView GetHostView() const noexcept;
 
-    /// Leaves the pixels to `loader`, which is called once, when they are first needed.
+    /// Drops the pixels, and has `loader` bring others when they are first needed; null for nobody.
     void SetDelayLoader(std::unique_ptr<DelayLoader> loader);
     bool IsPendingDelayLoad() const noexcept;
-    /// Has a pending load done now. What the loader throws is thrown here, and by the next attempt.
+    /// Has a pending load done now. What the loader throws is thrown here; then, and when `abort`
+    /// is set meanwhile, the load stays pending for whoever needs the pixels next.
     void ForceDelayLoad(const bool* abort = nullptr) const;
 
     /// Whether size, format and all pixels are equal.
@@ -108,6 +112,8 @@ public:
     Kernel::FixCorruptionsResult CheckForCorruptions(bool isThorough) const;
     Kernel::FixCorruptionsResult FixCorruptions();
 
+    // As ModelBase tells. Bringing a copy up to date includes a pending load, and only that ends
+    // early when `abort` is set.
     int GetThreadLimit() const noexcept { return 0; }
     void* GetHardwareDevice() const noexcept;
     std::uintptr_t GetHardwareWriteQueue() const noexcept;
@@ -125,8 +131,8 @@ public:
     void* RetainHardwareBuffer(void* device, bool* abort = nullptr) const;
 
 protected:
-    /// Gives `copy`, which has the same size and format, the pixels and the profile; false if
-    /// `abort` was set meanwhile.
+    /// Gives `copy`, which has the same size and format, the pixels; false if `abort` was set
+    /// meanwhile.
     bool CopyTo(DynamicBitmap& copy, bool* abort) const;
 
 private:

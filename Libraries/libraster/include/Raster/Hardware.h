@@ -20,12 +20,12 @@ enum class HardwareUse : std::uint8_t {
 };
 
 /// The device of the process and what belongs to it. Devices and buffers are handles of the
-/// implementation; a buffer knows the size and the row distance of its pixels. Where a buffer comes
-/// with a reference, ReleaseBuffer() gives it back.
+/// implementation; a buffer knows the size and the row distance of its pixels, and comes with a
+/// reference that ReleaseBuffer() gives back.
 ///
 /// Nothing is opened before GetDevice() is called, and nothing at all where the system has no
 /// display device. A device that fails to work is given up for the life of the process, with a line
-/// in the log.
+/// in the log; one whose memory is full only declines.
 ///
 /// Threads: any.
 template <class Implementation>

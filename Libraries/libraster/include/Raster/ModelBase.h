@@ -9,6 +9,8 @@
 #include "Raster/ICCProfile.h"
 #include "Raster/PixelView.h"
 
+#include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace Raster {
@@ -42,9 +44,11 @@ public:
     bool IsEqual(const Derived& /*other*/) const { return false; }
     /// Adds what IsEqual() compares.
     void AccumulateHashFast(Kernel::HashAccumulator& /*hash*/) const {}
+    /// Whether there are samples that are no finite numbers; only a thorough check looks for them.
     Kernel::FixCorruptionsResult CheckForCorruptions(bool /*isThorough*/) const {
         return Kernel::FixCorruptionsResult::Sound;
     }
+    /// Sets such samples to 0.
     Kernel::FixCorruptionsResult FixCorruptions() { return Kernel::FixCorruptionsResult::Sound; }
 
     /// How many threads may work on this at a time; 0 for any number.
@@ -55,6 +59,7 @@ public:
 
     /// The device that holds a copy; null if none does.
     void* GetHardwareDevice() const noexcept { return nullptr; }
+    /// The queue of that device, a handle of the implementation; 0 if there is none.
     std::uintptr_t GetHardwareWriteQueue() const noexcept { return 0; }
     /// Writes the numbers that the fragments of this bitmap take, and returns how many they are.
     int GetHardwareParams(const void* /*device*/, float* /*params*/) const noexcept { return 0; }
@@ -69,7 +74,9 @@ public:
     }
     /// Whether all pixels have one byte throughout, and which.
     bool GetHardwareFillByte(unsigned char& /*byte*/) const noexcept { return false; }
+    /// Drops the device's copy, once the host's is up to date.
     void DestroyHardwareBuffer() noexcept {}
+    /// Waits for what was sent to the device.
     void FlushHardware() noexcept {}
     /// The host's pixels in `rect` are newer than the device's.
     void InvalidateHardwareCache(Rect /*rect*/) noexcept {}

@@ -20,9 +20,11 @@ private:
     ConstPixelView m_view;
 };
 
-/// Writes the pixels of a bitmap, and tells the bitmap when it is done.
+/// Reads and writes the pixels of a bitmap, and tells the bitmap when it is done. A pending load is
+/// done first.
 class RASTER_API PixelAccessor {
 public:
+    /// The load ends early when `abort` is set; it then comes later, over what is written here.
     explicit PixelAccessor(DynamicBitmap& bitmap, bool* abort = nullptr);
     PixelAccessor(const PixelAccessor&) = delete;
     PixelAccessor& operator=(const PixelAccessor&) = delete;
