@@ -3,11 +3,14 @@
 #include "formats/HostFormats.h"
 
 #include <stdexcept>
+#include <string>
 
 namespace Raster {
 
-// To add a format: its channels in Channels.h, its code in PixelFormat.h, its traits in
-// FormatTraits.h, its object in a file of its family, and the two lines here.
+// To add a format of the library: its channels in Channels.h, its code in PixelFormat.h, its line
+// in the list of Raster/HostFormats.h, its object in a file of its family and in
+// formats/HostFormats.h, and the two places here. Formats beyond the library need none of these: a
+// PixelFormat of their own, and for bitmaps by type FormatTraits.
 
 const PixelFormat& FormatTraits<Red8, Green8, Blue8, Alpha8, X5>::GetPixelFormat() noexcept {
     return RGBA8Format;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
 
 namespace Raster {
 
@@ -34,10 +35,11 @@ public:
         if (m_run.IsEmpty()) {
             return;
         }
-        const int one = columns.Get(begin).first[0];
-        const int other = columns.Get(end - 1).first[0];  // the smaller one in a mirror
-        m_left = std::min(one, other);
-        m_width = std::max(one, other) - m_left + static_cast<int>(columns.GetCount());
+        // Not always in order: a pixel right on one of the source needs that one only.
+        const auto [least, most] =
+            std::ranges::minmax(std::span(columns.Get(begin).first, GetRunWidth()));
+        m_left = least;
+        m_width = most - least + static_cast<int>(columns.GetCount());
     }
 
     ColumnRun Read(int y, RowBuffer& row) final {
@@ -203,7 +205,7 @@ private:
         return static_cast<std::size_t>(most);
     }
 
-    void AddToAll(int y) noexcept(false) {
+    void AddToAll(int y) {
         ReadPremultiplied(m_next, m_line);
         const int end = FindOpenEnd(y, m_next);
         for (int open = y; open < end; ++open) {
@@ -273,7 +275,10 @@ AxisResampler::AxisResampler(const SpanSource& source, AxisMap horizontal, AxisM
       m_rowStep(vertical.scale) {}
 
 std::unique_ptr<TileRows> AxisResampler::OpenTile(const Rect& tile) const {
-    const bool isShrinking = std::fabs(m_rowStep) > 1;
+    // Only then are taps in the order of their rows. At 1 some weights are 0, or all but 0 after
+    // rounding, and whether such a tap counts changes from row to row.
+    constexpr double InOrder = 1 + 0x1p-20;
+    const bool isShrinking = std::fabs(m_rowStep) > InOrder;
     const ConstPixelView* const view = m_source.GetView();
     if (isShrinking && view != nullptr && view->format->blendRows != nullptr) {
         return std::make_unique<ByteRows>(m_source, m_columns, m_rows, tile);

@@ -4,13 +4,16 @@
 #include "pipeline/TileRows.h"
 
 #include <algorithm>
+#include <cmath>
+#include <vector>
 
 namespace Raster {
 
 namespace {
 
-/// Four numbers a pixel. Sums of whole numbers stay exact in it, and adding and taking away again
-/// leaves nothing that a sample could show.
+/// Four numbers a pixel: sums of colours times alpha, and of alphas, both times the largest sample.
+/// Integer alphas make whole numbers, whose sums are exact: what was added and taken away again
+/// leaves nothing behind.
 using Sums = std::vector<double>;
 
 /// What all bands of a picture have in common.
@@ -18,7 +21,7 @@ struct BoxContext {
     const SpanSource& source;
     SpanTarget& destination;
     int radius;
-    float maximum;  // of a sample: whole samples make whole numbers
+    float maximum;  // of a sample: 1 for floats
     const bool* abort;
 
     int GetWidth() const noexcept { return source.GetWidth(); }
@@ -74,7 +77,7 @@ private:
         const int from = std::clamp(y, 0, m_context.source.GetHeight() - 1);
         for (int x = 0; x < m_context.GetWidth(); x += TileWidth) {
             const int count = std::min(TileWidth, m_context.GetWidth() - x);
-            m_context.source.Read(x, from, static_cast<std::size_t>(count), m_span.rgba);
+            ReadFinite(x, from, count);
             double* sum = m_columns.data() + std::ptrdiff_t{x} * 4;
             for (const float* pixel = m_span.rgba; pixel < m_span.At(count); pixel += 4) {
                 AddPixel(pixel, times, sum);
@@ -85,11 +88,20 @@ private:
 
     void AddPixel(const float* pixel, double times, double* sum) const noexcept {
         if (pixel[3] > 0) {
-            const double alpha = times * pixel[3];
+            const double alpha = times * (pixel[3] * m_context.maximum);
             sum[0] += alpha * (pixel[0] * m_context.maximum);
             sum[1] += alpha * (pixel[1] * m_context.maximum);
             sum[2] += alpha * (pixel[2] * m_context.maximum);
-            sum[3] += alpha * m_context.maximum;
+            sum[3] += alpha;
+        }
+    }
+
+    /// What is not finite would stay in the sums for good. Only floats can be so.
+    void ReadFinite(int x, int y, int count) {
+        m_context.source.Read(x, y, static_cast<std::size_t>(count), m_span.rgba);
+        if (m_context.maximum == 1) {
+            const auto isNotFinite = [](float sample) { return !std::isfinite(sample); };
+            std::replace_if(m_span.rgba, m_span.At(count), isNotFinite, 0.0F);
         }
     }
 
@@ -123,8 +135,9 @@ private:
             const double* mean = m_row.data() + std::ptrdiff_t{x} * 4;
             for (float* pixel = m_span.rgba; pixel < m_span.At(count); pixel += 4) {
                 const bool isVisible = mean[3] > 0;
+                const double whole = mean[3] * m_context.maximum;
                 for (std::size_t channel = 0; channel < 3; ++channel) {
-                    pixel[channel] = isVisible ? static_cast<float>(mean[channel] / mean[3]) : 0;
+                    pixel[channel] = isVisible ? static_cast<float>(mean[channel] / whole) : 0;
                 }
                 pixel[3] = isVisible ? static_cast<float>(mean[3] / m_context.maximum) : 0;
                 mean += 4;

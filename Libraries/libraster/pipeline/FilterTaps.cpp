@@ -143,13 +143,13 @@ FilterTaps::FilterTaps(Sampler sampler, AxisMap map, int begin, int end, int siz
         m_count = std::max(m_count, weights.values.size());
     }
     m_count = (m_count + group - 1) / group * group;
-    Spread(values, ends, size);
+    // Groups stay where they are, since on that depends the order in which their taps are added up:
+    // a pixel must not depend on what else is asked for.
+    Spread(values, ends, group > 1 ? size : size - static_cast<int>(m_count));
 }
 
 void FilterTaps::Spread(const std::vector<float>& values, const std::vector<std::size_t>& ends,
-                        int size) {
-    const int last =
-        static_cast<int>(std::max<std::ptrdiff_t>(0, size - static_cast<std::ptrdiff_t>(m_count)));
+                        int last) {
     m_weights.resize(ends.size() * m_count);
     std::size_t from = 0;
     for (std::size_t i = 0; i < ends.size(); ++i) {

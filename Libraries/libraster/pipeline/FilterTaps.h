@@ -34,8 +34,8 @@ struct Taps {
 class FilterTaps {
 public:
     /// For the pixels from `begin` up to `end`, over a source of `size` pixels. The count of each
-    /// pixel's taps is rounded up to a multiple of `group`, with weights of 0; taps may lie beyond
-    /// a source of less than `group` pixels, but else never do.
+    /// pixel's taps is rounded up to a multiple of `group`, with weights of 0. Such taps may lie
+    /// beyond the source, unless `group` is 1.
     FilterTaps(Sampler sampler, AxisMap map, int begin, int end, int size, std::size_t group);
 
     /// The destination pixels whose centres lie in the source; the others have no taps.
@@ -46,7 +46,7 @@ public:
     Taps Get(int pixel) const noexcept;
 
 private:
-    void Spread(const std::vector<float>& values, const std::vector<std::size_t>& ends, int size);
+    void Spread(const std::vector<float>& values, const std::vector<std::size_t>& ends, int last);
 
     int m_begin = 0;
     std::size_t m_count = 0;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <type_traits>
 
 namespace Raster {
 
@@ -13,36 +14,40 @@ struct Places {
     int y[TileWidth];
 };
 
-/// The largest of all pixels: four floats.
-constexpr std::size_t MaximumPixelSize = 16;
-
-/// Puts pixels of `Size` bytes side by side.
-template <std::size_t Size>
-void Gather(const ConstPixelView& view, const Places& places, std::size_t count,
+/// Puts pixels of `size` bytes side by side.
+template <class Size>
+void Gather(const ConstPixelView& view, const Places& places, std::size_t count, Size size,
             std::byte* pixels) {
     for (std::size_t i = 0; i < count; ++i) {
-        std::memcpy(pixels + i * Size,
+        std::memcpy(pixels + i * size,
                     view.pixels + places.y[i] * view.stride +
-                        static_cast<std::ptrdiff_t>(Size) * places.x[i],
-                    Size);
+                        static_cast<std::ptrdiff_t>(size) * places.x[i],
+                    size);
     }
 }
 
+template <std::size_t Size>
+constexpr std::integral_constant<std::size_t, Size> Constant{};
+
+/// Constant sizes are quicker.
 void GatherAny(const ConstPixelView& view, const Places& places, std::size_t count,
                std::byte* pixels) {
-    switch (view.format->GetPixelSize()) {
+    const std::size_t size = view.format->GetPixelSize();
+    switch (size) {
         case 1:
-            return Gather<1>(view, places, count, pixels);
+            return Gather(view, places, count, Constant<1>, pixels);
         case 2:
-            return Gather<2>(view, places, count, pixels);
+            return Gather(view, places, count, Constant<2>, pixels);
         case 4:
-            return Gather<4>(view, places, count, pixels);
+            return Gather(view, places, count, Constant<4>, pixels);
         case 5:
-            return Gather<5>(view, places, count, pixels);
+            return Gather(view, places, count, Constant<5>, pixels);
         case 8:
-            return Gather<8>(view, places, count, pixels);
+            return Gather(view, places, count, Constant<8>, pixels);
+        case 16:
+            return Gather(view, places, count, Constant<16>, pixels);
         default:
-            return Gather<MaximumPixelSize>(view, places, count, pixels);
+            return Gather(view, places, count, size, pixels);
     }
 }
 

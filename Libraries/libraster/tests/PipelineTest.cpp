@@ -1,4 +1,5 @@
 #include "Raster/DynamicBitmap.h"
+#include "Raster/ModelBase.h"
 #include "Raster/Pipeline.h"
 
 #include <gtest/gtest.h>
@@ -179,6 +180,73 @@ TEST(HostPath, EndsOnceAbortedAndPassesExceptionsOn) {
         source.onRead = [] { throw std::runtime_error("no pixels"); };
         EXPECT_THROW(RunHostPath({&source, &picture.target, nullptr, &plain, nullptr}, rect),
                      std::runtime_error);
+    }
+}
+
+/// Writes down what a run asks of it, and sets the abort flag once `end` is reached.
+struct Diary {
+    void Write(const std::string& line) {
+        lines.push_back(line);
+        if (lines.size() == end) {
+            std::atomic_ref(abort).store(true);
+        }
+    }
+
+    std::size_t end;
+    std::vector<std::string> lines;
+    bool abort = false;
+};
+
+class Witness : public ModelBase<Witness, Red8, Green8, Blue8, Alpha8, X5> {
+public:
+    Witness(std::string name, Diary& diary) : m_name(std::move(name)), m_diary(diary) {}
+    static const PixelFormat& GetPixelFormat() { return Raster::GetPixelFormat(Format::RGBA8); }
+    int GetWidth(int /*level*/) const { return 9; }
+    int GetHeight(int /*level*/) const { return 8; }
+    PixelView GetHostView() { return m_bitmap.GetHostView(); }
+    ConstPixelView GetHostView() const { return m_bitmap.GetHostView(); }
+    void SyncHostCache(Rect* rect, bool /*willOverwrite*/, bool* abort) const {
+        EXPECT_EQ(abort, &m_diary.abort);
+        m_diary.Write(m_name + (rect != nullptr ? " in " + Print(*rect) : ""));
+    }
+    void InvalidateHardwareCache(Rect rect) { m_diary.Write("changed " + Print(rect)); }
+
+private:
+    static std::string Print(const Rect& rect) {
+        return testing::PrintToString(std::array{rect.left, rect.top, rect.right, rect.bottom});
+    }
+
+    std::string m_name;
+    Diary& m_diary;
+    DynamicBitmap m_bitmap{9, 8};
+};
+
+class WitnessStage : public SpanStage {
+public:
+    explicit WitnessStage(Diary& diary) : m_diary(diary) {}
+    void Apply(float* /*rgba*/, std::size_t /*count*/) const override { m_diary.Write("pixels"); }
+
+private:
+    Diary& m_diary;
+};
+
+TEST(Pipeline, KeepsItsOrderAndStopsWhereItIsAborted) {
+    const std::vector<std::string> steps{"source", "destination in { 5, 7, 9, 8 }", "mask",
+                                         "pixels", "changed { 5, 7, 9, 8 }"};
+    for (std::size_t end = 1; end <= steps.size(); ++end) {
+        Diary diary{end, {}};
+        Witness destination("destination", diary);
+        const Witness source("source", diary);
+        const Witness mask("mask", diary);
+        Rendering rendering;
+        rendering.stages = {Kernel::MakeCounted<WitnessStage>(diary)};
+        const std::uint64_t failures =
+            Hardware<DefaultImplementation>::GetFailedKernelCount(nullptr);
+        const bool isDone = Pipeline<Witness, Witness>::Run(
+            destination, source, &mask, {5, 7, Most, Most}, rendering, &diary.abort);
+        EXPECT_EQ(isDone, end == steps.size());
+        EXPECT_EQ(diary.lines, std::vector(steps.begin(), steps.begin() + std::ptrdiff_t(end)));
+        EXPECT_EQ(Hardware<DefaultImplementation>::GetFailedKernelCount(nullptr), failures + 1);
     }
 }
 

@@ -10,7 +10,8 @@ namespace Raster {
 // Bitmaps are of any format and may differ in it; colours are converted where both bitmaps have a
 // profile and the profiles differ. `abort`, if not null, ends an operation early once it is set,
 // which then returns false or null. Impossible transforms (not finite, without a way back) are
-// refused in the same way. A source and its destination are different bitmaps.
+// refused in the same way; sizes that no bitmap can have throw what the constructor of
+// DynamicBitmap does. A source and its destination are different bitmaps.
 
 /// Renders all of `source` over all of `destination`, replacing what is there: `transform` maps
 /// source pixels to destination pixels.
@@ -55,8 +56,8 @@ RASTER_API Kernel::Counted<DynamicBitmap> AddBorder(const DynamicBitmap& source,
                                                     bool* abort = nullptr);
 
 /// Replaces each pixel by the mean, multiplied by alpha, of the square of `radius` pixels to each
-/// side; the edge repeats. The radius is that of a filter: 0 changes nothing, and it ends at the
-/// larger side of the bitmap.
+/// side; the edge repeats. A radius of 0 or less changes nothing, and one beyond the larger side of
+/// the bitmap is that side. Samples that are not finite count as 0.
 RASTER_API Kernel::Counted<DynamicBitmap> BoxFilter(const DynamicBitmap& source, int radius,
                                                     bool* abort = nullptr);
 

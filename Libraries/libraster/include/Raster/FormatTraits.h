@@ -8,8 +8,8 @@
 namespace Raster {
 
 /// Declared only: a list of channels that is no format does not compile. A specialisation has the
-/// function GetPixelFormat(), whose object never changes. Whoever adds a format specialises this
-/// and nothing else; see FormatTraits.cpp.
+/// function GetPixelFormat(), whose object never changes. A host that adds a format specialises
+/// this and nothing else.
 template <class C1, class C2, class C3, class C4, class C5>
 struct FormatTraits;
 

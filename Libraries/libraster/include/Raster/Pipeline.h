@@ -9,7 +9,8 @@ namespace Raster {
 
 /// Renders a source bitmap into a destination bitmap, where a mask bitmap lets it. All that depends
 /// on a format comes from its PixelFormat, so this holds the order of work only; bitmaps answer
-/// what ModelBase asks, and GetHostView() and GetPixelFormat() besides.
+/// what ModelBase asks, and GetHostView() and GetPixelFormat() besides. Source and destination are
+/// different bitmaps. What a delayed load throws passes through.
 ///
 /// Threads: source, mask and destination must not be changed by others during a run. The abort flag
 /// may be set by any thread, through std::atomic_ref<bool>.

@@ -4,6 +4,7 @@
 
 #include "Raster/Channels.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <type_traits>
@@ -37,11 +38,9 @@ private:
         constexpr std::array<bool, 5> Is{std::is_same_v<Channel, C1>, std::is_same_v<Channel, C2>,
                                          std::is_same_v<Channel, C3>, std::is_same_v<Channel, C4>,
                                          std::is_same_v<Channel, C5>};
-        std::size_t index = 0;
-        while (index < ChannelCount && !Is[index]) {
-            ++index;
-        }
-        return index;
+        constexpr auto Index = static_cast<std::size_t>(std::ranges::find(Is, true) - Is.begin());
+        static_assert(Index < ChannelCount, "The format does not store this channel.");
+        return Index;
     }
 };
 

@@ -21,7 +21,7 @@ enum class Format : std::uint8_t {
     CMYKA8 = 5,
     LabA16 = 6,
     Alpha8 = 7,
-    Tensor = 8,  // all twelve formats over tensors: their types tell them apart
+    Tensor = 8,  // all formats over tensors and those that hosts add: the objects tell them apart
     Alpha16 = 9,
     AlphaF = 10,
 };
@@ -29,10 +29,14 @@ enum class Format : std::uint8_t {
 /// In which language a device takes its kernels.
 enum class HardwareKernelLanguage : std::uint8_t { OpenCL };
 
+// The functions of a format are called by many threads at once, for distinct destinations, and
+// throw nothing. Pixels may lie at any address and have any neighbours, which are not touched.
+
 /// Converts `count` pixels at `source` to the intermediate: unit-float RGBA, four floats a pixel,
-/// 64-byte aligned.
+/// 64-byte aligned, colours not multiplied by alpha. What a format lacks is 0, and alpha 1.
 using SpanReader = void (*)(const void* source, float* rgba, std::size_t count);
-/// Converts `count` pixels of the intermediate to `destination`.
+/// Converts `count` pixels of the intermediate to `destination`. They may be any floats: integers
+/// take what is outside 0..1 for the next of the two, and what is no number for 0.
 using SpanWriter = void (*)(const float* rgba, void* destination, std::size_t count);
 
 /// A block of pixels: `height` rows of `width` pixels, whose starts are `stride` bytes apart.
@@ -70,13 +74,17 @@ using FragmentGetter = const char* (*)(HardwareKernelLanguage language);
 using RowBlender = void (*)(const void* const* rows, const float* weights, std::size_t count,
                             float* rgba, std::size_t width);
 
+/// A pixel is no larger than this: five floats.
+inline constexpr std::size_t MaximumPixelSize = 20;
+
 /// A pixel format. There is one object for each, and formats are the same when their addresses are.
+/// Zero bytes are a transparent pixel, or a black one where there is no alpha.
 struct PixelFormat {
     Format code;
     std::uint8_t channelCount;  // those that are stored
-    std::uint8_t sampleSize;    // bytes
+    std::uint8_t sampleSize;    // bytes: 1 and 2 are unsigned integers, 4 is a float
     bool hasAlpha;
-    std::span<const ChannelFacts> channels;
+    std::span<const ChannelFacts> channels;  // five, those that are stored first
     SpanReader read;
     SpanWriter write;
     /// Source, destination and mask side of the conversions above on a device.

@@ -7,7 +7,7 @@
 namespace Raster {
 
 /// Gives pixels. Most sources are bitmaps, see ViewSource; deriving from this adds another kind,
-/// such as the planes of a tensor.
+/// such as the planes of a tensor. What its functions throw ends the run and is thrown there.
 ///
 /// Threads: Read() is called by many at once.
 class RASTER_API SpanSource {
@@ -18,7 +18,8 @@ public:
     int GetWidth() const noexcept { return m_width; }
     int GetHeight() const noexcept { return m_height; }
 
-    /// Converts the `count` pixels from (x, y) to the right, all of them inside, to `rgba`.
+    /// Converts the `count` pixels from (x, y) to the right, at most 128 and all of them inside, to
+    /// `rgba`, which is as for SpanReader.
     virtual void Read(int x, int y, std::size_t count, float* rgba) const = 0;
 
     /// Converts the pixels of `rect` straight into `target` at the same place; false if there is no
@@ -26,7 +27,8 @@ public:
     /// for BlockConverter. Called by many threads at once, for distinct pixels.
     virtual bool ConvertInto(const PixelView& target, const Rect& rect, bool isLarge) const;
 
-    /// The rows in memory; null if there are none.
+    /// The rows in memory, as many and as long as GetHeight() and GetWidth() say; null if there are
+    /// none.
     virtual const ConstPixelView* GetView() const noexcept { return nullptr; }
 
 protected:
@@ -46,6 +48,7 @@ public:
     SpanTarget() noexcept = default;
     virtual ~SpanTarget();
 
+    /// Takes the `count` pixels from (x, y) to the right, at most 128; `rgba` is as for SpanWriter.
     virtual void Write(int x, int y, std::size_t count, const float* rgba) = 0;
     /// What is there already, for what is laid over it.
     virtual void Read(int x, int y, std::size_t count, float* rgba) const = 0;
