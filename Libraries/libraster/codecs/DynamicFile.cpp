@@ -8,6 +8,9 @@
 #include "codecs/PngDecoder.h"
 #include "codecs/RowTarget.h"
 
+#include <algorithm>
+#include <memory>
+#include <span>
 #include <string>
 #include <utility>
 

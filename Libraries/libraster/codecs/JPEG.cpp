@@ -86,7 +86,7 @@ public:
     }
 
 private:
-    static constexpr int MaximumSide = 65'535;
+    static constexpr int MaximumSide = JPEG_MAX_DIMENSION;
     static constexpr std::size_t BufferSize = 65'536;
     static constexpr int FullColourQuality = 90;
     // The segments that hold a profile are counted by one byte.
@@ -179,9 +179,9 @@ private:
     Kernel::OutStream& m_stream;
     Samples m_sampleFacts;
     Landing m_landing{"cannot write JPEG"};
-    CompressInfo m_info;
     jpeg_error_mgr m_errors{};
     jpeg_destination_mgr m_output{};
+    CompressInfo m_info;  // after what it points at
     std::array<std::byte, BufferSize> m_buffer;
     std::vector<JSAMPLE> m_samples;  // of one row; empty if libjpeg takes the pixels as they are
 };

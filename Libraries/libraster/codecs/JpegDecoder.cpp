@@ -1,7 +1,6 @@
 #include "codecs/JpegDecoder.h"
 
 #include "Raster/CodecException.h"
-#include "Raster/Rendering.h"
 
 #include "codecs/JpegSegments.h"
 #include "codecs/Landing.h"
@@ -12,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>  // jpeglib.h needs FILE
+#include <span>
 #include <string>
 #include <vector>
 
@@ -60,6 +60,7 @@ public:
     int Start(const bool* abort) override {
         m_abort = abort;
         m_landing.Run([this] { jpeg_start_decompress(&m_info); });
+        CheckChannels();
         // Each holds the samples of one row until they are spread over the pixels.
         m_samples.resize(m_info.out_color_space == JCS_EXT_RGBA
                              ? 0
@@ -131,10 +132,23 @@ private:
         m_landing.Fail(text.data());
     }
 
-    // Negative levels are warnings: most of them stand for pixels that were made up.
+    /// libjpeg would make up a channel of which no scan has come, and so no table.
+    void CheckChannels() const {
+        for (int i = 0; i < m_info.num_components; ++i) {
+            if (m_info.comp_info[i].quant_table == nullptr) {
+                throw CodecException(std::string(Subject) + ": a channel is missing");
+            }
+        }
+    }
+
+    // Negative levels are warnings: most of them stand for pixels that were made up. Many cameras
+    // put padding before the mark of the end, when all pixels are there.
     void Judge(j_common_ptr info, int level) {
-        const int code = info->err->msg_code;
-        if (level < 0 && code != JWRN_ADOBE_XFORM && code != JWRN_JFIF_MAJOR) {
+        const jpeg_error_mgr& errors = *info->err;
+        const bool isHarmless =
+            errors.msg_code == JWRN_ADOBE_XFORM || errors.msg_code == JWRN_JFIF_MAJOR ||
+            (errors.msg_code == JWRN_EXTRANEOUS_DATA && errors.msg_parm.i[1] == JPEG_EOI);
+        if (level < 0 && !isHarmless) {
             Fail(info);
         }
     }
@@ -220,10 +234,10 @@ private:
 
     BufferedSource& m_source;
     Landing m_landing{Subject};
-    DecompressInfo m_info;
     jpeg_error_mgr m_errors{};
     jpeg_source_mgr m_input{};
     jpeg_progress_mgr m_progress{};
+    DecompressInfo m_info;  // after what it points at
     const bool* m_abort = nullptr;
     JpegSegments m_segments;
     std::array<std::byte, 65536> m_segment{};  // the last one

@@ -1,7 +1,5 @@
 #include "codecs/PngDecoder.h"
 
-#include "Raster/DynamicFile.h"
-
 #include "codecs/Landing.h"
 
 #include <png.h>
@@ -94,22 +92,27 @@ private:
 
     void SetLimits() {
         m_landing.Run([this] {
-            png_set_user_limits(m_png, DynamicFile::MaximumSide, DynamicFile::MaximumSide);
+            // Deliberate: no limit to the sides here, as CheckSize() tells better what is wrong.
+            png_set_user_limits(m_png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
             png_set_chunk_malloc_max(m_png, ICCProfile::MaximumSize);
+            // Else libpng would leave out a damaged transparency, which shows other pixels.
+            png_set_crc_action(m_png, PNG_CRC_ERROR_QUIT, PNG_CRC_ERROR_QUIT);
             // All chunks that say nothing of the pixels are skipped: texts can be bombs.
             png_set_keep_unknown_chunks(m_png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
-            constexpr png_byte Wanted[] = "eXIf\0iCCP\0sRGB";
-            png_set_keep_unknown_chunks(m_png, PNG_HANDLE_CHUNK_AS_DEFAULT, Wanted, 3);
+            constexpr png_byte Wanted[] = "iCCP\0sRGB";
+            png_set_keep_unknown_chunks(m_png, PNG_HANDLE_CHUNK_AS_DEFAULT, Wanted, 2);
+            // Deliberate: libpng's own reader of this chunk allocates whatever size it claims.
+            constexpr png_byte Kept[] = "eXIf";
+            png_set_keep_unknown_chunks(m_png, PNG_HANDLE_CHUNK_ALWAYS, Kept, 1);
         });
     }
 
     Orientation ReadOrientation() {
-        png_uint_32 size = 0;
-        png_bytep data = nullptr;
-        if (png_get_eXIf_1(m_png, m_info, &size, &data) == 0) {
+        png_unknown_chunkp exif = nullptr;
+        if (png_get_unknown_chunks(m_png, m_info, &exif) == 0) {
             return {};
         }
-        return FindOrientation(std::as_bytes(std::span(data, size)));
+        return FindOrientation(std::as_bytes(std::span(exif->data, exif->size)));
     }
 
     Kernel::Consolidated<ICCProfile> ReadProfile() {

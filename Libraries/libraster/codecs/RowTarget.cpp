@@ -13,24 +13,27 @@ constexpr int BandHeight = 16;
 struct Band {
     const std::byte* pixels;
     std::size_t stride;
+    std::size_t pixelSize;
     int width;
     int height;
 };
 
+/// `PixelSize` is the band's, or 0 where the compiler does not know it.
 template <std::size_t PixelSize>
 void Scatter(const Band& band, std::byte* target, std::ptrdiff_t columnStep,
              std::ptrdiff_t rowStep) {
+    const std::size_t pixelSize = PixelSize != 0 ? PixelSize : band.pixelSize;
     for (int x = 0; x < band.width; ++x, target += columnStep) {
-        const std::byte* source = band.pixels + static_cast<std::size_t>(x) * PixelSize;
+        const std::byte* source = band.pixels + static_cast<std::size_t>(x) * pixelSize;
         for (int y = 0; y < band.height; ++y, source += band.stride) {
-            std::memcpy(target + y * rowStep, source, PixelSize);
+            std::memcpy(target + y * rowStep, source, pixelSize);
         }
     }
 }
 
 using Scatterer = void (*)(const Band&, std::byte*, std::ptrdiff_t, std::ptrdiff_t);
 
-/// There is one for each size that a pixel of a bitmap can have.
+/// There is one for each size that pixels of the library's own formats have, and one for others.
 Scatterer GetScatterer(std::size_t pixelSize) noexcept {
     switch (pixelSize) {
         case 1:
@@ -43,8 +46,10 @@ Scatterer GetScatterer(std::size_t pixelSize) noexcept {
             return Scatter<5>;
         case 8:
             return Scatter<8>;
-        default:
+        case 16:
             return Scatter<16>;
+        default:
+            return Scatter<0>;
     }
 }
 
@@ -100,8 +105,9 @@ void RowTarget::FinishRow(int y) {
 }
 
 void RowTarget::PlaceBand(int first, int count) {
-    const Scatterer scatter = GetScatterer(m_converter.GetTargetFormat().GetPixelSize());
-    scatter({m_band.data(), m_bandStride, m_width, count}, GetStart(first), m_columnStep,
+    const std::size_t pixelSize = m_converter.GetTargetFormat().GetPixelSize();
+    const Scatterer scatter = GetScatterer(pixelSize);
+    scatter({m_band.data(), m_bandStride, pixelSize, m_width, count}, GetStart(first), m_columnStep,
             m_rowStep);
 }
 

@@ -1,5 +1,6 @@
 #include "Raster/ICCManager.h"
 
+#include "codecs/Decoder.h"
 #include "colour/Lcms.h"
 
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@
 #include <cstring>
 #include <random>
 #include <thread>
+#include <tuple>
 
 namespace Raster {
 namespace {
@@ -152,8 +154,10 @@ TEST(Conversion, HasTheSameBytesOnEveryInstructionSetInSpansOfAnySize) {
 }
 
 TEST(Conversion, TakesOtherColoursForSRGB) {
-    for (const auto& [signature, channels] :
-         {std::pair{cmsSigGrayData, 1U}, {cmsSigCmykData, 4U}, {cmsSigLabData, 3U}}) {
+    for (const auto& [signature, channels, ownFormat] :
+         {std::tuple{cmsSigGrayData, 1U, Format::GreyA8},
+          {cmsSigCmykData, 4U, Format::CMYKA8},
+          {cmsSigLabData, 3U, Format::LabA16}}) {
         const LcmsProfile black = MakeTable();
         cmsPipeline* const pipeline = cmsPipelineAlloc(nullptr, channels, 3);
         cmsStage* const table = cmsStageAllocCLut16bit(nullptr, 2, channels, 3, nullptr);
@@ -164,13 +168,16 @@ TEST(Conversion, TakesOtherColoursForSRGB) {
         EXPECT_NE(Read(black)->GetColourSpace(), ColourSpace::RGB);
         EXPECT_FALSE(ICCManager::CreateConversion(Read(black), GetSRGB()));
         EXPECT_TRUE(ICCManager::CreateConversion(Read(black), MakeWide(cmsBuildGamma(nullptr, 2))));
+        for (const Format format : {Format::RGBA8, Format::GreyA8, Format::CMYKA8}) {
+            EXPECT_EQ(static_cast<bool>(KeepFitting(Read(black), format)), format == ownFormat);
+        }
     }
 }
 
 TEST(ICCProfile, IsOneObjectForTheSameBytes) {
     const Profile profile = MakeWide(cmsBuildGamma(nullptr, 2));
     std::vector<std::byte> bytes(profile->GetBytes().begin(), profile->GetBytes().end());
-    bytes[67] = std::byte{1};  // the intent, which does not count
+    bytes[47] = bytes[67] = bytes[99] = std::byte{1};  // flags, intent, identity: do not count
     bytes.resize(ICCProfile::MaximumSize);
     EXPECT_EQ(ICCProfile::CreateFromBytes(bytes), profile);
     bytes.push_back({});

@@ -21,7 +21,7 @@ struct SampleFile {
 };
 
 inline constexpr int SampleWidth = 13;
-inline constexpr int SampleHeight = 9;
+inline constexpr int SampleHeight = 19;  // more than are turned at a time
 
 /// All of SampleWidth x SampleHeight.
 const std::vector<SampleFile>& GetSampleFiles();

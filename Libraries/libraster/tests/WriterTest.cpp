@@ -113,7 +113,9 @@ TEST(Writer, PassesOnWhatTheStreamThrowsAndIsBrokenThen) {
     writer.WritePixels(empty.GetHostView());
     EXPECT_THROW(writer.Finish(), Kernel::IoException);
     EXPECT_THROW(writer.Finish(), std::logic_error);
-    EXPECT_THROW(JPEGWriter(disk, 0, 1, empty.GetPixelFormat(), {}), std::invalid_argument);
+    for (const int width : {0, 65'501}) {
+        EXPECT_THROW(JPEGWriter(disk, width, 1, empty.GetPixelFormat(), {}), std::invalid_argument);
+    }
 }
 
 }  // namespace

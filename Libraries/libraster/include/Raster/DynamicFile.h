@@ -14,8 +14,9 @@ namespace Raster {
 /// as well.
 ///
 /// Sizes and formats are as the picture is meant to be seen: a camera's orientation (Exif 2.32, tag
-/// Orientation) is applied. Files are hostile until proven otherwise: a size above the limits below
-/// is refused before memory is allocated for it, and there is never half a picture.
+/// Orientation) is applied, if it comes before the pixels. Files are hostile until proven
+/// otherwise: a size above the limits below is refused before memory is allocated for it, and there
+/// is never half a picture.
 class RASTER_API DynamicFile {
 public:
     static constexpr int MaximumSide = 65'535;
@@ -38,7 +39,8 @@ public:
     /// The bitmap format that holds the pixels without loss: RGBA8, RGBA16, GreyA8, GreyA16 or
     /// CMYKA8.
     Format GetFormat() const noexcept;
-    /// The profile in the file; empty if there is none, or it is damaged or for other colours.
+    /// The profile in the file; empty if there is none, or it is damaged or for other colours. What
+    /// a PNG says of its gamma and primaries without a profile is passed over.
     Kernel::Consolidated<ICCProfile> GetProfile() const;
 
     /// Reads the pixels into `bitmap`, converting them to its format and, where both sides have a

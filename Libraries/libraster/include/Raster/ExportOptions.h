@@ -5,6 +5,8 @@
 #include "Raster/Export.h"
 #include "Raster/ICCProfile.h"
 
+#include <utility>
+
 namespace Raster {
 
 /// The defaults are what a person would want who was not asked.
@@ -20,7 +22,7 @@ public:
     void SetCompressionLevel(int level) noexcept;
     int GetCompressionLevel() const noexcept { return m_compressionLevel; }
 
-    /// Stored in the file; empty for none.
+    /// Stored in the file, unless it is one for other colours than the file's; empty for none.
     void SetProfile(Kernel::Consolidated<ICCProfile> profile) { m_profile = std::move(profile); }
     const Kernel::Consolidated<ICCProfile>& GetProfile() const noexcept { return m_profile; }
 

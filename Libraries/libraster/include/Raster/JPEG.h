@@ -16,7 +16,7 @@ namespace Raster {
 /// programs do (inverted), all others YCbCr.
 ///
 /// The file is complete, and the stream flushed, after Finish(). Throws std::invalid_argument for a
-/// side that is not 1..65535, CodecException for what the library reports, and what the stream
+/// side that is not 1..65500, CodecException for what the library reports, and what the stream
 /// throws.
 class RASTER_API JPEGWriter {
 public:
