@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Learning/TensorImages.h"
+#include "Raster/Spans.h"
 
 #include "tensorformats/TensorKernels.h"
 

@@ -4,6 +4,7 @@
 
 #include "tensorformats/TensorImage.h"
 
+#include <cmath>
 #include <stdexcept>
 
 namespace Learning {
@@ -33,14 +34,24 @@ Area FindPictureArea(const Raster::DynamicBitmap& bitmap, const TensorMapping& m
     return area;
 }
 
-/// The pixels that `area` stands for, if it has whole pixels and exactly the image's size: then
-/// there is nothing to resample.
-std::optional<Raster::Rect> FindPixels(const Area& area, const TensorImage& image) {
-    const Raster::Rect pixels{static_cast<int>(area.left), static_cast<int>(area.top),
-                              static_cast<int>(area.right), static_cast<int>(area.bottom)};
-    const bool isCopy = ToArea(pixels) == area && pixels.GetWidth() == image.GetWidth() &&
-                        pixels.GetHeight() == image.GetHeight();
-    return isCopy ? std::optional(pixels) : std::nullopt;
+/// The pixels that `area` touches.
+Raster::Rect FindTouched(const Area& area) {
+    return {static_cast<int>(area.left), static_cast<int>(area.top),
+            static_cast<int>(std::ceil(area.right)), static_cast<int>(std::ceil(area.bottom))};
+}
+
+/// The pixels whose centres lie in `area`.
+Raster::Rect FindCentred(const Area& area) {
+    constexpr double Margin = 1e-6;  // more than rounding does
+    const auto begin = [](double edge) { return static_cast<int>(std::ceil(edge - 0.5 + Margin)); };
+    const auto end = [](double edge) { return static_cast<int>(std::ceil(edge - 0.5 - Margin)); };
+    return {begin(area.left), begin(area.top), end(area.right), end(area.bottom)};
+}
+
+/// `area` as seen from the top left corner of `pixels`.
+Area SeeFrom(const Raster::Rect& pixels, const Area& area) {
+    return {area.left - pixels.left, area.top - pixels.top, area.right - pixels.left,
+            area.bottom - pixels.top};
 }
 
 template <class View>
@@ -49,6 +60,7 @@ View Crop(const View& view, const Raster::Rect& rect) {
             static_cast<int>(rect.GetHeight()), view.format};
 }
 
+/// Between equal areas there is nothing to resample, as pipelines see for themselves.
 Raster::Rendering Resample(const Area& from, const Area& to, Raster::Sampler sampler) {
     Raster::Rendering rendering;
     rendering.transform = Raster::AffineTransform::Params::MapRect(from, to);
@@ -62,34 +74,27 @@ Raster::Rendering Resample(const Area& from, const Area& to, Raster::Sampler sam
 void Fill(const TensorImage& image, const Raster::DynamicBitmap& bitmap,
           const TensorMapping& mapping) {
     const Area area = FindPictureArea(bitmap, mapping);
-    const std::optional<Raster::Rect> pixels = FindPixels(area, image);
-    const Raster::Rect target = GetBounds(image);
+    const Raster::Rect pixels = FindTouched(area);
+    const Raster::Rect bounds = GetBounds(image);
     const Raster::Rendering rendering =
-        pixels ? Raster::Rendering() : Resample(area, ToArea(target), mapping.sampler);
+        Resample(SeeFrom(pixels, area), ToArea(bounds), mapping.sampler);
     bitmap.SyncHostCache(nullptr, false, nullptr);
-    const Raster::ConstPixelView whole = bitmap.GetHostView();
-    const Raster::ConstPixelView view = pixels ? Crop(whole, *pixels) : whole;
-    const Raster::ViewSource source(view);
+    const Raster::ViewSource source(Crop(bitmap.GetHostView(), pixels));
     TensorTarget destination(image);
-    Raster::RunHostPath({&source, &destination, nullptr, &rendering, nullptr}, target);
+    Raster::RunHostPath({&source, &destination, nullptr, &rendering, nullptr}, bounds);
 }
 
 void Read(const TensorImage& image, Raster::DynamicBitmap& bitmap, const TensorMapping& mapping) {
     const Area area = FindPictureArea(bitmap, mapping);
-    const std::optional<Raster::Rect> pixels = FindPixels(area, image);
-    const Raster::Rect bounds = GetBounds(image);
+    Raster::Rect pixels = FindCentred(area).Intersect(bitmap.GetBounds());
     const Raster::Rendering rendering =
-        pixels ? Raster::Rendering() : Resample(ToArea(bounds), area, mapping.sampler);
-    Raster::Rect rect =
-        pixels ? *pixels : rendering.transform->MapRect(bounds).Intersect(bitmap.GetBounds());
-    bitmap.SyncHostCache(&rect, true, nullptr);
-    const Raster::PixelView whole = bitmap.GetHostView();
-    const Raster::PixelView view = pixels ? Crop(whole, *pixels) : whole;
+        Resample(ToArea(GetBounds(image)), SeeFrom(pixels, area), mapping.sampler);
+    bitmap.SyncHostCache(&pixels, true, nullptr);
     const TensorSource source(image);
+    const Raster::PixelView view = Crop(bitmap.GetHostView(), pixels);
     Raster::ViewTarget destination(view);
-    Raster::RunHostPath({&source, &destination, nullptr, &rendering, nullptr},
-                        pixels ? bounds : rect);
-    bitmap.InvalidateHardwareCache(rect);
+    Raster::RunHostPath({&source, &destination, nullptr, &rendering, nullptr}, view.GetBounds());
+    bitmap.InvalidateHardwareCache(pixels);
 }
 
 }  // namespace

@@ -3,10 +3,11 @@
 #pragma once
 
 #include "Learning/Tensor.h"
-#include "Raster/FormatTraits.h"
 #include "Raster/ModelBase.h"
 #include "Raster/Pixel.h"
+#include "Raster/PixelView.h"
 
+#include <cstddef>
 #include <vector>
 
 namespace Raster {

@@ -2,13 +2,15 @@
 
 #pragma once
 
+#include "Kernel/Rect.h"
 #include "Learning/Export.h"
 #include "Learning/Tensor.h"
 #include "Raster/DynamicBitmap.h"
+#include "Raster/PixelView.h"
 #include "Raster/Sampler.h"
-#include "Raster/Spans.h"
 
 #include <array>
+#include <cstdint>
 #include <optional>
 
 namespace Learning {
@@ -18,9 +20,14 @@ namespace Learning {
 // channels), the samples of a pixel side by side. Leading dimensions of 1, such as a batch of one,
 // are passed over.
 //
+// Samples are those of the bitmap as it is: whoever wants sRGB converts first.
+//
 // Errors: std::invalid_argument, before anything is written, for a tensor of another shape, for
 // channels that are not those of the mapping, for a range or a deviation that is 0 or not finite,
 // and for an area that is empty or reaches outside.
+//
+// Threads: many share the work. Nobody else may write the source, or touch the destination,
+// meanwhile.
 
 /// What a tensor holds for the value v of a channel, 0..1: (v * range - mean) / deviation.
 struct ChannelMapping {
@@ -47,7 +54,8 @@ struct TensorMapping {
     /// The part of the tensor, in its pixels, that stands for `pictureArea`; all of it by default.
     /// Elements beyond are left as they are.
     std::optional<Raster::Rect> tensorArea{};
-    /// The part of the picture, in pixels; all of it by default.
+    /// The part of the picture, in pixels; all of it by default. Where an edge cuts through pixels,
+    /// those are written whose centre is inside. Pixels beyond are neither read nor written.
     std::optional<Kernel::RectT<double>> pictureArea{};
     /// Shrinking, every sampler but Nearest counts all pixels: nothing aliases.
     Raster::Sampler sampler = Raster::Sampler::Bilinear;
@@ -59,7 +67,8 @@ LEARNING_API void FillTensorCHW(Tensor& tensor, const Raster::DynamicBitmap& bit
 LEARNING_API void FillTensorHWC(Tensor& tensor, const Raster::DynamicBitmap& bitmap,
                                 const TensorMapping& mapping = {});
 
-/// Fills `bitmap` from `tensor`; alpha is 1 unless the tensor has it, and a single channel is grey.
+/// Fills `bitmap` from `tensor`. A single channel is grey; alpha that the tensor does not have is
+/// 1, and colours are 0 beside alpha alone.
 LEARNING_API void ReadTensorCHW(const Tensor& tensor, Raster::DynamicBitmap& bitmap,
                                 const TensorMapping& mapping = {});
 LEARNING_API void ReadTensorHWC(const Tensor& tensor, Raster::DynamicBitmap& bitmap,

@@ -79,14 +79,36 @@ TYPED_TEST(TensorBitmap, SaysWhatItIs) {
     EXPECT_EQ(Summarise(bitmap.GetChannelInfo()), records.at(description));
     EXPECT_EQ(TypeParam::GetFormat(), Format::Tensor);
     EXPECT_EQ(bitmap.GetPixelFormat().hasAlpha, description.find("AlphaF") != std::string::npos);
-    EXPECT_EQ(bitmap.GetPixelFormat().getDestFragment(HardwareKernelLanguage::OpenCL), nullptr);
     EXPECT_EQ(bitmap.GetDimensions(), Shape);
     EXPECT_EQ(std::pair(bitmap.GetWidth(), bitmap.GetHeight(3)), std::pair(Width, Height));
-    EXPECT_EQ(bitmap.Clone(nullptr), nullptr);
     EXPECT_FALSE(bitmap.GetProfile());
+}
+
+TYPED_TEST(TensorBitmap, HasNoDeviceCopyNoCacheAndNoHash) {
+    auto& bitmap = this->m_bitmap;
+    constexpr auto OpenCL = HardwareKernelLanguage::OpenCL;
+    EXPECT_EQ(bitmap.Clone(nullptr), nullptr);
+    EXPECT_EQ(bitmap.CloneEmpty(), nullptr);
     EXPECT_FALSE(bitmap.IsEqual(bitmap));
-    EXPECT_EQ(bitmap.CheckForCorruptions(true), Kernel::FixCorruptionsResult::Sound);
+    Kernel::HashAccumulator hash;
+    bitmap.AccumulateHashFast(hash);
+    EXPECT_EQ(hash.GetHash(), Kernel::HashAccumulator().GetHash());
+    EXPECT_EQ(static_cast<int>(bitmap.CheckForCorruptions(true)), 1);
+    EXPECT_EQ(static_cast<int>(bitmap.FixCorruptions()), 1);
+    EXPECT_EQ(bitmap.GetThreadLimit(), 0);
     EXPECT_EQ(bitmap.GetHardwareDevice(), nullptr);
+    EXPECT_EQ(bitmap.GetHardwareWriteQueue(), 0U);
+    float param = 7;
+    unsigned char byte = 7;
+    EXPECT_EQ(bitmap.GetHardwareParams(nullptr, &param), 0);
+    EXPECT_FALSE(bitmap.GetHardwareFillByte(byte));
+    EXPECT_TRUE(param == 7 && byte == 7);
+    EXPECT_EQ(bitmap.GetSourceHardwareFragment(OpenCL), nullptr);
+    EXPECT_EQ(bitmap.GetDestHardwareFragment(OpenCL), nullptr);
+    EXPECT_EQ(bitmap.GetMaskHardwareFragment(OpenCL), nullptr);
+    EXPECT_EQ(bitmap.GetPixelFormat().getSourceFragment(OpenCL), nullptr);
+    EXPECT_EQ(bitmap.GetPixelFormat().getDestFragment(OpenCL), nullptr);
+    EXPECT_EQ(bitmap.GetPixelFormat().getMaskFragment(OpenCL), nullptr);
     EXPECT_TRUE(bitmap.SyncHardwareCache(nullptr, nullptr, false, nullptr));
     EXPECT_EQ(bitmap.RetainHardwareBuffer(nullptr), nullptr);
 }
@@ -133,6 +155,22 @@ TYPED_TEST(TensorBitmap, PassesPipelinesUnchangedBothWays) {
     ASSERT_TRUE((Pipeline<TypeParam, DynamicBitmap>::Run(back, bytes, nullptr, all)));
     ASSERT_TRUE((Pipeline<DynamicBitmap, TypeParam>::Run(result, back, nullptr, all)));
     EXPECT_TRUE(result.IsEqual(bytes));
+}
+
+TYPED_TEST(TensorBitmap, IsMirroredPixelByPixel) {
+    Rendering mirror;
+    mirror.transform = AffineTransform::Params{-1, 0, 0, 1, Width, 0};
+    TypeParam mirrored(Shape);
+    DynamicBitmap floats(Width, Height, Format::RGBAF);
+    const Rect all = floats.GetBounds();
+    ASSERT_TRUE(
+        (Pipeline<TypeParam, TypeParam>::Run(mirrored, this->m_bitmap, nullptr, all, mirror)));
+    ASSERT_TRUE((Pipeline<DynamicBitmap, TypeParam>::Run(floats, mirrored, nullptr, all, mirror)));
+    for (std::size_t i = 0; i < this->PixelCount; ++i) {
+        std::array<float, 4> rgba;
+        std::memcpy(&rgba, this->At(std::as_const(floats).GetHostView(), i), sizeof(rgba));
+        ASSERT_EQ(rgba, this->GetRGBA(i));
+    }
 }
 
 using RGB = Tensor<RedF, GreenF, BlueF, X4, X5, CHW>;
