@@ -31,14 +31,12 @@ struct Parsed {
     std::function<void(const Host& host)> command;
 };
 
-/// `text` fit to be shown: as UTF-8, and without control characters that a terminal would obey.
-std::string MakeShowable(const std::string& text) {
-    std::string shown;
-    for (const char c : Kernel::ReplaceInvalidUtf8(text)) {
-        const bool isControl = (static_cast<unsigned char>(c) < 0x20 && c != '\n') || c == 0x7F;
-        shown += isControl ? '?' : c;
+/// Shows `text` line by line: as UTF-8, and without control characters that a terminal would obey.
+void ShowText(std::ostream& stream, const std::string& text) {
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        stream << Kernel::MakePrintable(line).c_str() << '\n';
     }
-    return shown;
 }
 
 /// An option whose value is one of a few words.
@@ -184,7 +182,11 @@ int Run(const std::vector<std::string>& arguments, const Console& console) {
     } catch (const CLI::Success& request) {  // a request for help or the version
         return app.exit(request, console.out, console.err);
     } catch (const CLI::ParseError& error) {
-        throw WrongUse("%1\nRun learning --help, or learning COMMAND --help.", error.what());
+        // Of an unknown command and all that follows it, the library names the last first.
+        const bool hasCommand = !app.get_subcommands().empty() || app.remaining_size() == 0;
+        throw WrongUse(
+            "%1\nRun learning --help, or learning COMMAND --help.",
+            hasCommand ? error.what() : "there is no command or option " + app.remaining().front());
     }
     if (!parsed.command) {
         throw WrongUse("a command is needed.\nRun learning --help.");
@@ -192,7 +194,7 @@ int Run(const std::vector<std::string>& arguments, const Console& console) {
     // Held back until the end, so that a failed command has said nothing but its reason.
     std::ostringstream said;
     parsed.command(Host(parsed.settings, console, said));
-    console.out << MakeShowable(said.str());
+    ShowText(console.out, said.str());
     return 0;
 }
 
@@ -200,12 +202,13 @@ int Run(const std::vector<std::string>& arguments, const Console& console) {
 
 int RunLearning(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
                 bool isTerminal) {
-    const auto fail = [&err](const char* reason, int code) {
-        err << "learning: " << MakeShowable(reason) << '\n';
+    const auto fail = [&err](const std::string& reason, int code) {
+        ShowText(err, "learning: " + reason);
         return code;
     };
     try {
-        return Run(arguments, {out, err, isTerminal});
+        const int code = Run(arguments, {out, err, isTerminal});
+        return out.flush() ? code : fail("cannot write to the standard output", 1);
     } catch (const WrongUse& wrongUse) {
         return fail(wrongUse.what(), 2);
     } catch (const Interrupted& interrupted) {

@@ -1,9 +1,9 @@
 #include "Commands.h"
 #include "Files.h"
-#include "Painting.h"
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <ostream>
 
 namespace LearningApp {
@@ -37,12 +37,13 @@ Range FindUsualRange(const Tensor& tensor, std::uint64_t count) {
     return {find(1), find(99)};
 }
 
-/// What makes the range 1 wide; 0 for a flat one, whose rounding noise would look like depth.
-float GetContrast(const Range& range) {
+/// How wide the range is; endless for a flat one, whose rounding noise would look like depth.
+float GetWidth(const Range& range) {
     constexpr float Noise = 1e-5F;
+    constexpr float Endless = std::numeric_limits<float>::max();
     const float width = range.high - range.low;
     const float magnitude = std::max(std::abs(range.high), std::abs(range.low));
-    return width > Noise * magnitude ? 1 / width : 0;
+    return width > Noise * magnitude ? std::min(width, Endless) : Endless;
 }
 
 }  // namespace
@@ -57,11 +58,9 @@ void EstimateDepth(const Host& host, const PhotoOptions& options) {
     host.GetNetwork(ModelType::DepthEstimation).Run({{Input, image}}, {{Output, depth}});
 
     const Range range = FindUsualRange(*depth, std::uint64_t{Side} * Side);
-    const float contrast = GetContrast(range);
-    PaintPlanes(*depth, *photo, [&](std::span<float, 4> pixel, std::span<const float, 4> samples) {
-        std::fill_n(pixel.begin(), 3, (range.high - samples[0]) * contrast);  // near is bright
-        pixel[3] = 1;
-    });
+    Learning::TensorMapping mapping;
+    mapping.mappings[0] = {.range = -GetWidth(range), .mean = -range.high};  // near is bright
+    Learning::ReadTensorCHW(*depth, *photo, mapping);
     SavePicture(*photo, options.output);
     host.GetOut() << "wrote " << options.output << '\n';
 }

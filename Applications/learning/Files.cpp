@@ -2,6 +2,7 @@
 
 #include "Kernel/AtomicFileOutStream.h"
 #include "Kernel/FileStreams.h"
+#include "Kernel/IoException.h"
 #include "Raster/DynamicFile.h"
 #include "Raster/ICCManager.h"
 #include "Raster/PNGBase.h"
@@ -57,6 +58,14 @@ void CheckTarget(const std::string& path) {
     const std::filesystem::path folder = ToPath(path).parent_path();
     if (!folder.empty() && !std::filesystem::is_directory(folder, error)) {
         throw Failure("cannot write %1: its folder is not there", path);
+    }
+    if (std::filesystem::is_directory(ToPath(path), error)) {
+        throw Failure("cannot write %1: that is a folder", path);
+    }
+    try {
+        Kernel::AtomicFileOutStream::Create(path);  // dropped at once: may there be a file at all?
+    } catch (const Kernel::IoException& exception) {  // names a file of which nobody knows
+        throw Failure("cannot write %1: %2", path, exception.what());
     }
 }
 

@@ -22,9 +22,9 @@ Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(const std::string& path);
 bool HasExtension(std::string_view path, std::string_view extension);
 
 /// To be called before the work, so that nobody waits for a result that can't be kept. Throws
-/// WrongUse unless `path` ends in ".png", Failure if its folder is not there.
+/// WrongUse unless `path` ends in ".png", and whatever CheckTarget() throws.
 void CheckPictureTarget(const std::string& path);
-/// Throws Failure if the folder of `path` is not there.
+/// Throws Failure if no file can be written at `path`.
 void CheckTarget(const std::string& path);
 
 /// Creates the folder `path` and those above it that are missing. Throws Failure with the reason if

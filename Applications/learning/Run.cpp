@@ -40,7 +40,9 @@ std::vector<Number> ParseNumbers(std::string_view text, char separator,
         const char* const end = part.data() + part.size();
         const auto [stop, error] = std::from_chars(part.data(), end, number);
         if (error != std::errc() || stop != end) {
-            throw WrongUse("%1: %2 is not a number", argument, part.empty() ? "nothing" : part);
+            const bool isTooLarge = error == std::errc::result_out_of_range;
+            throw WrongUse("%1: %2 is %3", argument, part.empty() ? "nothing" : part,
+                           isTooLarge ? "out of range" : "not a number");
         }
         numbers.push_back(number);
     }
@@ -87,15 +89,18 @@ void AddInput(const std::string& argument, Learning::Model::TensorMap& inputs) {
     if (equals == std::string::npos || equals == 0) {
         throw WrongUse("--input %1: write NAME=SOURCE", argument);
     }
+    const auto [input, isNew] = inputs.try_emplace(argument.substr(0, equals));
+    if (!isNew) {
+        throw WrongUse("--input %1: that input has a source already", argument);
+    }
     const std::string source = argument.substr(equals + 1);
-    Counted<Tensor>& tensor = inputs[argument.substr(0, equals)];
     if (HasExtension(source, ".npy")) {
-        tensor = LoadNpy(source);
+        input->second = LoadNpy(source);
     } else if (HasExtension(source, ".png") || HasExtension(source, ".jpg") ||
                HasExtension(source, ".jpeg")) {
-        tensor = LoadPlanes(source);
+        input->second = LoadPlanes(source);
     } else {
-        tensor = ParseInlineTensor(source, argument);
+        input->second = ParseInlineTensor(source, argument);
     }
 }
 
@@ -108,11 +113,12 @@ struct Output {
 /// How many channels the picture of that shape has: {1, c, h, w}, {c, h, w} or {h, w} with c 1 or
 /// 3; 0 if it is none.
 int CountPictureChannels(std::vector<int> shape) {
-    while (shape.size() < 4) {
-        shape.insert(shape.begin(), 1);
+    if (shape.size() < 2 || shape.size() > 4) {
+        return 0;
     }
-    const bool isPicture = shape.size() == 4 && shape[0] == 1 && (shape[1] == 1 || shape[1] == 3) &&
-                           IsPictureSize(shape[3], shape[2]);
+    shape.insert(shape.begin(), 4 - shape.size(), 1);
+    const bool isPicture =
+        shape[0] == 1 && (shape[1] == 1 || shape[1] == 3) && IsPictureSize(shape[3], shape[2]);
     return isPicture ? shape[1] : 0;
 }
 
@@ -202,8 +208,10 @@ void RunModel(const Host& host, const RunOptions& options) {
     std::vector<Output> outputs;
     Learning::Model::TensorMap results;
     for (const std::string& argument : options.outputs) {
-        outputs.push_back(ParseOutput(argument));
-        results[outputs.back().name] = outputs.back().tensor;
+        const Output& output = outputs.emplace_back(ParseOutput(argument));
+        if (!results.try_emplace(output.name, output.tensor).second) {
+            throw WrongUse("--output %1: that output is asked for already", argument);
+        }
     }
     Learning::Model::TensorMap inputs;
     for (const std::string& argument : options.inputs) {

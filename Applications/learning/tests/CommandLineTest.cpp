@@ -29,7 +29,7 @@ TEST_F(CommandLine, TellsWrongUseFromTheRightOne) {
         const char* message;
     } cases[] = {
         {{}, "a command is needed"},
-        {{"paint"}, "paint"},
+        {{"paint", photo, "-o", result}, "no command or option paint\n"},
         {{"--mode", "quantum", "models"}, "quantum"},
         {{"depth", photo}, "--output is required"},
         {{"depth", "-o", result}, "PHOTO is required"},
@@ -46,10 +46,15 @@ TEST_F(CommandLine, TellsWrongUseFromTheRightOne) {
         {{"run", model, "--input", "input=photo.gif", "--output", shape}, "a source is"},
         {{"run", model, "--input", "input=1x2:1,2,3", "--output", shape}, "3 values do not fill"},
         {{"run", model, "--input", "input=1x2:1,", "--output", shape}, "is not a number"},
+        {{"run", model, "--input", "x=1:0", "--input", "x=1:1", "--output", shape}, "x=1:1"},
+        {{"run", model, "--output", shape, "--output", shape}, "asked for already"},
+        {{"run", model, "--output", "output:3000000000"}, "3000000000 is out of range"},
         {{"run", model, "--output", "output"}, "write NAME:SHAPE"},
         {{"run", model, "--output", "output:1xtwo"}, "two is not a number"},
         {{"run", model, "--output", "output:1x2=" + At("x.txt")}, "not in"},
         {{"run", model, "--output", "output:1x2x8x8=" + result}, "no picture of 1 or 3 channels"},
+        {{"run", model, "--output", "output:8=" + result}, "no picture of 1 or 3 channels"},
+        {{"run", model, "--output", "output:=" + result}, "shape scalar is no picture"},
     };
     for (const auto& [arguments, message] : cases) {
         const Outcome outcome = Testing::Run(arguments);
@@ -63,6 +68,9 @@ TEST_F(CommandLine, TellsWrongUseFromTheRightOne) {
 TEST_F(CommandLine, HelpsWithEveryCommand) {
     EXPECT_EQ(RunBare({"--version"}).code, 0);
     EXPECT_THAT(RunBare({"--help"}).out, HasSubstr("super-resolve"));
+    std::ostream closed(nullptr);
+    std::ostringstream err;
+    EXPECT_EQ(RunLearning({"--help"}, closed, err), 1);
     for (const char* const command : {"models", "download", "delete", "segment", "depth",
                                       "colourise", "super-resolve", "run"}) {
         const Outcome outcome = RunBare({command, "--help"});
@@ -106,7 +114,8 @@ TEST_F(CommandLine, FailsWithTheFileAndTheReason) {
         {{"colourise", cut, "-o", result}, {cut, "damaged"}},
         {{"segment", At("none.png"), "--at", "1,1", "-o", result}, {"none.png", "No such file"}},
         {{"super-resolve", photo, "-o", At("none/x.png")}, {"none/x.png", "folder is not there"}},
-        {{"depth", photo, "-o", At("folder.png")}, {"cannot write", "folder.png"}},
+        {{"--models", At(""), "depth", photo, "-o", At("folder.png")}, {"png: that is a folder"}},
+        {{"--models", At(""), "depth", photo, "-o", "/proc/x.png"}, {"cannot write /proc/x.png"}},
         {{"run", At("none.onnx"), "--output", "y:1"}, {"none.onnx"}},
         {{"run", bad, "--output", "y:1"}, {bad, "Protobuf"}},
         {{"run", network, "--input", "input=1x3x2x2:0", "--output", "other:1x3x4x4"}, {"other"}},
