@@ -9,6 +9,7 @@
 #include "Raster/PNGBase.h"
 
 #include <algorithm>
+#include <cmath>
 #include <exception>
 #include <iostream>
 
@@ -16,12 +17,16 @@ namespace {
 
 void MakeThumbnail(const char* picturePath, const char* resultPath) {
     const auto picture = Raster::ReadPicture(*Kernel::FileInStream::Open(picturePath));
-    const double scale = 256.0 / std::max(picture->GetWidth(), picture->GetHeight());
-    Raster::DynamicBitmap small(std::max(1, static_cast<int>(picture->GetWidth() * scale)),
-                                std::max(1, static_cast<int>(picture->GetHeight() * scale)));
+    const double width = picture->GetWidth();
+    const double height = picture->GetHeight();
+    const double scale = 256 / std::max(width, height);
+    Raster::DynamicBitmap small(std::max(1, static_cast<int>(std::lround(width * scale))),
+                                std::max(1, static_cast<int>(std::lround(height * scale))));
     small.SetProfile(Raster::ICCManager::GetProfileForString("sRGB IEC61966-2.1"));
     // Resamples, converts from the picture's profile to sRGB and to 8-bit RGBA, all on the way.
-    Raster::Render(small, *picture, Raster::AffineTransform::Params::Scale(scale, scale),
+    Raster::Render(small, *picture,
+                   Raster::AffineTransform::Params::Scale(small.GetWidth() / width,
+                                                          small.GetHeight() / height),
                    Raster::Sampler::Area);
     const auto file = Kernel::AtomicFileOutStream::Create(resultPath);
     Raster::WritePNG(small, *file);
