@@ -33,8 +33,8 @@ function(orvantis_library name)
     target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS include FILES ${arg_HEADERS})
     target_compile_features(${name} PUBLIC cxx_std_20)
     target_link_libraries(${name} PUBLIC ${arg_LINK_PUBLIC} PRIVATE ${arg_LINK_PRIVATE})
-    set_target_properties(${name} PROPERTIES OUTPUT_NAME ${lower} LINKER_LANGUAGE CXX
-        INSTALL_RPATH "$ORIGIN" VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+    set_target_properties(${name} PROPERTIES OUTPUT_NAME ${lower} LINKER_LANGUAGE CXX INSTALL_RPATH "$ORIGIN"
+        VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
     orvantis_common_options(${name})
     set_property(GLOBAL APPEND PROPERTY ORVANTIS_LIBRARIES ${name})
 endfunction()
