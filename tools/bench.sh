@@ -9,7 +9,10 @@ set -eu
 cd "$(dirname "$0")/.."
 
 build=build/release
+scratch=$build/bench  # on the disk, where the folder for temporary files may not be
+pixel_cases='x[0-9]+/threads:'  # row/contender/WIDTHxHEIGHT/threads:COUNT
 rounds=20
+service=
 
 # median COLUMN: the median of a column of numbers on standard input
 median() {
@@ -20,10 +23,9 @@ median() {
 compare_pixels() {
     local program processors result results=()
     for program in Raster Learning; do
-        [ -x "$build/bin/${program}Benchmarks" ] || continue
         for processors in 0 "0-$(($(nproc) - 1))"; do
             result="$build/$program-$processors.json"
-            taskset -c "$processors" "$build/bin/${program}Benchmarks" --benchmark_filter=/threads: \
+            taskset -c "$processors" "$build/bin/${program}Benchmarks" --benchmark_filter="$pixel_cases" \
                 --benchmark_repetitions=7 --benchmark_enable_random_interleaving=true \
                 --benchmark_min_time=0.05 --benchmark_out="$result" --benchmark_out_format=json > /dev/null
             results+=("$result")
@@ -35,35 +37,33 @@ compare_pixels() {
 
 # Opens one model by the library and by the bare C API in turns, so that both meet the same machine.
 compare_opening() {
-    local results model=$build/Libraries/liblearning/models/Add.onnx
-    results=$(mktemp -d)
+    local model=$build/Libraries/liblearning/models/Add.onnx
     for ((round = 0; round < rounds; ++round)); do
         for way in learning bare; do
-            $build/bin/OpenModel $way $model >> "$results/$way"
+            $build/bin/OpenModel $way $model >> "$scratch/$way"
         done
     done
     printf '\nOpening a model, medians of %d fresh processes, microseconds\n' $rounds
     printf '%-10s %12s %12s\n' '' 'first model' 'later models'
     for way in learning bare; do
-        printf '%-10s %12s %12s\n' $way "$(median 1 < "$results/$way")" "$(median 2 < "$results/$way")"
+        printf '%-10s %12s %12s\n' $way "$(median 1 < "$scratch/$way")" "$(median 2 < "$scratch/$way")"
     done
-    rm -r "$results"
 }
 
 # Downloads and installs a package of 200 MiB by the library and by curl and unzip in turns. The
 # library leaves the files safe on the disk: only with sync do the others as much.
 compare_installing() {
-    local work address way TIMEFORMAT=%R
-    work=$(mktemp -d)
-    mkdir "$work/packages" "$work/models"
+    local address way work=$scratch/installing TIMEFORMAT=%R
+    mkdir -p "$work/packages" "$work/models"
     for way in DepthEstimation Colourisation; do
         cp $build/Libraries/liblearning/models/Add.onnx "$work/models/${way}_2.6.onnx"
     done
     head -c 200M /dev/urandom > "$work/filler.bin"
     zip -q0j "$work/packages/Colourisation_2.6.zip" "$work/models/Colourisation_2.6.onnx" "$work/filler.bin"
+    export no_proxy="127.0.0.1,${no_proxy-}"  # no proxy finds its way back to this machine
     $build/bin/learning-service --port 0 --packages "$work/packages" > "$work/service" &
-    trap 'kill $(jobs -p)' EXIT
-    until address=$(grep -o -m 1 'http://127[^ ]*' "$work/service"); do kill -0 $!; sleep 0.1; done
+    service=$!
+    until address=$(grep -s -o -m 1 'http://127[^ ]*' "$work/service"); do kill -0 $service; sleep 0.1; done
 
     fetch() {
         curl -sS -o "$work/package.zip" "${address}Colourisation_2.6.zip"
@@ -71,7 +71,7 @@ compare_installing() {
     }
     for ((round = 0; round < rounds; ++round)); do
         sync
-        $build/bin/InstallBenchmark "$address" "$work/models" >> "$work/learning"
+        TMPDIR=$work $build/bin/InstallBenchmark "$address" "$work/models" >> "$work/learning"
         sync
         { time fetch; } 2>> "$work/curl+unzip"
         sync
@@ -82,7 +82,12 @@ compare_installing() {
         printf '%-16s %s\n' $way "$(median 1 < "$work/$way")"
     done
     printf 'At its peak, learning needs %s bytes more than when idle.\n' "$(median 2 < "$work/learning")"
-    rm -r "$work"
+}
+
+# Leaves nothing behind, however this ends.
+finish() {
+    [ -z "$service" ] || kill "$service" 2> /dev/null || true
+    rm -rf "$scratch"
 }
 
 tools/setup.sh --peers
@@ -90,9 +95,12 @@ cmake --preset release > /dev/null
 cmake --build --preset release
 for benchmarks in "$build"/bin/*Benchmarks; do
     printf '\n=== %s\n' "$(basename "$benchmarks")"
-    "$benchmarks" --benchmark_filter="${1:--/threads:}"  # without a name, all but the table's cases
+    "$benchmarks" --benchmark_filter="${1:--$pixel_cases}"  # without a name, all but the table's cases
 done
 if [ $# -eq 0 ]; then
+    trap finish EXIT
+    finish
+    mkdir "$scratch"
     compare_pixels
     compare_opening
     compare_installing

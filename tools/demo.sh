@@ -39,7 +39,7 @@ start_service() {
     export no_proxy="127.0.0.1,${no_proxy-}"  # no proxy finds its way back to this machine
     "$service" --packages external/packages --port 0 > "$log" 2>&1 &
     service_id=$!
-    until address=$(grep -o -m 1 'http://127[^ ]*' "$log"); do
+    until address=$(grep -s -o -m 1 'http://127[^ ]*' "$log"); do
         kill -0 "$service_id" 2> /dev/null || { cat "$log" >&2; exit 1; }
         sleep 0.1
     done

@@ -19,11 +19,16 @@ checks="clang-format-14 clang-tidy-14 shellcheck doxygen"
 fetching="ca-certificates zip unzip python3 python3-numpy python3-onnx"
 # what the pixel benchmarks compare with; large, so only with --peers
 peers=
-[ "${1:-}" != --peers ] || peers="libopencv-dev libbabl-dev libturbojpeg0-dev"
 command -v npm > /dev/null || fetching="$fetching nodejs npm"
 
 say() { printf '%s\n' "$*" >&2; }
 die() { say "setup.sh: $*"; exit 1; }
+
+case $* in
+    "") ;;
+    --peers) peers="libopencv-dev libbabl-dev libturbojpeg0-dev" ;;
+    *) die "usage: tools/setup.sh [--peers]" ;;
+esac
 
 # missing_packages NAME...: those of the named packages that are not installed.
 missing_packages() {

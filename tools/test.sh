@@ -2,10 +2,10 @@
 # Everything that must hold, in the order that fails soonest; stops at the first step that fails.
 # Usage: tools/test.sh [STEP...]
 #   format   clang-format agrees with the layout
-#   dev      builds with warnings as errors, verifies that each header compiles alone, runs the tests
+#   dev      builds with warnings as errors, verifies that each public header compiles alone, runs the tests
 #   asan     the tests under the address and undefined-behaviour sanitizers
 #   tsan     the tests under the thread sanitizer
-#   tidy     clang-tidy finds nothing in the libraries
+#   tidy     clang-tidy finds nothing in the libraries and programs
 #   shell    shellcheck finds nothing in the scripts
 #   docs     the README shows the example that is compiled; Doxygen understands every comment
 # Without STEP: all of them.
