@@ -1,10 +1,11 @@
 #include "Kernel/Diagnostics.h"
 
 #include "Kernel/CriticalSection.h"
+#include "Kernel/NeverDestroyed.h"
 
 #include <iostream>
-#include <memory>
 #include <type_traits>
+#include <utility>
 
 namespace Kernel {
 
@@ -17,21 +18,25 @@ public:
 };
 
 struct State {
+    explicit State(Counted<DiagnosticSink> first) : sink(std::move(first)) {}
+
     CriticalSection lock;
     Counted<DiagnosticSink> sink;
 };
 
 template <class Tag>
+Counted<DiagnosticSink> MakeFirstSink() {
+    if constexpr (std::is_same_v<Tag, LogTag>) {
+        return MakeCounted<StandardErrorSink>();
+    }
+    return nullptr;
+}
+
+template <class Tag>
 State& GetState() {
-    // Deliberate: never destroyed, since singletons of other libraries still log while they are.
-    static State& state = *[] {
-        auto created = std::make_unique<State>();
-        if constexpr (std::is_same_v<Tag, LogTag>) {
-            created->sink = MakeCounted<StandardErrorSink>();
-        }
-        return created.release();
-    }();
-    return state;
+    // Singletons of other libraries still log while they are destroyed.
+    static NeverDestroyed<State> state(MakeFirstSink<Tag>());
+    return *state;
 }
 
 /// Calls `use` with the sink, if there is one, under the lock.

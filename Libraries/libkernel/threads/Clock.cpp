@@ -1,7 +1,8 @@
 #include "threads/Clock.h"
 
+#include "Kernel/NeverDestroyed.h"
+
 #include <atomic>
-#include <memory>
 #include <thread>
 
 namespace Kernel {
@@ -23,8 +24,8 @@ public:
 };
 
 std::atomic<Testing::Clock*>& CurrentClock() noexcept {
-    // Deliberate: never destroyed, since tasks may still run while the process exits.
-    static std::atomic<Testing::Clock*> current{std::make_unique<SystemClock>().release()};
+    static NeverDestroyed<SystemClock> system;  // tasks may still run while the process exits
+    static std::atomic<Testing::Clock*> current{&*system};
     return current;
 }
 

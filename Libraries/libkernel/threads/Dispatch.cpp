@@ -1,13 +1,13 @@
 #include "Kernel/Dispatch.h"
 
 #include "Kernel/Diagnostics.h"
+#include "Kernel/NeverDestroyed.h"
 
 #include "threads/Clock.h"
 #include "threads/CurrentThread.h"
 #include "threads/LoopPool.h"
 
 #include <algorithm>
-#include <memory>
 #include <thread>
 
 namespace Kernel::Dispatch {
@@ -15,9 +15,9 @@ namespace Kernel::Dispatch {
 namespace {
 
 LoopPool& GetPool() {
-    // Deliberate: never destroyed, since tasks may still run loops while the process exits.
-    static LoopPool& pool = *std::make_unique<LoopPool>(CountProcessors() - 1).release();
-    return pool;
+    static NeverDestroyed<LoopPool> pool(CountProcessors() -
+                                         1);  // tasks may still run loops at exit
+    return *pool;
 }
 
 /// Eight turns for each thread: enough to even out jobs of unequal length, few enough that taking

@@ -1,11 +1,11 @@
 #include "transfer/TransferSettings.h"
 
 #include "Kernel/Format.h"
+#include "Kernel/NeverDestroyed.h"
 #include "Network/Routes.h"
 #include "Network/Settings.h"
 
 #include <algorithm>
-#include <memory>
 #include <mutex>
 
 namespace Network {
@@ -18,9 +18,8 @@ struct SharedSettings {
 };
 
 SharedSettings& GetShared() {
-    // Deliberate: never destroyed, since requests may still begin while the process exits.
-    static SharedSettings& shared = *std::make_unique<SharedSettings>().release();
-    return shared;
+    static Kernel::NeverDestroyed<SharedSettings> shared;  // requests may still begin at exit
+    return *shared;
 }
 
 /// Calls `change` with the settings, alone.

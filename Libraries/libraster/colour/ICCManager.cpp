@@ -1,6 +1,7 @@
 #include "Raster/ICCManager.h"
 
 #include "Kernel/CriticalSection.h"
+#include "Kernel/NeverDestroyed.h"
 
 #include "colour/Lcms.h"
 #include "colour/MatrixStage.h"
@@ -37,8 +38,8 @@ Profile CreateSRGB() {
 }
 
 const Profile& GetSRGB() {
-    static const Profile profile = CreateSRGB();
-    return profile;
+    static Kernel::NeverDestroyed<const Profile> profile(CreateSRGB());
+    return *profile;
 }
 
 /// A conversion that lcms2 does.
@@ -125,8 +126,8 @@ Stage ICCManager::CreateConversion(const Profile& from, const Profile& to) {
     if (!from || !to || AsRGB(from) == AsRGB(to)) {
         return nullptr;
     }
-    static ConversionCache cache;
-    return cache.Get(AsRGB(from), AsRGB(to));
+    static Kernel::NeverDestroyed<ConversionCache> cache;
+    return cache->Get(AsRGB(from), AsRGB(to));
 }
 
 }  // namespace Raster

@@ -1,6 +1,7 @@
 #include "hardware/Device.h"
 
 #include "Kernel/Diagnostics.h"
+#include "Kernel/NeverDestroyed.h"
 
 #include "hardware/DeviceImage.h"
 
@@ -23,9 +24,8 @@ struct Registry {
 };
 
 Registry& GetRegistry() {
-    // Deliberate: never destroyed, as Device says.
-    static Registry& registry = *std::make_unique<Registry>().release();
-    return registry;
+    static Kernel::NeverDestroyed<Registry> registry;  // as Device says
+    return *registry;
 }
 
 template <class Value>

@@ -4,6 +4,7 @@
 
 #include "Kernel/Counted.h"
 #include "Kernel/CriticalSection.h"
+#include "Kernel/NeverDestroyed.h"
 
 #include <map>
 #include <type_traits>
@@ -44,7 +45,8 @@ private:
     };
 
     static Counted<const T> Find(const Counted<T>& value) {
-        static Table table;
+        static NeverDestroyed<Table> shared;
+        Table& table = *shared;
         const ScopedLock lock(table.section);
         // Only this table holds it, and only this function, under the lock, could hand it out
         // again.
