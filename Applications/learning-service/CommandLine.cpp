@@ -1,6 +1,7 @@
 #include "CommandLine.h"
 
 #include "Kernel/Semaphore.h"
+#include "Kernel/Utf.h"
 
 #include "LocalService.h"
 
@@ -98,7 +99,7 @@ int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
     } catch (const CLI::Success& request) {  // a request for help or the version
         return app.exit(request, out, err);
     } catch (const CLI::ParseError& error) {
-        err << "learning-service: " << MakeShowable(error.what())
+        err << "learning-service: " << Kernel::MakePrintableLines(error.what()).c_str()
             << "\nRun learning-service --help.\n";
         return 2;
     }
@@ -119,7 +120,7 @@ int RunService(const std::vector<std::string>& arguments, std::ostream& out, std
     try {
         return Run(arguments, out, err, end);
     } catch (const std::exception& exception) {
-        err << "learning-service: " << MakeShowable(exception.what()) << '\n';
+        err << "learning-service: " << Kernel::MakePrintableLines(exception.what()).c_str() << '\n';
         return 1;
     }
 }

@@ -1,6 +1,7 @@
 #include "RequestLog.h"
 
-#include <algorithm>
+#include "Kernel/Utf.h"
+
 #include <array>
 #include <chrono>
 #include <ctime>
@@ -33,13 +34,6 @@ std::string_view GetStatus(std::string_view statusLine) {
 
 }  // namespace
 
-std::string MakeShowable(std::string_view text) {
-    std::string shown(text);
-    std::ranges::replace_if(
-        shown, [](char c) { return (c < 0x20 && c != '\n') || c > 0x7E; }, '?');
-    return shown;
-}
-
 void RequestLog::Write(const Exchange& exchange) {
     const Request& request = exchange.request;
     const bool isRead = !request.method.empty();
@@ -58,7 +52,7 @@ void RequestLog::Write(const Exchange& exchange) {
 
 void RequestLog::WriteLine(std::string_view text) {
     const std::lock_guard lock(m_mutex);
-    m_out << MakeShowable(text) << std::endl;
+    m_out << Kernel::MakePrintableLines(text).c_str() << std::endl;
 }
 
 }  // namespace Service

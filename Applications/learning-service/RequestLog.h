@@ -11,9 +11,6 @@
 
 namespace Service {
 
-/// `text` fit for a terminal: "?" for all but printable ASCII and line breaks.
-std::string MakeShowable(std::string_view text);
-
 /// Writes a line for each exchange. Threads: any, at the same time.
 class RequestLog {
 public:

@@ -31,14 +31,6 @@ struct Parsed {
     std::function<void(const Host& host)> command;
 };
 
-/// Shows `text` line by line: as UTF-8, and without control characters that a terminal would obey.
-void ShowText(std::ostream& stream, const std::string& text) {
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        stream << Kernel::MakePrintable(line).c_str() << '\n';
-    }
-}
-
 /// An option whose value is one of a few words.
 template <class Value>
 void AddChoice(CLI::App& app, const char* name, const char* type, const char* description,
@@ -194,7 +186,7 @@ int Run(const std::vector<std::string>& arguments, const Console& console) {
     // Held back until the end, so that a failed command has said nothing but its reason.
     std::ostringstream said;
     parsed.command(Host(parsed.settings, console, said));
-    ShowText(console.out, said.str());
+    console.out << Kernel::MakePrintableLines(said.str()).c_str();
     return 0;
 }
 
@@ -203,7 +195,7 @@ int Run(const std::vector<std::string>& arguments, const Console& console) {
 int RunLearning(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
                 bool isTerminal) {
     const auto fail = [&err](const std::string& reason, int code) {
-        ShowText(err, "learning: " + reason);
+        err << "learning: " << Kernel::MakePrintableLines(reason).c_str() << '\n';
         return code;
     };
     try {

@@ -148,15 +148,27 @@ String ReplaceInvalidUtf8(const String& text) {
     return result;
 }
 
-String MakePrintable(std::string_view text) {
+namespace {
+
+String ReplaceControls(std::string_view text, char32_t exception) {
     const auto isControl = [](char32_t c) { return c < 0x20 || (c >= 0x7F && c <= 0x9F); };
     String printable;
     printable.reserve(text.size());
     for (std::size_t position = 0; position < text.size();) {
         const char32_t codePoint = DecodeUtf8(text, position).codePoint;
-        AppendUtf8(printable, isControl(codePoint) ? U'?' : codePoint);
+        AppendUtf8(printable, isControl(codePoint) && codePoint != exception ? U'?' : codePoint);
     }
     return printable;
+}
+
+}  // namespace
+
+String MakePrintable(std::string_view text) {
+    return ReplaceControls(text, U'?');
+}
+
+String MakePrintableLines(std::string_view text) {
+    return ReplaceControls(text, U'\n');
 }
 
 }  // namespace Kernel

@@ -28,5 +28,7 @@ KERNEL_API String ReplaceInvalidUtf8(const String& text);
 /// `text` fit for one line of a message: as ReplaceInvalidUtf8() leaves it, with "?" for control
 /// characters, those from U+0080 to U+009F too, which some terminals obey.
 KERNEL_API String MakePrintable(std::string_view text);
+/// The same for a text of several lines, whose line feeds stay.
+KERNEL_API String MakePrintableLines(std::string_view text);
 
 }  // namespace Kernel

@@ -68,6 +68,7 @@ TEST(Utf, KeepsEveryCodePointOnTheWayToUtf8AndBack) {
 TEST(Utf, ShowsControlCharactersAsQuestionMarks) {
     EXPECT_EQ(MakePrintable("\0\t\n\x1F !~\x7F\u0080\u009F\u00A0ä\xFF"sv),
               "???? !~???\u00A0ä\uFFFD");
+    EXPECT_EQ(MakePrintableLines("\x1B[1m\n\r\u0085\n"), "?[1m\n??\n");
 }
 
 TEST(Utf, ReplacesEachUnpairedSurrogate) {
