@@ -55,46 +55,16 @@ void WriteQuadruples(const float* rgba, void* destination, std::size_t count) {
     std::memcpy(destination, rgba, count * PixelSize);
 }
 
-/// Deliberate: devices have no kernels for tensors, whose elements are the host's.
-const char* GetNoFragment(HardwareKernelLanguage /*language*/) {
-    return nullptr;
+constexpr FormatRules GetSpanRules(int channelCount) {
+    return channelCount == 1   ? FormatRules{ReadSingles, WriteSingles}
+           : channelCount == 3 ? FormatRules{ReadTriples, WriteTriples}
+                               : FormatRules{ReadQuadruples, WriteQuadruples};
 }
 
-struct SpanRules {
-    SpanReader read;
-    SpanWriter write;
-};
-
-constexpr SpanRules GetSpanRules(int channelCount) {
-    return channelCount == 1   ? SpanRules{ReadSingles, WriteSingles}
-           : channelCount == 3 ? SpanRules{ReadTriples, WriteTriples}
-                               : SpanRules{ReadQuadruples, WriteQuadruples};
-}
-
-constexpr bool HasAlpha(std::span<const ChannelFacts> channels) {
-    bool hasAlpha = false;
-    for (const ChannelFacts& channel : channels) {
-        hasAlpha = hasAlpha || channel.role == ChannelRole::Alpha;
-    }
-    return hasAlpha;
-}
-
-/// One for both layouts.
+/// One for both layouts. Deliberate: without fragments, since elements are the host's.
 template <class... Channels>
-constexpr PixelFormat TensorFormat{
-    .code = Format::Tensor,
-    .channelCount = RealChannelCount<Channels...>,
-    .sampleSize = sizeof(float),
-    .hasAlpha = HasAlpha(ChannelFactsOf<Channels...>),
-    .channels = ChannelFactsOf<Channels...>,
-    .read = GetSpanRules(RealChannelCount<Channels...>).read,
-    .write = GetSpanRules(RealChannelCount<Channels...>).write,
-    .getSourceFragment = GetNoFragment,
-    .getDestFragment = GetNoFragment,
-    .getMaskFragment = GetNoFragment,
-    .directConversions = {},
-    .blendRows = nullptr,
-};
+constexpr PixelFormat TensorFormat =
+    MakePixelFormat<Channels...>(Format::Tensor, GetSpanRules(RealChannelCount<Channels...>));
 
 /// Where width and height are among three dimensions.
 template <class Layout>

@@ -86,44 +86,27 @@ float ReadMask(__global const uchar* p) { return ClampUnit(*(__global const floa
 
 }  // namespace
 
-constinit const PixelFormat Alpha8Format{.code = Format::Alpha8,
-                                         .channelCount = 1,
-                                         .sampleSize = 1,
-                                         .hasAlpha = true,
-                                         .channels = ChannelFactsOf<Alpha8, X2, X3, X4, X5>,
-                                         .read = ReadAlpha8,
-                                         .write = WriteAlpha8,
-                                         .getSourceFragment = GetFragment<ReadAlpha8Text>,
-                                         .getDestFragment = GetFragment<WriteAlpha8Text>,
-                                         .getMaskFragment = GetFragment<MaskAlpha8Text>,
-                                         .directConversions = IntoAlpha8,
-                                         .blendRows = nullptr};
+constinit const PixelFormat Alpha8Format = MakePixelFormat<Alpha8, X2, X3, X4, X5>(
+    Format::Alpha8, {.read = ReadAlpha8,
+                     .write = WriteAlpha8,
+                     .getSourceFragment = GetFragment<ReadAlpha8Text>,
+                     .getDestFragment = GetFragment<WriteAlpha8Text>,
+                     .getMaskFragment = GetFragment<MaskAlpha8Text>,
+                     .directConversions = IntoAlpha8});
 
-constinit const PixelFormat Alpha16Format{.code = Format::Alpha16,
-                                          .channelCount = 1,
-                                          .sampleSize = 2,
-                                          .hasAlpha = true,
-                                          .channels = ChannelFactsOf<Alpha16, X2, X3, X4, X5>,
-                                          .read = ReadAlpha16,
-                                          .write = WriteAlpha16,
-                                          .getSourceFragment = GetFragment<ReadAlpha16Text>,
-                                          .getDestFragment = GetFragment<WriteAlpha16Text>,
-                                          .getMaskFragment = GetFragment<MaskAlpha16Text>,
-                                          .directConversions = {},
-                                          .blendRows = nullptr};
+constinit const PixelFormat Alpha16Format = MakePixelFormat<Alpha16, X2, X3, X4, X5>(
+    Format::Alpha16, {.read = ReadAlpha16,
+                      .write = WriteAlpha16,
+                      .getSourceFragment = GetFragment<ReadAlpha16Text>,
+                      .getDestFragment = GetFragment<WriteAlpha16Text>,
+                      .getMaskFragment = GetFragment<MaskAlpha16Text>});
 
-constinit const PixelFormat AlphaFFormat{.code = Format::AlphaF,
-                                         .channelCount = 1,
-                                         .sampleSize = 4,
-                                         .hasAlpha = true,
-                                         .channels = ChannelFactsOf<AlphaF, X2, X3, X4, X5>,
-                                         .read = ReadAlphaF,
-                                         .write = WriteAlphaF,
-                                         .getSourceFragment = GetFragment<ReadAlphaFText>,
-                                         .getDestFragment = GetFragment<WriteAlphaFText>,
-                                         .getMaskFragment = GetFragment<MaskAlphaFText>,
-                                         .directConversions = {},
-                                         .blendRows = nullptr};
+constinit const PixelFormat AlphaFFormat = MakePixelFormat<AlphaF, X2, X3, X4, X5>(
+    Format::AlphaF, {.read = ReadAlphaF,
+                     .write = WriteAlphaF,
+                     .getSourceFragment = GetFragment<ReadAlphaFText>,
+                     .getDestFragment = GetFragment<WriteAlphaFText>,
+                     .getMaskFragment = GetFragment<MaskAlphaFText>});
 
 }  // namespace Raster
 #endif

@@ -52,19 +52,14 @@ float ReadMask(__global const uchar* p) { return p[4] / 255.0f; }
 
 }  // namespace
 
-constinit const PixelFormat CMYKA8Format{
-    .code = Format::CMYKA8,
-    .channelCount = 5,
-    .sampleSize = 1,
-    .hasAlpha = true,
-    .channels = ChannelFactsOf<Cyan8, Magenta8, Yellow8, Black8, Alpha8>,
-    .read = ReadCMYKA8,
-    .write = WriteCMYKA8,
-    .getSourceFragment = GetFragment<ReadCMYKA8Text>,
-    .getDestFragment = GetFragment<WriteCMYKA8Text>,
-    .getMaskFragment = GetFragment<MaskCMYKA8Text>,
-    .directConversions = IntoCMYKA8,
-    .blendRows = nullptr};
+constinit const PixelFormat CMYKA8Format =
+    MakePixelFormat<Cyan8, Magenta8, Yellow8, Black8, Alpha8>(
+        Format::CMYKA8, {.read = ReadCMYKA8,
+                         .write = WriteCMYKA8,
+                         .getSourceFragment = GetFragment<ReadCMYKA8Text>,
+                         .getDestFragment = GetFragment<WriteCMYKA8Text>,
+                         .getMaskFragment = GetFragment<MaskCMYKA8Text>,
+                         .directConversions = IntoCMYKA8});
 
 }  // namespace Raster
 #endif

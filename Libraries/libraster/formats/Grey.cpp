@@ -74,32 +74,20 @@ float ReadMask(__global const uchar* p) { return ((__global const ushort*)p)[1] 
 
 }  // namespace
 
-constinit const PixelFormat GreyA8Format{.code = Format::GreyA8,
-                                         .channelCount = 2,
-                                         .sampleSize = 1,
-                                         .hasAlpha = true,
-                                         .channels = ChannelFactsOf<Intensity8, Alpha8, X3, X4, X5>,
-                                         .read = ReadGreyA8,
-                                         .write = WriteGreyA8,
-                                         .getSourceFragment = GetFragment<ReadGreyA8Text>,
-                                         .getDestFragment = GetFragment<WriteGreyA8Text>,
-                                         .getMaskFragment = GetFragment<MaskGreyA8Text>,
-                                         .directConversions = IntoGreyA8,
-                                         .blendRows = nullptr};
+constinit const PixelFormat GreyA8Format = MakePixelFormat<Intensity8, Alpha8, X3, X4, X5>(
+    Format::GreyA8, {.read = ReadGreyA8,
+                     .write = WriteGreyA8,
+                     .getSourceFragment = GetFragment<ReadGreyA8Text>,
+                     .getDestFragment = GetFragment<WriteGreyA8Text>,
+                     .getMaskFragment = GetFragment<MaskGreyA8Text>,
+                     .directConversions = IntoGreyA8});
 
-constinit const PixelFormat GreyA16Format{
-    .code = Format::GreyA16,
-    .channelCount = 2,
-    .sampleSize = 2,
-    .hasAlpha = true,
-    .channels = ChannelFactsOf<Intensity16, Alpha16, X3, X4, X5>,
-    .read = ReadGreyA16,
-    .write = WriteGreyA16,
-    .getSourceFragment = GetFragment<ReadGreyA16Text>,
-    .getDestFragment = GetFragment<WriteGreyA16Text>,
-    .getMaskFragment = GetFragment<MaskGreyA16Text>,
-    .directConversions = {},
-    .blendRows = nullptr};
+constinit const PixelFormat GreyA16Format = MakePixelFormat<Intensity16, Alpha16, X3, X4, X5>(
+    Format::GreyA16, {.read = ReadGreyA16,
+                      .write = WriteGreyA16,
+                      .getSourceFragment = GetFragment<ReadGreyA16Text>,
+                      .getDestFragment = GetFragment<WriteGreyA16Text>,
+                      .getMaskFragment = GetFragment<MaskGreyA16Text>});
 
 }  // namespace Raster
 #endif

@@ -101,19 +101,13 @@ float ReadMask(__global const uchar* p) { return ((__global const ushort*)p)[3] 
 
 }  // namespace
 
-constinit const PixelFormat LabA16Format{
-    .code = Format::LabA16,
-    .channelCount = 4,
-    .sampleSize = 2,
-    .hasAlpha = true,
-    .channels = ChannelFactsOf<Lightness16, AOpponent16, BOpponent16, Alpha16, X5>,
-    .read = ReadLabA16,
-    .write = WriteLabA16,
-    .getSourceFragment = GetFragment<ReadLabA16Text>,
-    .getDestFragment = GetFragment<WriteLabA16Text>,
-    .getMaskFragment = GetFragment<MaskLabA16Text>,
-    .directConversions = {},
-    .blendRows = nullptr};
+constinit const PixelFormat LabA16Format =
+    MakePixelFormat<Lightness16, AOpponent16, BOpponent16, Alpha16, X5>(
+        Format::LabA16, {.read = ReadLabA16,
+                         .write = WriteLabA16,
+                         .getSourceFragment = GetFragment<ReadLabA16Text>,
+                         .getDestFragment = GetFragment<WriteLabA16Text>,
+                         .getMaskFragment = GetFragment<MaskLabA16Text>});
 
 }  // namespace Raster
 #endif

@@ -164,46 +164,30 @@ float ReadMask(__global const uchar* p) { return ClampUnit(((__global const floa
 
 }  // namespace
 
-constinit const PixelFormat RGBA8Format{.code = Format::RGBA8,
-                                        .channelCount = 4,
-                                        .sampleSize = 1,
-                                        .hasAlpha = true,
-                                        .channels = ChannelFactsOf<Red8, Green8, Blue8, Alpha8, X5>,
-                                        .read = ReadRGBA8,
-                                        .write = WriteRGBA8,
-                                        .getSourceFragment = GetFragment<ReadRGBA8Text>,
-                                        .getDestFragment = GetFragment<WriteRGBA8Text>,
-                                        .getMaskFragment = GetFragment<MaskRGBA8Text>,
-                                        .directConversions = IntoRGBA8,
-                                        .blendRows = BlendRowsRGBA8};
+constinit const PixelFormat RGBA8Format = MakePixelFormat<Red8, Green8, Blue8, Alpha8, X5>(
+    Format::RGBA8, {.read = ReadRGBA8,
+                    .write = WriteRGBA8,
+                    .getSourceFragment = GetFragment<ReadRGBA8Text>,
+                    .getDestFragment = GetFragment<WriteRGBA8Text>,
+                    .getMaskFragment = GetFragment<MaskRGBA8Text>,
+                    .directConversions = IntoRGBA8,
+                    .blendRows = BlendRowsRGBA8});
 
-constinit const PixelFormat RGBA16Format{
-    .code = Format::RGBA16,
-    .channelCount = 4,
-    .sampleSize = 2,
-    .hasAlpha = true,
-    .channels = ChannelFactsOf<Red16, Green16, Blue16, Alpha16, X5>,
-    .read = ReadRGBA16,
-    .write = WriteRGBA16,
-    .getSourceFragment = GetFragment<ReadRGBA16Text>,
-    .getDestFragment = GetFragment<WriteRGBA16Text>,
-    .getMaskFragment = GetFragment<MaskRGBA16Text>,
-    .directConversions = IntoRGBA16,
-    .blendRows = nullptr};
+constinit const PixelFormat RGBA16Format = MakePixelFormat<Red16, Green16, Blue16, Alpha16, X5>(
+    Format::RGBA16, {.read = ReadRGBA16,
+                     .write = WriteRGBA16,
+                     .getSourceFragment = GetFragment<ReadRGBA16Text>,
+                     .getDestFragment = GetFragment<WriteRGBA16Text>,
+                     .getMaskFragment = GetFragment<MaskRGBA16Text>,
+                     .directConversions = IntoRGBA16});
 
-constinit const PixelFormat RGBAFFormat{
-    .code = Format::RGBAF,
-    .channelCount = 4,
-    .sampleSize = 4,
-    .hasAlpha = true,
-    .channels = ChannelFactsOf<RedUF, GreenUF, BlueUF, AlphaF, X5>,
-    .read = ReadRGBAF,
-    .write = WriteRGBAF,
-    .getSourceFragment = GetFragment<ReadRGBAFText>,
-    .getDestFragment = GetFragment<WriteRGBAFText>,
-    .getMaskFragment = GetFragment<MaskRGBAFText>,
-    .directConversions = IntoRGBAF,
-    .blendRows = nullptr};
+constinit const PixelFormat RGBAFFormat = MakePixelFormat<RedUF, GreenUF, BlueUF, AlphaF, X5>(
+    Format::RGBAF, {.read = ReadRGBAF,
+                    .write = WriteRGBAF,
+                    .getSourceFragment = GetFragment<ReadRGBAFText>,
+                    .getDestFragment = GetFragment<WriteRGBAFText>,
+                    .getMaskFragment = GetFragment<MaskRGBAFText>,
+                    .directConversions = IntoRGBAF});
 
 }  // namespace Raster
 #endif

@@ -22,9 +22,9 @@ using Bytes = std::vector<std::byte>;
 const PixelFormat* const RGBA8 = &GetPixelFormat(Format::RGBA8);
 const PixelFormat* const Lab = &GetPixelFormat(Format::LabA16);
 
-const PixelFormat& GetFormat(std::size_t index) {  // 0..9
-    return GetPixelFormat(static_cast<Format>(index < 8 ? index : index + 1));
-}
+#define RASTER_FORMAT(...) &FormatTraits<__VA_ARGS__>::GetPixelFormat(),
+const std::vector<const PixelFormat*> Formats{RASTER_FOR_EACH_HOST_FORMAT(RASTER_FORMAT)};
+#undef RASTER_FORMAT
 
 /// Calls `test` with each instruction set in turn.
 template <class Test>
@@ -104,8 +104,9 @@ std::vector<Colour> MakeColours() {
 
 TEST(Format, ReadsAndWritesAsDefined) {
     const std::vector<Colour> colours = MakeColours();
-    for (std::size_t index = 0; index < 10; ++index) {
-        const PixelFormat& format = GetFormat(index);
+    for (const PixelFormat* const each : Formats) {
+        const PixelFormat& format = *each;
+        EXPECT_EQ(&GetPixelFormat(format.code), each);
         const Bytes pixels = MakePixels(format, colours.size());
         Bytes written(pixels.size());
         const auto run = [&] {
@@ -123,7 +124,7 @@ TEST(Format, ReadsAndWritesAsDefined) {
         ForTargets([&] {
             run();
             EXPECT_EQ(std::memcmp(rgba, expected.data(), expected.size() * sizeof(Colour)), 0);
-            EXPECT_TRUE(written == expectedPixels) << index;
+            EXPECT_TRUE(written == expectedPixels) << static_cast<int>(format.code);
         });
     }
 }
@@ -147,8 +148,8 @@ TEST(Format, ConvertsBlocksAsThroughTheIntermediate) {
         }
     };
     ForTargets([&] {
-        for (std::size_t index = 0; index < 10; ++index) {
-            const PixelFormat& to = GetFormat(index);
+        for (const PixelFormat* const each : Formats) {
+            const PixelFormat& to = *each;
             for (const DirectConversion& direct : to.directConversions) {
                 check(*direct.source, to, Width, direct.convert);
             }
@@ -228,7 +229,7 @@ TEST(Format, FindsBoxesByAlpha) {
     std::mt19937 random(5);
     const auto below = [&](int limit) { return static_cast<int>(random() >> 8) % limit; };
     for (int run = 0; run < 500; ++run) {
-        const PixelFormat& format = GetFormat(static_cast<std::size_t>(run % 10));
+        const PixelFormat& format = *Formats[static_cast<std::size_t>(run) % Formats.size()];
         const bool isInverse = below(2) != 0;
         const int width = below(150), height = below(9), rarity = 1 + below(2000);
         Rect box = isInverse ? EmptyRect : Rect{};

@@ -131,4 +131,8 @@ struct ChannelTraits<X5> : EmptyChannel {};
 template <class... Channels>
 inline constexpr int RealChannelCount = (0 + ... + (ChannelTraits<Channels>::IsReal ? 1 : 0));
 
+template <class... Channels>
+inline constexpr bool HasAlphaChannel = (... ||
+                                         (ChannelTraits<Channels>::Role == ChannelRole::Alpha));
+
 }  // namespace Raster

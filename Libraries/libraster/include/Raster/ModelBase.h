@@ -62,14 +62,14 @@ public:
     /// The queue of that device, a handle of the implementation; 0 if there is none.
     std::uintptr_t GetHardwareWriteQueue() const noexcept { return 0; }
     /// Writes the numbers that the fragments of this bitmap take, and returns how many they are.
-    int GetHardwareParams(const void* /*device*/, float* /*params*/) const noexcept { return 0; }
-    const char* GetSourceHardwareFragment(HardwareKernelLanguage /*language*/) const noexcept {
+    static int GetHardwareParams(const void* /*device*/, float* /*params*/) noexcept { return 0; }
+    static const char* GetSourceHardwareFragment(HardwareKernelLanguage /*language*/) noexcept {
         return nullptr;
     }
-    const char* GetDestHardwareFragment(HardwareKernelLanguage /*language*/) const noexcept {
+    static const char* GetDestHardwareFragment(HardwareKernelLanguage /*language*/) noexcept {
         return nullptr;
     }
-    const char* GetMaskHardwareFragment(HardwareKernelLanguage /*language*/) const noexcept {
+    static const char* GetMaskHardwareFragment(HardwareKernelLanguage /*language*/) noexcept {
         return nullptr;
     }
     /// Whether all pixels have one byte throughout, and which.

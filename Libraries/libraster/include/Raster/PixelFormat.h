@@ -74,32 +74,52 @@ using FragmentGetter = const char* (*)(HardwareKernelLanguage language);
 using RowBlender = void (*)(const void* const* rows, const float* weights, std::size_t count,
                             float* rgba, std::size_t width);
 
+/// The fragment of a format that has none.
+constexpr const char* GetNoFragment(HardwareKernelLanguage /*language*/) noexcept {
+    return nullptr;
+}
+
+/// What a format does.
+struct FormatRules {
+    SpanReader read;
+    SpanWriter write;
+    /// Source, destination and mask side of the conversions above on a device.
+    FragmentGetter getSourceFragment = GetNoFragment;
+    FragmentGetter getDestFragment = GetNoFragment;
+    FragmentGetter getMaskFragment = GetNoFragment;
+    /// Into this format, tried before the general way.
+    std::span<const DirectConversion> directConversions{};
+    /// For shrinking; may be null.
+    RowBlender blendRows = nullptr;
+};
+
 /// A pixel is no larger than this: five floats.
 inline constexpr std::size_t MaximumPixelSize = 20;
 
 /// A pixel format. There is one object for each, and formats are the same when their addresses are.
 /// Zero bytes are a transparent pixel, or a black one where there is no alpha.
-struct PixelFormat {
+struct PixelFormat : FormatRules {
     Format code;
     std::uint8_t channelCount;  // those that are stored
     std::uint8_t sampleSize;    // bytes: 1 and 2 are unsigned integers, 4 is a float
     bool hasAlpha;
     std::span<const ChannelFacts> channels;  // five, those that are stored first
-    SpanReader read;
-    SpanWriter write;
-    /// Source, destination and mask side of the conversions above on a device.
-    FragmentGetter getSourceFragment;
-    FragmentGetter getDestFragment;
-    FragmentGetter getMaskFragment;
-    /// Into this format, tried before the general way; may be empty.
-    std::span<const DirectConversion> directConversions;
-    /// For shrinking; may be null.
-    RowBlender blendRows;
 
     constexpr std::size_t GetPixelSize() const noexcept {
         return std::size_t{channelCount} * sampleSize;
     }
 };
+
+/// The format with these channels, placeholders last. All samples have one type.
+template <class C1, class C2, class C3, class C4, class C5>
+constexpr PixelFormat MakePixelFormat(Format code, const FormatRules& rules) noexcept {
+    return {rules,
+            code,
+            RealChannelCount<C1, C2, C3, C4, C5>,
+            sizeof(typename ChannelTraits<C1>::Sample),
+            HasAlphaChannel<C1, C2, C3, C4, C5>,
+            ChannelFactsOf<C1, C2, C3, C4, C5>};
+}
 
 /// The host format of that code. Throws std::invalid_argument for Tensor and for what is no code.
 RASTER_API const PixelFormat& GetPixelFormat(Format code);
