@@ -1,5 +1,7 @@
 #include "codecs/RowTarget.h"
 
+#include "formats/PixelSizes.h"
+
 #include <cstring>
 #include <utility>
 
@@ -13,43 +15,19 @@ constexpr int BandHeight = 16;
 struct Band {
     const std::byte* pixels;
     std::size_t stride;
-    std::size_t pixelSize;
     int width;
     int height;
 };
 
-/// `PixelSize` is the band's, or 0 where the compiler does not know it.
-template <std::size_t PixelSize>
-void Scatter(const Band& band, std::byte* target, std::ptrdiff_t columnStep,
+/// Turns rows of pixels of `pixelSize` bytes into columns.
+template <class Size>
+void Scatter(const Band& band, Size pixelSize, std::byte* target, std::ptrdiff_t columnStep,
              std::ptrdiff_t rowStep) {
-    const std::size_t pixelSize = PixelSize != 0 ? PixelSize : band.pixelSize;
     for (int x = 0; x < band.width; ++x, target += columnStep) {
         const std::byte* source = band.pixels + static_cast<std::size_t>(x) * pixelSize;
         for (int y = 0; y < band.height; ++y, source += band.stride) {
             std::memcpy(target + y * rowStep, source, pixelSize);
         }
-    }
-}
-
-using Scatterer = void (*)(const Band&, std::byte*, std::ptrdiff_t, std::ptrdiff_t);
-
-/// There is one for each size that pixels of the library's own formats have, and one for others.
-Scatterer GetScatterer(std::size_t pixelSize) noexcept {
-    switch (pixelSize) {
-        case 1:
-            return Scatter<1>;
-        case 2:
-            return Scatter<2>;
-        case 4:
-            return Scatter<4>;
-        case 5:
-            return Scatter<5>;
-        case 8:
-            return Scatter<8>;
-        case 16:
-            return Scatter<16>;
-        default:
-            return Scatter<0>;
     }
 }
 
@@ -105,10 +83,10 @@ void RowTarget::FinishRow(int y) {
 }
 
 void RowTarget::PlaceBand(int first, int count) {
-    const std::size_t pixelSize = m_converter.GetTargetFormat().GetPixelSize();
-    const Scatterer scatter = GetScatterer(pixelSize);
-    scatter({m_band.data(), m_bandStride, pixelSize, m_width, count}, GetStart(first), m_columnStep,
-            m_rowStep);
+    const Band band{m_band.data(), m_bandStride, m_width, count};
+    WithPixelSize(m_converter.GetTargetFormat().GetPixelSize(), [&](auto pixelSize) {
+        Scatter(band, pixelSize, GetStart(first), m_columnStep, m_rowStep);
+    });
 }
 
 }  // namespace Raster

@@ -1,8 +1,9 @@
 #include "pipeline/NearestResampler.h"
 
+#include "formats/PixelSizes.h"
+
 #include <algorithm>
 #include <cstring>
-#include <type_traits>
 
 namespace Raster {
 
@@ -14,41 +15,17 @@ struct Places {
     int y[TileWidth];
 };
 
-/// Puts pixels of `size` bytes side by side.
-template <class Size>
-void Gather(const ConstPixelView& view, const Places& places, std::size_t count, Size size,
+/// Puts pixels side by side.
+void Gather(const ConstPixelView& view, const Places& places, std::size_t count,
             std::byte* pixels) {
-    for (std::size_t i = 0; i < count; ++i) {
-        std::memcpy(pixels + i * size,
-                    view.pixels + places.y[i] * view.stride +
-                        static_cast<std::ptrdiff_t>(size) * places.x[i],
-                    size);
-    }
-}
-
-template <std::size_t Size>
-constexpr std::integral_constant<std::size_t, Size> Constant{};
-
-/// Constant sizes are quicker.
-void GatherAny(const ConstPixelView& view, const Places& places, std::size_t count,
-               std::byte* pixels) {
-    const std::size_t size = view.format->GetPixelSize();
-    switch (size) {
-        case 1:
-            return Gather(view, places, count, Constant<1>, pixels);
-        case 2:
-            return Gather(view, places, count, Constant<2>, pixels);
-        case 4:
-            return Gather(view, places, count, Constant<4>, pixels);
-        case 5:
-            return Gather(view, places, count, Constant<5>, pixels);
-        case 8:
-            return Gather(view, places, count, Constant<8>, pixels);
-        case 16:
-            return Gather(view, places, count, Constant<16>, pixels);
-        default:
-            return Gather(view, places, count, size, pixels);
-    }
+    WithPixelSize(view.format->GetPixelSize(), [&](auto size) {
+        for (std::size_t i = 0; i < count; ++i) {
+            std::memcpy(pixels + i * size,
+                        view.pixels + places.y[i] * view.stride +
+                            static_cast<std::ptrdiff_t>(size) * places.x[i],
+                        size);
+        }
+    });
 }
 
 /// Finds the source's pixels for row `row` of `tile` and returns where it has some.
@@ -83,7 +60,7 @@ private:
     void ReadPlaces(const Places& places, std::size_t count, RowBuffer& row) const {
         if (const ConstPixelView* const view = m_source.GetView()) {
             alignas(64) std::byte pixels[TileWidth * MaximumPixelSize];
-            GatherAny(*view, places, count, pixels);
+            Gather(*view, places, count, pixels);
             view->format->read(pixels, row.rgba, count);
             return;
         }
@@ -114,8 +91,8 @@ bool NearestResampler::CopyTile(const PixelView& target, const Rect& tile) const
         Places places;
         const ColumnRun run = FindPlaces(m_source, m_inverse, tile, y, places);
         const Rect covered{tile.left + run.begin, y, tile.left + run.end, y + 1};
-        GatherAny(*view, places, static_cast<std::size_t>(run.end - run.begin),
-                  target.At(covered.left, y));
+        Gather(*view, places, static_cast<std::size_t>(run.end - run.begin),
+               target.At(covered.left, y));
         ClearAround(target, {tile.left, y, tile.right, y + 1}, covered);
     }
     return true;
