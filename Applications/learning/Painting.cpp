@@ -54,7 +54,7 @@ public:
         : m_view(view), m_paint(paint) {}
 
     void Write(int x, int y, std::size_t count, const float* rgba) override {
-        alignas(64) std::array<float, 4 * LongestRun> pixels;
+        alignas(64) std::array<float, 4 * Raster::MaximumSpanLength> pixels;
         Read(x, y, count, pixels.data());
         for (std::size_t i = 0; i < 4 * count; i += 4) {
             m_paint(std::span<float, 4>(&pixels[i], 4), std::span<const float, 4>(&rgba[i], 4));
@@ -63,13 +63,11 @@ public:
     }
 
     void Read(int x, int y, std::size_t count, float* rgba) const override {
-        assert(count <= LongestRun);
+        assert(count <= Raster::MaximumSpanLength);
         m_view.format->read(m_view.At(x, y), rgba, count);
     }
 
 private:
-    static constexpr std::size_t LongestRun = 128;  // of pixels, in a pipeline
-
     Raster::PixelView m_view;
     const Painter& m_paint;
 };

@@ -11,8 +11,7 @@ namespace Learning {
 
 namespace {
 
-/// The longest run of pixels that pipelines hand over.
-constexpr std::size_t SpanLength = 128;
+using Raster::MaximumSpanLength;
 
 /// A run of pixels, each channel by itself.
 class Planes {
@@ -22,12 +21,12 @@ public:
     }
 
 private:
-    alignas(64) std::array<std::array<float, SpanLength>, 4> m_samples;
+    alignas(64) std::array<std::array<float, MaximumSpanLength>, 4> m_samples;
 };
 
-constexpr std::array<float, SpanLength> Zeros{};
-constexpr std::array<float, SpanLength> Ones = [] {
-    std::array<float, SpanLength> ones{};
+constexpr std::array<float, MaximumSpanLength> Zeros{};
+constexpr std::array<float, MaximumSpanLength> Ones = [] {
+    std::array<float, MaximumSpanLength> ones{};
     ones.fill(1);
     return ones;
 }();
@@ -109,7 +108,7 @@ float* TensorImage::At(std::size_t channel, int x, int y) const noexcept {
 }
 
 void TensorImage::Load(int x, int y, std::size_t count, float* rgba) const {
-    assert(count <= SpanLength);
+    assert(count <= MaximumSpanLength);
     Planes scratch;
     const std::array<float*, 4> channels = scratch.GetPointers();
     if (!m_isPlanar) {
@@ -127,7 +126,7 @@ void TensorImage::Load(int x, int y, std::size_t count, float* rgba) const {
 }
 
 void TensorImage::Store(int x, int y, std::size_t count, const float* rgba) const {
-    assert(count <= SpanLength);
+    assert(count <= MaximumSpanLength);
     Planes scratch;
     const std::array<float*, 4> planes = scratch.GetPointers();
     SplitPixels(rgba, 4, count, planes);

@@ -1,5 +1,7 @@
 #include "codecs/RowConverter.h"
 
+#include "Raster/Spans.h"
+
 #include <algorithm>
 #include <cstring>
 #include <utility>
@@ -28,10 +30,9 @@ void RowConverter::Convert(const std::byte* source, std::byte* target, std::size
 
 void RowConverter::ConvertSpans(const std::byte* source, std::byte* target,
                                 std::size_t width) const {
-    constexpr std::size_t SpanSize = 128;
-    alignas(64) float rgba[SpanSize * 4];
-    for (std::size_t x = 0; x < width; x += SpanSize) {
-        const std::size_t count = std::min(SpanSize, width - x);
+    alignas(64) float rgba[MaximumSpanLength * 4];
+    for (std::size_t x = 0; x < width; x += MaximumSpanLength) {
+        const std::size_t count = std::min(MaximumSpanLength, width - x);
         m_from.read(source + x * m_from.GetPixelSize(), rgba, count);
         if (m_stage) {
             m_stage->Apply(rgba, count);

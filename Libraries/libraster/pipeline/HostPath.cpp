@@ -72,14 +72,14 @@ int ChooseStripLength(const Rect& grid) {
 
 /// Of `count` tiles from `column` to the right, as far as they lie in `rect`.
 Rect FindArea(const Rect& rect, int column, int row, int count) noexcept {
+    // Beyond a rectangle at the end of the range, there are no more integers.
+    const auto end = [](int first, long long length, int limit) {
+        return static_cast<int>(std::min<long long>(first + length, limit));
+    };
     const int left = column * TileWidth;
     const int top = row * TileHeight;
-    // Deliberate: the far edges come from the rectangle where adding to the near ones would
-    // overflow.
-    const int width = count * TileWidth;
-    const int right = rect.right - left > width ? left + width : rect.right;
-    const int bottom = rect.bottom - top > TileHeight ? top + TileHeight : rect.bottom;
-    return {std::max(left, rect.left), std::max(top, rect.top), right, bottom};
+    return {std::max(left, rect.left), std::max(top, rect.top),
+            end(left, 1LL * count * TileWidth, rect.right), end(top, TileHeight, rect.bottom)};
 }
 
 std::vector<TileJob> MakeJobs(const RunContext& context, const Rect& grid) {

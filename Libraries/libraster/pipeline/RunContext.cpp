@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <stdexcept>
 
 namespace Raster {
 
@@ -89,8 +90,12 @@ RunContext PrepareRun(const HostRun& run, const Rect& rect) {
     context.isLarge = IsLarge(run.destination->GetView());
     const auto& transform = run.rendering->transform;
     if (transform && !IsWholeShift(*transform)) {
-        context.resampler = Resampler::Create(*run.source, *transform->Invert(),
-                                              run.rendering->sampler, rect, run.abort);
+        const auto inverse = transform->Invert();
+        if (!inverse) {
+            throw std::invalid_argument("the transform has no way back");
+        }
+        context.resampler =
+            Resampler::Create(*run.source, *inverse, run.rendering->sampler, rect, run.abort);
         return context;
     }
     if (transform) {

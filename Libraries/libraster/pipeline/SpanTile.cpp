@@ -49,7 +49,7 @@ void SpanTile::Convert() {
         }
         ApplyStages(covered);
         if (m_rendering.blend == Blend::Replace && m_run.mask == nullptr) {
-            Write(y, {0, m_width}, m_row);
+            WriteReplaced(y, covered);
         } else if (m_rendering.blend == Blend::Over) {
             BlendInto(y, covered);
         } else {
@@ -70,6 +70,21 @@ void SpanTile::ApplyStages(ColumnRun covered) {
     }
     std::fill(m_row.rgba, m_row.At(covered.begin), 0.0F);
     std::fill(m_row.At(covered.end), m_row.At(m_width), 0.0F);
+}
+
+/// Where the source has nothing, nothing is what a pixel becomes: all bytes 0, which is not what
+/// every format makes of transparent black.
+void SpanTile::WriteReplaced(int y, ColumnRun covered) {
+    const PixelView* const view = m_run.destination->GetView();
+    if (view == nullptr) {
+        Write(y, {0, m_width}, m_row);
+        return;
+    }
+    if (!covered.IsEmpty()) {
+        Write(y, covered, m_row);
+    }
+    const Rect row{m_tile.left, y, m_tile.right, y + 1};
+    ClearAround(*view, row, {m_tile.left + covered.begin, y, m_tile.left + covered.end, y + 1});
 }
 
 void SpanTile::BlendInto(int y, ColumnRun columns) {

@@ -17,6 +17,7 @@ public:
 
 private:
     void ApplyStages(ColumnRun covered);
+    void WriteReplaced(int y, ColumnRun covered);
     void BlendInto(int y, ColumnRun columns);
     void WriteChanged(int y, ColumnRun columns, const RowBuffer& before, const RowBuffer& after);
     void Write(int y, ColumnRun columns, const RowBuffer& row);

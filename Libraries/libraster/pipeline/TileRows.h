@@ -6,7 +6,7 @@
 
 namespace Raster {
 
-inline constexpr int TileWidth = 128;
+inline constexpr int TileWidth = MaximumSpanLength;
 inline constexpr int TileHeight = 256;
 
 /// Pixels of one row of a tile: unit-float RGBA, 64-byte aligned.

@@ -262,12 +262,35 @@ TEST(Pipeline, TakesAnyRectangleAndSize) {
     EXPECT_EQ(destination.GetAlphaBoundingBox(), (Rect{0, 0, 10, 1}));
     EXPECT_TRUE(Run::Run(destination, source, nullptr, {Most - 1, 0, Most, 5}));
     EXPECT_EQ(destination.GetAlphaBoundingBox(), (Rect{0, 0, 10, 1}));
-    EXPECT_FALSE(Run::Run(destination, source, nullptr, destination.GetBounds(),
-                          {.transform = Params::Scale(0, 1), .stages = {}}));
+    const Rendering impossible{.transform = Params::Scale(0, 1), .stages = {}};
+    EXPECT_FALSE(Run::Run(destination, source, nullptr, destination.GetBounds(), impossible));
+    const ViewSource from(source.GetHostView());
+    ViewTarget to(destination.GetHostView());
+    EXPECT_THROW(RunHostPath({&from, &to, nullptr, &impossible, nullptr}, {0, 0, 1, 1}),
+                 std::invalid_argument);
     EXPECT_TRUE(Run::Run(destination, nothing, nullptr, destination.GetBounds()));
     EXPECT_TRUE(destination.GetAlphaBoundingBox().IsEmpty());
     bool abort = true;
     EXPECT_FALSE(Run::Run(destination, source, nullptr, destination.GetBounds(), {}, &abort));
+}
+
+TEST(Pipeline, LeavesZerosWhereTheSourceHasNothing) {
+    for (const Format format : {Format::CMYKA8, Format::RGBA8, Format::GreyA8, Format::LabA16}) {
+        const DynamicBitmap source(3, 2, format);
+        DynamicBitmap destination(8, 3, Format::CMYKA8);
+        const PixelView view = destination.GetHostView();
+        std::fill_n(view.pixels, view.stride * 3, std::byte{7});
+        Pipeline<DynamicBitmap, DynamicBitmap>::Run(
+            destination, source, nullptr, destination.GetBounds(),
+            {.transform = Params::Translate(2, 1), .stages = {}});
+        for (const Rect& around : {Rect{0, 0, 8, 1}, Rect{0, 1, 2, 3}, Rect{5, 1, 8, 3}}) {
+            for (int y = around.top; y < around.bottom; ++y) {
+                EXPECT_TRUE(std::all_of(view.At(around.left, y), view.At(around.right, y),
+                                        [](std::byte byte) { return byte == std::byte{}; }))
+                    << static_cast<int>(format);
+            }
+        }
+    }
 }
 
 }  // namespace

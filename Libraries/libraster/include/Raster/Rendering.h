@@ -64,8 +64,9 @@ RASTER_API bool IsPossible(const Rendering& rendering) noexcept;
 RASTER_API bool IsAborted(const bool* abort) noexcept;
 
 /// Does the work over `rect`, which lies in the destination, in tiles of 128 by 256 pixels: one on
-/// the calling thread, more of them by the dispatcher. Ends early when the flag is set. Not
-/// checked: the rendering must be possible, and the destination's pixels must not be the source's.
+/// the calling thread, more of them by the dispatcher. Ends early when the flag is set. Throws
+/// std::invalid_argument for an impossible rendering. Not checked: the destination's pixels must
+/// not be the source's.
 RASTER_API void RunHostPath(const HostRun& run, const Rect& rect);
 
 }  // namespace Raster

@@ -6,6 +6,9 @@
 
 namespace Raster {
 
+/// How many pixels a span has at most.
+inline constexpr std::size_t MaximumSpanLength = 128;
+
 /// Gives pixels. Most sources are bitmaps, see ViewSource; deriving from this adds another kind,
 /// such as the planes of a tensor. What its functions throw ends the run and is thrown there.
 ///
@@ -18,8 +21,8 @@ public:
     int GetWidth() const noexcept { return m_width; }
     int GetHeight() const noexcept { return m_height; }
 
-    /// Converts the `count` pixels from (x, y) to the right, at most 128 and all of them inside, to
-    /// `rgba`, which is as for SpanReader.
+    /// Converts the `count` pixels from (x, y) to the right, at most MaximumSpanLength and all of
+    /// them inside, to `rgba`, which is as for SpanReader.
     virtual void Read(int x, int y, std::size_t count, float* rgba) const = 0;
 
     /// Converts the pixels of `rect` straight into `target` at the same place; false if there is no
@@ -48,7 +51,8 @@ public:
     SpanTarget() noexcept = default;
     virtual ~SpanTarget();
 
-    /// Takes the `count` pixels from (x, y) to the right, at most 128; `rgba` is as for SpanWriter.
+    /// Takes the `count` pixels from (x, y) to the right, at most MaximumSpanLength; `rgba` is as
+    /// for SpanWriter.
     virtual void Write(int x, int y, std::size_t count, const float* rgba) = 0;
     /// What is there already, for what is laid over it.
     virtual void Read(int x, int y, std::size_t count, float* rgba) const = 0;
