@@ -15,8 +15,8 @@ namespace Kernel::Dispatch {
 namespace {
 
 LoopPool& GetPool() {
-    static NeverDestroyed<LoopPool> pool(CountProcessors() -
-                                         1);  // tasks may still run loops at exit
+    // Tasks may still run loops while the process exits.
+    static NeverDestroyed<LoopPool> pool(CountProcessors() - 1);
     return *pool;
 }
 
@@ -49,13 +49,9 @@ void RunLoop(IndexedJob job, void* context, std::size_t count, Priority priority
     }
     LoopPool& pool = GetPool();
     const std::size_t step =
-        grain > 0 ? static_cast<std::size_t>(grain) : ChooseGrain(count, CountThreads());
+        grain > 0 ? static_cast<std::size_t>(grain) : ChooseGrain(count, pool.GetThreadCount() + 1);
     Loop loop{job, context, count, step, priority, purpose};
     pool.Run(loop);
-}
-
-std::size_t CountThreads() {
-    return GetPool().GetThreadCount() + 1;
 }
 
 void DispatchAndForget(std::function<void()> task, Priority priority, ThreadPurpose purpose) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <utility>
 #include <vector>
 
 namespace Raster {
@@ -12,20 +13,12 @@ namespace {
 
 struct TileJob {
     Rect tile;
-    /// Of this tile and its neighbours to the right: what goes the direct way at once. Empty if it
-    /// goes with a tile to the left.
-    Rect strip;
+    /// As much of the tiles side by side, in whole rows: this job's share where there is a direct
+    /// way. Memory is quickest along rows, and threads that write to one row at a time get in each
+    /// other's way.
+    Rect share;
     const RunContext* context = nullptr;
 };
-
-/// Without the intermediate, along whole strips, since memory is quickest along rows.
-void ConvertDirectly(const TileJob& job) {
-    const RunContext& context = *job.context;
-    if (!job.strip.IsEmpty()) {
-        context.direct(context, job.strip);
-    }
-    CountTile(context, job.tile);
-}
 
 /// Without the intermediate, on which not every format keeps all its values.
 bool CopyResampled(const TileJob& job) {
@@ -42,7 +35,8 @@ void RunTile(const TileJob& job) {
         return;
     }
     if (context.direct != nullptr) {
-        ConvertDirectly(job);
+        context.direct(context, job.share);
+        CountTile(context, job.tile);
     } else if (context.resampler == nullptr) {
         ShiftedRows rows(*context.run.source, job.tile, context.shiftX, context.shiftY);
         SpanTile(context, job.tile, rows).Convert();
@@ -60,38 +54,28 @@ Rect GetTileGrid(const Rect& rect) noexcept {
             roundUp(rect.bottom, TileHeight)};
 }
 
-/// How many tiles side by side one thread converts in one go where there is a direct way: the
-/// longer the rows, the better memory keeps pace, as long as every thread gets its turns.
-int ChooseStripLength(const Rect& grid) {
-    constexpr long long TurnsPerThread = 4;
-    const auto tiles = static_cast<long long>(grid.GetWidth()) * grid.GetHeight();
-    const auto threads = static_cast<long long>(Kernel::Dispatch::CountThreads());
-    return static_cast<int>(
-        std::clamp<long long>(tiles / (TurnsPerThread * threads), 1, grid.GetWidth()));
-}
-
-/// Of `count` tiles from `column` to the right, as far as they lie in `rect`.
-Rect FindArea(const Rect& rect, int column, int row, int count) noexcept {
+/// The edges of tile `index`, of `size` pixels, as far as it lies between `first` and `last`.
+std::pair<int, int> FindEdges(int index, int size, int first, int last) noexcept {
+    const int begin = index * size;
     // Beyond a rectangle at the end of the range, there are no more integers.
-    const auto end = [](int first, long long length, int limit) {
-        return static_cast<int>(std::min<long long>(first + length, limit));
-    };
-    const int left = column * TileWidth;
-    const int top = row * TileHeight;
-    return {std::max(left, rect.left), std::max(top, rect.top),
-            end(left, 1LL * count * TileWidth, rect.right), end(top, TileHeight, rect.bottom)};
+    return {std::max(begin, first), last - begin > size ? begin + size : last};
 }
 
 std::vector<TileJob> MakeJobs(const RunContext& context, const Rect& grid) {
-    const int length = ChooseStripLength(grid);
+    const Rect& rect = context.rect;
+    const long long columns = grid.GetWidth();
     std::vector<TileJob> jobs;
-    jobs.reserve(static_cast<std::size_t>(grid.GetWidth() * grid.GetHeight()));
+    jobs.reserve(static_cast<std::size_t>(columns * grid.GetHeight()));
     for (int row = grid.top; row < grid.bottom; ++row) {
+        const auto [top, bottom] = FindEdges(row, TileHeight, rect.top, rect.bottom);
+        const auto findShare = [&, top = top, height = bottom - top](int column) {
+            return top + static_cast<int>(height * (column - grid.left) / columns);
+        };
         for (int column = grid.left; column < grid.right; ++column) {
-            const Rect tile = FindArea(context.rect, column, row, 1);
-            const bool isFirst = (column - grid.left) % length == 0;
-            const Rect strip = isFirst ? FindArea(context.rect, column, row, length) : Rect{};
-            jobs.push_back({tile, strip, &context});
+            const auto [left, right] = FindEdges(column, TileWidth, rect.left, rect.right);
+            jobs.push_back({{left, top, right, bottom},
+                            {rect.left, findShare(column), rect.right, findShare(column + 1)},
+                            &context});
         }
     }
     return jobs;

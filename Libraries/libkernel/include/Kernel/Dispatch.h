@@ -42,9 +42,6 @@ using IndexedJob = void (*)(void* context, std::size_t index);
 KERNEL_API void RunLoop(IndexedJob job, void* context, std::size_t count, Priority priority,
                         ThreadPurpose purpose, int grain);
 
-/// How many threads share a loop at most: the pool's and the caller's.
-KERNEL_API std::size_t CountThreads();
-
 /// Calls `job(records[i])` for each of the `count` records, as RunLoop() does.
 template <class Job, class Record>
 void DispatchParallelFor(Job&& job, std::size_t count, Record* records, Priority priority,
