@@ -19,6 +19,16 @@ median() {
     awk -v column="$1" '{ print $column }' | sort -n | awk '{ value[NR] = $1 } END { print value[int((NR + 1) / 2)] }'
 }
 
+# compare_others PROGRAM FILTER: prints the medians of a program's cases, which take turns, so that
+# all meet the same machine. Some programs have no case of that name.
+compare_others() {
+    [ -n "$("$1" --benchmark_list_tests --benchmark_filter="$2" 2> /dev/null)" ] || return 0
+    printf '\n=== %s, medians of 5\n' "$(basename "$1")"
+    "$1" --benchmark_filter="$2" --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true \
+        --benchmark_min_time=0.1 --benchmark_display_aggregates_only=true 2> /dev/null |
+        grep -v -E '_(mean|stddev|cv) '
+}
+
 # Prints the table of what is done with pixels: by one processor, then by all of them.
 compare_pixels() {
     local program processors result results=()
@@ -94,8 +104,7 @@ tools/setup.sh --peers
 cmake --preset release > /dev/null
 cmake --build --preset release
 for benchmarks in "$build"/bin/*Benchmarks; do
-    printf '\n=== %s\n' "$(basename "$benchmarks")"
-    "$benchmarks" --benchmark_filter="${1:--$pixel_cases}"  # without a name, all but the table's cases
+    compare_others "$benchmarks" "${1:--$pixel_cases}"  # without a name, all but the table's cases
 done
 if [ $# -eq 0 ]; then
     trap finish EXIT
