@@ -69,7 +69,7 @@ std::vector<TileJob> MakeJobs(const RunContext& context, const Rect& grid) {
     for (int row = grid.top; row < grid.bottom; ++row) {
         const auto [top, bottom] = FindEdges(row, TileHeight, rect.top, rect.bottom);
         const auto findShare = [&, top = top, height = bottom - top](int column) {
-            return top + static_cast<int>(height * (column - grid.left) / columns);
+            return top + static_cast<int>(1LL * height * (column - grid.left) / columns);
         };
         for (int column = grid.left; column < grid.right; ++column) {
             const auto [left, right] = FindEdges(column, TileWidth, rect.left, rect.right);

@@ -29,7 +29,8 @@ void Count(const RowBuffer& row, ColumnRun run, CopyTally& tally) noexcept {
 
 /// To the bit: even what is no number may stay.
 bool IsSame(const float* a, const float* b) noexcept {
-    return std::memcmp(a, b, 4 * sizeof(float)) == 0;
+    return std::memcmp(static_cast<const void*>(a), static_cast<const void*>(b),
+                       4 * sizeof(float)) == 0;
 }
 
 }  // namespace

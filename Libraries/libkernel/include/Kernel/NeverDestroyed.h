@@ -14,17 +14,17 @@ class NeverDestroyed {
 public:
     template <class... Arguments>
     explicit NeverDestroyed(Arguments&&... arguments)
-        : m_value(std::forward<Arguments>(arguments)...) {}
+        : value(std::forward<Arguments>(arguments)...) {}
     NeverDestroyed(const NeverDestroyed&) = delete;
     NeverDestroyed& operator=(const NeverDestroyed&) = delete;
     ~NeverDestroyed() {}  // a union leaves its member alone
 
-    T& operator*() noexcept { return m_value; }
-    T* operator->() noexcept { return &m_value; }
+    T& operator*() noexcept { return value; }
+    T* operator->() noexcept { return &value; }
 
 private:
     union {
-        T m_value;
+        T value;
     };
 };
 
