@@ -26,7 +26,7 @@ compare_others() {
     printf '\n=== %s, medians of 5\n' "$(basename "$1")"
     "$1" --benchmark_filter="$2" --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true \
         --benchmark_min_time=0.1 --benchmark_display_aggregates_only=true 2> /dev/null |
-        grep -v -E '_(mean|stddev|cv) '
+        grep _median | sort
 }
 
 # Prints the table of what is done with pixels: by one processor, then by all of them.
