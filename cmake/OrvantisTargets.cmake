@@ -2,12 +2,28 @@
 # more exotic.
 include_guard()
 
+# orvantis_room(<folder> [HEADERS <public headers>] [SOURCES <files>] [POSIX <files>] [WINDOWS <files>])
+# A folder of the library or program that follows: what its public headers are, which otherwise share
+# one include folder, and which files belong to all platforms or to one. Rooms come lowest first:
+# each includes only itself and those before it, which tools/check_rooms.py checks.
+function(orvantis_room folder)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS;SOURCES;POSIX;WINDOWS")
+    if(WIN32)
+        list(APPEND arg_SOURCES ${arg_WINDOWS})
+    else()
+        list(APPEND arg_SOURCES ${arg_POSIX})
+    endif()
+    list(TRANSFORM arg_SOURCES PREPEND "${folder}/")
+    set(orvantis_room_sources ${orvantis_room_sources} ${arg_SOURCES} PARENT_SCOPE)
+    set(orvantis_room_headers ${orvantis_room_headers} ${arg_HEADERS} PARENT_SCOPE)
+endfunction()
+
 # orvantis_objects(<Name> SOURCES <files> INCLUDE <folders> LINK <targets>)
-# Compiles the sources once, for the library or program and for its tests alike: so tests reach what
+# Compiles the sources and those of the rooms once, for the library or program and for its tests alike: so tests reach what
 # is not exported, and nothing is exported for their sake.
 function(orvantis_objects name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;INCLUDE;LINK")
-    add_library(${name}Objects OBJECT ${arg_SOURCES})
+    add_library(${name}Objects OBJECT ${orvantis_room_sources} ${arg_SOURCES})
     target_include_directories(${name}Objects PUBLIC ${arg_INCLUDE})
     target_compile_features(${name}Objects PUBLIC cxx_std_20)
     target_link_libraries(${name}Objects PUBLIC ${arg_LINK})
@@ -16,21 +32,22 @@ function(orvantis_objects name)
     orvantis_common_options(${name}Objects)
 endfunction()
 
-# orvantis_library(<Name> HEADERS <public headers> SOURCES <sources and private headers>
-#                  [LINK_PUBLIC <targets>] [LINK_PRIVATE <targets>])
-# Builds the shared library lib<name>, alias Orvantis::<Name>; its public headers live in include/.
+# orvantis_library(<Name> [LINK_PUBLIC <targets>] [LINK_PRIVATE <targets>])
+# Builds the shared library lib<name>, alias Orvantis::<Name>, from the rooms before it; its public
+# headers live in include/<Name>/.
 function(orvantis_library name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS;SOURCES;LINK_PUBLIC;LINK_PRIVATE")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LINK_PUBLIC;LINK_PRIVATE")
     string(TOLOWER "${name}" lower)
+    list(TRANSFORM orvantis_room_headers PREPEND "include/${name}/")
 
-    orvantis_objects(${name} SOURCES ${arg_SOURCES}
+    orvantis_objects(${name}
         INCLUDE "${CMAKE_CURRENT_SOURCE_DIR}" "${CMAKE_CURRENT_SOURCE_DIR}/include"
         LINK ${arg_LINK_PUBLIC} ${arg_LINK_PRIVATE})
     target_compile_definitions(${name}Objects PUBLIC ${name}_EXPORTS)
 
     add_library(${name} SHARED $<TARGET_OBJECTS:${name}Objects>)
     add_library(Orvantis::${name} ALIAS ${name})
-    target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS include FILES ${arg_HEADERS})
+    target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS include FILES ${orvantis_room_headers})
     target_compile_features(${name} PUBLIC cxx_std_20)
     target_link_libraries(${name} PUBLIC ${arg_LINK_PUBLIC} PRIVATE ${arg_LINK_PRIVATE})
     set_target_properties(${name} PROPERTIES OUTPUT_NAME ${lower} LINKER_LANGUAGE CXX INSTALL_RPATH "$ORIGIN"
@@ -40,7 +57,7 @@ function(orvantis_library name)
 endfunction()
 
 # orvantis_application(<Name> OUTPUT <program> MAIN <file> SOURCES <files> [LINK <targets>])
-# Builds a program that is installed. All but MAIN can be linked by its tests.
+# Builds a program that is installed, from its rooms and SOURCES. All but MAIN can be linked by its tests.
 function(orvantis_application name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "OUTPUT;MAIN" "SOURCES;LINK")
     orvantis_objects(${name} SOURCES ${arg_SOURCES} INCLUDE "${CMAKE_CURRENT_SOURCE_DIR}" LINK ${arg_LINK})

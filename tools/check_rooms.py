@@ -1,0 +1,101 @@
+#!/usr/bin/python3
+"""Checks which way includes point. The folders of a library are its rooms, listed lowest first by
+orvantis_room() in its CMakeLists.txt, and the root CMakeLists.txt lists libraries lowest first. A file
+may include files of its own room, of rooms before it and public headers of libraries before its own.
+Tests may include anything of what they test; theirs and everybody's includes must name one file only.
+Usage: tools/check_rooms.py [--table]
+  --table   prints which room includes which, instead of checking
+"""
+import collections
+import pathlib
+import re
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
+
+
+class Rooms:
+    """The order of rooms over all libraries and programs, and where each include leads."""
+
+    def __init__(self):
+        self.order = []  # (library, room), lowest first
+        self.room_of = {}  # path of a file -> (library, room)
+        self.public = {}  # "Kernel/String.h" -> path
+        self.problems = []
+        listing = (ROOT / "CMakeLists.txt").read_text()
+        for folder in re.findall(r"add_subdirectory\(((?:Libraries|Applications)/[\w-]+)\)", listing):
+            self.read_library(folder)
+
+    def read_library(self, folder):
+        text = (ROOT / folder / "CMakeLists.txt").read_text()
+        for room, arguments in re.findall(r"orvantis_room\(([\w/-]+)([^)]*)\)", text):
+            self.order.append((folder, room))
+            kind = None
+            for word in arguments.split():
+                if word in ("HEADERS", "SOURCES", "POSIX", "WINDOWS"):
+                    kind = word
+                elif kind == "HEADERS":
+                    self.add_public(folder, room, word)
+                else:
+                    self.add(f"{folder}/{room}/{word}", folder, room)
+        self.order.append((folder, "."))  # what lies in no room may use all of them
+
+    def add_public(self, folder, room, name):
+        for path in (ROOT / folder / "include").glob(f"*/{name}"):
+            relative = str(path.relative_to(ROOT))
+            self.public["/".join(path.parts[-2:])] = relative
+            self.add(relative, folder, room)
+
+    def add(self, path, folder, room):
+        if path in self.room_of:
+            self.problems.append(f"{path}: listed twice")
+        self.room_of[path] = (folder, room)
+
+    def get_room(self, path):
+        """The room of a product's file; files beside the rooms belong to the library as a whole."""
+        return self.room_of.get(path) or ("/".join(path.split("/")[:2]), ".")
+
+    def find(self, path, name):
+        """The files that `name` may mean in `path`: public ones, of the library, or beside the file."""
+        library = "/".join(path.split("/")[:2])
+        candidates = [self.public.get(name), f"{library}/{name}", str(pathlib.PurePath(path).parent / name)]
+        candidates += [f"{library}/tests/{name}", f"tests/{name}"]
+        return {c for c in candidates if c and (ROOT / c).is_file()}
+
+
+def is_product(path):
+    return not re.search(r"/(tests|benchmarks)/", path)
+
+
+def main():
+    rooms = Rooms()
+    listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", "Libraries", "Applications"], cwd=ROOT,
+                            check=True, capture_output=True, text=True).stdout.split()
+    uses = collections.Counter()
+    rank = {room: index for index, room in enumerate(rooms.order)}
+    for path in (p for p in listed if p.endswith((".h", ".cpp")) and (ROOT / p).is_file()):
+        here = rooms.get_room(path)
+        for name in INCLUDE.findall((ROOT / path).read_text()):
+            found = rooms.find(path, name)
+            if len(found) != 1:
+                if is_product(path) or found:
+                    rooms.problems.append(f'{path}: "{name}" names {len(found)} files {sorted(found)}')
+                continue
+            there = rooms.get_room(found.pop())
+            if not is_product(path) or here == there:
+                continue
+            uses[here, there] += 1
+            if there not in rank or here not in rank or rank[there] > rank[here]:
+                rooms.problems.append(f'{path}: "{name}" lies in {"/".join(there)}, above {"/".join(here)}')
+    if "--table" in sys.argv[1:]:
+        for (here, there), count in sorted(uses.items(), key=lambda use: [rank.get(room, -1) for room in use[0]]):
+            print(f'{"/".join(here):40} {"/".join(there):40} {count}')
+        return 0
+    print("\n".join(rooms.problems) or "Includes point one way.")
+    return 1 if rooms.problems else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
