@@ -3,9 +3,9 @@
 #include "Raster/AffineTransform.h"
 #include "Raster/Rendering.h"
 
+#include "bitmaps/AlphaScan.h"
 #include "bitmaps/BitmapCaches.h"
 #include "bitmaps/FloatRepair.h"
-#include "formats/AlphaScan.h"
 
 #include <algorithm>
 #include <bit>

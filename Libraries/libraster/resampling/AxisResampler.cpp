@@ -1,6 +1,6 @@
-#include "pipeline/AxisResampler.h"
+#include "resampling/AxisResampler.h"
 
-#include "pipeline/PixelFilters.h"
+#include "resampling/PixelFilters.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "pipeline/TileRows.h"
+#include "spans/TileRows.h"
 
 #include <algorithm>
 #include <cstring>

@@ -2,7 +2,7 @@
 
 #include "Raster/FormatTraits.h"
 
-#include "formats/AlphaScan.h"
+#include "bitmaps/AlphaScan.h"
 #include "formats/DirectConversions.h"
 
 #include <gtest/gtest.h>

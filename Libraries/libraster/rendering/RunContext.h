@@ -4,7 +4,7 @@
 
 #include "Raster/Rendering.h"
 
-#include "pipeline/Resampler.h"
+#include "resampling/Resampler.h"
 
 #include <memory>
 

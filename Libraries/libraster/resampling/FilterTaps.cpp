@@ -1,4 +1,4 @@
-#include "pipeline/FilterTaps.h"
+#include "resampling/FilterTaps.h"
 
 #include <algorithm>
 #include <cmath>

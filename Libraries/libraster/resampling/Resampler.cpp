@@ -1,8 +1,8 @@
-#include "pipeline/Resampler.h"
+#include "resampling/Resampler.h"
 
-#include "pipeline/AffineResampler.h"
-#include "pipeline/AxisResampler.h"
-#include "pipeline/NearestResampler.h"
+#include "resampling/AffineResampler.h"
+#include "resampling/AxisResampler.h"
+#include "resampling/NearestResampler.h"
 
 #include <cmath>
 

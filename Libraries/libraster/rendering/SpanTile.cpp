@@ -1,6 +1,6 @@
-#include "pipeline/SpanTile.h"
+#include "rendering/SpanTile.h"
 
-#include "pipeline/Blending.h"
+#include "rendering/Blending.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,9 +1,9 @@
-#include "pipeline/AffineResampler.h"
+#include "resampling/AffineResampler.h"
 
 #include "Raster/Rendering.h"
 
-#include "pipeline/NearestResampler.h"
-#include "pipeline/PixelFilters.h"
+#include "resampling/NearestResampler.h"
+#include "resampling/PixelFilters.h"
 
 #include <algorithm>
 #include <cmath>

@@ -4,7 +4,7 @@
 #include "Raster/PNGBase.h"
 #include "Raster/Pipeline.h"
 
-#include "tests/SampleFiles.h"
+#include "tests/codecs/SampleFiles.h"
 
 #include <gtest/gtest.h>
 

@@ -2,11 +2,11 @@
 // Compiled once for each instruction set; see formats/Highway.h.
 
 // An include guard that opens again for the next instruction set.
-#if defined(RASTER_PIPELINE_PIXEL_LANES_H) == defined(HWY_TARGET_TOGGLE)
-#ifdef RASTER_PIPELINE_PIXEL_LANES_H
-#undef RASTER_PIPELINE_PIXEL_LANES_H
+#if defined(RASTER_SPANS_PIXELLANES_H) == defined(HWY_TARGET_TOGGLE)
+#ifdef RASTER_SPANS_PIXELLANES_H
+#undef RASTER_SPANS_PIXELLANES_H
 #else
-#define RASTER_PIPELINE_PIXEL_LANES_H
+#define RASTER_SPANS_PIXELLANES_H
 #endif
 
 #include "formats/Highway.h"

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "pipeline/Resampler.h"
+#include "resampling/Resampler.h"
 
 namespace Raster {
 

@@ -1,4 +1,4 @@
-#include "tests/SampleFiles.h"
+#include "tests/codecs/SampleFiles.h"
 
 #include <jpeglib.h>
 #include <png.h>

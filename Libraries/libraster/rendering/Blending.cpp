@@ -1,9 +1,9 @@
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "pipeline/Blending.cpp"  // NOLINT: read again for each instruction set
-#include "pipeline/Blending.h"
+#define HWY_TARGET_INCLUDE "rendering/Blending.cpp"  // NOLINT: read again for each instruction set
+#include "rendering/Blending.h"
 
 #include "formats/Highway.h"
-#include "pipeline/PixelLanes.h"
+#include "spans/PixelLanes.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace Raster {

@@ -5,7 +5,7 @@
 #include "Raster/AffineTransform.h"
 #include "Raster/Sampler.h"
 
-#include "pipeline/TileRows.h"
+#include "spans/TileRows.h"
 
 #include <memory>
 

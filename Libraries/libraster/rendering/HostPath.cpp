@@ -1,6 +1,6 @@
 #include "Kernel/Dispatch.h"
 
-#include "pipeline/SpanTile.h"
+#include "rendering/SpanTile.h"
 
 #include <algorithm>
 #include <atomic>

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "pipeline/FilterTaps.h"
+#include "resampling/FilterTaps.h"
 
 namespace Raster {
 

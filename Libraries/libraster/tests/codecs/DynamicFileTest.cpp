@@ -3,7 +3,7 @@
 #include "Raster/ICCManager.h"
 #include "Raster/Pipeline.h"
 
-#include "tests/SampleFiles.h"
+#include "tests/codecs/SampleFiles.h"
 
 #include <gtest/gtest.h>
 #include <zlib.h>

@@ -1,7 +1,7 @@
 #include "Kernel/Dispatch.h"
 #include "Raster/Compositing.h"
 
-#include "pipeline/TileRows.h"
+#include "spans/TileRows.h"
 
 #include <algorithm>
 #include <cmath>

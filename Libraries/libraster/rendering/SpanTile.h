@@ -2,8 +2,8 @@
 
 #pragma once
 
-#include "pipeline/RunContext.h"
-#include "pipeline/TileRows.h"
+#include "rendering/RunContext.h"
+#include "spans/TileRows.h"
 
 namespace Raster {
 

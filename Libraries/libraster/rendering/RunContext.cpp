@@ -1,4 +1,4 @@
-#include "pipeline/RunContext.h"
+#include "rendering/RunContext.h"
 
 #include <algorithm>
 #include <cmath>

@@ -2,8 +2,8 @@
 
 #pragma once
 
-#include "pipeline/FilterTaps.h"
-#include "pipeline/Resampler.h"
+#include "resampling/FilterTaps.h"
+#include "resampling/Resampler.h"
 
 namespace Raster {
 

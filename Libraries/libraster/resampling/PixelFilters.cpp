@@ -1,9 +1,9 @@
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "pipeline/PixelFilters.cpp"
-#include "pipeline/PixelFilters.h"
+#define HWY_TARGET_INCLUDE "resampling/PixelFilters.cpp"
+#include "resampling/PixelFilters.h"
 
 #include "formats/Highway.h"
-#include "pipeline/PixelLanes.h"
+#include "spans/PixelLanes.h"
 
 #include <algorithm>
 

@@ -1,9 +1,9 @@
-#include "formats/AlphaScan.h"
+#include "bitmaps/AlphaScan.h"
 
 #include <algorithm>
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "formats/AlphaScan.cpp"
+#define HWY_TARGET_INCLUDE "bitmaps/AlphaScan.cpp"
 #include "formats/Highway.h"
 #include "formats/Lanes.h"
 

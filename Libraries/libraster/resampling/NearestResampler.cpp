@@ -1,4 +1,4 @@
-#include "pipeline/NearestResampler.h"
+#include "resampling/NearestResampler.h"
 
 #include "formats/PixelSizes.h"
 
