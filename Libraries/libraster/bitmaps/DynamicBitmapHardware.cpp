@@ -1,7 +1,7 @@
 // The device side of bitmaps.
 
+#include "Raster/AbortFlag.h"
 #include "Raster/DynamicBitmap.h"
-#include "Raster/Rendering.h"
 
 #include "bitmaps/BitmapCaches.h"
 #include "hardware/KernelText.h"

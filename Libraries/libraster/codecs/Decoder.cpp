@@ -1,9 +1,9 @@
 #include "codecs/Decoder.h"
 
+#include "Raster/AbortFlag.h"
 #include "Raster/CodecException.h"
 #include "Raster/DynamicFile.h"
 #include "Raster/ICCManager.h"
-#include "Raster/Rendering.h"
 
 #include <string>
 

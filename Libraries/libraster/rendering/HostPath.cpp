@@ -1,10 +1,8 @@
 #include "Kernel/Dispatch.h"
 
 #include "rendering/SpanTile.h"
+#include "spans/TileGrid.h"
 
-#include <algorithm>
-#include <atomic>
-#include <utility>
 #include <vector>
 
 namespace Raster {
@@ -45,34 +43,18 @@ void RunTile(const TileJob& job) {
     }
 }
 
-/// The tiles that `rect` touches, numbered on the grid that starts at the destination's origin.
-Rect GetTileGrid(const Rect& rect) noexcept {
-    const auto roundUp = [](int edge, int size) {
-        return edge / size + (edge % size != 0 ? 1 : 0);
-    };
-    return {rect.left / TileWidth, rect.top / TileHeight, roundUp(rect.right, TileWidth),
-            roundUp(rect.bottom, TileHeight)};
-}
-
-/// The edges of tile `index`, of `size` pixels, as far as it lies between `first` and `last`.
-std::pair<int, int> FindEdges(int index, int size, int first, int last) noexcept {
-    const int begin = index * size;
-    // Beyond a rectangle at the end of the range, there are no more integers.
-    return {std::max(begin, first), last - begin > size ? begin + size : last};
-}
-
 std::vector<TileJob> MakeJobs(const RunContext& context, const Rect& grid) {
     const Rect& rect = context.rect;
     const long long columns = grid.GetWidth();
     std::vector<TileJob> jobs;
     jobs.reserve(static_cast<std::size_t>(columns * grid.GetHeight()));
     for (int row = grid.top; row < grid.bottom; ++row) {
-        const auto [top, bottom] = FindEdges(row, TileHeight, rect.top, rect.bottom);
+        const auto [top, bottom] = FindTileEdges(row, TileHeight, rect.top, rect.bottom);
         const auto findShare = [&, top = top, height = bottom - top](int column) {
             return top + static_cast<int>(1LL * height * (column - grid.left) / columns);
         };
         for (int column = grid.left; column < grid.right; ++column) {
-            const auto [left, right] = FindEdges(column, TileWidth, rect.left, rect.right);
+            const auto [left, right] = FindTileEdges(column, TileWidth, rect.left, rect.right);
             jobs.push_back({{left, top, right, bottom},
                             {rect.left, findShare(column), rect.right, findShare(column + 1)},
                             &context});
@@ -85,12 +67,6 @@ std::vector<TileJob> MakeJobs(const RunContext& context, const Rect& grid) {
 
 bool IsPossible(const Rendering& rendering) noexcept {
     return !rendering.transform || rendering.transform->Invert();
-}
-
-bool IsAborted(const bool* abort) noexcept {
-    // The reference reads only, but its type knows no constant objects.
-    return abort != nullptr &&
-           std::atomic_ref(*const_cast<bool*>(abort)).load(std::memory_order_relaxed);
 }
 
 void RunHostPath(const HostRun& run, const Rect& rect) {

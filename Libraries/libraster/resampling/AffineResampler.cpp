@@ -1,7 +1,5 @@
 #include "resampling/AffineResampler.h"
 
-#include "Raster/Rendering.h"
-
 #include "resampling/NearestResampler.h"
 #include "resampling/PixelFilters.h"
 
@@ -229,11 +227,7 @@ void AffineResampler::Reduce(const SpanSource& source, double stepX, double step
     view.height = static_cast<int>(part.GetHeight());
     view.format = &GetPixelFormat(Format::RGBAF);
     view.stride = view.width * static_cast<std::ptrdiff_t>(view.format->GetPixelSize());
-    ViewTarget target(view);
-    Rendering rendering;
-    rendering.transform = toPart;
-    rendering.sampler = Sampler::Area;
-    RunHostPath({&source, &target, nullptr, &rendering, abort}, {0, 0, view.width, view.height});
+    Create(source, *toPart.Invert(), Sampler::Area, view.GetBounds(), abort)->Fill(view, abort);
     m_reduced = std::make_unique<ViewSource>(
         ConstPixelView{view.pixels, view.stride, view.width, view.height, view.format});
     m_picture = m_reduced.get();

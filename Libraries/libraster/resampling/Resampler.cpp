@@ -1,10 +1,16 @@
 #include "resampling/Resampler.h"
 
+#include "Kernel/Dispatch.h"
+#include "Raster/AbortFlag.h"
+
 #include "resampling/AffineResampler.h"
 #include "resampling/AxisResampler.h"
 #include "resampling/NearestResampler.h"
+#include "spans/TileGrid.h"
 
 #include <cmath>
+#include <cstring>
+#include <vector>
 
 namespace Raster {
 
@@ -19,7 +25,42 @@ bool IsPermutation(const AffineTransform::Params& map) noexcept {
            map.dy == std::floor(map.dy);
 }
 
+struct FillJob {
+    const Resampler* resampler;
+    const PixelView* picture;
+    Rect tile;
+    const bool* abort;
+};
+
+void FillTile(const FillJob& job) {
+    if (IsAborted(job.abort)) {
+        return;
+    }
+    const std::unique_ptr<TileRows> rows = job.resampler->OpenTile(job.tile);
+    const auto rowSize = static_cast<std::size_t>(job.tile.GetWidth()) * 4 * sizeof(float);
+    RowBuffer row;
+    for (int y = job.tile.top; y < job.tile.bottom; ++y) {
+        rows->Read(y, row);
+        std::memcpy(job.picture->At(job.tile.left, y), row.rgba, rowSize);
+    }
+}
+
 }  // namespace
+
+void Resampler::Fill(const PixelView& picture, const bool* abort) const {
+    const Rect grid = GetTileGrid(picture.GetBounds());
+    std::vector<FillJob> jobs;
+    for (int row = grid.top; row < grid.bottom; ++row) {
+        const auto [top, bottom] = FindTileEdges(row, TileHeight, 0, picture.height);
+        for (int column = grid.left; column < grid.right; ++column) {
+            const auto [left, right] = FindTileEdges(column, TileWidth, 0, picture.width);
+            jobs.push_back({this, &picture, {left, top, right, bottom}, abort});
+        }
+    }
+    Kernel::Dispatch::DispatchParallelFor(FillTile, jobs.size(), jobs.data(),
+                                          Kernel::Dispatch::Priority::Normal,
+                                          Kernel::Dispatch::ThreadPurpose::Pixels, 0);
+}
 
 bool Resampler::CopyTile(const PixelView& /*target*/, const Rect& /*tile*/) const {
     return false;

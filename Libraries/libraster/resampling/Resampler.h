@@ -28,6 +28,9 @@ public:
     /// its format.
     virtual bool CopyTile(const PixelView& target, const Rect& tile) const;
 
+    /// Fills `picture`, which is RGBAF, tiles side by side. Ends early when the flag is set.
+    void Fill(const PixelView& picture, const bool* abort) const;
+
     /// `inverse` maps the destination to the source, `rect` is what will be asked for. `abort` ends
     /// early what has to be done in advance.
     static std::unique_ptr<const Resampler> Create(const SpanSource& source,

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "Raster/AbortFlag.h"
 #include "Raster/AffineTransform.h"
 #include "Raster/Sampler.h"
 #include "Raster/SpanStage.h"
@@ -59,9 +60,6 @@ struct HostRun {
 
 /// Whether `rendering` can be done: a transform must be finite and have a way back.
 RASTER_API bool IsPossible(const Rendering& rendering) noexcept;
-
-/// Whether the flag, which another thread may set at any time, is set; false for null.
-RASTER_API bool IsAborted(const bool* abort) noexcept;
 
 /// Does the work over `rect`, which lies in the destination, in tiles of 128 by 256 pixels: one on
 /// the calling thread, more of them by the dispatcher. Ends early when the flag is set. Throws

@@ -1,0 +1,17 @@
+// How a rectangle is cut into tiles: on a grid that starts at the destination's origin.
+
+#pragma once
+
+#include "spans/TileRows.h"
+
+#include <utility>
+
+namespace Raster {
+
+/// The tiles that `rect` touches: columns and rows of the grid.
+Rect GetTileGrid(const Rect& rect) noexcept;
+
+/// The edges of tile `index`, of `size` pixels, as far as it lies between `first` and `last`.
+std::pair<int, int> FindTileEdges(int index, int size, int first, int last) noexcept;
+
+}  // namespace Raster
