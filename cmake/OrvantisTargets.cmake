@@ -2,16 +2,21 @@
 # more exotic.
 include_guard()
 
-# orvantis_room(<folder> [HEADERS <public headers>] [SOURCES <files>] [POSIX <files>] [WINDOWS <files>])
+# orvantis_room(<folder> [HEADERS <public headers>] [SOURCES <files>] [LINUX <files>] [POSIX <files>]
+#               [WINDOWS <files>])
 # A folder of the library or program that follows: what its public headers are, which otherwise share
-# one include folder, and which files belong to all platforms or to one. Rooms come lowest first:
-# each includes only itself and those before it, which tools/check_rooms.py checks.
+# one include folder, and which files belong to all platforms or to some: these lie in a folder of the
+# room, such as posix/FileHandlePosix.cpp, and only they include headers of the system. Rooms come
+# lowest first: each includes only itself and those before it, which tools/check_rooms.py checks.
 function(orvantis_room folder)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS;SOURCES;POSIX;WINDOWS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS;SOURCES;LINUX;POSIX;WINDOWS")
     if(WIN32)
         list(APPEND arg_SOURCES ${arg_WINDOWS})
     else()
         list(APPEND arg_SOURCES ${arg_POSIX})
+    endif()
+    if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+        list(APPEND arg_SOURCES ${arg_LINUX})
     endif()
     list(TRANSFORM arg_SOURCES PREPEND "${folder}/")
     set(orvantis_room_sources ${orvantis_room_sources} ${arg_SOURCES} PARENT_SCOPE)

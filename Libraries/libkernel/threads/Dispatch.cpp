@@ -3,7 +3,7 @@
 #include "Kernel/Diagnostics.h"
 #include "Kernel/NeverDestroyed.h"
 
-#include "threads/Clock.h"
+#include "time/Clock.h"
 #include "threads/CurrentThread.h"
 #include "threads/LoopPool.h"
 

@@ -1,4 +1,4 @@
-#include "threads/Clock.h"
+#include "time/Clock.h"
 
 #include "Kernel/NeverDestroyed.h"
 

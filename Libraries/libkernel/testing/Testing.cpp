@@ -1,6 +1,6 @@
 #include "Kernel/Testing.h"
 
-#include "threads/Clock.h"
+#include "time/Clock.h"
 
 #include <iterator>
 #include <thread>

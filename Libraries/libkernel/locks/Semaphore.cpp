@@ -1,6 +1,6 @@
 #include "Kernel/Semaphore.h"
 
-#include "threads/Clock.h"
+#include "time/Clock.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #include "Kernel/Timer.h"
 
-#include "threads/Clock.h"
+#include "time/Clock.h"
 
 namespace Kernel {
 
