@@ -8,7 +8,7 @@
 #include "Network/Http.h"
 
 #include "cache/Digest.h"
-#include "http/Address.h"
+#include "requests/Address.h"
 
 #include <utility>
 

@@ -4,7 +4,7 @@
 #include "Kernel/Dispatch.h"
 #include "Kernel/Format.h"
 
-#include "http/Address.h"
+#include "requests/Address.h"
 #include "transfer/Transfer.h"
 
 #include <memory>

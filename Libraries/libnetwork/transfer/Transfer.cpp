@@ -2,8 +2,8 @@
 
 #include "Kernel/Format.h"
 
-#include "http/Address.h"
-#include "transfer/TransferSettings.h"
+#include "requests/Address.h"
+#include "settings/TransferSettings.h"
 
 #include <algorithm>
 #include <string>

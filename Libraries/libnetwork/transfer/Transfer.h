@@ -4,7 +4,7 @@
 
 #include "Network/Http.h"
 
-#include "http/Curl.h"
+#include "curl/Curl.h"
 
 #include <array>
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "transfer/TransferSettings.h"
+#include "settings/TransferSettings.h"
 
 #include "Kernel/Format.h"
 #include "Kernel/NeverDestroyed.h"

@@ -1,4 +1,4 @@
-#include "http/Curl.h"
+#include "curl/Curl.h"
 
 #include <new>
 

@@ -1,4 +1,4 @@
-#include "http/Address.h"
+#include "requests/Address.h"
 
 #include "Kernel/Format.h"
 #include "Kernel/Utf.h"
