@@ -37,11 +37,12 @@ function(orvantis_objects name)
     orvantis_common_options(${name}Objects)
 endfunction()
 
-# orvantis_library(<Name> [LINK_PUBLIC <targets>] [LINK_PRIVATE <targets>])
+# orvantis_library(<Name> [STATIC] [LINK_PUBLIC <targets>] [LINK_PRIVATE <targets>])
 # Builds the shared library lib<name>, alias Orvantis::<Name>, from the rooms before it; its public
-# headers live in include/<Name>/.
+# headers live in include/<Name>/. With STATIC, an archive for the programs and tests of this
+# project, which is not installed.
 function(orvantis_library name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LINK_PUBLIC;LINK_PRIVATE")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "STATIC" "" "LINK_PUBLIC;LINK_PRIVATE")
     string(TOLOWER "${name}" lower)
     list(TRANSFORM orvantis_room_headers PREPEND "include/${name}/")
 
@@ -50,7 +51,13 @@ function(orvantis_library name)
         LINK ${arg_LINK_PUBLIC} ${arg_LINK_PRIVATE})
     target_compile_definitions(${name}Objects PUBLIC ${name}_EXPORTS)
 
-    add_library(${name} SHARED $<TARGET_OBJECTS:${name}Objects>)
+    set(kind SHARED)
+    if(arg_STATIC)
+        set(kind STATIC)
+    else()
+        set_property(GLOBAL APPEND PROPERTY ORVANTIS_LIBRARIES ${name})
+    endif()
+    add_library(${name} ${kind} $<TARGET_OBJECTS:${name}Objects>)
     add_library(Orvantis::${name} ALIAS ${name})
     target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS include FILES ${orvantis_room_headers})
     target_compile_features(${name} PUBLIC cxx_std_20)
@@ -58,7 +65,6 @@ function(orvantis_library name)
     set_target_properties(${name} PROPERTIES OUTPUT_NAME ${lower} LINKER_LANGUAGE CXX INSTALL_RPATH "$ORIGIN"
         VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
     orvantis_common_options(${name})
-    set_property(GLOBAL APPEND PROPERTY ORVANTIS_LIBRARIES ${name})
 endfunction()
 
 # orvantis_application(<Name> OUTPUT <program> MAIN <file> SOURCES <files> [LINK <targets>])
@@ -89,6 +95,7 @@ endfunction()
 function(orvantis_test_program name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
     add_executable(${name} ${arg_SOURCES})
+    target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")  # for support/
     target_link_libraries(${name} PRIVATE ${arg_LINK} GTest::gmock GTest::gtest_main)
     orvantis_common_options(${name})
 endfunction()

@@ -2,11 +2,12 @@
 
 #pragma once
 
+#include "Server/CertificateAuthority.h"
+#include "Server/ScriptedServer.h"
+
 #include "RequestLog.h"
 #include "Router.h"
 #include "faults/Faults.h"
-#include "server/CertificateAuthority.h"
-#include "server/ScriptedServer.h"
 
 #include <functional>
 #include <iosfwd>

@@ -2,8 +2,9 @@
 
 #pragma once
 
+#include "Server/Request.h"
+
 #include "Response.h"
-#include "server/Request.h"
 
 #include <string>
 

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "server/ScriptedServer.h"
+#include "Server/ScriptedServer.h"
 
 #include <iosfwd>
 #include <mutex>

@@ -1,6 +1,6 @@
 #include "faults/Answer.h"
 
-#include "server/Request.h"
+#include "Server/Request.h"
 
 namespace Service {
 

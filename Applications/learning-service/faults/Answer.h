@@ -2,8 +2,9 @@
 
 #pragma once
 
+#include "Server/Script.h"
+
 #include "Response.h"
-#include "server/Script.h"
 
 #include <chrono>
 #include <cstdint>

@@ -2,8 +2,9 @@
 
 #pragma once
 
+#include "Server/FileDescriptor.h"
+
 #include "Operation.h"
-#include "server/FileDescriptor.h"
 
 #include <string>
 

@@ -1,8 +1,8 @@
 #include "Kernel/Semaphore.h"
 
 #include "CommandLine.h"
-#include "tests/TestClient.h"
-#include "tests/TestFolder.h"
+#include "support/TestClient.h"
+#include "support/TestFolder.h"
 
 #include <gmock/gmock.h>
 

@@ -1,12 +1,12 @@
 // Downloads from a server that answers as a test wants, into a folder of the test's own.
 
 #include "Network/Settings.h"
+#include "Server/CertificateAuthority.h"
+#include "Server/ScriptedServer.h"
 
 #include "DownloadProgress.h"
-#include "server/CertificateAuthority.h"
-#include "server/ScriptedServer.h"
+#include "support/ZipBuilder.h"
 #include "tests/Support.h"
-#include "tests/modelcache/ZipBuilder.h"
 
 #include <gmock/gmock.h>
 

@@ -7,8 +7,8 @@
 #include "Network/Http.h"
 #include "Network/Settings.h"
 
-#include "tests/TestFolder.h"
-#include "tests/TestServer.h"
+#include "support/TestFolder.h"
+#include "support/TestServer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

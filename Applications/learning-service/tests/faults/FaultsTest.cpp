@@ -1,7 +1,8 @@
+#include "Server/ScriptedServer.h"
+
 #include "faults/Faults.h"
-#include "server/ScriptedServer.h"
-#include "tests/TestClient.h"
-#include "tests/TestFolder.h"
+#include "support/TestClient.h"
+#include "support/TestFolder.h"
 
 #include <gmock/gmock.h>
 

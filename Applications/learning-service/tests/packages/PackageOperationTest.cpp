@@ -1,6 +1,6 @@
 #include "Router.h"
 #include "packages/PackageOperation.h"
-#include "tests/TestFolder.h"
+#include "support/TestFolder.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>

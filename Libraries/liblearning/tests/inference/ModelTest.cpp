@@ -2,7 +2,7 @@
 #include "Learning/Model.h"
 #include "Learning/ModelCache.h"
 
-#include "tests/TestFolder.h"
+#include "support/TestFolder.h"
 #include "tests/TestModels.h"
 
 #include <gmock/gmock.h>

@@ -6,10 +6,10 @@
 #include "Learning/ModelCache.h"
 #include "Network/Settings.h"
 
-#include "tests/TestFolder.h"
+#include "support/TestFolder.h"
+#include "support/TestServer.h"
+#include "support/ZipBuilder.h"
 #include "tests/TestModels.h"
-#include "tests/TestServer.h"
-#include "tests/modelcache/ZipBuilder.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "Kernel/Testing.h"
 #include "Learning/ModelCache.h"
 
-#include "tests/TestFolder.h"
+#include "support/TestFolder.h"
 #include "tests/TestModels.h"
 
 #include <gmock/gmock.h>

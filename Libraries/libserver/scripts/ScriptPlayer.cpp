@@ -1,4 +1,4 @@
-#include "server/ScriptPlayer.h"
+#include "scripts/ScriptPlayer.h"
 
 #include <algorithm>
 

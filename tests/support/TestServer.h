@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "server/ScriptedServer.h"
+#include "Server/ScriptedServer.h"
 
 #include <gtest/gtest.h>
 

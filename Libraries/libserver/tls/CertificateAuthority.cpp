@@ -1,6 +1,6 @@
-#include "server/CertificateAuthority.h"
+#include "Server/CertificateAuthority.h"
 
-#include "server/OpenSsl.h"
+#include "Server/OpenSsl.h"
 
 #include <openssl/ec.h>
 #include <openssl/pem.h>

@@ -1,4 +1,4 @@
-#include "server/TlsTransport.h"
+#include "tls/TlsTransport.h"
 
 #include <openssl/err.h>
 #include <openssl/pem.h>

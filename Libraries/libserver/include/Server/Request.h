@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "server/Headers.h"
+#include "Server/Headers.h"
 
 #include <string>
 

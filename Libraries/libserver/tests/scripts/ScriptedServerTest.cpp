@@ -1,6 +1,6 @@
-#include "tests/TestClient.h"
-#include "tests/TestFolder.h"
-#include "tests/TestServer.h"
+#include "support/TestClient.h"
+#include "support/TestFolder.h"
+#include "support/TestServer.h"
 
 #include <gmock/gmock.h>
 

@@ -2,8 +2,8 @@
 
 #pragma once
 
-#include "server/Content.h"
-#include "server/Headers.h"
+#include "Server/Content.h"
+#include "Server/Headers.h"
 
 #include <chrono>
 #include <cstddef>

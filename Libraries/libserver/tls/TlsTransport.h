@@ -2,9 +2,10 @@
 
 #pragma once
 
-#include "server/CertificateAuthority.h"
-#include "server/OpenSsl.h"
-#include "server/Socket.h"
+#include "Server/CertificateAuthority.h"
+#include "Server/OpenSsl.h"
+
+#include "sockets/Socket.h"
 
 #include <exception>
 

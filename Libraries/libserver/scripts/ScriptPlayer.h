@@ -2,8 +2,9 @@
 
 #pragma once
 
-#include "server/Script.h"
-#include "server/Socket.h"
+#include "Server/Script.h"
+
+#include "sockets/Socket.h"
 
 #include <cstdint>
 #include <optional>

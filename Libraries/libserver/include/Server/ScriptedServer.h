@@ -3,9 +3,9 @@
 
 #pragma once
 
-#include "server/CertificateAuthority.h"
-#include "server/Request.h"
-#include "server/Script.h"
+#include "Server/CertificateAuthority.h"
+#include "Server/Request.h"
+#include "Server/Script.h"
 
 #include <chrono>
 #include <cstddef>

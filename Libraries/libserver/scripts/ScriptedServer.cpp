@@ -1,8 +1,8 @@
-#include "server/ScriptedServer.h"
+#include "Server/ScriptedServer.h"
 
-#include "server/RequestReader.h"
-#include "server/ScriptPlayer.h"
-#include "server/TlsTransport.h"
+#include "http/RequestReader.h"
+#include "scripts/ScriptPlayer.h"
+#include "tls/TlsTransport.h"
 
 #include <netinet/in.h>
 #include <poll.h>

@@ -1,4 +1,4 @@
-#include "server/OpenSsl.h"
+#include "Server/OpenSsl.h"
 
 #include <openssl/err.h>
 

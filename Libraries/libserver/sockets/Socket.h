@@ -2,8 +2,9 @@
 
 #pragma once
 
-#include "server/FileDescriptor.h"
-#include "server/Transport.h"
+#include "Server/FileDescriptor.h"
+
+#include "sockets/Transport.h"
 
 #include <chrono>
 #include <string>

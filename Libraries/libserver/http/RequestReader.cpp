@@ -1,4 +1,4 @@
-#include "server/RequestReader.h"
+#include "http/RequestReader.h"
 
 #include <algorithm>
 #include <array>

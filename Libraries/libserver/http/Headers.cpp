@@ -1,4 +1,4 @@
-#include "server/Headers.h"
+#include "Server/Headers.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
-#include "server/Content.h"
+#include "Server/Content.h"
 
-#include "server/FileDescriptor.h"
+#include "Server/FileDescriptor.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -2,8 +2,8 @@
 
 #pragma once
 
-#include "server/FileDescriptor.h"
-#include "server/OpenSsl.h"
+#include "Server/FileDescriptor.h"
+#include "Server/OpenSsl.h"
 
 #include <arpa/inet.h>
 #include <netinet/tcp.h>

@@ -2,8 +2,9 @@
 
 #pragma once
 
-#include "server/Request.h"
-#include "server/Transport.h"
+#include "Server/Request.h"
+
+#include "sockets/Transport.h"
 
 #include <cstddef>
 #include <stdexcept>

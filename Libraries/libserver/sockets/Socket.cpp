@@ -1,4 +1,4 @@
-#include "server/Socket.h"
+#include "sockets/Socket.h"
 
 #include <arpa/inet.h>
 #include <linux/sockios.h>

@@ -1,4 +1,4 @@
-#include "server/Script.h"
+#include "Server/Script.h"
 
 #include <algorithm>
 #include <array>
