@@ -184,7 +184,6 @@ std::ptrdiff_t Tensor<C1, C2, C3, C4, C5, Layout>::GetStride() const noexcept {
 #define LEARNING_TENSOR_FORMAT(C1, C2, C3, C4, C5, LAYOUT)                            \
     template class ModelBase<Tensor<C1, C2, C3, C4, C5, LAYOUT>, C1, C2, C3, C4, C5>; \
     template class Tensor<C1, C2, C3, C4, C5, LAYOUT>;
-LEARNING_FOR_EACH_TENSOR_FORMAT(LEARNING_TENSOR_FORMAT)
-#undef LEARNING_TENSOR_FORMAT
+#include "Learning/TensorFormats.inc"
 
 }  // namespace Raster

@@ -16,10 +16,9 @@ Kernel::Counted<Bitmap<C1, C2, C3, C4, C5>> Bitmap<C1, C2, C3, C4, C5>::CloneEmp
     return empty;
 }
 
-#define RASTER_BITMAP(...)                                      \
+#define RASTER_FORMAT(NAME, CODE, ...)                          \
     template class ModelBase<Bitmap<__VA_ARGS__>, __VA_ARGS__>; \
     template class Bitmap<__VA_ARGS__>;
-RASTER_FOR_EACH_HOST_FORMAT(RASTER_BITMAP)
-#undef RASTER_BITMAP
+#include "Raster/HostFormats.inc"
 
 }  // namespace Raster

@@ -2,7 +2,7 @@
 
 #include "formats/DirectConversions.h"
 #include "formats/FragmentText.h"
-#include "formats/HostFormats.h"
+#include "formats/HostFormatObjects.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "formats/Alpha.cpp"
@@ -13,24 +13,9 @@ HWY_BEFORE_NAMESPACE();
 namespace Raster {
 namespace HWY_NAMESPACE {
 
-void ReadAlpha8(const void* source, float* rgba, std::size_t count) {
-    ReadSpan<ReadPixels<AlphaCodec<std::uint8_t>>>(source, rgba, count);
-}
-void WriteAlpha8(const float* rgba, void* destination, std::size_t count) {
-    WriteSpan<WritePixels<AlphaCodec<std::uint8_t>>>(rgba, destination, count);
-}
-void ReadAlpha16(const void* source, float* rgba, std::size_t count) {
-    ReadSpan<ReadPixels<AlphaCodec<std::uint16_t>>>(source, rgba, count);
-}
-void WriteAlpha16(const float* rgba, void* destination, std::size_t count) {
-    WriteSpan<WritePixels<AlphaCodec<std::uint16_t>>>(rgba, destination, count);
-}
-void ReadAlphaF(const void* source, float* rgba, std::size_t count) {
-    ReadSpan<ReadPixels<AlphaCodec<float>>>(source, rgba, count);
-}
-void WriteAlphaF(const float* rgba, void* destination, std::size_t count) {
-    WriteSpan<WritePixels<AlphaCodec<float>>>(rgba, destination, count);
-}
+RASTER_SPANS(Alpha8, AlphaCodec<std::uint8_t>)
+RASTER_SPANS(Alpha16, AlphaCodec<std::uint16_t>)
+RASTER_SPANS(AlphaF, AlphaCodec<float>)
 
 }  // namespace HWY_NAMESPACE
 }  // namespace Raster
@@ -86,27 +71,17 @@ float ReadMask(__global const uchar* p) { return ClampUnit(*(__global const floa
 
 }  // namespace
 
-constinit const PixelFormat Alpha8Format = MakePixelFormat<Alpha8, X2, X3, X4, X5>(
-    Format::Alpha8, {.read = ReadAlpha8,
-                     .write = WriteAlpha8,
-                     .getSourceFragment = GetFragment<ReadAlpha8Text>,
-                     .getDestFragment = GetFragment<WriteAlpha8Text>,
-                     .getMaskFragment = GetFragment<MaskAlpha8Text>,
-                     .directConversions = IntoAlpha8});
+constinit const PixelFormat Alpha8Format =
+    MakeHostFormat<Format::Alpha8>(WithFragments<ReadAlpha8Text, WriteAlpha8Text, MaskAlpha8Text>(
+        {.read = ReadAlpha8, .write = WriteAlpha8, .directConversions = IntoAlpha8}));
 
-constinit const PixelFormat Alpha16Format = MakePixelFormat<Alpha16, X2, X3, X4, X5>(
-    Format::Alpha16, {.read = ReadAlpha16,
-                      .write = WriteAlpha16,
-                      .getSourceFragment = GetFragment<ReadAlpha16Text>,
-                      .getDestFragment = GetFragment<WriteAlpha16Text>,
-                      .getMaskFragment = GetFragment<MaskAlpha16Text>});
+constinit const PixelFormat Alpha16Format = MakeHostFormat<Format::Alpha16>(
+    WithFragments<ReadAlpha16Text, WriteAlpha16Text, MaskAlpha16Text>(
+        {.read = ReadAlpha16, .write = WriteAlpha16}));
 
-constinit const PixelFormat AlphaFFormat = MakePixelFormat<AlphaF, X2, X3, X4, X5>(
-    Format::AlphaF, {.read = ReadAlphaF,
-                     .write = WriteAlphaF,
-                     .getSourceFragment = GetFragment<ReadAlphaFText>,
-                     .getDestFragment = GetFragment<WriteAlphaFText>,
-                     .getMaskFragment = GetFragment<MaskAlphaFText>});
+constinit const PixelFormat AlphaFFormat =
+    MakeHostFormat<Format::AlphaF>(WithFragments<ReadAlphaFText, WriteAlphaFText, MaskAlphaFText>(
+        {.read = ReadAlphaF, .write = WriteAlphaF}));
 
 }  // namespace Raster
 #endif

@@ -2,7 +2,7 @@
 
 #include "formats/DirectConversions.h"
 #include "formats/FragmentText.h"
-#include "formats/HostFormats.h"
+#include "formats/HostFormatObjects.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "formats/CMYK.cpp"
@@ -13,12 +13,7 @@ HWY_BEFORE_NAMESPACE();
 namespace Raster {
 namespace HWY_NAMESPACE {
 
-void ReadCMYKA8(const void* source, float* rgba, std::size_t count) {
-    ReadSpan<ReadPixels<CMYKA8Codec>>(source, rgba, count);
-}
-void WriteCMYKA8(const float* rgba, void* destination, std::size_t count) {
-    WriteSpan<WritePixels<CMYKA8Codec>>(rgba, destination, count);
-}
+RASTER_SPANS(CMYKA8, CMYKA8Codec)
 
 }  // namespace HWY_NAMESPACE
 }  // namespace Raster
@@ -53,13 +48,8 @@ float ReadMask(__global const uchar* p) { return p[4] / 255.0f; }
 }  // namespace
 
 constinit const PixelFormat CMYKA8Format =
-    MakePixelFormat<Cyan8, Magenta8, Yellow8, Black8, Alpha8>(
-        Format::CMYKA8, {.read = ReadCMYKA8,
-                         .write = WriteCMYKA8,
-                         .getSourceFragment = GetFragment<ReadCMYKA8Text>,
-                         .getDestFragment = GetFragment<WriteCMYKA8Text>,
-                         .getMaskFragment = GetFragment<MaskCMYKA8Text>,
-                         .directConversions = IntoCMYKA8});
+    MakeHostFormat<Format::CMYKA8>(WithFragments<ReadCMYKA8Text, WriteCMYKA8Text, MaskCMYKA8Text>(
+        {.read = ReadCMYKA8, .write = WriteCMYKA8, .directConversions = IntoCMYKA8}));
 
 }  // namespace Raster
 #endif

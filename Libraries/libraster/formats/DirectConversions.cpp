@@ -1,6 +1,6 @@
 #include "formats/DirectConversions.h"
 
-#include "formats/HostFormats.h"
+#include "formats/HostFormatObjects.h"
 
 #include <algorithm>
 #include <type_traits>

@@ -48,4 +48,13 @@ const char* GetFragment(HardwareKernelLanguage language) {
     return language == HardwareKernelLanguage::OpenCL ? Text.data() : nullptr;
 }
 
+/// `rules` with the texts of the host format's source, destination and mask fragment.
+template <const auto& Source, const auto& Destination, const auto& Mask>
+constexpr FormatRules WithFragments(FormatRules rules) noexcept {
+    rules.getSourceFragment = GetFragment<Source>;
+    rules.getDestFragment = GetFragment<Destination>;
+    rules.getMaskFragment = GetFragment<Mask>;
+    return rules;
+}
+
 }  // namespace Raster

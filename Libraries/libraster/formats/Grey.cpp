@@ -2,7 +2,7 @@
 
 #include "formats/DirectConversions.h"
 #include "formats/FragmentText.h"
-#include "formats/HostFormats.h"
+#include "formats/HostFormatObjects.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "formats/Grey.cpp"
@@ -13,18 +13,8 @@ HWY_BEFORE_NAMESPACE();
 namespace Raster {
 namespace HWY_NAMESPACE {
 
-void ReadGreyA8(const void* source, float* rgba, std::size_t count) {
-    ReadSpan<ReadPixels<GreyA8Codec>>(source, rgba, count);
-}
-void WriteGreyA8(const float* rgba, void* destination, std::size_t count) {
-    WriteSpan<WritePixels<GreyA8Codec>>(rgba, destination, count);
-}
-void ReadGreyA16(const void* source, float* rgba, std::size_t count) {
-    ReadSpan<ReadPixels<GreyA16Codec>>(source, rgba, count);
-}
-void WriteGreyA16(const float* rgba, void* destination, std::size_t count) {
-    WriteSpan<WritePixels<GreyA16Codec>>(rgba, destination, count);
-}
+RASTER_SPANS(GreyA8, GreyA8Codec)
+RASTER_SPANS(GreyA16, GreyA16Codec)
 
 }  // namespace HWY_NAMESPACE
 }  // namespace Raster
@@ -74,20 +64,13 @@ float ReadMask(__global const uchar* p) { return ((__global const ushort*)p)[1] 
 
 }  // namespace
 
-constinit const PixelFormat GreyA8Format = MakePixelFormat<Intensity8, Alpha8, X3, X4, X5>(
-    Format::GreyA8, {.read = ReadGreyA8,
-                     .write = WriteGreyA8,
-                     .getSourceFragment = GetFragment<ReadGreyA8Text>,
-                     .getDestFragment = GetFragment<WriteGreyA8Text>,
-                     .getMaskFragment = GetFragment<MaskGreyA8Text>,
-                     .directConversions = IntoGreyA8});
+constinit const PixelFormat GreyA8Format =
+    MakeHostFormat<Format::GreyA8>(WithFragments<ReadGreyA8Text, WriteGreyA8Text, MaskGreyA8Text>(
+        {.read = ReadGreyA8, .write = WriteGreyA8, .directConversions = IntoGreyA8}));
 
-constinit const PixelFormat GreyA16Format = MakePixelFormat<Intensity16, Alpha16, X3, X4, X5>(
-    Format::GreyA16, {.read = ReadGreyA16,
-                      .write = WriteGreyA16,
-                      .getSourceFragment = GetFragment<ReadGreyA16Text>,
-                      .getDestFragment = GetFragment<WriteGreyA16Text>,
-                      .getMaskFragment = GetFragment<MaskGreyA16Text>});
+constinit const PixelFormat GreyA16Format = MakeHostFormat<Format::GreyA16>(
+    WithFragments<ReadGreyA16Text, WriteGreyA16Text, MaskGreyA16Text>(
+        {.read = ReadGreyA16, .write = WriteGreyA16}));
 
 }  // namespace Raster
 #endif

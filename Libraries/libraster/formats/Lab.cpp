@@ -1,7 +1,7 @@
 #include "Raster/ChannelParams.h"
 
 #include "formats/FragmentText.h"
-#include "formats/HostFormats.h"
+#include "formats/HostFormatObjects.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "formats/Lab.cpp"
@@ -12,12 +12,7 @@ HWY_BEFORE_NAMESPACE();
 namespace Raster {
 namespace HWY_NAMESPACE {
 
-void ReadLabA16(const void* source, float* rgba, std::size_t count) {
-    ReadSpan<ReadPixels<LabA16Codec>>(source, rgba, count);
-}
-void WriteLabA16(const float* rgba, void* destination, std::size_t count) {
-    WriteSpan<WritePixels<LabA16Codec>>(rgba, destination, count);
-}
+RASTER_SPANS(LabA16, LabA16Codec)
 
 }  // namespace HWY_NAMESPACE
 }  // namespace Raster
@@ -102,12 +97,8 @@ float ReadMask(__global const uchar* p) { return ((__global const ushort*)p)[3] 
 }  // namespace
 
 constinit const PixelFormat LabA16Format =
-    MakePixelFormat<Lightness16, AOpponent16, BOpponent16, Alpha16, X5>(
-        Format::LabA16, {.read = ReadLabA16,
-                         .write = WriteLabA16,
-                         .getSourceFragment = GetFragment<ReadLabA16Text>,
-                         .getDestFragment = GetFragment<WriteLabA16Text>,
-                         .getMaskFragment = GetFragment<MaskLabA16Text>});
+    MakeHostFormat<Format::LabA16>(WithFragments<ReadLabA16Text, WriteLabA16Text, MaskLabA16Text>(
+        {.read = ReadLabA16, .write = WriteLabA16}));
 
 }  // namespace Raster
 #endif

@@ -2,7 +2,7 @@
 
 #include "formats/DirectConversions.h"
 #include "formats/FragmentText.h"
-#include "formats/HostFormats.h"
+#include "formats/HostFormatObjects.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "formats/RGBA.cpp"
@@ -164,30 +164,19 @@ float ReadMask(__global const uchar* p) { return ClampUnit(((__global const floa
 
 }  // namespace
 
-constinit const PixelFormat RGBA8Format = MakePixelFormat<Red8, Green8, Blue8, Alpha8, X5>(
-    Format::RGBA8, {.read = ReadRGBA8,
-                    .write = WriteRGBA8,
-                    .getSourceFragment = GetFragment<ReadRGBA8Text>,
-                    .getDestFragment = GetFragment<WriteRGBA8Text>,
-                    .getMaskFragment = GetFragment<MaskRGBA8Text>,
-                    .directConversions = IntoRGBA8,
-                    .blendRows = BlendRowsRGBA8});
+constinit const PixelFormat RGBA8Format = MakeHostFormat<Format::RGBA8>(
+    WithFragments<ReadRGBA8Text, WriteRGBA8Text, MaskRGBA8Text>({.read = ReadRGBA8,
+                                                                 .write = WriteRGBA8,
+                                                                 .directConversions = IntoRGBA8,
+                                                                 .blendRows = BlendRowsRGBA8}));
 
-constinit const PixelFormat RGBA16Format = MakePixelFormat<Red16, Green16, Blue16, Alpha16, X5>(
-    Format::RGBA16, {.read = ReadRGBA16,
-                     .write = WriteRGBA16,
-                     .getSourceFragment = GetFragment<ReadRGBA16Text>,
-                     .getDestFragment = GetFragment<WriteRGBA16Text>,
-                     .getMaskFragment = GetFragment<MaskRGBA16Text>,
-                     .directConversions = IntoRGBA16});
+constinit const PixelFormat RGBA16Format =
+    MakeHostFormat<Format::RGBA16>(WithFragments<ReadRGBA16Text, WriteRGBA16Text, MaskRGBA16Text>(
+        {.read = ReadRGBA16, .write = WriteRGBA16, .directConversions = IntoRGBA16}));
 
-constinit const PixelFormat RGBAFFormat = MakePixelFormat<RedUF, GreenUF, BlueUF, AlphaF, X5>(
-    Format::RGBAF, {.read = ReadRGBAF,
-                    .write = WriteRGBAF,
-                    .getSourceFragment = GetFragment<ReadRGBAFText>,
-                    .getDestFragment = GetFragment<WriteRGBAFText>,
-                    .getMaskFragment = GetFragment<MaskRGBAFText>,
-                    .directConversions = IntoRGBAF});
+constinit const PixelFormat RGBAFFormat =
+    MakeHostFormat<Format::RGBAF>(WithFragments<ReadRGBAFText, WriteRGBAFText, MaskRGBAFText>(
+        {.read = ReadRGBAF, .write = WriteRGBAF, .directConversions = IntoRGBAF}));
 
 }  // namespace Raster
 #endif

@@ -69,6 +69,16 @@ HWY_INLINE void WriteSpan(const float* rgba, void* destination, std::size_t coun
                        static_cast<std::byte*>(destination), count);
 }
 
+// The reader and the writer of a format by its codec, to be given to RASTER_DISPATCH_SPANS().
+#undef RASTER_SPANS
+#define RASTER_SPANS(FORMAT, CODEC)                                               \
+    void Read##FORMAT(const void* source, float* rgba, std::size_t count) {       \
+        ReadSpan<ReadPixels<CODEC>>(source, rgba, count);                         \
+    }                                                                             \
+    void Write##FORMAT(const float* rgba, void* destination, std::size_t count) { \
+        WriteSpan<WritePixels<CODEC>>(rgba, destination, count);                  \
+    }
+
 }  // namespace HWY_NAMESPACE
 }  // namespace Raster
 HWY_AFTER_NAMESPACE();

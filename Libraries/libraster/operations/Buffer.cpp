@@ -59,10 +59,9 @@ ConstPixelView Buffer<C1, C2, C3, C4, C5>::GetHostView() const noexcept {
             &GetPixelFormat()};
 }
 
-#define RASTER_BUFFER(...)                                      \
+#define RASTER_FORMAT(NAME, CODE, ...)                          \
     template class ModelBase<Buffer<__VA_ARGS__>, __VA_ARGS__>; \
     template class Buffer<__VA_ARGS__>;
-RASTER_FOR_EACH_HOST_FORMAT(RASTER_BUFFER)
-#undef RASTER_BUFFER
+#include "Raster/HostFormats.inc"
 
 }  // namespace Raster

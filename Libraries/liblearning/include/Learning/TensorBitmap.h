@@ -19,7 +19,8 @@ struct CHW;
 struct HWC;
 
 /// A bitmap over a Learning::Tensor: what a pipeline writes into it a model reads, and the other
-/// way round. One of twelve formats, see the list below; values pass unchanged, nothing is clamped.
+/// way round. One of the twelve formats of Learning/TensorFormats.inc; values pass unchanged,
+/// nothing is clamped.
 ///
 /// The layout says only which dimensions are width and height. Deliberate: it does not say where
 /// the samples of a pixel lie. Pixel i has the tensor's elements k i to k i + k - 1, k being the
@@ -74,27 +75,11 @@ private:
     int m_height = 0;
 };
 
-/// Expands APPLY(C1, C2, C3, C4, C5, Layout) for each format.
-#define LEARNING_FOR_EACH_TENSOR_FORMAT(APPLY)                                \
-    APPLY(RedF, GreenF, BlueF, X4, X5, CHW)                                   \
-    APPLY(RedF, GreenF, BlueF, X4, X5, HWC)                                   \
-    APPLY(RedF, GreenF, BlueF, AlphaF, X5, CHW)                               \
-    APPLY(RedF, GreenF, BlueF, AlphaF, X5, HWC)                               \
-    APPLY(RedUF, GreenUF, BlueUF, X4, X5, CHW)                                \
-    APPLY(RedUF, GreenUF, BlueUF, X4, X5, HWC)                                \
-    APPLY(IntensityF, X2, X3, X4, X5, CHW)                                    \
-    APPLY(IntensityF, X2, X3, X4, X5, HWC)                                    \
-    APPLY(LightnessF, AOpponentF, BOpponentF, X4, X5, CHW)                    \
-    APPLY(LightnessF, AOpponentF, BOpponentF, X4, X5, HWC)                    \
-    APPLY(ChannelOneUF, ChannelTwoUF, ChannelThreeUF, ChannelFourUF, X5, CHW) \
-    APPLY(ChannelOneUF, ChannelTwoUF, ChannelThreeUF, ChannelFourUF, X5, HWC)
-
 // In this order: the base is instantiated with the class itself.
 #define LEARNING_TENSOR_FORMAT(C1, C2, C3, C4, C5, LAYOUT)                 \
     extern template class LEARNING_API                                     \
         ModelBase<Tensor<C1, C2, C3, C4, C5, LAYOUT>, C1, C2, C3, C4, C5>; \
     extern template class LEARNING_API Tensor<C1, C2, C3, C4, C5, LAYOUT>;
-LEARNING_FOR_EACH_TENSOR_FORMAT(LEARNING_TENSOR_FORMAT)
-#undef LEARNING_TENSOR_FORMAT
+#include "Learning/TensorFormats.inc"
 
 }  // namespace Raster

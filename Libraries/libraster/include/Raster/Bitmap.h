@@ -4,7 +4,6 @@
 
 #include "Raster/DynamicBitmap.h"
 #include "Raster/FormatTraits.h"
-#include "Raster/HostFormats.h"
 #include "Raster/ModelBase.h"
 #include "Raster/Pixel.h"
 
@@ -63,10 +62,9 @@ public:
 };
 
 // In this order: the base is instantiated with the class itself.
-#define RASTER_BITMAP(...)                                                        \
+#define RASTER_FORMAT(NAME, CODE, ...)                                            \
     extern template class RASTER_API ModelBase<Bitmap<__VA_ARGS__>, __VA_ARGS__>; \
     extern template class RASTER_API Bitmap<__VA_ARGS__>;
-RASTER_FOR_EACH_HOST_FORMAT(RASTER_BITMAP)
-#undef RASTER_BITMAP
+#include "Raster/HostFormats.inc"
 
 }  // namespace Raster

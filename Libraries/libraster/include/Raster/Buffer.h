@@ -3,7 +3,6 @@
 #pragma once
 
 #include "Raster/FormatTraits.h"
-#include "Raster/HostFormats.h"
 #include "Raster/ModelBase.h"
 #include "Raster/Pipeline.h"
 #include "Raster/Pixel.h"
@@ -56,10 +55,9 @@ private:
 };
 
 // In this order: the base is instantiated with the class itself.
-#define RASTER_BUFFER(...)                                                        \
+#define RASTER_FORMAT(NAME, CODE, ...)                                            \
     extern template class RASTER_API ModelBase<Buffer<__VA_ARGS__>, __VA_ARGS__>; \
     extern template class RASTER_API Buffer<__VA_ARGS__>;
-RASTER_FOR_EACH_HOST_FORMAT(RASTER_BUFFER)
-#undef RASTER_BUFFER
+#include "Raster/HostFormats.inc"
 
 }  // namespace Raster

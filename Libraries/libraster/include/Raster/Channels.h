@@ -8,40 +8,6 @@
 
 namespace Raster {
 
-// The suffix tells how a sample is stored: 8 and 16 are unsigned integers whose full range stands
-// for 0..1, F is a float, UF a float that is meant to lie in 0..1.
-struct Red8 {};
-struct Green8 {};
-struct Blue8 {};
-struct Alpha8 {};
-struct Red16 {};
-struct Green16 {};
-struct Blue16 {};
-struct Alpha16 {};
-struct RedF {};
-struct GreenF {};
-struct BlueF {};
-struct AlphaF {};
-struct RedUF {};
-struct GreenUF {};
-struct BlueUF {};
-struct Intensity8 {};
-struct Intensity16 {};
-struct IntensityF {};
-struct Cyan8 {};
-struct Magenta8 {};
-struct Yellow8 {};
-struct Black8 {};
-struct Lightness16 {};
-struct AOpponent16 {};
-struct BOpponent16 {};
-struct LightnessF {};
-struct AOpponentF {};
-struct BOpponentF {};
-struct ChannelOneUF {};
-struct ChannelTwoUF {};
-struct ChannelThreeUF {};
-struct ChannelFourUF {};
 // They fill a list of channels up to five and take no storage.
 struct X2 {};
 struct X3 {};
@@ -67,8 +33,11 @@ struct RealChannel {
     static constexpr bool IsReal = true;
 };
 
-// One line for each channel, which no function could give: a class of its own with four constants.
+// A row for each channel: its type, and its traits. The suffix tells how a sample is stored: 8 and
+// 16 are unsigned integers whose full range stands for 0..1, F is a float, UF a float that is meant
+// to lie in 0..1. A macro, since no template can declare a type by name.
 #define RASTER_CHANNEL(TYPE, SAMPLE, NAME, ROLE, R, G, B)                    \
+    struct TYPE {};                                                          \
     template <>                                                              \
     struct ChannelTraits<TYPE> : RealChannel<SAMPLE> {                       \
         static constexpr std::string_view Name = NAME;                       \

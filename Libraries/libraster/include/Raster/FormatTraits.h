@@ -2,7 +2,6 @@
 
 #pragma once
 
-#include "Raster/HostFormats.h"
 #include "Raster/PixelFormat.h"
 
 namespace Raster {
@@ -14,12 +13,11 @@ template <class C1, class C2, class C3, class C4, class C5>
 struct FormatTraits;
 
 // The one thing that can differ is the object, which lives in the library.
-#define RASTER_HOST_FORMAT(...)                              \
+#define RASTER_FORMAT(NAME, CODE, ...)                       \
     template <>                                              \
     struct RASTER_API FormatTraits<__VA_ARGS__> {            \
         static const PixelFormat& GetPixelFormat() noexcept; \
     };
-RASTER_FOR_EACH_HOST_FORMAT(RASTER_HOST_FORMAT)
-#undef RASTER_HOST_FORMAT
+#include "Raster/HostFormats.inc"
 
 }  // namespace Raster

@@ -11,19 +11,12 @@
 
 namespace Raster {
 
-/// The run-time code of a pixel format.
+/// The run-time code of a pixel format; Raster/HostFormats.inc tells how their pixels lie in
+/// memory.
 enum class Format : std::uint8_t {
-    RGBA8 = 0,
-    RGBA16 = 1,
-    RGBAF = 2,
-    GreyA8 = 3,
-    GreyA16 = 4,
-    CMYKA8 = 5,
-    LabA16 = 6,
-    Alpha8 = 7,
+#define RASTER_FORMAT(NAME, CODE, ...) NAME = CODE,
+#include "Raster/HostFormats.inc"
     Tensor = 8,  // all formats over tensors and those that hosts add: the objects tell them apart
-    Alpha16 = 9,
-    AlphaF = 10,
 };
 
 /// In which language a device takes its kernels.

@@ -22,9 +22,10 @@ using Bytes = std::vector<std::byte>;
 const PixelFormat* const RGBA8 = &GetPixelFormat(Format::RGBA8);
 const PixelFormat* const Lab = &GetPixelFormat(Format::LabA16);
 
-#define RASTER_FORMAT(...) &FormatTraits<__VA_ARGS__>::GetPixelFormat(),
-const std::vector<const PixelFormat*> Formats{RASTER_FOR_EACH_HOST_FORMAT(RASTER_FORMAT)};
-#undef RASTER_FORMAT
+const std::vector<const PixelFormat*> Formats{
+#define RASTER_FORMAT(NAME, CODE, ...) &FormatTraits<__VA_ARGS__>::GetPixelFormat(),
+#include "Raster/HostFormats.inc"
+};
 
 /// Calls `test` with each instruction set in turn.
 template <class Test>
