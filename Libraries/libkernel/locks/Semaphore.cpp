@@ -1,6 +1,6 @@
 #include "Kernel/Semaphore.h"
 
-#include "time/Clock.h"
+#include "time/CurrentClock.h"
 
 #include <algorithm>
 
@@ -28,7 +28,7 @@ void Semaphore::Wait() {
 }
 
 bool Semaphore::WaitFor(std::chrono::milliseconds timeout) {
-    Testing::Clock& clock = GetClock();
+    Clock& clock = GetClock();
     const std::chrono::nanoseconds end = clock.GetNow() + std::clamp(timeout, Shortest, Longest);
     std::unique_lock lock(m_mutex);
     while (m_count == 0) {

@@ -1,6 +1,6 @@
 #include "Kernel/Testing.h"
 
-#include "time/Clock.h"
+#include "time/CurrentClock.h"
 
 #include <iterator>
 #include <thread>
@@ -14,8 +14,6 @@ std::chrono::nanoseconds Scale(std::chrono::nanoseconds duration, double factor)
 }
 
 }  // namespace
-
-Clock::~Clock() = default;
 
 ScopedClock::ScopedClock(Clock& clock) : m_previous(ExchangeClock(clock)) {}
 

@@ -3,9 +3,9 @@
 #include "Kernel/Diagnostics.h"
 #include "Kernel/NeverDestroyed.h"
 
-#include "time/Clock.h"
 #include "threads/CurrentThread.h"
 #include "threads/LoopPool.h"
+#include "time/CurrentClock.h"
 
 #include <algorithm>
 #include <thread>

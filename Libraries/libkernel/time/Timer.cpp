@@ -1,6 +1,6 @@
 #include "Kernel/Timer.h"
 
-#include "time/Clock.h"
+#include "time/CurrentClock.h"
 
 namespace Kernel {
 

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "Kernel/Clock.h"
 #include "Kernel/Counted.h"
 #include "Kernel/CriticalSection.h"
 #include "Kernel/Diagnostics.h"
@@ -16,19 +17,6 @@
 #include <vector>
 
 namespace Kernel::Testing {
-
-/// What timers, sleeps and timed waits ask for the time.
-class KERNEL_API Clock {
-public:
-    virtual ~Clock();
-
-    /// Time since some fixed moment; never goes back.
-    virtual std::chrono::nanoseconds GetNow() = 0;
-    virtual void Sleep(std::chrono::nanoseconds duration) = 0;
-    /// Waits on `condition` for at most `timeout`. May return early for no reason.
-    virtual void WaitFor(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
-                         std::chrono::nanoseconds timeout) = 0;
-};
 
 /// Makes `clock` the clock of the whole process for as long as this object lives. Nothing may be
 /// sleeping or in a timed wait when it comes or goes.

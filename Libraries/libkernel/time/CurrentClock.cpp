@@ -1,4 +1,4 @@
-#include "time/Clock.h"
+#include "time/CurrentClock.h"
 
 #include "Kernel/NeverDestroyed.h"
 
@@ -9,7 +9,7 @@ namespace Kernel {
 
 namespace {
 
-class SystemClock : public Testing::Clock {
+class SystemClock : public Clock {
 public:
     std::chrono::nanoseconds GetNow() override {
         return std::chrono::steady_clock::now().time_since_epoch();
@@ -23,19 +23,21 @@ public:
     }
 };
 
-std::atomic<Testing::Clock*>& CurrentClock() noexcept {
+std::atomic<Clock*>& CurrentClock() noexcept {
     static NeverDestroyed<SystemClock> system;  // tasks may still run while the process exits
-    static std::atomic<Testing::Clock*> current{&*system};
+    static std::atomic<Clock*> current{&*system};
     return current;
 }
 
 }  // namespace
 
-Testing::Clock& GetClock() noexcept {
+Clock::~Clock() = default;
+
+Clock& GetClock() noexcept {
     return *CurrentClock().load(std::memory_order_acquire);
 }
 
-Testing::Clock& ExchangeClock(Testing::Clock& clock) noexcept {
+Clock& ExchangeClock(Clock& clock) noexcept {
     return *CurrentClock().exchange(&clock, std::memory_order_acq_rel);
 }
 

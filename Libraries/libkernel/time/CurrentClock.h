@@ -1,15 +1,15 @@
-// The clock behind timers, sleeps and timed waits.
+// Which clock the process uses.
 
 #pragma once
 
-#include "Kernel/Testing.h"
+#include "Kernel/Clock.h"
 
 namespace Kernel {
 
 /// The clock to ask: the system's, unless a test has put its own in its place.
-Testing::Clock& GetClock() noexcept;
+Clock& GetClock() noexcept;
 
 /// Makes `clock` the one that GetClock() returns, and returns the one that was.
-Testing::Clock& ExchangeClock(Testing::Clock& clock) noexcept;
+Clock& ExchangeClock(Clock& clock) noexcept;
 
 }  // namespace Kernel
