@@ -20,6 +20,7 @@
 #include "Learning/TensorBitmap.h"
 #include "Learning/TensorImages.h"
 #include "Network/DownloadCache.h"
+#include "Network/Http.h"
 #include "Network/Routes.h"
 #include "Network/Settings.h"
 #include "Raster/Bitmap.h"

@@ -3,6 +3,7 @@
 #include "Kernel/FileSystem.h"
 #include "Kernel/Semaphore.h"
 #include "Learning/ModelCache.h"
+#include "Network/Http.h"
 
 #include "modelcache/PackageInstaller.h"
 

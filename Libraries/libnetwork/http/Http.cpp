@@ -78,8 +78,6 @@ private:
 
 }  // namespace
 
-Exception::~Exception() = default;
-
 Response DoRequest(const Request& request, bool throwsOnFailure) {
     Response response = Perform(request, {});
     if (throwsOnFailure && !response.failure.empty()) {

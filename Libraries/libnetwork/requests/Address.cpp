@@ -2,6 +2,7 @@
 
 #include "Kernel/Format.h"
 #include "Kernel/Utf.h"
+#include "Network/HttpException.h"
 
 #include <algorithm>
 #include <new>

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "Network/Http.h"
+#include "Network/HttpRequest.h"
 
 #include "curl/Curl.h"
 

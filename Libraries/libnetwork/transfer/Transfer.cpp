@@ -1,6 +1,7 @@
 #include "transfer/Transfer.h"
 
 #include "Kernel/Format.h"
+#include "Network/HttpException.h"
 
 #include "requests/Address.h"
 #include "settings/TransferSettings.h"

@@ -2,7 +2,9 @@
 
 #pragma once
 
-#include "Network/Http.h"
+#include "Network/HttpHandlers.h"
+#include "Network/HttpProgress.h"
+#include "Network/HttpRequest.h"
 
 #include "curl/Curl.h"
 

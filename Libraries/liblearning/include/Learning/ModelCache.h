@@ -7,7 +7,7 @@
 #include "Kernel/String.h"
 #include "Learning/Export.h"
 #include "Learning/Model.h"
-#include "Network/Http.h"
+#include "Network/HttpProgress.h"
 
 #include <atomic>
 #include <cstdint>

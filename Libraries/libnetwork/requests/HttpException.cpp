@@ -1,0 +1,7 @@
+#include "Network/HttpException.h"
+
+namespace Network::Http {
+
+Exception::~Exception() = default;
+
+}  // namespace Network::Http
