@@ -1,7 +1,6 @@
 #include "Kernel/Dispatch.h"
 #include "Kernel/Testing.h"
 #include "Raster/Bitmap.h"
-#include "Raster/Buffer.h"
 #include "Raster/ICCManager.h"
 #include "Raster/PixelAccessor.h"
 
@@ -220,16 +219,6 @@ TEST(Corruptions, AreSamplesThatAreNoNumbers) {
     EXPECT_EQ(bitmap.CheckForCorruptions(true), Kernel::FixCorruptionsResult::Damaged);
     EXPECT_EQ(bitmap.FixCorruptions(), Kernel::FixCorruptionsResult::Repaired);
     EXPECT_THAT(std::span(last, 3), testing::ElementsAre(2, 0, 0));
-}
-
-TEST(Buffer, HoldsThePixelsOfABitmapWithoutGaps) {
-    ColourBitmap bitmap(3, 2);
-    Fill(PixelAccessor(bitmap).GetView(), std::byte{255});
-    const auto buffer = Buffer<Intensity16, Alpha16, X3, X4, X5>::CreateFromBitmap(bitmap);
-    EXPECT_EQ(buffer->GetHostView().stride, 12);
-    EXPECT_EQ(buffer->GetRow(1).data(), &buffer->GetPixels()[3]);
-    EXPECT_EQ(buffer->GetPixels()[5].Get<Alpha16>(), 65535);
-    EXPECT_THROW((Buffer<Alpha8, X2, X3, X4, X5>(1, -1)), std::invalid_argument);
 }
 
 }  // namespace

@@ -2,9 +2,9 @@
 
 #include "codecs/Decoder.h"
 #include "colour/Lcms.h"
+#include "tests/formats/InstructionSets.h"
 
 #include <gtest/gtest.h>
-#include <hwy/targets.h>
 
 #include <algorithm>
 #include <cmath>
@@ -13,7 +13,7 @@
 #include <thread>
 #include <tuple>
 
-namespace Raster {
+namespace Raster::Testing {
 namespace {
 
 using Profile = Kernel::Consolidated<ICCProfile>;
@@ -138,19 +138,15 @@ TEST(Conversion, HasTheSameBytesOnEveryInstructionSetInSpansOfAnySize) {
     EXPECT_EQ(expected.values[0], -expected.values[4]);
     EXPECT_EQ(expected.values[3], 0.3f);
     EXPECT_GT(expected.values[8], 7);
-    for (std::int64_t targets = hwy::SupportedTargets(); targets != 0; targets &= targets - 1) {
-        hwy::SetSupportedTargetsForTest(targets & -targets);
-        hwy::GetChosenTarget().DeInit();
+    ForTargets([&] {
         for (const std::size_t size : {1U, 5U, 31U, 128U}) {
             Span result = colours;
             for (std::size_t i = 0; i < SpanSize; i += size) {
                 stage->Apply(result.values.data() + i * 4, std::min(size, SpanSize - i));
             }
-            EXPECT_EQ(std::memcmp(&result, &expected, sizeof(Span)), 0) << targets << " " << size;
+            EXPECT_EQ(std::memcmp(&result, &expected, sizeof(Span)), 0) << size;
         }
-    }
-    hwy::SetSupportedTargetsForTest(0);
-    hwy::GetChosenTarget().DeInit();
+    });
 }
 
 TEST(Conversion, TakesOtherColoursForSRGB) {
@@ -234,4 +230,4 @@ TEST(LabFormat, IsThatOfLcms) {
 }
 
 }  // namespace
-}  // namespace Raster
+}  // namespace Raster::Testing

@@ -2,18 +2,18 @@
 
 #include "Raster/FormatTraits.h"
 
-#include "bitmaps/AlphaScan.h"
 #include "formats/DirectConversions.h"
+#include "tests/formats/EveryFormat.h"
+#include "tests/formats/InstructionSets.h"
 
 #include <gtest/gtest.h>
-#include <hwy/targets.h>
 
 #include <bit>
 #include <cmath>
 #include <cstring>
 #include <random>
 
-namespace Raster {
+namespace Raster::Testing {
 namespace {
 
 using Colour = std::array<float, 4>;
@@ -21,24 +21,6 @@ using Bytes = std::vector<std::byte>;
 
 const PixelFormat* const RGBA8 = &GetPixelFormat(Format::RGBA8);
 const PixelFormat* const Lab = &GetPixelFormat(Format::LabA16);
-
-const std::vector<const PixelFormat*> Formats{
-#define RASTER_FORMAT(NAME, CODE, ...) &FormatTraits<__VA_ARGS__>::GetPixelFormat(),
-#include "Raster/HostFormats.inc"
-};
-
-/// Calls `test` with each instruction set in turn.
-template <class Test>
-void ForTargets(Test test) {
-    for (const std::int64_t target : hwy::SupportedAndGeneratedTargets()) {
-        hwy::SetSupportedTargetsForTest(target);
-        hwy::GetChosenTarget().Update(hwy::SupportedTargets());
-        SCOPED_TRACE(hwy::TargetName(target));
-        test();
-    }
-    hwy::SetSupportedTargetsForTest(0);
-    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
-}
 
 constexpr auto Unit = [](float x) { return x > 0 ? std::min(x, 1.0f) : 0.0f; };
 constexpr auto Largest = [](const PixelFormat& f) { return f.sampleSize == 1 ? 255.0f : 65535.0f; };
@@ -105,7 +87,7 @@ std::vector<Colour> MakeColours() {
 
 TEST(Format, ReadsAndWritesAsDefined) {
     const std::vector<Colour> colours = MakeColours();
-    for (const PixelFormat* const each : Formats) {
+    for (const PixelFormat* const each : GetHostFormats()) {
         const PixelFormat& format = *each;
         EXPECT_EQ(&GetPixelFormat(format.code), each);
         const Bytes pixels = MakePixels(format, colours.size());
@@ -149,7 +131,7 @@ TEST(Format, ConvertsBlocksAsThroughTheIntermediate) {
         }
     };
     ForTargets([&] {
-        for (const PixelFormat* const each : Formats) {
+        for (const PixelFormat* const each : GetHostFormats()) {
             const PixelFormat& to = *each;
             for (const DirectConversion& direct : to.directConversions) {
                 check(*direct.source, to, Width, direct.convert);
@@ -226,33 +208,6 @@ TEST(Format, BlendsRowsMultipliedByAlpha) {
     }
 }
 
-TEST(Format, FindsBoxesByAlpha) {
-    std::mt19937 random(5);
-    const auto below = [&](int limit) { return static_cast<int>(random() >> 8) % limit; };
-    for (int run = 0; run < 500; ++run) {
-        const PixelFormat& format = *Formats[static_cast<std::size_t>(run) % Formats.size()];
-        const bool isInverse = below(2) != 0;
-        const int width = below(150), height = below(9), rarity = 1 + below(2000);
-        Rect box = isInverse ? EmptyRect : Rect{};
-        for (int i = 0; i < width * height; ++i) {
-            const bool isWanted = below(rarity) == 0;  // no number is neither visible nor opaque
-            rgba[i] = {1, 1, 1, isWanted == isInverse ? NAN : isInverse ? 1.0f : 0.01f};
-            if (isWanted) {
-                const int x = i % width, y = i / width;
-                box = box.IsEmpty()
-                          ? Rect{x, y, x + 1, y + 1}
-                          : Rect{std::min(box.left, x), box.top, std::max(box.right, x + 1), y + 1};
-            }
-        }
-        Bytes pixels(1500 * format.GetPixelSize() + 1);
-        format.write(rgba->data(), &pixels[1], static_cast<std::size_t>(width * height));
-        const int stride = static_cast<int>(format.GetPixelSize()) * width;
-        const ConstPixelView view{&pixels[1], stride, width, height, &format};
-        const auto find = isInverse ? FindInverseAlphaBox : FindAlphaBox;
-        ForTargets([&] { EXPECT_EQ(find(view), box); });
-    }
-}
-
 TEST(Channels, AreDescribed) {
     EXPECT_EQ(DescribeChannels("Kind", RGBA8->channels), "Kind<Red8,Green8,Blue8,Alpha8,Empty>");
     const auto params = MakeChannelParams(RGBA8->channels);
@@ -265,4 +220,4 @@ TEST(Channels, AreDescribed) {
 }
 
 }  // namespace
-}  // namespace Raster
+}  // namespace Raster::Testing

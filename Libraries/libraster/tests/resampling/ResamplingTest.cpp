@@ -1,8 +1,9 @@
 #include "Raster/DynamicBitmap.h"
 #include "Raster/Rendering.h"
 
+#include "tests/formats/InstructionSets.h"
+
 #include <gtest/gtest.h>
-#include <hwy/targets.h>
 
 #include <algorithm>
 #include <array>
@@ -11,7 +12,7 @@
 #include <random>
 #include <vector>
 
-namespace Raster {
+namespace Raster::Testing {
 namespace {
 
 using Params = AffineTransform::Params;
@@ -93,11 +94,7 @@ BitmapPointer Map(const DynamicBitmap& source, const Params& transform, Sampler 
 
 class Resampling : public testing::TestWithParam<Sampler> {
 protected:
-    ~Resampling() override { UseTarget(0); }
-    static void UseTarget(std::int64_t target) {
-        hwy::SetSupportedTargetsForTest(target);
-        hwy::GetChosenTarget().Update(hwy::SupportedTargets());
-    }
+    ~Resampling() override { UseTargets(0); }
 };
 
 TEST_P(Resampling, GivesTheSameHoweverItIsCutAndWhateverTheInstructions) {
@@ -108,11 +105,11 @@ TEST_P(Resampling, GivesTheSameHoweverItIsCutAndWhateverTheInstructions) {
     for (const Format format : {Format::RGBA8, Format::RGBAF}) {
         const auto source = MakeNoise(250, 240, GetPixelFormat(format));
         for (const Params& map : Maps) {
-            UseTarget(0);
+            UseTargets(0);
             const auto whole = Map(*source, map, GetParam());
             EXPECT_TRUE(Map(*source, map, GetParam(), cuts)->IsEqual(*whole)) << map.xx;
             for (const std::int64_t target : hwy::SupportedAndGeneratedTargets()) {
-                UseTarget(target);
+                UseTargets(target);
                 EXPECT_TRUE(Map(*source, map, GetParam())->IsEqual(*whole)) << target << map.xx;
             }
         }
@@ -230,4 +227,4 @@ INSTANTIATE_TEST_SUITE_P(All, Resampling,
                                          Sampler::Lanczos, Sampler::Area));
 
 }  // namespace
-}  // namespace Raster
+}  // namespace Raster::Testing

@@ -1,0 +1,24 @@
+#include "Raster/Bitmap.h"
+#include "Raster/Buffer.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace Raster {
+namespace {
+
+TEST(Buffer, HoldsThePixelsOfABitmapWithoutGaps) {
+    Bitmap<Red8, Green8, Blue8, Alpha8, X5> bitmap(3, 2);
+    const PixelView view = bitmap.GetHostView();
+    std::fill_n(view.pixels, view.stride * view.height, std::byte{255});
+    const auto buffer = Buffer<Intensity16, Alpha16, X3, X4, X5>::CreateFromBitmap(bitmap);
+    EXPECT_EQ(buffer->GetHostView().stride, 12);
+    EXPECT_EQ(buffer->GetRow(1).data(), &buffer->GetPixels()[3]);
+    EXPECT_EQ(buffer->GetPixels()[5].Get<Alpha16>(), 65535);
+    EXPECT_THROW((Buffer<Alpha8, X2, X3, X4, X5>(1, -1)), std::invalid_argument);
+}
+
+}  // namespace
+}  // namespace Raster
