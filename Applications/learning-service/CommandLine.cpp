@@ -45,7 +45,7 @@ void AddServerOptions(CLI::App& app, Settings& settings) {
             ->type_name("FILE")
             ->needs(https);
     https->needs(certificate);
-    using Flaw = CertificateAuthority::Flaw;
+    using Flaw = Server::CertificateAuthority::Flaw;
     const std::map<std::string, Flaw> flaws{{"wrong-name", Flaw::WrongName},
                                             {"expired", Flaw::Expired},
                                             {"self-signed", Flaw::SelfSigned}};

@@ -15,31 +15,32 @@ LocalService::LocalService(const Settings& settings, std::ostream& out,
     GetFaults();  // so that a mistake in the file shows at once
     m_router.Mount("/", std::make_unique<PackageOperation>(settings.packages));
     if (settings.httpsPort) {
-        const CertificateAuthority authority;
+        const Server::CertificateAuthority authority;
         authority.WriteCertificate(settings.certificate);
         m_https = Serve(*settings.httpsPort, authority.Issue(settings.flaw));
     }
     m_http = Serve(settings.port, {});
 }
 
-std::unique_ptr<ScriptedServer> LocalService::Serve(int port, std::optional<Identity> identity) {
-    ScriptedServer::Options options;
+std::unique_ptr<Server::ScriptedServer> LocalService::Serve(
+    int port, std::optional<Server::Identity> identity) {
+    Server::ScriptedServer::Options options;
     options.port = port;
     options.identity = std::move(identity);
     options.greeting = [this](int) { return Greet(); };
-    options.observer = [this](const Exchange& exchange) { Observe(exchange); };
+    options.observer = [this](const Server::Exchange& exchange) { Observe(exchange); };
     options.maxRecorded = 0;
-    return std::make_unique<ScriptedServer>(
-        std::move(options), [this](const Request& request) { return Answer(request); });
+    return std::make_unique<Server::ScriptedServer>(
+        std::move(options), [this](const Server::Request& request) { return Answer(request); });
 }
 
-Script LocalService::Answer(const Request& request) const {
+Server::Script LocalService::Answer(const Server::Request& request) const {
     Service::Answer answer = MakeAnswer(request, m_router.Route(request));
     GetFaults().Apply(answer);
     return MakeScript(answer);
 }
 
-std::optional<Script> LocalService::Greet() const {
+std::optional<Server::Script> LocalService::Greet() const {
     try {
         return GetFaults().GetGreeting();
     } catch (const std::runtime_error&) {  // a mistake in the file: Answer() will say so
@@ -47,7 +48,7 @@ std::optional<Script> LocalService::Greet() const {
     }
 }
 
-void LocalService::Observe(const Exchange& exchange) {
+void LocalService::Observe(const Server::Exchange& exchange) {
     m_log.Write(exchange);
     if (!exchange.request.method.empty()) {
         m_onRequest();

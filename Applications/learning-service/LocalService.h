@@ -25,7 +25,7 @@ struct Settings {
     int port = 8080;
     std::optional<int> httpsPort;
     std::string certificate;  // file for the authority's certificate
-    CertificateAuthority::Flaw flaw = CertificateAuthority::Flaw::None;
+    Server::CertificateAuthority::Flaw flaw = Server::CertificateAuthority::Flaw::None;
     std::vector<std::string> faults;
     std::string faultFile;
     bool isForOneRequest = false;
@@ -45,10 +45,11 @@ public:
     int GetHttpsPort() const noexcept { return m_https ? m_https->GetPort() : 0; }
 
 private:
-    std::unique_ptr<ScriptedServer> Serve(int port, std::optional<Identity> identity);
-    Script Answer(const Request& request) const;
-    std::optional<Script> Greet() const;
-    void Observe(const Exchange& exchange);
+    std::unique_ptr<Server::ScriptedServer> Serve(int port,
+                                                  std::optional<Server::Identity> identity);
+    Server::Script Answer(const Server::Request& request) const;
+    std::optional<Server::Script> Greet() const;
+    void Observe(const Server::Exchange& exchange);
     Faults GetFaults() const;
 
     RequestLog m_log;
@@ -56,8 +57,8 @@ private:
     Router m_router;
     Faults m_faults;
     std::string m_faultFile;
-    std::unique_ptr<ScriptedServer> m_http;  // last: they call the rest
-    std::unique_ptr<ScriptedServer> m_https;
+    std::unique_ptr<Server::ScriptedServer> m_http;  // last: they call the rest
+    std::unique_ptr<Server::ScriptedServer> m_https;
 };
 
 }  // namespace Service

@@ -19,7 +19,7 @@ public:
 
     /// `path` is the part of the target after the one that the operation is mounted at, without
     /// query, its escapes decoded: any bytes but control characters. What is thrown becomes a 500.
-    virtual Response Handle(const Request& request, const std::string& path) const = 0;
+    virtual Response Handle(const Server::Request& request, const std::string& path) const = 0;
 };
 
 }  // namespace Service

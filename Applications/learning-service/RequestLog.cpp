@@ -34,8 +34,8 @@ std::string_view GetStatus(std::string_view statusLine) {
 
 }  // namespace
 
-void RequestLog::Write(const Exchange& exchange) {
-    const Request& request = exchange.request;
+void RequestLog::Write(const Server::Exchange& exchange) {
+    const Server::Request& request = exchange.request;
     const bool isRead = !request.method.empty();
     const std::chrono::duration<double, std::milli> duration = exchange.duration;
     std::ostringstream line;

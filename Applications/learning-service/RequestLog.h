@@ -18,7 +18,7 @@ public:
 
     /// Time, client, scheme, method, target, status, bytes sent and duration; the status as it was
     /// sent, and "-" for what there was none of.
-    void Write(const Exchange& exchange);
+    void Write(const Server::Exchange& exchange);
     /// Writes `text`, made showable.
     void WriteLine(std::string_view text);
 

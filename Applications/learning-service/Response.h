@@ -13,12 +13,12 @@ namespace Service {
 /// An HTTP response. The lengths are left to whoever sends it; so is leaving the body out for HEAD.
 struct Response {
     int status = 200;
-    Headers headers;
-    Content body;
+    Server::Headers headers;
+    Server::Content body;
 };
 
 /// A response that says in words why there is nothing better.
-inline Response Refuse(int status, std::string reason, Headers headers = {}) {
+inline Response Refuse(int status, std::string reason, Server::Headers headers = {}) {
     headers.emplace_back("Content-Type", "text/plain; charset=utf-8");
     return {status, std::move(headers), std::move(reason += '\n')};
 }

@@ -52,7 +52,7 @@ void Router::Mount(std::string path, std::unique_ptr<Operation> operation) {
                              [](const Entry& entry) { return entry.path.size(); });
 }
 
-Response Router::Route(const Request& request) const {
+Response Router::Route(const Server::Request& request) const {
     const std::optional<std::string> path = GetPath(request.target);
     if (!path) {
         return Refuse(400, "the target of the request is not a path");

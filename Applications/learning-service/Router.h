@@ -19,7 +19,7 @@ public:
 
     /// Asks the operation with the longest path that fits. 400 for a target that is not well
     /// formed, 404 if nothing fits.
-    Response Route(const Request& request) const;
+    Response Route(const Server::Request& request) const;
 
 private:
     struct Entry {

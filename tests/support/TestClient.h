@@ -16,7 +16,7 @@
 #include <string>
 #include <string_view>
 
-namespace Service::Testing {
+namespace Support {
 
 /// How a connection ended, from the client's side.
 enum class Seen { End, Reset, CutOff };
@@ -27,8 +27,8 @@ struct Received {
 };
 
 /// A connection on which no wait for data takes longer than `patience`, so that no test hangs.
-inline FileDescriptor Connect(int port, timeval patience = {10, 0}) {
-    FileDescriptor connection(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+inline Server::FileDescriptor Connect(int port, timeval patience = {10, 0}) {
+    Server::FileDescriptor connection(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -40,7 +40,7 @@ inline FileDescriptor Connect(int port, timeval patience = {10, 0}) {
     return connection;
 }
 
-inline void SendText(const FileDescriptor& connection, std::string_view text) {
+inline void SendText(const Server::FileDescriptor& connection, std::string_view text) {
     send(connection.Get(), text.data(), text.size(), MSG_NOSIGNAL);
 }
 
@@ -62,14 +62,14 @@ Received ReceiveAll(Read read, IsEnd isEnd) {
     }
 }
 
-inline Received ReceiveAll(const FileDescriptor& connection) {
+inline Received ReceiveAll(const Server::FileDescriptor& connection) {
     return ReceiveAll(
         [&](char* data, std::size_t size) { return recv(connection.Get(), data, size, 0); },
         [](ssize_t got) { return got == 0; });
 }
 
 inline Received Exchange(int port, std::string_view request) {
-    const FileDescriptor connection = Connect(port);
+    const Server::FileDescriptor connection = Connect(port);
     SendText(connection, request);
     return ReceiveAll(connection);
 }
@@ -77,13 +77,15 @@ inline Received Exchange(int port, std::string_view request) {
 /// What a client gets that trusts `authority` and wants to talk to localhost over TLS; nothing, cut
 /// off, if the handshake fails.
 inline Received ExchangeOverTls(int port, const std::string& authority, std::string_view request) {
-    const FileDescriptor connection = Connect(port);
-    const TlsContextPointer context(SSL_CTX_new(TLS_client_method()));
-    const BioPointer pem(BIO_new_mem_buf(authority.data(), static_cast<int>(authority.size())));
-    const CertificatePointer trusted(PEM_read_bio_X509(pem.get(), nullptr, nullptr, nullptr));
+    const Server::FileDescriptor connection = Connect(port);
+    const Server::TlsContextPointer context(SSL_CTX_new(TLS_client_method()));
+    const Server::BioPointer pem(
+        BIO_new_mem_buf(authority.data(), static_cast<int>(authority.size())));
+    const Server::CertificatePointer trusted(
+        PEM_read_bio_X509(pem.get(), nullptr, nullptr, nullptr));
     X509_STORE_add_cert(SSL_CTX_get_cert_store(context.get()), trusted.get());
     SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER, nullptr);
-    const TlsPointer tls(SSL_new(context.get()));
+    const Server::TlsPointer tls(SSL_new(context.get()));
     SSL_set1_host(tls.get(), "localhost");
     SSL_set_fd(tls.get(), connection.Get());
     if (SSL_connect(tls.get()) != 1) {
@@ -98,4 +100,4 @@ inline Received ExchangeOverTls(int port, const std::string& authority, std::str
         [&](int got) { return SSL_get_error(tls.get(), got) == SSL_ERROR_ZERO_RETURN; });
 }
 
-}  // namespace Service::Testing
+}  // namespace Support

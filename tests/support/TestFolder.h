@@ -8,7 +8,7 @@
 #include <random>
 #include <string>
 
-namespace Service::Testing {
+namespace Support {
 
 inline std::string ReadFile(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
@@ -39,4 +39,4 @@ private:
                                          ("service-test-" + std::to_string(std::random_device()()));
 };
 
-}  // namespace Service::Testing
+}  // namespace Support

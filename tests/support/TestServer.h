@@ -14,16 +14,16 @@
 #include <thread>
 #include <utility>
 
-namespace Service::Testing {
+namespace Support {
 
 /// The authority behind all servers of a test program.
-inline const CertificateAuthority& GetAuthority() {
-    static const CertificateAuthority authority;
+inline const Server::CertificateAuthority& GetAuthority() {
+    static const Server::CertificateAuthority authority;
     return authority;
 }
 
-inline ScriptedServer::Options Encrypted(bool isEncrypted = true) {
-    ScriptedServer::Options options;
+inline Server::ScriptedServer::Options Encrypted(bool isEncrypted = true) {
+    Server::ScriptedServer::Options options;
     if (isEncrypted) {
         options.identity = GetAuthority().Issue();
     }
@@ -31,14 +31,14 @@ inline ScriptedServer::Options Encrypted(bool isEncrypted = true) {
 }
 
 /// A server that knows its address, and may give the same answer always.
-class TestServer : public ScriptedServer {
+class TestServer : public Server::ScriptedServer {
 public:
     explicit TestServer(Handler handler, const Options& options = {})
         : ScriptedServer(options, std::move(handler)),
           m_address((options.identity ? "https://127.0.0.1:" : "http://127.0.0.1:") +
                     std::to_string(GetPort())) {}
-    explicit TestServer(const Script& script, const Options& options = {})
-        : TestServer([script](const Request&) { return script; }, options) {}
+    explicit TestServer(const Server::Script& script, const Options& options = {})
+        : TestServer([script](const Server::Request&) { return script; }, options) {}
 
     std::string GetAddress(const std::string& path = "/") const { return m_address + path; }
 
@@ -69,4 +69,4 @@ private:
     const std::ptrdiff_t m_before = CountAll();
 };
 
-}  // namespace Service::Testing
+}  // namespace Support

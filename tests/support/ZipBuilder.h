@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Learning {
+namespace Support {
 
 struct ZipEntry {
     std::string name;
@@ -74,4 +74,4 @@ inline std::string MakeZip(const std::vector<ZipEntry>& entries) {
            ToBytes(0, 2);
 }
 
-}  // namespace Learning
+}  // namespace Support

@@ -4,10 +4,10 @@
 
 namespace Service {
 
-Answer MakeAnswer(const Request& request, const Response& response) {
+Answer MakeAnswer(const Server::Request& request, const Response& response) {
     Answer answer;
     answer.target = request.target;
-    answer.statusLine = FormatStatusLine(response.status);
+    answer.statusLine = Server::FormatStatusLine(response.status);
     answer.headers = response.headers;
     answer.hasBody = request.method != "HEAD" && response.status != 304;
     if (response.status != 304) {
@@ -20,14 +20,16 @@ Answer MakeAnswer(const Request& request, const Response& response) {
     return answer;
 }
 
-Script MakeScript(const Answer& answer) {
+Server::Script MakeScript(const Answer& answer) {
     constexpr std::chrono::milliseconds Pause{100};
-    Script script{Wait{answer.delay}, Send{FormatHead(answer.statusLine, answer.headers)}};
+    const std::string head = Server::FormatHead(answer.statusLine, answer.headers);
+    Server::Script script{Server::Wait{answer.delay}, Server::Send{head}};
     std::uint64_t rest = answer.limit;
-    for (const Content& piece : answer.body) {
-        const Content part = piece.Slice(0, rest);
+    for (const Server::Content& piece : answer.body) {
+        const Server::Content part = piece.Slice(0, rest);
         rest -= part.GetSize();
-        script.push_back(answer.pace > 0 ? Step(Drip{part, answer.pace, Pause}) : Send{part});
+        script.push_back(answer.pace > 0 ? Server::Step(Server::Drip{part, answer.pace, Pause})
+                                         : Server::Send{part});
     }
     script.insert(script.end(), answer.ending.begin(), answer.ending.end());
     return script;

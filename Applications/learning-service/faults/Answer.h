@@ -12,26 +12,28 @@
 #include <string>
 #include <vector>
 
-namespace Service {
-
+namespace Server {
 struct Request;
+}
+
+namespace Service {
 
 /// All that can be told of how a response is sent.
 struct Answer {
     std::chrono::milliseconds delay{};  // before anything is sent
     std::string target;                 // of the request
     std::string statusLine;
-    Headers headers;
-    bool hasBody = true;        // responses to HEAD, and 304, have none at all
-    std::vector<Content> body;  // one after the other; a single one before the first fault
+    Server::Headers headers;
+    bool hasBody = true;                // responses to HEAD, and 304, have none at all
+    std::vector<Server::Content> body;  // one after the other; a single one before the first fault
     std::uint64_t limit = std::numeric_limits<std::uint64_t>::max();  // bytes of body to send
     std::size_t pace = 0;  // bytes per 100 ms; 0 for as fast as can be
-    Script ending{Close{}};
+    Server::Script ending{Server::Close{}};
 };
 
 /// `response` as it should be sent: with its length.
-Answer MakeAnswer(const Request& request, const Response& response);
+Answer MakeAnswer(const Server::Request& request, const Response& response);
 
-Script MakeScript(const Answer& answer);
+Server::Script MakeScript(const Answer& answer);
 
 }  // namespace Service

@@ -9,6 +9,14 @@
 
 namespace Service {
 
+using Server::Abort;
+using Server::Close;
+using Server::Content;
+using Server::Reset;
+using Server::Script;
+using Server::Send;
+using Server::WaitForClient;
+
 /// What faults do: either answer a connection at once, or change the answer to a request.
 struct FaultKind {
     enum class Value { None, Number, Difference, Text };
@@ -37,8 +45,9 @@ std::size_t ToSize(std::int64_t number) {
 }
 
 void RemoveHeader(Answer& answer, std::string_view name) {
-    std::erase_if(answer.headers,
-                  [name](const auto& field) { return EqualsIgnoringCase(field.first, name); });
+    std::erase_if(answer.headers, [name](const auto& field) {
+        return Server::EqualsIgnoringCase(field.first, name);
+    });
 }
 
 void SetHeader(Answer& answer, const char* name, std::string value) {
@@ -47,7 +56,7 @@ void SetHeader(Answer& answer, const char* name, std::string value) {
 }
 
 void Replace(Answer& answer, int status, std::string text) {
-    answer.statusLine = FormatStatusLine(status);
+    answer.statusLine = Server::FormatStatusLine(status);
     SetHeader(answer, "Content-Type", "text/plain");
     SetHeader(answer, "Content-Length", std::to_string(text.size()));
     if (answer.hasBody) {
@@ -74,7 +83,7 @@ void Corrupt(Answer& answer, std::uint64_t offset) {
 }
 
 void LieAboutLength(Answer& answer, std::int64_t difference) {
-    if (const std::string* const length = FindHeader(answer.headers, "Content-Length")) {
+    if (const std::string* const length = Server::FindHeader(answer.headers, "Content-Length")) {
         const std::int64_t lie = std::stoll(*length) + difference;
         SetHeader(answer, "Content-Length", std::to_string(std::max<std::int64_t>(lie, 0)));
     }
@@ -89,7 +98,7 @@ void Chunk(Answer& answer, const char* end) {
     }
     std::vector<Content> chunks;
     const auto append = [&chunks](const Content& content) {
-        for (const Step& step : FormatChunk(content)) {
+        for (const Server::Step& step : Server::FormatChunk(content)) {
             chunks.push_back(std::get<Send>(step).content);
         }
     };

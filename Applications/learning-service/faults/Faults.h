@@ -25,7 +25,7 @@ public:
     void AddFile(const std::string& path);
 
     /// What to do as soon as a connection is accepted; nothing for going on.
-    std::optional<Script> GetGreeting() const;
+    std::optional<Server::Script> GetGreeting() const;
     /// Puts the faults into `answer`, in the order of GetFaultHelp().
     void Apply(Answer& answer) const;
 

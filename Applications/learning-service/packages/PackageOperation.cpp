@@ -23,13 +23,14 @@ bool IsPlainName(const std::string& name) {
 }
 
 /// A file of the folder; not open if there is no such file, or if it is none to be shown.
-FileDescriptor OpenPackage(const FileDescriptor& folder, const std::string& name,
-                           struct stat& status) {
+Server::FileDescriptor OpenPackage(const Server::FileDescriptor& folder, const std::string& name,
+                                   struct stat& status) {
     if (!IsPlainName(name)) {
         return {};
     }
     // A pipe that is opened without O_NONBLOCK waits for a writer.
-    FileDescriptor file(openat(folder.Get(), name.c_str(), ReadOnly | O_NOFOLLOW | O_NONBLOCK));
+    Server::FileDescriptor file(
+        openat(folder.Get(), name.c_str(), ReadOnly | O_NOFOLLOW | O_NONBLOCK));
     if (!file.IsOpen() || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) {
         return {};
     }
@@ -64,10 +65,10 @@ bool NamesTag(std::string_view list, std::string_view tag) {
 }
 
 /// The whole file, or the part of it that the request asks for.
-Response Deliver(const Request& request, const Content& file, Headers headers,
-                 const std::string& tag) {
-    const std::string* const ifRange = FindHeader(request.headers, "If-Range");
-    const std::string* const wanted = FindHeader(request.headers, "Range");
+Response Deliver(const Server::Request& request, const Server::Content& file,
+                 Server::Headers headers, const std::string& tag) {
+    const std::string* const ifRange = Server::FindHeader(request.headers, "If-Range");
+    const std::string* const wanted = Server::FindHeader(request.headers, "Range");
     const bool isRangeAsked =
         wanted != nullptr && request.method == "GET" && (ifRange == nullptr || *ifRange == tag);
     if (!isRangeAsked) {
@@ -100,22 +101,22 @@ PackageOperation::PackageOperation(const std::string& folder)
     }
 }
 
-Response PackageOperation::Handle(const Request& request, const std::string& path) const {
+Response PackageOperation::Handle(const Server::Request& request, const std::string& path) const {
     if (request.method != "GET" && request.method != "HEAD") {
         return Refuse(405, "packages can only be fetched", {{"Allow", "GET, HEAD"}});
     }
     struct stat status {};
-    FileDescriptor file = OpenPackage(m_folder, path, status);
+    Server::FileDescriptor file = OpenPackage(m_folder, path, status);
     if (!file.IsOpen()) {
         return Refuse(404, "there is no package of this name");
     }
     const std::string tag = MakeTag(status);
-    const std::string* const known = FindHeader(request.headers, "If-None-Match");
+    const std::string* const known = Server::FindHeader(request.headers, "If-None-Match");
     if (known != nullptr && NamesTag(*known, tag)) {
         return {304, {{"ETag", tag}}, {}};
     }
     return Deliver(
-        request, Content::OfFile(std::move(file)),
+        request, Server::Content::OfFile(std::move(file)),
         {{"Content-Type", "application/octet-stream"}, {"Accept-Ranges", "bytes"}, {"ETag", tag}},
         tag);
 }

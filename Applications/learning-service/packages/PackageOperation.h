@@ -19,10 +19,10 @@ public:
     /// Throws std::system_error if `folder` can't be opened.
     explicit PackageOperation(const std::string& folder);
 
-    Response Handle(const Request& request, const std::string& path) const override;
+    Response Handle(const Server::Request& request, const std::string& path) const override;
 
 private:
-    FileDescriptor m_folder;
+    Server::FileDescriptor m_folder;
 };
 
 }  // namespace Service

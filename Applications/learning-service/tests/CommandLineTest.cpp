@@ -15,7 +15,7 @@ namespace {
 using testing::HasSubstr;
 
 TEST(CommandLine, TellsWrongUseFromFailure) {
-    const Testing::TestFolder folder;
+    const Support::TestFolder folder;
     const std::string packages = folder.At("");
     const std::string faults = folder.Write("f", "x");
     const struct {
@@ -58,7 +58,7 @@ private:
 };
 
 TEST(CommandLine, ServesAsItAnnouncesAndLogsEachRequest) {
-    const Testing::TestFolder folder;
+    const Support::TestFolder folder;
     folder.Write("Depth.zip", "0123456789");
     Announcement buffer;
     std::ostream out(&buffer);
@@ -74,12 +74,12 @@ TEST(CommandLine, ServesAsItAnnouncesAndLogsEachRequest) {
         return std::stoi(announced.substr(announced.find(start) + start.size()));
     };
     const char* const bad = "GET /Depth.zip HTTP/1.1\r\nHost: \x1B\r\n\r\n";
-    EXPECT_THAT(Testing::ExchangeOverTls(getPort("https://localhost:"),
-                                         Testing::ReadFile(folder.At("ca.pem")), bad)
+    EXPECT_THAT(Support::ExchangeOverTls(getPort("https://localhost:"),
+                                         Support::ReadFile(folder.At("ca.pem")), bad)
                     .text,
                 testing::StartsWith("HTTP/1.1 400 "));
     const char* const good = "GET /Depth.zip HTTP/1.1\r\n\r\n";
-    EXPECT_THAT(Testing::Exchange(getPort("http://127.0.0.1:"), good).text,
+    EXPECT_THAT(Support::Exchange(getPort("http://127.0.0.1:"), good).text,
                 testing::EndsWith("\r\n\r\n012"));
     EXPECT_EQ(code.get(), 0);
     EXPECT_EQ(err.str(), "");

@@ -16,7 +16,7 @@
 namespace LearningApp {
 namespace {
 
-using namespace Service;  // the steps of scripts
+using namespace Server;  // the steps of scripts
 using testing::AllOf;
 using testing::HasSubstr;
 using Testing::Outcome;
@@ -30,7 +30,7 @@ std::string ReadFile(const std::string& path) {
 
 /// The package of the network `name`, with what `file` holds.
 std::string MakePackage(const std::string& name, const std::string& file) {
-    return Learning::MakeZip({{name + ".onnx", ReadFile(file)}});
+    return Support::MakeZip({{name + ".onnx", ReadFile(file)}});
 }
 
 /// What a server for `request` has: the networks that make_networks.py writes.
@@ -105,7 +105,7 @@ TEST_F(Download, SaysWhatIsWrongAndTheCureAndKeepsTheNetwork) {
     const std::string head = FormatHead(200, {{"Content-Length", "70000"}});
     const std::string cut = m_package.substr(0, m_package.size() - 30);
     const std::string other = MakePackage("other", TEST_MODELS "Enlarge.onnx");
-    const std::string lie = Learning::MakeZip(
+    const std::string lie = Support::MakeZip(
         {{.name = "Colourisation_2.6.onnx", .bytes = "not what the checksum says", .checksum = 1}});
     const struct {
         Script script;
@@ -134,7 +134,7 @@ TEST_F(Download, SaysWhatIsWrongAndTheCureAndKeepsTheNetwork) {
         EXPECT_EQ(outcome.out, "");
     }
     EXPECT_EQ(ReadFile(At(m_model)), ReadFile(TEST_MODELS "Colourisation_2.6.onnx"));
-    EXPECT_THAT(Fetch(Reply(200, {}, Learning::MakeZip({{"Colourisation_2.6.onnx", "x"}}))).err,
+    EXPECT_THAT(Fetch(Reply(200, {}, Support::MakeZip({{"Colourisation_2.6.onnx", "x"}}))).err,
                 AllOf(HasSubstr("can't be loaded"), HasSubstr("[ONNX Runtime]")));
 }
 

@@ -23,12 +23,12 @@
 
 namespace Network {
 
-using Service::Reply;
-using Service::Script;
-using Service::ScriptedServer;
-using Service::Send;
-using Service::Testing::Encrypted;
-using Service::Testing::TestServer;
+using Server::Reply;
+using Server::Script;
+using Server::ScriptedServer;
+using Server::Send;
+using Support::Encrypted;
+using Support::TestServer;
 
 inline Http::Request MakeRequest(const Kernel::String& address,
                                  Http::Method method = Http::Method::Get) {
@@ -102,11 +102,11 @@ class NetworkTest : public testing::Test {
 protected:
     NetworkTest() {
         SetCertificateAuthorities(
-            m_folder.Write("authority.pem", Service::Testing::GetAuthority().GetCertificate()));
+            m_folder.Write("authority.pem", Support::GetAuthority().GetCertificate()));
         SetProxy("");
     }
 
-    const Service::Testing::TestFolder m_folder;
+    const Support::TestFolder m_folder;
     Kernel::Testing::Recorded<Kernel::Log> m_log;
 };
 

@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <system_error>
 
-namespace Service {
+namespace Server {
 
 Content::Content(std::string text) : m_size(text.size()) {
     m_text = std::make_shared<const std::string>(std::move(text));
@@ -64,4 +64,4 @@ std::size_t Content::Read(std::uint64_t offset, std::span<char> buffer) const {
     return static_cast<std::size_t>(got);
 }
 
-}  // namespace Service
+}  // namespace Server

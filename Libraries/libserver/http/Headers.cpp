@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace Service {
+namespace Server {
 
 namespace {
 
@@ -22,4 +22,4 @@ const std::string* FindHeader(const Headers& headers, std::string_view name) noe
     return found == headers.end() ? nullptr : &found->second;
 }
 
-}  // namespace Service
+}  // namespace Server

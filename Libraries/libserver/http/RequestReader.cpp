@@ -5,7 +5,7 @@
 #include <charconv>
 #include <utility>
 
-namespace Service {
+namespace Server {
 
 namespace {
 
@@ -184,4 +184,4 @@ std::string RequestReader::ReadChunks() {
     return body;
 }
 
-}  // namespace Service
+}  // namespace Server

@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace Service {
+namespace Server {
 
 /// The request is not one that this server takes; `status` says it to the client.
 class BadRequest : public std::runtime_error {
@@ -43,4 +43,4 @@ private:
     std::string m_buffer;  // received and not used yet
 };
 
-}  // namespace Service
+}  // namespace Server

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <iterator>
 
-namespace Service {
+namespace Server {
 
 namespace {
 
@@ -96,4 +96,4 @@ Script FormatChunk(const Content& content) {
     return {Send{ToHex(content.GetSize()) + "\r\n"}, Send{content}, Send{"\r\n"}};
 }
 
-}  // namespace Service
+}  // namespace Server

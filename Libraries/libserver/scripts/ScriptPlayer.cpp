@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace Service {
+namespace Server {
 
 namespace {
 
@@ -74,4 +74,4 @@ void ScriptPlayer::SendAll(const Content& content) {
     }
 }
 
-}  // namespace Service
+}  // namespace Server

@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-namespace Service {
+namespace Server {
 
 /// How a script ends a connection.
 enum class Ending { Close, Abort, Reset };
@@ -48,4 +48,4 @@ private:
     std::string m_buffer;
 };
 
-}  // namespace Service
+}  // namespace Server

@@ -17,7 +17,7 @@
 #include <system_error>
 #include <thread>
 
-namespace Service {
+namespace Server {
 
 namespace {
 
@@ -263,4 +263,4 @@ bool ScriptedServer::WaitForRequests(std::size_t count, std::chrono::millisecond
                                          [&] { return m_state->requestCount >= count; });
 }
 
-}  // namespace Service
+}  // namespace Server

@@ -14,7 +14,7 @@
 #include <limits>
 #include <system_error>
 
-namespace Service {
+namespace Server {
 
 namespace {
 
@@ -135,4 +135,4 @@ bool Socket::WaitFor(short events, milliseconds timeout) {
     }
 }
 
-}  // namespace Service
+}  // namespace Server

@@ -9,7 +9,7 @@
 #include <chrono>
 #include <string>
 
-namespace Service {
+namespace Server {
 
 /// The plain transport, and what only TCP can do.
 class Socket : public Transport {
@@ -40,4 +40,4 @@ private:
     std::chrono::milliseconds m_idle;
 };
 
-}  // namespace Service
+}  // namespace Server

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string_view>
 
-namespace Service {
+namespace Server {
 
 /// The connection is of no more use; what() says why.
 class ConnectionLost : public std::runtime_error {
@@ -27,4 +27,4 @@ public:
     virtual void SayEnd() {}
 };
 
-}  // namespace Service
+}  // namespace Server

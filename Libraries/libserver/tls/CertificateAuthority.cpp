@@ -11,7 +11,7 @@
 #include <fstream>
 #include <string_view>
 
-namespace Service {
+namespace Server {
 
 namespace {
 
@@ -151,4 +151,4 @@ void CertificateAuthority::WriteCertificate(const std::string& path) const {
     }
 }
 
-}  // namespace Service
+}  // namespace Server

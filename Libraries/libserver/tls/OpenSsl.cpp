@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-namespace Service {
+namespace Server {
 
 std::string TakeOpenSslError() {
     const char* const reason = ERR_reason_error_string(ERR_peek_error());
@@ -18,4 +18,4 @@ void CheckOpenSsl(bool isDone, const char* action) {
     }
 }
 
-}  // namespace Service
+}  // namespace Server

@@ -7,7 +7,7 @@
 #include <limits>
 #include <utility>
 
-namespace Service {
+namespace Server {
 
 namespace {
 
@@ -129,4 +129,4 @@ void TlsTransport::ThrowFailure(const char* action) {
     throw ConnectionLost(std::string(action) + ": " + TakeOpenSslError());
 }
 
-}  // namespace Service
+}  // namespace Server

@@ -9,7 +9,7 @@
 
 #include <exception>
 
-namespace Service {
+namespace Server {
 
 /// What all connections of a server have in common. Throws std::runtime_error if `identity` is not
 /// well formed.
@@ -39,4 +39,4 @@ private:
     TlsPointer m_tls;
 };
 
-}  // namespace Service
+}  // namespace Server

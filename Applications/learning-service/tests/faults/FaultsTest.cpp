@@ -11,9 +11,9 @@
 namespace Service {
 namespace {
 
+using Support::Received;
+using Support::Seen;
 using testing::HasSubstr;
-using Testing::Received;
-using Testing::Seen;
 
 /// What arrives of the body "0123456789" with `texts` as faults.
 Received Fetch(const std::vector<std::string>& texts, const std::string& method = "GET",
@@ -22,16 +22,16 @@ Received Fetch(const std::vector<std::string>& texts, const std::string& method 
     for (const std::string& text : texts) {
         faults.Add(text);
     }
-    ScriptedServer::Options options;
+    Server::ScriptedServer::Options options;
     options.greeting = [&](int) { return faults.GetGreeting(); };
-    const ScriptedServer server(options, [&](const Request& request) {
+    const Server::ScriptedServer server(options, [&](const Server::Request& request) {
         Answer answer = MakeAnswer(request, {200, {{"ETag", "\"1\""}}, "0123456789"});
         faults.Apply(answer);
         return MakeScript(answer);
     });
-    const FileDescriptor client = Testing::Connect(server.GetPort(), patience);
-    Testing::SendText(client, method + " /x HTTP/1.1\r\n\r\n");
-    return Testing::ReceiveAll(client);
+    const Server::FileDescriptor client = Support::Connect(server.GetPort(), patience);
+    Support::SendText(client, method + " /x HTTP/1.1\r\n\r\n");
+    return Support::ReceiveAll(client);
 }
 
 const std::string Start = "HTTP/1.1 200 OK\r\nETag: \"1\"\r\n";
@@ -100,7 +100,7 @@ TEST(Faults, AreReadWithCare) {
           "truncate=1x", "truncate=99999999999999999999", "lying-length=1", "redirect="}) {
         EXPECT_THROW(Faults().Add(text), std::runtime_error) << text;
     }
-    const Testing::TestFolder folder;
+    const Support::TestFolder folder;
     Faults faults;
     faults.AddFile(folder.At("nothing"));
     faults.AddFile(folder.Write("good", "# a remark\n\nhang-up \r\ntruncate=1"));

@@ -10,7 +10,7 @@
 namespace Service {
 namespace {
 
-std::string ReadAll(const Content& content) {
+std::string ReadAll(const Server::Content& content) {
     std::string text(static_cast<std::size_t>(content.GetSize()), '\0');
     EXPECT_EQ(content.Read(0, text), text.size());
     return text;
@@ -30,11 +30,11 @@ protected:
         m_router.Mount("/", std::make_unique<PackageOperation>(m_folder.At("")));
     }
 
-    Response Ask(const char* method, const char* target, Headers headers = {}) const {
+    Response Ask(const char* method, const char* target, Server::Headers headers = {}) const {
         return m_router.Route({method, target, std::move(headers), "", 1, false, ""});
     }
 
-    const Testing::TestFolder m_folder;
+    const Support::TestFolder m_folder;
     Router m_router;
 };
 
@@ -54,7 +54,7 @@ TEST_F(Packages, AreFoundByPlainNamesAlone) {
     }
     const Response refused = Ask("DELETE", "/Empty.zip");
     EXPECT_EQ(refused.status, 405);
-    EXPECT_EQ(*FindHeader(refused.headers, "Allow"), "GET, HEAD");
+    EXPECT_EQ(*Server::FindHeader(refused.headers, "Allow"), "GET, HEAD");
     EXPECT_THROW(PackageOperation(m_folder.At("nowhere")), std::runtime_error);
 }
 
@@ -79,7 +79,7 @@ TEST_F(Packages, AreServedInRanges) {
             const Response response = Ask("GET", "/Depth%201.zip", {{"Range", range}});
             EXPECT_EQ(response.status, status) << range;
             EXPECT_EQ(ReadAll(response.body), body) << range;
-            const std::string* const given = FindHeader(response.headers, "content-range");
+            const std::string* const given = Server::FindHeader(response.headers, "content-range");
             EXPECT_EQ(given ? *given : "none", contentRange) << range;
         }
     }
@@ -88,12 +88,12 @@ TEST_F(Packages, AreServedInRanges) {
 }
 
 TEST_F(Packages, AreSentAgainOnlyWhenTheyChanged) {
-    const std::string tag = *FindHeader(Ask("GET", "/Depth%201.zip").headers, "ETag");
-    const auto getStatus = [&](const Headers& headers) {
+    const std::string tag = *Server::FindHeader(Ask("GET", "/Depth%201.zip").headers, "ETag");
+    const auto getStatus = [&](const Server::Headers& headers) {
         return Ask("GET", "/Depth%201.zip", headers).status;
     };
-    const Headers known{{"If-None-Match", "\"a\" , W/" + tag}};
-    const Headers rest{{"If-Range", tag}, {"Range", "bytes=5-"}};
+    const Server::Headers known{{"If-None-Match", "\"a\" , W/" + tag}};
+    const Server::Headers rest{{"If-Range", tag}, {"Range", "bytes=5-"}};
     EXPECT_EQ(getStatus(known), 304);
     EXPECT_EQ(getStatus({{"If-None-Match", "*"}}), 304);
     EXPECT_EQ(getStatus({{"If-None-Match", "\"a\",,"}}), 200);

@@ -128,7 +128,7 @@ TEST(Model, RefusesToRunOnIntegers) {
 }
 
 TEST(Model, IsInvalidAndLogsOneLineWhenAFileCannotBeOpened) {
-    const Service::Testing::TestFolder folder;
+    const Support::TestFolder folder;
     for (const std::string& path :
          {std::string("/nonexistent/Model.onnx"), std::string(), folder.At(""),
           folder.At("\xff\xfe.onnx"), folder.Write("empty", ""), folder.Write("text", "no model"),

@@ -10,7 +10,7 @@
 namespace Learning {
 namespace {
 
-using namespace Service;  // the steps of scripts
+using namespace Server;  // the steps of scripts
 using testing::Contains;
 using testing::HasSubstr;
 using testing::IsEmpty;

@@ -21,9 +21,12 @@
 
 namespace Learning {
 
-using Service::Testing::ReadFile;
-using Service::Testing::TestServer;
-using Service::Testing::WriteFile;
+using Support::GetChecksum;
+using Support::MakeZip;
+using Support::ReadFile;
+using Support::TestServer;
+using Support::WriteFile;
+using Support::ZipEntry;
 
 /// All that lies below a folder, by its path there: what a file holds, "/" for a folder, "-> x" for
 /// a link to x.
@@ -72,17 +75,17 @@ protected:
     }
 
     /// Downloads from a server that answers with `script`.
-    bool Download(const Service::Script& script, ModelCache::DownloadProgress progress = {}) {
+    bool Download(const Server::Script& script, ModelCache::DownloadProgress progress = {}) {
         const TestServer server(script);
         m_cache.SetModelURLRoot(server.GetAddress());
         return m_cache.DownloadModel(Type, std::move(progress));
     }
-    bool DownloadPackage(const std::string& zip) { return Download(Service::Reply(200, {}, zip)); }
+    bool DownloadPackage(const std::string& zip) { return Download(Server::Reply(200, {}, zip)); }
 
     bool HasTemporaryFile() const { return !std::filesystem::is_empty(m_temporary); }
 
     ModelCache& m_cache = ModelCache::GetInstance();
-    const Service::Testing::TestFolder m_folder;
+    const Support::TestFolder m_folder;
     const std::filesystem::path m_root = std::filesystem::path(m_folder.At("")).parent_path();
     const std::filesystem::path m_models = m_root / "models";
     const std::filesystem::path m_temporary = m_root / "temporary";

@@ -60,10 +60,10 @@ TEST_F(DownloadTest, LeavesWholeFilesWhereverItIsKilled) {
 }
 
 TEST_F(DownloadTest, GivesBackItsDescriptorsAndThreads) {
-    const Service::Script answers[] = {Service::Reply(404), Service::Reply(200, {}, "garbage"),
-                                       Service::Reply(200, {}, MakePackage())};
+    const Server::Script answers[] = {Server::Reply(404), Server::Reply(200, {}, "garbage"),
+                                      Server::Reply(200, {}, MakePackage())};
     ASSERT_TRUE(Download(answers[2]));  // what is loaded for good is loaded now
-    const Service::Testing::LeakCheck leakCheck;
+    const Support::LeakCheck leakCheck;
     for (std::size_t round = 0; round < (IsSoak() ? 1'000 : 60); ++round) {
         ASSERT_EQ(Download(answers[round % 3]), round % 3 == 2) << round;
     }

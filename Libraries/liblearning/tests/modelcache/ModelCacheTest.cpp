@@ -28,7 +28,7 @@ protected:
         std::filesystem::copy_file(TestModelPath("Add").c_str(), m_folder.At(package + ".onnx"));
     }
 
-    const Service::Testing::TestFolder m_folder;
+    const Support::TestFolder m_folder;
     ModelCache& m_cache = ModelCache::GetInstance();
     const Kernel::Testing::Recorded<Kernel::Log> m_log;
 };

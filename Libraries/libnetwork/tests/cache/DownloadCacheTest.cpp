@@ -9,7 +9,7 @@
 namespace Network {
 namespace {
 
-using Service::Testing::ReadFile;
+using Support::ReadFile;
 
 class DownloadCacheTest : public NetworkTest {
 protected:
@@ -30,7 +30,7 @@ protected:
 TEST_F(DownloadCacheTest, AsksOnceUntilInvalidated) {
     const std::string abandoned = m_path + "/orvantis-abcdefghij234567.part";
     std::filesystem::create_directories(m_path);
-    Service::Testing::WriteFile(abandoned, "cut");
+    Support::WriteFile(abandoned, "cut");
     std::filesystem::last_write_time(
         abandoned, std::filesystem::file_time_type::clock::now() - std::chrono::hours(49));
     const TestServer server(Reply(200, {}, "text"));
@@ -62,7 +62,7 @@ TEST_F(DownloadCacheTest, KeepsNothingOfWhatFails) {
 }
 
 TEST_F(DownloadCacheTest, KeepsFilesOfAnyKeyInItsFolderForAllThreads) {
-    const TestServer server([](const Service::Request& request) {
+    const TestServer server([](const Server::Request& request) {
         return Reply(200, {}, std::string(100'000, request.target.back()));
     });
     const std::vector<Kernel::String> keys{"",         ".",     "../x",      "/etc/passwd",

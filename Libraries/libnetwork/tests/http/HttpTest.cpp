@@ -92,18 +92,18 @@ TEST_F(HttpTest, NeedsNoHandlers) {
 
 TEST_F(HttpTest, LeavesNothingBehindUnderLoad) {
     Record(Reply(200));  // creates what lives as long as the process
-    const Service::Testing::LeakCheck leakCheck;
+    const Support::LeakCheck leakCheck;
     const Script scripts[] = {
         Reply(200, {}, std::string(50'000, 'x')),
-        Service::ReplyChunked(200, {}, "chunks", 1),
+        Server::ReplyChunked(200, {}, "chunks", 1),
         Reply(500),
-        {Send{"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc"}, Service::Abort{}}};
+        {Send{"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc"}, Server::Abort{}}};
     auto options = Encrypted();
     options.greeting = [](int connection) -> std::optional<Script> {
-        return connection % 10 == 0 ? std::optional(Script{Service::Reset{}}) : std::nullopt;
+        return connection % 10 == 0 ? std::optional(Script{Server::Reset{}}) : std::nullopt;
     };
     const TestServer server(
-        [&](const Service::Request& request) { return scripts[request.target.size() % 4]; },
+        [&](const Server::Request& request) { return scripts[request.target.size() % 4]; },
         options);
     std::atomic<std::ptrdiff_t> successes = 0;
     std::vector<std::jthread> threads;

@@ -54,9 +54,9 @@ TEST_F(AddressTest, IsEncodedWithItsParameters) {
 }
 
 TEST_F(AddressTest, MayBeRoutedElsewhereWhileItsCertificateMustFit) {
-    using Flaw = Service::CertificateAuthority::Flaw;
-    const auto& own = Service::Testing::GetAuthority();
-    const Service::CertificateAuthority stranger;
+    using Flaw = Server::CertificateAuthority::Flaw;
+    const auto& own = Support::GetAuthority();
+    const Server::CertificateAuthority stranger;
     const auto fetch = [](const auto& authority, Flaw flaw) {
         ScriptedServer::Options options;
         options.identity = authority.Issue(flaw, {"models.orvantis.test"});

@@ -4,11 +4,11 @@ namespace Network {
 namespace {
 
 using namespace std::chrono_literals;
-using Service::Abort;
-using Service::Close;
-using Service::Drip;
-using Service::Reset;
-using Service::WaitForClient;
+using Server::Abort;
+using Server::Close;
+using Server::Drip;
+using Server::Reset;
+using Server::WaitForClient;
 
 enum Flags : unsigned { Plain = 0, Tls = 1, Head = 2, AtOnce = 4, AnyLength = 8, Hasty = 16 };
 
@@ -41,7 +41,7 @@ const Fault Faults[] = {
     {"Continue", Plain, Say("HTTP/1.1 100 -\r\nA: b\r\n\r\n" + Length9 + "123456789"),
      "200 123456789"},
     {"HeadWithLength", Head, Say(Length9), "200 "},
-    {"Chunks", Tls, Service::ReplyChunked(200, {}, "123456789", 2), "200 123456789"},
+    {"Chunks", Tls, Server::ReplyChunked(200, {}, "123456789", 2), "200 123456789"},
     {"MoreThanLength", Plain, Say(Length9 + "123456789 and more"), "200 123456789"},
     {"SlowButSteady", Hasty, {Send{Length9}, Drip{"123456789", 1, 300ms}}, "200 123456789"},
     {"UnknownLengthAllowed", AnyLength, Say(Ok + "\r\nabc"), "200 abc"},
@@ -69,7 +69,7 @@ const Fault Faults[] = {
     {"EndlessHeads", Plain, Script(300, Send{"HTTP/1.1 100 -\r\nA: " + TooMuch + "\r\n\r\n"}),
      "100!.*too many.*"},
     {"LargeBody", Plain, Reply(200, {}, TooMuch), "200!.*larger than.*"},
-    {"LargeChunks", Plain, Service::ReplyChunked(200, {}, TooMuch, 99), "200!.*larger than.*"},
+    {"LargeChunks", Plain, Server::ReplyChunked(200, {}, TooMuch, 99), "200!.*larger than.*"},
     // Nonsense.
     {"Garbage", Plain, Say("hello\r\n\r\n"), "0!.*HTTP/0.9.*"},
     {"UnknownVersion", Plain, Say("HTTP/9.9 200 OK\r\n\r\n"), "0!.*version.*"},

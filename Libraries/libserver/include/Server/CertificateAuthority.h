@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace Service {
+namespace Server {
 
 /// What a server shows its clients, and the key that proves it. PEM texts.
 struct Identity {
@@ -47,4 +47,4 @@ private:
     std::unique_ptr<State> m_state;
 };
 
-}  // namespace Service
+}  // namespace Server

@@ -9,7 +9,7 @@
 #include <span>
 #include <string>
 
-namespace Service {
+namespace Server {
 
 class FileDescriptor;
 
@@ -45,4 +45,4 @@ private:
     std::uint64_t m_size = 0;
 };
 
-}  // namespace Service
+}  // namespace Server

@@ -6,7 +6,7 @@
 
 #include <utility>
 
-namespace Service {
+namespace Server {
 
 /// Closes its descriptor when it dies.
 class FileDescriptor {
@@ -34,4 +34,4 @@ private:
     int m_descriptor = -1;
 };
 
-}  // namespace Service
+}  // namespace Server

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-namespace Service {
+namespace Server {
 
 /// Names and values, in their order on the wire.
 using Headers = std::vector<std::pair<std::string, std::string>>;
@@ -18,4 +18,4 @@ bool EqualsIgnoringCase(std::string_view a, std::string_view b) noexcept;
 /// The value of the first field `name`, in any case; null if there is none.
 const std::string* FindHeader(const Headers& headers, std::string_view name) noexcept;
 
-}  // namespace Service
+}  // namespace Server

@@ -10,7 +10,7 @@
 #include <memory>
 #include <string>
 
-namespace Service {
+namespace Server {
 
 /// Calls an OpenSSL function that frees what it is given.
 template <auto Free>
@@ -36,4 +36,4 @@ std::string TakeOpenSslError();
 /// been done.
 void CheckOpenSsl(bool isDone, const char* action);
 
-}  // namespace Service
+}  // namespace Server

@@ -6,7 +6,7 @@
 
 #include <string>
 
-namespace Service {
+namespace Server {
 
 /// An HTTP request with its whole body. Its target and headers hold no control characters but tabs.
 struct Request {
@@ -19,4 +19,4 @@ struct Request {
     std::string peer;  // the client's address and port
 };
 
-}  // namespace Service
+}  // namespace Server

@@ -12,7 +12,7 @@
 #include <variant>
 #include <vector>
 
-namespace Service {
+namespace Server {
 
 /// Sends all of `content`. Files are read in pieces as they are sent:
 /// `Send{Content::OfFile(path).Slice(offset, count)}`.
@@ -71,4 +71,4 @@ Script ReplyChunked(int status, Headers headers, const Content& body, std::size_
 /// `content` as one chunk of the chunked transfer coding (RFC 9112, 7.1); an empty one is the last.
 Script FormatChunk(const Content& content);
 
-}  // namespace Service
+}  // namespace Server

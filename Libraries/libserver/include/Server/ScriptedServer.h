@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-namespace Service {
+namespace Server {
 
 /// One connection from its acceptance to its end, for logs.
 struct Exchange {
@@ -86,4 +86,4 @@ private:
     std::unique_ptr<State> m_state;
 };
 
-}  // namespace Service
+}  // namespace Server

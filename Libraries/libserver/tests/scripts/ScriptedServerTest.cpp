@@ -7,24 +7,24 @@
 #include <future>
 #include <map>
 
-namespace Service {
+namespace Server {
 namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
-using Testing::Encrypted;
+using Support::Encrypted;
+using Support::Received;
+using Support::Seen;
+using Support::TestServer;
 using testing::HasSubstr;
-using Testing::Received;
-using Testing::Seen;
 using testing::StartsWith;
-using Testing::TestServer;
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr const char* Get = "GET / HTTP/1.1\r\nHost: localhost\r\n\r\n";
 constexpr std::size_t Megabyte = 1'000'000;
 
 Received FetchOverTls(const ScriptedServer& server) {
-    return Testing::ExchangeOverTls(server.GetPort(), Testing::GetAuthority().GetCertificate(),
+    return Support::ExchangeOverTls(server.GetPort(), Support::GetAuthority().GetCertificate(),
                                     Get);
 }
 
@@ -42,7 +42,7 @@ TEST(ScriptedServer, EndsConnectionsAsItsScriptSays) {
     };
     for (const auto& [ending, plain, tls] : cases) {
         const Script script{Send{text}, ending, Send{"never"}};
-        const Received overPlain = Testing::Exchange(TestServer(script).GetPort(), Get);
+        const Received overPlain = Support::Exchange(TestServer(script).GetPort(), Get);
         const Received overTls = FetchOverTls(TestServer(script, Encrypted()));
         EXPECT_EQ(overPlain.seen, plain) << ending.index();
         EXPECT_EQ(overTls.seen, tls) << ending.index();
@@ -56,10 +56,10 @@ TEST(ScriptedServer, GreetsBeforeAnyRequestOrHandshake) {
     options.greeting = [&](int) { return Script{Wait{milliseconds(50)}, Send{goodbye}}; };
     const TestServer server(Script{}, options);
     // All arrives, though the server never read what the client sent, and the client is slow.
-    const FileDescriptor client = Testing::Connect(server.GetPort());
-    Testing::SendText(client, std::string(100'000, 'x'));
+    const FileDescriptor client = Support::Connect(server.GetPort());
+    Support::SendText(client, std::string(100'000, 'x'));
     std::this_thread::sleep_for(milliseconds(100));
-    const Received closed = Testing::ReceiveAll(client);
+    const Received closed = Support::ReceiveAll(client);
     EXPECT_TRUE(closed.text == goodbye);
     EXPECT_EQ(closed.seen, Seen::End);
 }
@@ -71,9 +71,9 @@ TEST(ScriptedServer, ReadsAndRecordsRequests) {
         "PUT /a%20b?c HTTP/1.1\r\nX-Empty:\r\nEXPECT: 100-continue\r\n"
         "transfer-encoding: Chunked\r\n\r\n3;x=y\r\nabc\r\nA\r\n0123456789\r\n0\r\nTrailer: "
         "t\r\n\r\n";
-    EXPECT_THAT(Testing::Exchange(server.GetPort(), request).text,
+    EXPECT_THAT(Support::Exchange(server.GetPort(), request).text,
                 StartsWith("HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200 OK\r\n"));
-    Testing::Exchange(server.GetPort(), "POST / HTTP/1.0\r\nContent-Length: 2\r\n\r\nxyz");
+    Support::Exchange(server.GetPort(), "POST / HTTP/1.0\r\nContent-Length: 2\r\n\r\nxyz");
     ASSERT_TRUE(server.WaitForRequests(2, milliseconds(0)));
     const std::vector<Request> requests = server.GetRequests();
     EXPECT_EQ(requests[0].method, "PUT");
@@ -118,7 +118,7 @@ TEST(ScriptedServer, RefusesWhatIsNoRequest) {
     };
     for (const auto& [status, requests] : cases) {
         for (const std::string& request : requests) {
-            const Received reply = Testing::Exchange(server.GetPort(), request);
+            const Received reply = Support::Exchange(server.GetPort(), request);
             EXPECT_THAT(reply.text, StartsWith("HTTP/1.1 " + status)) << request.substr(0, 100);
             EXPECT_EQ(reply.seen, Seen::End);
         }
@@ -130,12 +130,12 @@ TEST(ScriptedServer, EndsAtOnceWhateverGoesOn) {
     const Script script{Send{std::string(100 * Megabyte, 'x')}, WaitForClient};
     auto tls = std::make_unique<TestServer>(script, Encrypted());
     auto plain = std::make_unique<TestServer>(script);
-    const FileDescriptor saysNothing = Testing::Connect(tls->GetPort());
-    const FileDescriptor takesNothing = Testing::Connect(plain->GetPort());
-    Testing::SendText(takesNothing, Get);
+    const FileDescriptor saysNothing = Support::Connect(tls->GetPort());
+    const FileDescriptor takesNothing = Support::Connect(plain->GetPort());
+    Support::SendText(takesNothing, Get);
     ASSERT_TRUE(plain->WaitForRequests(1, seconds(5)));
-    const FileDescriptor halfRequest = Testing::Connect(plain->GetPort());
-    Testing::SendText(halfRequest, "GET / HT");
+    const FileDescriptor halfRequest = Support::Connect(plain->GetPort());
+    Support::SendText(halfRequest, "GET / HT");
     while (tls->GetConnectionCount() + plain->GetConnectionCount() < 3) {
         std::this_thread::yield();
     }
@@ -155,14 +155,14 @@ TEST(ScriptedServer, SurvivesClientsThatLeaveEarlyAndGivesUpThoseThatStall) {
     // What is sent to a client that has left with nothing unread raises SIGPIPE, if anything does.
     const TestServer server(Script{WaitForClient, Send{std::string(50 * Megabyte, 'x')}}, options);
     {
-        const FileDescriptor client = Testing::Connect(server.GetPort());
-        Testing::SendText(client, Get);
+        const FileDescriptor client = Support::Connect(server.GetPort());
+        Support::SendText(client, Get);
         ASSERT_TRUE(server.WaitForRequests(1, seconds(5)));
     }
     const Exchange left = ends[0].get_future().get();
     EXPECT_THAT(left.problem, HasSubstr("cannot send"));
     EXPECT_LT(left.bytesSent, 50 * Megabyte);
-    Testing::Exchange(server.GetPort(), "GET / HT");
+    Support::Exchange(server.GetPort(), "GET / HT");
     EXPECT_EQ(ends[1].get_future().get().problem, "the client sends nothing");
 }
 
@@ -172,8 +172,8 @@ TEST(ScriptedServer, LetsConnectionsBeyondItsLimitWait) {
     const TestServer server(Script{Send{"."}, WaitForClient}, options);
     std::vector<FileDescriptor> clients;
     for (int i = 0; i < 3; ++i) {
-        clients.push_back(Testing::Connect(server.GetPort()));
-        Testing::SendText(clients.back(), Get);
+        clients.push_back(Support::Connect(server.GetPort()));
+        Support::SendText(clients.back(), Get);
     }
     ASSERT_TRUE(server.WaitForRequests(2, seconds(5)));
     EXPECT_FALSE(server.WaitForRequests(3, milliseconds(50)));
@@ -182,7 +182,7 @@ TEST(ScriptedServer, LetsConnectionsBeyondItsLimitWait) {
 }
 
 TEST(ScriptedServer, SendsPartsOfFilesAndNoticesWhenTheyShrink) {
-    const Testing::TestFolder folder;
+    const Support::TestFolder folder;
     const std::string path = folder.Write("file", "0123456789" + std::string(Megabyte, 'x'));
     const Content file = Content::OfFile(path);
     const TestServer server(
@@ -205,8 +205,8 @@ TEST(ScriptedServer, SaysWhenItsPortIsTaken) {
 
 // Whether a client takes or refuses what is issued is tested with the client, in libnetwork.
 TEST(CertificateAuthority, LetsNoNameBringInOthers) {
-    EXPECT_THROW(Testing::GetAuthority().Issue({}, {"a,DNS:evil"}), std::runtime_error);
+    EXPECT_THROW(Support::GetAuthority().Issue({}, {"a,DNS:evil"}), std::runtime_error);
 }
 
 }  // namespace
-}  // namespace Service
+}  // namespace Server
