@@ -28,9 +28,9 @@ if(NOT EXISTS "${ORVANTIS_RUNTIME_DIR}/include/onnxruntime_cxx_api.h")
     message(FATAL_ERROR "The inference runtime is not in ${ORVANTIS_RUNTIME_DIR}: run tools/setup.sh, "
                         "or name its folder with -D ORVANTIS_RUNTIME_DIR=...")
 endif()
-add_library(OnnxRuntimeHeaders INTERFACE)                     # Learning: inference/
-target_include_directories(OnnxRuntimeHeaders SYSTEM INTERFACE "${ORVANTIS_RUNTIME_DIR}/include")
-target_compile_definitions(OnnxRuntimeHeaders INTERFACE ORT_API_MANUAL_INIT)
+add_library(ONNXRuntimeHeaders INTERFACE)                     # Learning: inference/
+target_include_directories(ONNXRuntimeHeaders SYSTEM INTERFACE "${ORVANTIS_RUNTIME_DIR}/include")
+target_compile_definitions(ONNXRuntimeHeaders INTERFACE ORT_API_MANUAL_INIT)
 set(ORVANTIS_RUNTIME_LIBRARY "${ORVANTIS_RUNTIME_DIR}/linux/libonnxruntime.so.1")
 
 if(ORVANTIS_DEVELOPER)

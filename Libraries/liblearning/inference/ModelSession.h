@@ -6,7 +6,7 @@
 #include "Kernel/String.h"
 #include "Learning/Model.h"
 
-#include "inference/OnnxRuntime.h"
+#include "inference/ONNXRuntime.h"
 #include "inference/RuntimeEnvironment.h"
 
 namespace Learning {

@@ -4,7 +4,7 @@
 
 #include "Kernel/Counted.h"
 
-#include "inference/OnnxRuntime.h"
+#include "inference/ONNXRuntime.h"
 
 #include <utility>
 

@@ -20,7 +20,7 @@ Lives& GetLives() {
 }  // namespace
 
 RuntimeEnvironment::RuntimeEnvironment() {
-    EnsureOnnxRuntime();
+    EnsureONNXRuntime();
     Lives& lives = GetLives();
     const std::lock_guard lock(lives.mutex);
     // Also tells the runtime that C++ is calling it, which its telemetry wants to know.

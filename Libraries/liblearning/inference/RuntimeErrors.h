@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "inference/OnnxRuntime.h"
+#include "inference/ONNXRuntime.h"
 
 namespace Learning {
 

@@ -1,7 +1,7 @@
 #include "Learning/Tensor.h"
 
+#include "inference/ONNXRuntime.h"
 #include "inference/ONNXTensor.h"
-#include "inference/OnnxRuntime.h"
 
 #include <algorithm>
 #include <limits>
@@ -34,7 +34,7 @@ std::size_t CountElements(const std::vector<int>& dims) {
 
 Ort::Value AllocateValue(const std::vector<int>& dims) {
     CountElements(dims);
-    EnsureOnnxRuntime();
+    EnsureONNXRuntime();
     const std::vector<std::int64_t> shape(dims.begin(), dims.end());
     Ort::AllocatorWithDefaultOptions allocator;
     return Ort::Value::CreateTensor<float>(allocator, shape.data(), shape.size());

@@ -4,8 +4,8 @@
 #include "Raster/ICCManager.h"
 #include "Raster/PixelAccessor.h"
 
-#include "codecs/JpegDecoder.h"
-#include "codecs/PngDecoder.h"
+#include "codecs/JPEGDecoder.h"
+#include "codecs/PNGDecoder.h"
 #include "codecs/RowTarget.h"
 
 #include <algorithm>
@@ -59,11 +59,11 @@ public:
 private:
     static std::unique_ptr<Decoder> MakeDecoder(BufferedSource& source) {
         const std::span<const std::byte> start = source.PeekStart(8);
-        if (IsPng(start)) {
-            return MakePngDecoder(source);
+        if (IsPNG(start)) {
+            return MakePNGDecoder(source);
         }
-        if (IsJpeg(start)) {
-            return MakeJpegDecoder(source);
+        if (IsJPEG(start)) {
+            return MakeJPEGDecoder(source);
         }
         throw CodecException("the data is neither a PNG nor a JPEG picture");
     }

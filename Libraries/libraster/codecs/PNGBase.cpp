@@ -63,9 +63,9 @@ const PixelFormat& ChooseFormat(const PixelFormat& format, bool hasColour) {
 }
 
 /// One PNG being written: libpng's objects with its callbacks.
-class PngEncoder : public Encoder {
+class PNGEncoder : public Encoder {
 public:
-    PngEncoder(Kernel::OutStream& stream, int width, int height, const PixelFormat& format,
+    PNGEncoder(Kernel::OutStream& stream, int width, int height, const PixelFormat& format,
                const ExportOptions& options, const Channels& channels)
         : Encoder(width, height, std::numeric_limits<int>::max(),
                   {format, ChooseFormat(format, channels.hasColour)}),
@@ -97,7 +97,7 @@ private:
             throw std::bad_alloc();
         }
         const auto write = [](png_structp png, png_bytep bytes, std::size_t count) {
-            static_cast<PngEncoder*>(png_get_io_ptr(png))->Put(bytes, count);
+            static_cast<PNGEncoder*>(png_get_io_ptr(png))->Put(bytes, count);
         };
         png_set_write_fn(m_png, this, write, [](png_structp) {});
     }
@@ -237,9 +237,9 @@ Channels FindChannels(const ConstPixelView& pixels, Channels channels) {
 
 }  // namespace
 
-class PNGBase::Implementation final : public PngEncoder {
+class PNGBase::Implementation final : public PNGEncoder {
 public:
-    using PngEncoder::PngEncoder;
+    using PNGEncoder::PNGEncoder;
 };
 
 PNGBase::PNGBase(Kernel::OutStream& stream, int width, int height, const PixelFormat& format,
@@ -274,7 +274,7 @@ void WritePNG(const DynamicBitmap& bitmap, Kernel::OutStream& stream,
         profile && profile->GetColourSpace() == ColourSpace::RGB && !IsStandard(profile);
     const ConstPixelAccessor pixels(bitmap);
     const ConstPixelView& view = pixels.GetView();
-    PngEncoder encoder(stream, view.width, view.height, *view.format, complete,
+    PNGEncoder encoder(stream, view.width, view.height, *view.format, complete,
                        FindChannels(view, {needsColour, false}));
     encoder.WritePixels(view);
     encoder.Finish();

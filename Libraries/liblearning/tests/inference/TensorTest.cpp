@@ -17,7 +17,7 @@ using testing::IsEmpty;
 /// A platform tensor as a host hands one over.
 Kernel::Counted<ONNXTensor> MakePlatformTensor(const std::vector<std::int64_t>& shape,
                                                ONNXTensorElementDataType type) {
-    EnsureOnnxRuntime();
+    EnsureONNXRuntime();
     Ort::AllocatorWithDefaultOptions allocator;
     return Kernel::MakeCounted<ONNXTensor>(
         Ort::Value::CreateTensor(allocator, shape.data(), shape.size(), type));

@@ -6,7 +6,7 @@
 #include "Kernel/Testing.h"
 #include "Learning/ModelCache.h"
 
-#include "inference/OnnxRuntime.h"
+#include "inference/ONNXRuntime.h"
 #include "tests/TestModels.h"
 
 #include <gmock/gmock.h>

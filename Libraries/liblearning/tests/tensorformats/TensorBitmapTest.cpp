@@ -2,7 +2,7 @@
 #include "Raster/DynamicBitmap.h"
 #include "Raster/Pipeline.h"
 
-#include "inference/OnnxRuntime.h"
+#include "inference/ONNXRuntime.h"
 
 #include <gtest/gtest.h>
 

@@ -33,7 +33,7 @@ const std::string& GetSample(std::string_view name) {
     return std::ranges::find(GetSampleFiles(), name, &SampleFile::name)->bytes;
 }
 
-bool IsPng(const std::string& file) {
+bool IsPNG(const std::string& file) {
     return file[0] == '\x89';
 }
 
@@ -54,7 +54,7 @@ std::string MakeChunk(const std::string& chunk) {
 
 /// Puts a chunk, or the segment that is its like, where it belongs: first.
 std::string Insert(std::string file, const char* chunk, int segment, const std::string& data) {
-    return IsPng(file) ? file.insert(33, MakeNumber(data.size(), 4) + MakeChunk(chunk + data))
+    return IsPNG(file) ? file.insert(33, MakeNumber(data.size(), 4) + MakeChunk(chunk + data))
                        : file.insert(2, "\xFF"s + static_cast<char>(segment) +
                                             MakeNumber(data.size() + 2, 2) + data);
 }
@@ -68,7 +68,7 @@ TEST_P(EveryKind, ArrivesAsRGBA) {
         const std::byte* pixel =
             picture->GetHostView().At(0, static_cast<int>(i / 4) / SampleWidth);
         const int sample = std::to_integer<int>(pixel[i % (4 * SampleWidth)]);
-        ASSERT_NEAR(sample, expected[i], IsPng(GetParam().bytes) ? 0 : 3) << i;
+        ASSERT_NEAR(sample, expected[i], IsPNG(GetParam().bytes) ? 0 : 3) << i;
     }
 }
 
@@ -82,7 +82,7 @@ TEST_P(EveryKind, IsConvertedAndTurnedUprightAsItComes) {
         DynamicBitmap plain(SampleWidth, SampleHeight, formats[turn % 4]);
         Pipeline<DynamicBitmap, DynamicBitmap>::Run(plain, *stored, nullptr, plain.GetBounds());
         const std::string exif =
-            (IsPng(file) ? ""s : "Exif\0\0"s) +
+            (IsPNG(file) ? ""s : "Exif\0\0"s) +
             (turn % 3 != 0 ? "MM\0*\0\0\0\x8\0\1\1\x12\0\3\0\0\0\1"s + MakeNumber(turn, 2)
                            : "II*\0\x8\0\0\0\1\0\x12\1\3\0\1\0\0\0"s + MakeNumber(turn << 8, 2));
         const auto upright = Read(Insert(file, "eXIf", 0xE1, exif), plain.GetFormat());
@@ -110,7 +110,7 @@ TEST_P(EveryKind, IsRefusedWhereverItIsCut) {
         FrailStream stream(file, size);
         EXPECT_THROW(ReadPicture(stream), Kernel::IoException) << size << " of " << file.size();
     }
-    if (!IsPng(file)) {
+    if (!IsPNG(file)) {
         file.replace(file.find("\xFF\xDA") + 16, 2, "\xFF\xD9");  // the mark of the end
         EXPECT_NE(GetReasonOfRefusal(file), "none");
     }
@@ -122,7 +122,7 @@ TEST_P(EveryKind, SurvivesAnyWrongByteAndRefusesItInPNG) {
         for (const int flip : {0x01, 0x80, 0xFF}) {
             byte = static_cast<char>(byte ^ flip);
             const bool isRefused = GetReasonOfRefusal(file) != "none";
-            EXPECT_TRUE(isRefused || !IsPng(file)) << &byte - file.data();
+            EXPECT_TRUE(isRefused || !IsPNG(file)) << &byte - file.data();
             byte = static_cast<char>(byte ^ flip);
         }
     }
@@ -149,13 +149,13 @@ TEST(DynamicFile, RefusesHugeSizesBeforeItAllocates) {
         png.replace(12, 21, MakeChunk("IHDR" + size + png.substr(24, 5)));
         EXPECT_EQ(GetReasonOfRefusal(png), "the PNG picture has too many pixels");
     }
-    std::string jpeg = GetSample("JpegInksTransformed");
+    std::string jpeg = GetSample("JPEGInksTransformed");
     jpeg.replace(jpeg.find("\xFF\xC2") + 5, 4, MakeNumber(65500U << 16 | 65500U, 4));
     EXPECT_EQ(GetReasonOfRefusal(jpeg), "the JPEG picture has too many pixels");
 }
 
 TEST(DynamicFile, RefusesScansWithoutEnd) {
-    std::string jpeg = GetSample("JpegOfThreeScans");
+    std::string jpeg = GetSample("JPEGOfThreeScans");
     const std::size_t start = jpeg.find("\xFF\xDA");
     const std::string scan = jpeg.substr(start, jpeg.find("\xFF\xDA", start + 2) - start);
     for (int i = 0; i < 100; ++i) {
@@ -165,7 +165,7 @@ TEST(DynamicFile, RefusesScansWithoutEnd) {
 }
 
 TEST(DynamicFile, RefusesChannelsThatAreMissingButNotPaddingBeforeTheEnd) {
-    std::string jpeg = GetSample("JpegOfThreeScans");
+    std::string jpeg = GetSample("JPEGOfThreeScans");
     const auto whole = Read(jpeg);
     const std::string padding(40, '\0');
     EXPECT_TRUE(Read(std::string(jpeg).insert(jpeg.size() - 2, padding))->IsEqual(*whole));
@@ -203,7 +203,7 @@ TEST(DynamicFile, FindsProfilesThatAreComplete) {
     const std::string profile(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     const std::string first = "ICC_PROFILE\0\1\2"s + profile.substr(0, 300);
     const std::string second = "ICC_PROFILE\0\2\2"s + profile.substr(300);
-    const std::string half = Insert(GetSample("JpegColours"), "", 0xE2, first);
+    const std::string half = Insert(GetSample("JPEGColours"), "", 0xE2, first);
     const std::string whole = Insert(half, "", 0xE2, second);
     EXPECT_EQ(Read(whole)->GetProfile(), sRGB);
     EXPECT_FALSE(Read(half)->GetProfile());

@@ -20,7 +20,7 @@ png_byte GetPaletteEntry(int index, int channel) {
     return static_cast<png_byte>(channel == 3 ? index * 16 : index * 40 + channel * 90);
 }
 
-SampleFile MakePng(const char* name, Format format, int colourType, int depth,
+SampleFile MakePNG(const char* name, Format format, int colourType, int depth,
                    bool isInterlaced = false, bool hasTransparency = false) {
     const bool isPalette = colourType == PNG_COLOR_TYPE_PALETTE;
     const int alpha = hasTransparency ? PNG_COLOR_MASK_ALPHA : 0;
@@ -82,7 +82,7 @@ int GetColour(int x, int channel) {
     return Colours[x < 8 ? channel : 2 - channel];
 }
 
-SampleFile MakeJpeg(const char* name, Format format, J_COLOR_SPACE space, Scans scans,
+SampleFile MakeJPEG(const char* name, Format format, J_COLOR_SPACE space, Scans scans,
                     bool isAdobe) {
     SampleFile file{name, format,
                     space == JCS_GRAYSCALE ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_RGB};
@@ -141,23 +141,23 @@ SampleFile MakeJpeg(const char* name, Format format, J_COLOR_SPACE space, Scans 
 const std::vector<SampleFile>& GetSampleFiles() {
     using enum Format;
     static const std::vector<SampleFile> Files{
-        MakePng("GreyOfOneBit", GreyA8, PNG_COLOR_TYPE_GRAY, 1),
-        MakePng("Grey", GreyA8, PNG_COLOR_TYPE_GRAY, 8),
-        MakePng("GreyOf16Bits", GreyA16, PNG_COLOR_TYPE_GRAY, 16, true),
-        MakePng("GreyAndAlpha", GreyA8, PNG_COLOR_TYPE_GRAY_ALPHA, 8),
-        MakePng("Palette", RGBA8, PNG_COLOR_TYPE_PALETTE, 4),
-        MakePng("PaletteWithAlpha", RGBA8, PNG_COLOR_TYPE_PALETTE, 2, true, true),
-        MakePng("ColoursOf16Bits", RGBA16, PNG_COLOR_TYPE_RGB, 16),
-        MakePng("ColoursAndAlpha", RGBA8, PNG_COLOR_TYPE_RGBA, 8, true),
-        MakePng("ColoursAndAlphaOf16Bits", RGBA16, PNG_COLOR_TYPE_RGBA, 16),
-        MakeJpeg("JpegGrey", GreyA8, JCS_GRAYSCALE, Scans::One, false),
-        MakeJpeg("JpegColours", RGBA8, JCS_YCbCr, Scans::One, false),
-        MakeJpeg("JpegOfThreeScans", RGBA8, JCS_YCbCr, Scans::Three, false),
-        MakeJpeg("JpegProgressive", RGBA8, JCS_YCbCr, Scans::Progressive, false),
-        MakeJpeg("JpegUntransformed", RGBA8, JCS_RGB, Scans::One, true),
-        MakeJpeg("JpegInks", CMYKA8, JCS_CMYK, Scans::One, false),
-        MakeJpeg("JpegInksInverted", CMYKA8, JCS_CMYK, Scans::One, true),
-        MakeJpeg("JpegInksTransformed", CMYKA8, JCS_YCCK, Scans::Progressive, true),
+        MakePNG("GreyOfOneBit", GreyA8, PNG_COLOR_TYPE_GRAY, 1),
+        MakePNG("Grey", GreyA8, PNG_COLOR_TYPE_GRAY, 8),
+        MakePNG("GreyOf16Bits", GreyA16, PNG_COLOR_TYPE_GRAY, 16, true),
+        MakePNG("GreyAndAlpha", GreyA8, PNG_COLOR_TYPE_GRAY_ALPHA, 8),
+        MakePNG("Palette", RGBA8, PNG_COLOR_TYPE_PALETTE, 4),
+        MakePNG("PaletteWithAlpha", RGBA8, PNG_COLOR_TYPE_PALETTE, 2, true, true),
+        MakePNG("ColoursOf16Bits", RGBA16, PNG_COLOR_TYPE_RGB, 16),
+        MakePNG("ColoursAndAlpha", RGBA8, PNG_COLOR_TYPE_RGBA, 8, true),
+        MakePNG("ColoursAndAlphaOf16Bits", RGBA16, PNG_COLOR_TYPE_RGBA, 16),
+        MakeJPEG("JPEGGrey", GreyA8, JCS_GRAYSCALE, Scans::One, false),
+        MakeJPEG("JPEGColours", RGBA8, JCS_YCbCr, Scans::One, false),
+        MakeJPEG("JPEGOfThreeScans", RGBA8, JCS_YCbCr, Scans::Three, false),
+        MakeJPEG("JPEGProgressive", RGBA8, JCS_YCbCr, Scans::Progressive, false),
+        MakeJPEG("JPEGUntransformed", RGBA8, JCS_RGB, Scans::One, true),
+        MakeJPEG("JPEGInks", CMYKA8, JCS_CMYK, Scans::One, false),
+        MakeJPEG("JPEGInksInverted", CMYKA8, JCS_CMYK, Scans::One, true),
+        MakeJPEG("JPEGInksTransformed", CMYKA8, JCS_YCCK, Scans::Progressive, true),
     };
     return Files;
 }

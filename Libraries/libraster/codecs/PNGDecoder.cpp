@@ -1,4 +1,4 @@
-#include "codecs/PngDecoder.h"
+#include "codecs/PNGDecoder.h"
 
 #include "codecs/Landing.h"
 
@@ -11,7 +11,7 @@
 
 namespace Raster {
 
-bool IsPng(std::span<const std::byte> start) noexcept {
+bool IsPNG(std::span<const std::byte> start) noexcept {
     constexpr std::array<unsigned char, 8> Signature{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
     return std::ranges::equal(std::as_bytes(std::span(Signature)),
                               start.first(std::min(start.size(), Signature.size())));
@@ -30,9 +30,9 @@ struct ReadObjects {
 };
 
 /// One PNG being read: libpng's objects with its callbacks.
-class PngDecoder final : public Decoder {
+class PNGDecoder final : public Decoder {
 public:
-    explicit PngDecoder(BufferedSource& source) : m_source(source) {
+    explicit PNGDecoder(BufferedSource& source) : m_source(source) {
         // Deliberate: warnings are dropped, as they tell of oddities beside the pixels.
         m_landing.Run([this] {
             m_png = png_create_read_struct(
@@ -45,7 +45,7 @@ public:
             throw std::bad_alloc();
         }
         png_set_read_fn(m_png, this, [](png_structp png, png_bytep target, std::size_t count) {
-            static_cast<PngDecoder*>(png_get_io_ptr(png))->Take(target, count);
+            static_cast<PNGDecoder*>(png_get_io_ptr(png))->Take(target, count);
         });
         SetLimits();
     }
@@ -148,8 +148,8 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Decoder> MakePngDecoder(BufferedSource& source) {
-    return std::make_unique<PngDecoder>(source);
+std::unique_ptr<Decoder> MakePNGDecoder(BufferedSource& source) {
+    return std::make_unique<PNGDecoder>(source);
 }
 
 }  // namespace Raster

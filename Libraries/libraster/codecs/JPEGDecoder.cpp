@@ -1,8 +1,8 @@
-#include "codecs/JpegDecoder.h"
+#include "codecs/JPEGDecoder.h"
 
 #include "Raster/CodecException.h"
 
-#include "codecs/JpegSegments.h"
+#include "codecs/JPEGSegments.h"
 #include "codecs/Landing.h"
 
 #include <jerror.h>
@@ -17,7 +17,7 @@
 
 namespace Raster {
 
-bool IsJpeg(std::span<const std::byte> start) noexcept {
+bool IsJPEG(std::span<const std::byte> start) noexcept {
     constexpr std::array<std::byte, 3> Signature{std::byte{0xFF}, std::byte{0xD8}, std::byte{0xFF}};
     return start.size() >= Signature.size() && std::ranges::equal(Signature, start.first(3));
 }
@@ -38,9 +38,9 @@ struct DecompressInfo : jpeg_decompress_struct {
 };
 
 /// One decompression: libjpeg's object with its callbacks.
-class JpegDecoder final : public Decoder {
+class JPEGDecoder final : public Decoder {
 public:
-    explicit JpegDecoder(BufferedSource& source) : m_source(source) {
+    explicit JPEGDecoder(BufferedSource& source) : m_source(source) {
         m_info.err = jpeg_std_error(&m_errors);
         m_info.client_data = this;
         m_errors.error_exit = [](j_common_ptr info) { Get(info).Fail(info); };
@@ -87,11 +87,11 @@ public:
     }
 
 private:
-    static JpegDecoder& Get(j_common_ptr info) {
-        return *static_cast<JpegDecoder*>(info->client_data);
+    static JPEGDecoder& Get(j_common_ptr info) {
+        return *static_cast<JPEGDecoder*>(info->client_data);
     }
-    static JpegDecoder& Get(j_decompress_ptr info) {
-        return *static_cast<JpegDecoder*>(info->client_data);
+    static JPEGDecoder& Get(j_decompress_ptr info) {
+        return *static_cast<JPEGDecoder*>(info->client_data);
     }
 
     void SetCallbacks() {
@@ -239,7 +239,7 @@ private:
     jpeg_progress_mgr m_progress{};
     DecompressInfo m_info;  // after what it points at
     const bool* m_abort = nullptr;
-    JpegSegments m_segments;
+    JPEGSegments m_segments;
     std::array<std::byte, 65536> m_segment{};  // the last one
     std::size_t m_segmentSize = 0;
     std::vector<JSAMPLE> m_samples;
@@ -247,8 +247,8 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Decoder> MakeJpegDecoder(BufferedSource& source) {
-    return std::make_unique<JpegDecoder>(source);
+std::unique_ptr<Decoder> MakeJPEGDecoder(BufferedSource& source) {
+    return std::make_unique<JPEGDecoder>(source);
 }
 
 }  // namespace Raster

@@ -1,4 +1,4 @@
-#include "inference/OnnxRuntime.h"
+#include "inference/ONNXRuntime.h"
 
 #include "Kernel/Format.h"
 
@@ -11,7 +11,7 @@ namespace {
 constexpr std::uint32_t ApiVersion = 23;
 
 const OrtApi& GetApiTable() {
-    const OrtApiBase& base = LoadOnnxRuntime();
+    const OrtApiBase& base = LoadONNXRuntime();
     const OrtApi* const api = base.GetApi(ApiVersion);
     if (api == nullptr) {
         const Kernel::String message =
@@ -24,7 +24,7 @@ const OrtApi& GetApiTable() {
 
 }  // namespace
 
-void EnsureOnnxRuntime() {
+void EnsureONNXRuntime() {
     [[maybe_unused]] static const bool isReady = [] {
         Ort::InitApi(&GetApiTable());
         return true;

@@ -14,7 +14,7 @@ namespace Learning {
 /// Loads the runtime, once for the process, and makes the classes in namespace Ort usable; to be
 /// called before any of them is. Throws Ort::Exception, with the name of the file that was looked
 /// for, if there is no runtime or it is too old; the next call then tries again.
-void EnsureOnnxRuntime();
+void EnsureONNXRuntime();
 
 // What differs between systems, one source file each.
 
@@ -24,7 +24,7 @@ void EnsureOnnxRuntime();
 Kernel::String GetModuleFolder();
 
 /// Loads the runtime from GetModuleFolder() for the rest of the process's life.
-const OrtApiBase& LoadOnnxRuntime();
+const OrtApiBase& LoadONNXRuntime();
 
 /// A path as the runtime takes it.
 std::basic_string<ORTCHAR_T> ToRuntimePath(const Kernel::String& path);

@@ -14,7 +14,7 @@
 namespace Raster {
 
 /// Collects them in the order of the file. Segments that make no sense are passed over.
-class JpegSegments {
+class JPEGSegments {
 public:
     /// Exif data, if it is that: the first of them counts.
     void AddApp1(std::span<const std::byte> segment);

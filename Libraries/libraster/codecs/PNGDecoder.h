@@ -1,4 +1,4 @@
-// Reads PNG by way of libpng, whose header PngDecoder.cpp and PNGBase.cpp alone include.
+// Reads PNG by way of libpng, whose header PNGDecoder.cpp and PNGBase.cpp alone include.
 
 #pragma once
 
@@ -11,10 +11,10 @@
 namespace Raster {
 
 /// Whether a file that starts with the bytes `start` is PNG.
-bool IsPng(std::span<const std::byte> start) noexcept;
+bool IsPNG(std::span<const std::byte> start) noexcept;
 
 /// Reads grey files as GreyA8 or GreyA16, all others as RGBA8 or RGBA16. `source` must outlive the
 /// decoder.
-std::unique_ptr<Decoder> MakePngDecoder(BufferedSource& source);
+std::unique_ptr<Decoder> MakePNGDecoder(BufferedSource& source);
 
 }  // namespace Raster

@@ -1,4 +1,4 @@
-// Reads JPEG by way of libjpeg-turbo, whose headers JpegDecoder.cpp and JPEG.cpp alone include.
+// Reads JPEG by way of libjpeg-turbo, whose headers JPEGDecoder.cpp and JPEG.cpp alone include.
 
 #pragma once
 
@@ -11,10 +11,10 @@
 namespace Raster {
 
 /// Whether a file that starts with the bytes `start` is JPEG.
-bool IsJpeg(std::span<const std::byte> start) noexcept;
+bool IsJPEG(std::span<const std::byte> start) noexcept;
 
 /// Reads grey files as GreyA8, those of four inks as CMYKA8, all others as RGBA8. `source` must
 /// outlive the decoder.
-std::unique_ptr<Decoder> MakeJpegDecoder(BufferedSource& source);
+std::unique_ptr<Decoder> MakeJPEGDecoder(BufferedSource& source);
 
 }  // namespace Raster

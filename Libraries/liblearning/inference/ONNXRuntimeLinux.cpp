@@ -1,6 +1,6 @@
 #include "Kernel/Format.h"
 
-#include "inference/OnnxRuntime.h"
+#include "inference/ONNXRuntime.h"
 
 #include <dlfcn.h>
 #include <link.h>
@@ -58,7 +58,7 @@ Kernel::String GetModuleFolder() {
     return Kernel::String(program.parent_path().string()) + "/";
 }
 
-const OrtApiBase& LoadOnnxRuntime() {
+const OrtApiBase& LoadONNXRuntime() {
     const Kernel::String path = GetModuleFolder() + RuntimeFileName;
     void* const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) {

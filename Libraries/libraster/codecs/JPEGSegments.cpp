@@ -1,4 +1,4 @@
-#include "codecs/JpegSegments.h"
+#include "codecs/JPEGSegments.h"
 
 #include <algorithm>
 #include <string_view>
@@ -16,7 +16,7 @@ bool StartsWith(std::span<const std::byte> segment, std::string_view name) noexc
 
 }  // namespace
 
-void JpegSegments::AddApp1(std::span<const std::byte> segment) {
+void JPEGSegments::AddApp1(std::span<const std::byte> segment) {
     constexpr std::string_view Name = "Exif\0\0"sv;
     if (!m_hasExif && StartsWith(segment, Name)) {
         m_hasExif = true;
@@ -24,7 +24,7 @@ void JpegSegments::AddApp1(std::span<const std::byte> segment) {
     }
 }
 
-void JpegSegments::AddApp2(std::span<const std::byte> segment) {
+void JPEGSegments::AddApp2(std::span<const std::byte> segment) {
     constexpr std::string_view Name = "ICC_PROFILE\0"sv;
     constexpr std::size_t HeadSize = Name.size() + 2;
     if (!StartsWith(segment, Name) || segment.size() <= HeadSize || m_isProfileDamaged) {
@@ -44,7 +44,7 @@ void JpegSegments::AddApp2(std::span<const std::byte> segment) {
     }
 }
 
-Kernel::Consolidated<ICCProfile> JpegSegments::MakeProfile() const {
+Kernel::Consolidated<ICCProfile> JPEGSegments::MakeProfile() const {
     std::vector<std::byte> bytes;
     for (const std::vector<std::byte>& piece : m_pieces) {
         if (piece.empty() || m_isProfileDamaged) {
