@@ -77,7 +77,11 @@ DynamicBitmap::DynamicBitmap(int width, int height, const PixelFormat& format,
 DynamicBitmap::~DynamicBitmap() = default;
 
 void DynamicBitmap::Create(int width, int height, Format format) {
-    Allocate(width, height, Raster::GetPixelFormat(format));
+    const PixelFormat& pixelFormat = Raster::GetPixelFormat(format);
+    if (m_isFormatFixed && &pixelFormat != m_format) {
+        throw std::invalid_argument("the type of the bitmap has another pixel format");
+    }
+    Allocate(width, height, pixelFormat);
     m_profile = {};
 }
 

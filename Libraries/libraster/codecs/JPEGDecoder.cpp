@@ -44,7 +44,7 @@ public:
         m_info.err = jpeg_std_error(&m_errors);
         m_info.client_data = this;
         m_errors.error_exit = [](j_common_ptr info) { Get(info).Fail(info); };
-        m_errors.emit_message = [](j_common_ptr info, int level) { Get(info).Judge(info, level); };
+        m_errors.emit_message = [](j_common_ptr info, int level) { Get(info).FailUnlessHarmless(info, level); };
         m_landing.Run([this] { jpeg_create_decompress(&m_info); });
         SetCallbacks();
     }
@@ -143,7 +143,7 @@ private:
 
     // Negative levels are warnings: most of them stand for pixels that were made up. Many cameras
     // put padding before the mark of the end, when all pixels are there.
-    void Judge(j_common_ptr info, int level) {
+    void FailUnlessHarmless(j_common_ptr info, int level) {
         const jpeg_error_mgr& errors = *info->err;
         const bool isHarmless =
             errors.msg_code == JWRN_ADOBE_XFORM || errors.msg_code == JWRN_JFIF_MAJOR ||

@@ -9,9 +9,8 @@
 
 namespace Raster {
 
-/// A bitmap of the format with these channels. It is a DynamicBitmap, too, so it is shared with
-/// code that knows formats at run time only, without a copy; but never call Create() through that
-/// side, which takes any format.
+/// A bitmap of the format with these channels. It is a DynamicBitmap, too, so it is shared without
+/// a copy with code that knows formats at run time only; there, too, it keeps its format.
 template <class C1, class C2, class C3, class C4, class C5>
 class Bitmap : public DynamicBitmap,
                public ModelBase<Bitmap<C1, C2, C3, C4, C5>, C1, C2, C3, C4, C5> {
@@ -21,7 +20,9 @@ public:
     Bitmap() : Bitmap(0, 0) {}
     Bitmap(int width, int height, MipmapMode mipmapMode = MipmapMode::None,
            HardwareCachePolicy policy = HardwareCachePolicy::Allowed)
-        : DynamicBitmap(width, height, GetStaticFormat(), mipmapMode, policy) {}
+        : DynamicBitmap(width, height, GetStaticFormat(), mipmapMode, policy) {
+        FixFormat();
+    }
 
     static const PixelFormat& GetStaticFormat() noexcept {
         return FormatTraits<C1, C2, C3, C4, C5>::GetPixelFormat();

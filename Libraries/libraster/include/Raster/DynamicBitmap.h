@@ -65,7 +65,8 @@ public:
     DynamicBitmap& operator=(const DynamicBitmap&) = delete;
     ~DynamicBitmap() override;
 
-    /// Becomes a transparent bitmap of that size without profile; what was there is gone.
+    /// Becomes a transparent bitmap of that size without profile; what was there is gone. A Bitmap
+    /// throws std::invalid_argument for a format that is not its own, and stays as it is.
     void Create(int width, int height, Format format = Format::RGBA8);
 
     /// A copy, profile included; null if `abort` was set meanwhile.
@@ -131,6 +132,9 @@ public:
     void* RetainHardwareBuffer(void* device, bool* abort = nullptr) const;
 
 protected:
+    /// Has Create() refuse other formats from here on.
+    void FixFormat() noexcept { m_isFormatFixed = true; }
+
     /// Gives `copy`, which has the same size and format, the pixels; false if `abort` was set
     /// meanwhile.
     bool CopyTo(DynamicBitmap& copy, bool* abort) const;
@@ -151,6 +155,7 @@ private:
     Kernel::Consolidated<ICCProfile> m_profile;
     MipmapMode m_mipmapMode = MipmapMode::None;
     HardwareCachePolicy m_policy = HardwareCachePolicy::Allowed;
+    bool m_isFormatFixed = false;
     std::unique_ptr<Caches> m_caches;
 };
 

@@ -95,7 +95,12 @@ TEST(DynamicBitmap, IsAllNewAfterCreateUnlessASizeIsRefused) {
 
     Bitmap<Alpha8, X2, X3, X4, X5> mask;
     mask.Create(2, 1);
-    EXPECT_EQ(mask.GetHostView().format, &mask.GetStaticFormat());
+    DynamicBitmap& anyMask = mask;
+    EXPECT_THROW(anyMask.Create(3, 1), std::invalid_argument);  // RGBA8
+    EXPECT_EQ(anyMask.GetHostView().format, &mask.GetStaticFormat());
+    EXPECT_EQ(anyMask.GetWidth(), 2);
+    anyMask.Create(3, 1, Format::Alpha8);
+    EXPECT_EQ(anyMask.GetWidth(), 3);
 }
 
 TEST(DynamicBitmap, MayHaveNoPixels) {
