@@ -1,30 +1,29 @@
 #include "inference/ModelSession.h"
 
-#include "Learning/ModelCache.h"
-
+#include "inference/DevicePolicy.h"
 #include "inference/ExecutionProviders.h"
 
 namespace Learning {
 
 namespace {
 
-OrtExecutionProviderDevicePolicy GetPolicy(ModelCache::InferenceMode mode) noexcept {
-    // Deliberate: every mode but these two is as good as MaxEfficiency, and no other policy is ever
-    // set, since the runtime crashes on some values.
-    return mode == ModelCache::MaxPerformance ? OrtExecutionProviderDevicePolicy_MAX_PERFORMANCE
-                                              : OrtExecutionProviderDevicePolicy_MAX_EFFICIENCY;
+/// The runtime's name for `policy`, which is not CPU. No other value is ever set, since the runtime
+/// crashes on some.
+OrtExecutionProviderDevicePolicy ToRuntimePolicy(DevicePolicy policy) noexcept {
+    return policy == DevicePolicy::MaxPerformance ? OrtExecutionProviderDevicePolicy_MAX_PERFORMANCE
+                                                  : OrtExecutionProviderDevicePolicy_MAX_EFFICIENCY;
 }
 
 Ort::Session OpenSession(RuntimeEnvironment& environment, const Kernel::String& path,
                          Model::EP ep) {
-    const ModelCache::InferenceMode mode = ModelCache::GetInstance().GetInferenceMode();
-    const bool isAccelerated = mode != ModelCache::CPU && ep != Model::CPUOnly;
+    const DevicePolicy policy = GetDevicePolicy();
+    const bool isAccelerated = policy != DevicePolicy::CPU && ep != Model::CPUOnly;
     if (isAccelerated) {
         RegisterExecutionProviders(environment);
     }
     Ort::SessionOptions options;
     if (isAccelerated) {
-        options.SetEpSelectionPolicy(GetPolicy(mode));
+        options.SetEpSelectionPolicy(ToRuntimePolicy(policy));
     }
     return Ort::Session(environment.Get(), ToRuntimePath(path).c_str(), options);
 }

@@ -3,6 +3,8 @@
 #include "Kernel/Diagnostics.h"
 #include "Kernel/FileSystem.h"
 
+#include "inference/DevicePolicy.h"
+
 #include <array>
 #include <utility>
 
@@ -26,6 +28,18 @@ constexpr std::array<CatalogueEntry, 5> Catalogue{{
     {"Colourisation_2.6", "Colourisation_2.6", Model::CPUOnly},
     {"SuperResolution_2.6", "SuperResolution_3.2", Model::Default},
 }};
+
+DevicePolicy ToDevicePolicy(ModelCache::InferenceMode mode) noexcept {
+    switch (mode) {
+        case ModelCache::CPU:
+            return DevicePolicy::CPU;
+        case ModelCache::MaxPerformance:
+            return DevicePolicy::MaxPerformance;
+        case ModelCache::MaxEfficiency:
+            break;
+    }
+    return DevicePolicy::MaxEfficiency;  // Deliberate: for values that are no mode, too.
+}
 
 CatalogueEntry GetCatalogueEntry(ModelCache::ModelType type) noexcept {
     return type < Catalogue.size() ? Catalogue[type] : CatalogueEntry{"", "", Model::Default};
@@ -62,6 +76,9 @@ Kernel::String ModelCache::GetModelExtension() const {
 void ModelCache::SetInferenceMode(InferenceMode mode) {
     const Kernel::ScopedLock lock(m_lock);
     m_inferenceMode = mode;
+    if (this == &GetInstance()) {
+        SetDevicePolicy(ToDevicePolicy(mode));
+    }
 }
 
 void ModelCache::SetUserCanDoInference(bool canDoInference) noexcept {

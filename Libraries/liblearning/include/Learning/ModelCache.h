@@ -69,6 +69,8 @@ public:
     InferenceMode GetInferenceMode() const noexcept { return m_inferenceMode; }
     /// Loaded models stay as they are: a model that was opened in one mode serves in the next until
     /// it is deleted or Shutdown() is called.
+    /// That of GetInstance() is the mode in which all model files of the process are opened, by
+    /// other instances too.
     void SetInferenceMode(InferenceMode mode);
 
     /// Whether the current user may use local inference. Kept for the host; nothing here asks it.
