@@ -54,6 +54,13 @@ TEST_F(Providers, AreChosenByTheInferenceMode) {
     }
 }
 
+TEST_F(Providers, FollowTheModeOfTheSharedInstanceAlone) {
+    SetMode(0);
+    ModelCache().SetInferenceMode(ModelCache::MaxPerformance);
+    Model model({TestModelPath("Add")}, Model::Default);
+    EXPECT_EQ(GetDevice(model), "CPU");
+}
+
 TEST_F(Providers, AreRegisteredOnceInEachLifeOfTheEnvironment) {
     for (int life = 0; life < 3; ++life) {
         EXPECT_EQ(GetDeviceInMode(1), "FakeGpu");
