@@ -76,6 +76,8 @@ def main():
     uses = collections.Counter()
     rank = {room: index for index, room in enumerate(rooms.order)}
     for path in (p for p in listed if p.endswith((".h", ".cpp")) and (ROOT / p).is_file()):
+        if path.startswith("Libraries/") and is_product(path) and path not in rooms.room_of:
+            rooms.problems.append(f"{path}: no orvantis_room() lists it")
         here = rooms.get_room(path)
         for name in INCLUDE.findall((ROOT / path).read_text()):
             found = rooms.find(path, name)
