@@ -3,7 +3,7 @@
 #include "Kernel/Semaphore.h"
 #include "Kernel/Utf.h"
 
-#include "LocalService.h"
+#include "service/LocalService.h"
 
 #include <CLI/CLI.hpp>
 

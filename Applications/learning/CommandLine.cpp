@@ -2,8 +2,8 @@
 
 #include "Kernel/Utf.h"
 
-#include "Commands.h"
-#include "Failure.h"
+#include "commands/Commands.h"
+#include "failures/Failure.h"
 
 #include <CLI/CLI.hpp>
 

@@ -4,7 +4,7 @@
 
 #include "Server/Script.h"
 
-#include "Response.h"
+#include "operations/Response.h"
 
 #include <chrono>
 #include <cstdint>

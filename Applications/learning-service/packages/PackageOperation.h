@@ -4,7 +4,7 @@
 
 #include "Server/FileDescriptor.h"
 
-#include "Operation.h"
+#include "operations/Operation.h"
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include "tests/Support.h"
+#include "tests/LearningProgram.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "Router.h"
+#include "operations/Router.h"
 #include "packages/PackageOperation.h"
 #include "support/TestFolder.h"
 

@@ -1,0 +1,32 @@
+// Finds the operation that a request is for.
+
+#pragma once
+
+#include "operations/Operation.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Service {
+
+/// Operations by the start of their paths. Threads: any may route once all is mounted.
+class Router {
+public:
+    /// `path` starts and ends with "/".
+    void Mount(std::string path, std::unique_ptr<Operation> operation);
+
+    /// Asks the operation with the longest path that fits. 400 for a target that is not well
+    /// formed, 404 if nothing fits.
+    Response Route(const Server::Request& request) const;
+
+private:
+    struct Entry {
+        std::string path;
+        std::unique_ptr<Operation> operation;
+    };
+    std::vector<Entry> m_entries;
+};
+
+}  // namespace Service

@@ -1,0 +1,66 @@
+#include "service/LocalService.h"
+
+#include "packages/PackageOperation.h"
+
+#include <stdexcept>
+
+namespace Service {
+
+LocalService::LocalService(const Settings& settings, std::ostream& out,
+                           std::function<void()> onRequest)
+    : m_log(out), m_onRequest(std::move(onRequest)), m_faultFile(settings.faultFile) {
+    for (const std::string& fault : settings.faults) {
+        m_faults.Add(fault);
+    }
+    GetFaults();  // so that a mistake in the file shows at once
+    m_router.Mount("/", std::make_unique<PackageOperation>(settings.packages));
+    if (settings.httpsPort) {
+        const Server::CertificateAuthority authority;
+        authority.WriteCertificate(settings.certificate);
+        m_https = Serve(*settings.httpsPort, authority.Issue(settings.flaw));
+    }
+    m_http = Serve(settings.port, {});
+}
+
+std::unique_ptr<Server::ScriptedServer> LocalService::Serve(
+    int port, std::optional<Server::Identity> identity) {
+    Server::ScriptedServer::Options options;
+    options.port = port;
+    options.identity = std::move(identity);
+    options.greeting = [this](int) { return Greet(); };
+    options.observer = [this](const Server::Exchange& exchange) { Observe(exchange); };
+    options.maxRecorded = 0;
+    return std::make_unique<Server::ScriptedServer>(
+        std::move(options), [this](const Server::Request& request) { return Answer(request); });
+}
+
+Server::Script LocalService::Answer(const Server::Request& request) const {
+    Service::Answer answer = MakeAnswer(request, m_router.Route(request));
+    GetFaults().Apply(answer);
+    return MakeScript(answer);
+}
+
+std::optional<Server::Script> LocalService::Greet() const {
+    try {
+        return GetFaults().GetGreeting();
+    } catch (const std::runtime_error&) {  // a mistake in the file: Answer() will say so
+        return {};
+    }
+}
+
+void LocalService::Observe(const Server::Exchange& exchange) {
+    m_log.Write(exchange);
+    if (!exchange.request.method.empty()) {
+        m_onRequest();
+    }
+}
+
+Faults LocalService::GetFaults() const {
+    Faults faults = m_faults;
+    if (!m_faultFile.empty()) {
+        faults.AddFile(m_faultFile);
+    }
+    return faults;
+}
+
+}  // namespace Service

@@ -1,0 +1,58 @@
+#include "service/RequestLog.h"
+
+#include "Kernel/Utf.h"
+
+#include <array>
+#include <chrono>
+#include <ctime>
+#include <iomanip>
+#include <ostream>
+#include <sstream>
+
+namespace Service {
+
+namespace {
+
+std::string FormatTime(std::chrono::system_clock::time_point time) {
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+    std::tm parts{};
+    localtime_r(&seconds, &parts);
+    std::array<char, 16> text;
+    return {text.data(), std::strftime(text.data(), text.size(), "%H:%M:%S", &parts)};
+}
+
+/// "404" of "HTTP/1.1 404 Not Found".
+std::string_view GetStatus(std::string_view statusLine) {
+    if (statusLine.empty()) {
+        return "-";
+    }
+    const std::size_t blank = statusLine.find(' ');
+    return statusLine.starts_with("HTTP/") && blank != std::string_view::npos
+               ? statusLine.substr(blank + 1, 3)
+               : "???";
+}
+
+}  // namespace
+
+void RequestLog::Write(const Server::Exchange& exchange) {
+    const Server::Request& request = exchange.request;
+    const bool isRead = !request.method.empty();
+    const std::chrono::duration<double, std::milli> duration = exchange.duration;
+    std::ostringstream line;
+    line << FormatTime(std::chrono::system_clock::now()) << ' ' << request.peer << ' '
+         << (request.isOverTls ? "https " : "http ") << (isRead ? request.method : "-") << ' '
+         << (isRead ? request.target : "-") << ' ' << GetStatus(exchange.statusLine) << ' '
+         << exchange.bytesSent << " bytes " << std::fixed << std::setprecision(1)
+         << duration.count() << " ms";
+    if (!exchange.problem.empty()) {
+        line << " (" << exchange.problem << ')';
+    }
+    WriteLine(line.str());
+}
+
+void RequestLog::WriteLine(std::string_view text) {
+    const std::lock_guard lock(m_mutex);
+    m_out << Kernel::MakePrintableLines(text).c_str() << std::endl;
+}
+
+}  // namespace Service

@@ -1,0 +1,62 @@
+#include "commands/Commands.h"
+#include "files/Files.h"
+#include "networks/Painting.h"
+
+#include <algorithm>
+#include <cmath>
+#include <ostream>
+
+namespace LearningApp {
+
+namespace {
+
+/// The size in which the network sees a photo of `size`.
+Size FindWorkingSize(Size size) {
+    using namespace Colourisation;  // NOLINT(google-build-using-namespace): a table of facts
+    const auto [shorter, longer] = std::minmax(size.width, size.height);
+    const double scale = std::min(static_cast<double>(ShortSide) / shorter,
+                                  static_cast<double>(LongestSide) / longer);
+    const auto fit = [scale](int side) {
+        return SideStep * std::max(1, static_cast<int>(std::lround(side * scale / SideStep)));
+    };
+    return {fit(size.width), fit(size.height)};
+}
+
+/// Colours `pixel`, by BT.601. Where a colour of that luma can't be so strong, it is weaker: the
+/// luma stays.
+void ApplyChroma(std::span<float, 4> pixel, float cb, float cr) {
+    const float luma = 0.299F * pixel[0] + 0.587F * pixel[1] + 0.114F * pixel[2];
+    const std::array<float, 3> change{cr / 0.713F, -0.344F * cb - 0.714F * cr, cb / 0.564F};
+    float strength = 1;
+    for (const float step : change) {
+        if (luma + step > 1) {
+            strength = std::min(strength, (1 - luma) / step);
+        } else if (luma + step < 0) {
+            strength = std::min(strength, -luma / step);
+        }
+    }
+    for (std::size_t i = 0; i < change.size(); ++i) {
+        pixel[i] = luma + strength * change[i];
+    }
+}
+
+}  // namespace
+
+void Colourise(const Host& host, const PhotoOptions& options) {
+    using namespace Colourisation;  // NOLINT(google-build-using-namespace): a table of facts
+    CheckPictureTarget(options.output);
+    const auto photo = LoadPhoto(options.photo);
+    const Size working = FindWorkingSize(GetSize(*photo));
+    const auto luma = MakeTensor({1, 1, working.height, working.width});
+    Learning::FillTensorCHW(*luma, *photo);
+    const auto chroma = MakeTensor({1, 2, working.height, working.width});
+    host.GetNetwork(ModelType::Colourisation).Run({{Input, luma}}, {{Output, chroma}});
+
+    PaintPlanes(*chroma, *photo, [](std::span<float, 4> pixel, std::span<const float, 4> samples) {
+        ApplyChroma(pixel, samples[0], samples[1]);
+    });
+    SavePicture(*photo, options.output);
+    host.GetOut() << "wrote " << options.output << '\n';
+}
+
+}  // namespace LearningApp

@@ -1,0 +1,146 @@
+#include "Kernel/FileStreams.h"
+#include "Network/Settings.h"
+
+#include "commands/Commands.h"
+#include "failures/DownloadFailure.h"
+#include "files/Files.h"
+#include "networks/ModelNames.h"
+#include "terminal/DownloadProgress.h"
+#include "terminal/Interruption.h"
+
+#include <algorithm>
+#include <cctype>
+#include <set>
+#include <string_view>
+
+namespace LearningApp {
+
+namespace {
+
+using Learning::ModelCache;
+
+/// Whether `address` has more than `start`, and starts with it in upper or lower case.
+bool HasStart(std::string_view address, std::string_view start) {
+    return address.size() > start.size() &&
+           std::ranges::equal(address.substr(0, start.size()), start,
+                              [](unsigned char a, char b) { return std::tolower(a) == b; });
+}
+
+/// What addresses of packages start with. Throws WrongUse if it can't be made from `server`.
+std::string MakeRoot(const std::string& server) {
+    if (server.empty()) {
+        throw WrongUse(
+            "no server is named, neither with --server nor in $ORVANTIS_SERVER.\n"
+            "For example: learning --server http://127.0.0.1:8080/ download all\n"
+            "That is the address of learning-service, started like this: "
+            "learning-service --packages external/packages");
+    }
+    if (!HasStart(server, "http://") && !HasStart(server, "https://")) {
+        throw WrongUse("%1 is no address of a server: write it like http://127.0.0.1:8080/",
+                       server);
+    }
+    return server.ends_with('/') ? server : server + '/';
+}
+
+/// Whom the process talks to and trusts, for the time of one command.
+class Connection {
+public:
+    explicit Connection(const Settings& settings) {
+        ModelCache::GetInstance().SetModelURLRoot(MakeRoot(settings.server));
+        if (!settings.certificate.empty()) {
+            Kernel::FileInStream::Open(settings.certificate);  // throws if that can't be done
+        }
+        ::Network::SetCertificateAuthorities(settings.certificate);
+    }
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+    ~Connection() {
+        ::Network::SetCertificateAuthorities({});
+        ModelCache::GetInstance().SetModelURLRoot({});
+    }
+};
+
+std::string GetPath(ModelType type) {
+    return std::string(ModelCache::GetInstance().ModelTypeToModelPaths(type).front().c_str());
+}
+
+/// Whether the network is there and can be loaded: not so what a damaged package has left.
+bool IsUsable(const NamedType& model) {
+    ModelCache& cache = ModelCache::GetInstance();
+    return cache.IsModelAvailable(model.type) && cache.GetModel(model.type);
+}
+
+/// Downloads one network. Throws DownloadFailure unless its file is a new one that can be loaded.
+void Fetch(const Host& host, const NamedType& model, const Interruption& interruption) {
+    ModelCache& cache = ModelCache::GetInstance();
+    const std::string path = GetPath(model.type);
+    const auto before = GetWriteTime(path);
+    cache.Shutdown();  // a network that is loaded already would hide that the new one can't be
+    host.ClearLog();
+    bool isThere = false;
+    {
+        DownloadProgress progress = host.StartDownload(model.name);
+        // Called on the thread of the transfer, while this one waits.
+        isThere = cache.DownloadModel(model.type, [&](const auto& state, ModelType) {
+            interruption.Check();
+            progress.Update(state.received, state.totalToReceive);
+        });
+    }
+    if (!isThere) {
+        interruption.Check();
+        throw DownloadFailure(model.name, host.GetLog());
+    }
+    if (GetWriteTime(path) == before) {  // what is loaded is what was there
+        const std::string log = host.GetLog();
+        throw DownloadFailure(model.name, log.empty() ? "no " + path + " exists in it" : log);
+    }
+}
+
+}  // namespace
+
+void DownloadModels(const Host& host, const DownloadOptions& options) {
+    const std::vector<NamedType> models = ParseModelNames(options.models);
+    const Connection connection(host.GetSettings());
+    CreateFolder(host.GetModelFolder());
+    const Interruption interruption;
+    std::set<std::string> cures;
+    for (const NamedType& model : models) {
+        try {
+            if (!options.isForced && IsUsable(model)) {
+                host.Say("%1 is there already: %2", model.name, GetPath(model.type));
+            } else {
+                Fetch(host, model, interruption);
+                host.Say("downloaded %1 to %2", model.name, GetPath(model.type));
+                if (const std::string log = host.GetLog(); !log.empty()) {
+                    host.Complain(log);  // something else in the package is not as it should be
+                }
+            }
+        } catch (const DownloadFailure& failure) {  // the next one may be had
+            host.Complain(failure.what());
+            cures.insert(failure.GetCure());
+        }
+        interruption.Check();
+    }
+    if (!cures.empty()) {
+        std::string text;
+        for (const std::string& cure : cures) {
+            text += (text.empty() ? "" : "\n") + cure;
+        }
+        throw Failure("%1", text);
+    }
+}
+
+void DeleteModels(const Host& host, const std::vector<std::string>& names) {
+    ModelCache& cache = ModelCache::GetInstance();
+    for (const NamedType& model : ParseModelNames(names)) {
+        const std::string path = GetPath(model.type);
+        const bool wasThere = cache.IsModelAvailable(model.type);
+        cache.DeleteModel(model.type);
+        if (cache.IsModelAvailable(model.type)) {
+            throw Failure("cannot delete %1: may your user write to its folder?", path);
+        }
+        host.Say(wasThere ? "deleted %1" : "%1 is not there: nothing to delete", path);
+    }
+}
+
+}  // namespace LearningApp

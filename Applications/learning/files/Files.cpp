@@ -1,0 +1,103 @@
+#include "files/Files.h"
+
+#include "Kernel/AtomicFileOutStream.h"
+#include "Kernel/FileStreams.h"
+#include "Kernel/IoException.h"
+#include "Raster/DynamicFile.h"
+#include "Raster/ICCManager.h"
+#include "Raster/PNGBase.h"
+
+#include "failures/Failure.h"
+
+#include <algorithm>
+#include <cctype>
+#include <system_error>
+
+namespace LearningApp {
+
+namespace {
+
+std::filesystem::path ToPath(const std::string& path) {
+    return std::u8string(path.begin(), path.end());
+}
+
+}  // namespace
+
+Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(const std::string& path) {
+    const auto stream = Kernel::FileInStream::Open(path);
+    Raster::DynamicFile file;
+    if (!file.CreateFromStream(*stream)) {
+        throw Failure("cannot read the photo %1: %2", path, file.GetError());
+    }
+    auto photo = Kernel::MakeCounted<Raster::DynamicBitmap>(file.GetWidth(), file.GetHeight(),
+                                                            Raster::Format::RGBA8);
+    photo->SetProfile(Raster::ICCManager::GetProfileForString("sRGB IEC61966-2.1"));
+    if (!file.ReadPixels(*photo)) {
+        throw Failure("cannot read the photo %1: %2", path, file.GetError());
+    }
+    return photo;
+}
+
+bool HasExtension(std::string_view path, std::string_view extension) {
+    const auto isSame = [](char a, char b) {
+        return std::tolower(static_cast<unsigned char>(a)) == b;
+    };
+    return path.size() > extension.size() &&
+           std::ranges::equal(path.substr(path.size() - extension.size()), extension, isSame);
+}
+
+void CheckPictureTarget(const std::string& path) {
+    if (!HasExtension(path, ".png")) {
+        throw WrongUse("the result is a PNG picture: let the name %1 end in .png", path);
+    }
+    CheckTarget(path);
+}
+
+void CheckTarget(const std::string& path) {
+    std::error_code error;
+    const std::filesystem::path folder = ToPath(path).parent_path();
+    if (!folder.empty() && !std::filesystem::is_directory(folder, error)) {
+        throw Failure("cannot write %1: its folder is not there", path);
+    }
+    if (std::filesystem::is_directory(ToPath(path), error)) {
+        throw Failure("cannot write %1: that is a folder", path);
+    }
+    try {
+        Kernel::AtomicFileOutStream::Create(path);  // dropped at once: may there be a file at all?
+    } catch (const Kernel::IoException& exception) {  // names a file of which nobody knows
+        throw Failure("cannot write %1: %2", path, exception.what());
+    }
+}
+
+void CreateFolder(const std::string& path) {
+    std::error_code error;
+    std::filesystem::create_directories(ToPath(path), error);
+    if (error) {
+        throw Failure("cannot create the folder %1: %2", path, error.message());
+    }
+}
+
+std::optional<std::filesystem::file_time_type> GetWriteTime(const std::string& path) {
+    std::error_code error;
+    const auto time = std::filesystem::last_write_time(ToPath(path), error);
+    return error ? std::nullopt : std::optional(time);
+}
+
+void WriteWhole(const std::string& path, const std::function<void(Kernel::OutStream&)>& write) {
+    const auto file = Kernel::AtomicFileOutStream::Create(path);
+    write(*file);
+    file->Commit();
+}
+
+bool IsPictureSize(std::int64_t width, std::int64_t height) {
+    constexpr std::int64_t MaximumSide = Raster::DynamicFile::MaximumSide;
+    constexpr std::int64_t MaximumCount = Raster::DynamicFile::MaximumPixelCount;
+    return width > 0 && width <= MaximumSide && height > 0 && height <= MaximumSide &&
+           width * height <= MaximumCount;
+}
+
+void SavePicture(const Raster::DynamicBitmap& picture, const std::string& path) {
+    WriteWhole(path, [&picture](Kernel::OutStream& stream) { Raster::WritePNG(picture, stream); });
+}
+
+}  // namespace LearningApp

@@ -1,0 +1,210 @@
+#include "host/Host.h"
+
+#include "Kernel/CriticalSection.h"
+#include "Kernel/Environment.h"
+#include "Kernel/FileSystem.h"
+#include "Kernel/Utf.h"
+
+#include "failures/Failure.h"
+#include "networks/ModelNames.h"
+
+#include <algorithm>
+#include <ostream>
+
+namespace LearningApp {
+
+/// Keeps of the log what tells the reason for a failure.
+class LogMemory : public Kernel::DiagnosticSink {
+public:
+    void Write(std::string_view text) override {
+        const std::size_t end = text.find_last_not_of("\r\n");
+        if (end != std::string_view::npos) {
+            const Kernel::ScopedLock lock(m_lock);
+            m_last = text.substr(0, end + 1);
+            if (m_first.empty()) {
+                m_first = m_last;
+            }
+        }
+    }
+
+    void Clear() {
+        const Kernel::ScopedLock lock(m_lock);
+        m_first.clear();
+        m_last.clear();
+    }
+
+    /// The first and the last line, or that which is both.
+    std::string GetLines() {
+        const Kernel::ScopedLock lock(m_lock);
+        return m_first == m_last ? m_first : m_first + "; " + m_last;
+    }
+
+    /// ": " and the last line, or nothing if there is none.
+    std::string GetReason() {
+        const Kernel::ScopedLock lock(m_lock);
+        return m_last.empty() ? "" : ": " + m_last;
+    }
+
+private:
+    Kernel::CriticalSection m_lock;
+    std::string m_first;
+    std::string m_last;
+};
+
+namespace {
+
+using Learning::ModelCache;
+
+class StreamSink : public Kernel::DiagnosticSink {
+public:
+    explicit StreamSink(std::ostream& stream) : m_stream(stream) {}
+    void Write(std::string_view text) override { m_stream << text; }
+    void Flush() override { m_stream.flush(); }
+
+private:
+    std::ostream& m_stream;
+};
+
+/// The environment variable `name`; empty if it isn't set.
+std::string GetVariable(const char* name) {
+    return std::string(std::string_view(Kernel::GetEnv(name).value_or(Kernel::String())));
+}
+
+std::string FindModelFolder(const std::string& named) {
+    if (!named.empty()) {
+        return named;
+    }
+    if (std::string chosen = GetVariable("ORVANTIS_MODELS"); !chosen.empty()) {
+        return chosen;
+    }
+    if (const std::string cache = GetVariable("XDG_CACHE_HOME"); !cache.empty()) {
+        return cache + "/orvantis/models";
+    }
+    if (const std::string home = GetVariable("HOME"); !home.empty()) {
+        return home + "/.cache/orvantis/models";
+    }
+    throw Failure("there is no folder of networks: name one with --models");
+}
+
+/// `settings` with what is empty filled in.
+Settings Complete(Settings settings) {
+    settings.models = FindModelFolder(settings.models);
+    if (settings.server.empty()) {
+        settings.server = GetVariable("ORVANTIS_SERVER");
+    }
+    return settings;
+}
+
+/// The options by which another command meets the same networks.
+std::string RepeatOptions(const Settings& settings) {
+    using Mode = ModelCache::InferenceMode;
+    const char* const mode = settings.mode == Mode::MaxPerformance  ? " --mode performance"
+                             : settings.mode == Mode::MaxEfficiency ? " --mode efficiency"
+                                                                    : "";
+    return (settings.models.empty() ? "" : " --models " + settings.models) + mode;
+}
+
+}  // namespace
+
+Network::Network(Kernel::Counted<Learning::Model> model, std::string path,
+                 Kernel::Counted<LogMemory> log)
+    : m_model(std::move(model)), m_path(std::move(path)), m_log(std::move(log)) {}
+
+Network::~Network() = default;
+
+void Network::Run(const Learning::Model::TensorMap& inputs,
+                  Learning::Model::TensorMap outputs) const {
+    if (!m_model->Execute(inputs, outputs)) {
+        throw Failure("the network %1 does not run%2", m_path, m_log->GetReason());
+    }
+}
+
+Host::Host(const Settings& settings, const Console& console, std::ostream& said)
+    : m_settings(Complete(settings)),
+      m_console(console),
+      m_said(said),
+      m_repeated(RepeatOptions(settings)),
+      m_log(Kernel::MakeCounted<LogMemory>()) {
+    ModelCache& cache = ModelCache::GetInstance();
+    // The cache appends a slash of its own.
+    const std::string& folder = m_settings.models;
+    const std::size_t end = folder.find_last_not_of('/');
+    cache.SetModelCacheFolder(folder.substr(0, end == std::string::npos ? 0 : end + 1));
+    cache.SetInferenceMode(m_settings.mode);
+    m_previousLog = Kernel::Log::SetSink(m_log);
+    m_previousTrace = Kernel::Trace::SetSink(
+        m_settings.isVerbose
+            ? Kernel::Counted<Kernel::DiagnosticSink>(Kernel::MakeCounted<StreamSink>(console.err))
+            : nullptr);
+}
+
+Host::~Host() {
+    ModelCache::GetInstance().Shutdown();
+    Kernel::Trace::SetSink(m_previousTrace);
+    Kernel::Log::SetSink(m_previousLog);
+}
+
+Network Host::GetNetwork(ModelType type) const {
+    ModelCache& cache = ModelCache::GetInstance();
+    const std::string path(std::string_view(cache.ModelTypeToModelPaths(type).front()));
+    if (!cache.IsModelAvailable(type)) {
+        throw Failure(
+            "a network is not installed: there is no file %1\n"
+            "To get it: %2\n"
+            "If it is elsewhere, name its folder with --models.",
+            path, DescribeDownload(type));
+    }
+    Kernel::Counted<Learning::Model> model = cache.GetModel(type);
+    if (!model) {
+        throw Failure("cannot load the network %1%2\nTo get it anew: %3", path, m_log->GetReason(),
+                      DescribeDownload(type));
+    }
+    return {std::move(model), path, m_log};
+}
+
+Network Host::OpenNetwork(const std::string& path) const {
+    if (!Kernel::FileSystem::Exists(path)) {
+        throw Failure("there is no network %1", path);
+    }
+    auto model = Kernel::MakeCounted<Learning::Model>(std::vector<Kernel::String>{path},
+                                                      ModelCache::GetInstance().GetEP());
+    if (!model->IsValid()) {
+        throw Failure("cannot load the network %1%2", path, m_log->GetReason());
+    }
+    return {std::move(model), path, m_log};
+}
+
+ProgressBar Host::StartProgress(const char* label, int total) const {
+    return {m_console.isTerminal ? &m_console.err : nullptr, label, total};
+}
+
+DownloadProgress Host::StartDownload(const char* name) const {
+    if (!m_console.isTerminal) {
+        ShowLine(m_console.err, Kernel::Format("downloading %1", name));
+    }
+    return {m_console.err, m_console.isTerminal, name};
+}
+
+void Host::Complain(std::string_view text) const {
+    ShowLine(m_console.err, Kernel::Format("learning: %1", text));
+}
+
+void Host::ClearLog() const {
+    m_log->Clear();
+}
+
+std::string Host::GetLog() const {
+    return m_log->GetLines();
+}
+
+void Host::ShowLine(std::ostream& stream, const Kernel::String& line) {
+    stream << Kernel::MakePrintable(line).c_str() << std::endl;
+}
+
+std::string Host::DescribeDownload(ModelType type) const {
+    const auto* const named = std::ranges::find(NamedTypes, type, &NamedType::type);
+    const char* const server = m_settings.server.empty() ? " --server http://127.0.0.1:8080/" : "";
+    return "learning" + m_repeated + server + " download " + named->name;
+}
+
+}  // namespace LearningApp

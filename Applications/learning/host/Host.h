@@ -1,0 +1,119 @@
+// The inference library as this program sets it up and uses it.
+
+#pragma once
+
+#include "Kernel/Counted.h"
+#include "Kernel/Diagnostics.h"
+#include "Kernel/Format.h"
+#include "Learning/Model.h"
+
+#include "networks/Networks.h"
+#include "terminal/DownloadProgress.h"
+#include "terminal/ProgressBar.h"
+
+#include <iosfwd>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace LearningApp {
+
+class LogMemory;
+
+struct Settings {
+    std::string models;  // folder of the networks; empty: the default one
+    Learning::ModelCache::InferenceMode mode = Learning::ModelCache::InferenceMode::CPU;
+    bool isVerbose = false;
+    std::string server;       // where packages come from; empty: $ORVANTIS_SERVER
+    std::string certificate;  // PEM file of the authority to trust; empty: the system's
+};
+
+/// Where a program talks to its user.
+struct Console {
+    std::ostream& out;
+    std::ostream& err;
+    bool isTerminal;  // whether `err` can show a line that changes
+};
+
+/// A loaded network and the file that it came from, for messages.
+class Network {
+public:
+    Network(Kernel::Counted<Learning::Model> model, std::string path,
+            Kernel::Counted<LogMemory> log);
+    ~Network();
+    Network(const Network&) = delete;
+    Network& operator=(const Network&) = delete;
+
+    /// Throws Failure with the runtime's own words if it refuses.
+    void Run(const Learning::Model::TensorMap& inputs, Learning::Model::TensorMap outputs) const;
+
+private:
+    Kernel::Counted<Learning::Model> m_model;
+    std::string m_path;
+    Kernel::Counted<LogMemory> m_log;
+};
+
+/// The process's settings for the time of one command; afterwards diagnostics go where they went
+/// before, and no network is loaded.
+class Host {
+public:
+    /// What is empty in `settings` follows from the environment. Throws Failure if a folder for the
+    /// networks does not. `said` takes what is to be shown once the command has succeeded.
+    Host(const Settings& settings, const Console& console, std::ostream& said);
+    ~Host();
+    Host(const Host&) = delete;
+    Host& operator=(const Host&) = delete;
+
+    /// What the command has to say at its end.
+    std::ostream& GetOut() const noexcept { return m_said; }
+    /// Shows a line at once. Placeholders as for Kernel::Format().
+    template <class... Arguments>
+    void Say(std::string_view pattern, const Arguments&... arguments) const {
+        ShowLine(m_console.out, Kernel::Format(pattern, arguments...));
+    }
+    /// The same for failures after which the command goes on.
+    void Complain(std::string_view text) const;
+
+    const Settings& GetSettings() const noexcept { return m_settings; }
+    const std::string& GetModelFolder() const noexcept { return m_settings.models; }
+
+    /// Throws Failure, which says how to get it, if the network is not installed or can't be
+    /// loaded.
+    Network GetNetwork(ModelType type) const;
+    /// The network in the file `path`, which need not be one that the library knows.
+    Network OpenNetwork(const std::string& path) const;
+
+    /// Shows only on a terminal.
+    ProgressBar StartProgress(const char* label, int total) const;
+    /// Shows that the download of a network begins, and how far it is.
+    DownloadProgress StartDownload(const char* name) const;
+
+    /// Forgets what the library has logged so far.
+    void ClearLog() const;
+    /// The first and the last line that the library has logged since: most often the cause and what
+    /// came of it. Empty if there is none.
+    std::string GetLog() const;
+
+private:
+    static void ShowLine(std::ostream& stream, const Kernel::String& line);
+    /// How to get a network that is not installed.
+    std::string DescribeDownload(ModelType type) const;
+
+    Settings m_settings;
+    Console m_console;
+    std::ostream& m_said;
+    std::string m_repeated;  // the options that a command like this one needs as well
+    Kernel::Counted<LogMemory> m_log;
+    Kernel::Counted<Kernel::DiagnosticSink> m_previousLog;
+    Kernel::Counted<Kernel::DiagnosticSink> m_previousTrace;
+};
+
+/// A new tensor, as the library's maps want it.
+template <class... Arguments>
+Kernel::Counted<Learning::Tensor> MakeTensor(std::vector<int> shape, Arguments&&... arguments) {
+    return Kernel::MakeCounted<Learning::Tensor>(std::move(shape),
+                                                 std::forward<Arguments>(arguments)...);
+}
+
+}  // namespace LearningApp

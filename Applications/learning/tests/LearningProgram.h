@@ -1,0 +1,93 @@
+// Running the program inside a test, in a folder of its own.
+
+#pragma once
+
+#include "Raster/DynamicBitmap.h"
+
+#include "CommandLine.h"
+#include "files/Files.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace LearningApp::Testing {
+
+struct Outcome {
+    int code;
+    std::string out;
+    std::string err;
+};
+
+inline Outcome RunBare(const std::vector<std::string>& arguments) {
+    std::ostringstream out;
+    std::ostringstream err;
+    const int code = RunLearning(arguments, out, err);
+    return {code, out.str(), err.str()};
+}
+
+/// With the networks that make_networks.py writes.
+inline Outcome Run(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"--models", TEST_MODELS});
+    return RunBare(arguments);
+}
+
+using Photo = Kernel::Counted<Raster::DynamicBitmap>;
+/// The red, green, blue and alpha of the pixel at (x, y).
+using Paint = std::function<std::array<int, 4>(int x, int y)>;
+
+inline std::array<int, 4> GetPixel(const Photo& photo, int x, int y) {
+    const std::byte* const pixel = std::as_const(*photo).GetHostView().At(x, y);
+    return {std::to_integer<int>(pixel[0]), std::to_integer<int>(pixel[1]),
+            std::to_integer<int>(pixel[2]), std::to_integer<int>(pixel[3])};
+}
+
+/// Gives each test a folder that is empty at first and gone afterwards.
+class InFolder : public testing::Test {
+protected:
+    InFolder() { std::filesystem::create_directories(m_folder); }
+    ~InFolder() override { std::filesystem::remove_all(m_folder); }
+
+    std::string At(const std::string& name) const { return (m_folder / name).string(); }
+
+    std::string MakePhoto(int width, int height, const Paint& paint) const {
+        Raster::DynamicBitmap picture(width, height);
+        const Raster::PixelView view = picture.GetHostView();
+        for (int y = 0; y < height; ++y) {
+            for (int x = 0; x < width; ++x) {
+                std::ranges::transform(paint(x, y), view.At(x, y),
+                                       [](int value) { return static_cast<std::byte>(value); });
+            }
+        }
+        SavePicture(picture, At("photo.png"));
+        return At("photo.png");
+    }
+
+    std::string MakeFile(const std::string& name, const std::string& content) const {
+        std::ofstream(At(name), std::ios::binary) << content;
+        return At(name);
+    }
+
+    std::vector<std::string> GetFiles() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(m_folder)) {
+            names.push_back(entry.path().filename().string());
+        }
+        return names;
+    }
+
+private:
+    const std::filesystem::path m_folder =
+        std::filesystem::temp_directory_path() /
+        ("learning-test-" + std::to_string(std::random_device()()));
+};
+
+}  // namespace LearningApp::Testing

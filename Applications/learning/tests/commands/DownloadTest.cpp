@@ -1,0 +1,230 @@
+// Downloads from a server that answers as a test wants, into a folder of the test's own.
+
+#include "Network/Settings.h"
+#include "Server/CertificateAuthority.h"
+#include "Server/ScriptedServer.h"
+
+#include "support/ZipBuilder.h"
+#include "terminal/DownloadProgress.h"
+#include "tests/LearningProgram.h"
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <iterator>
+
+namespace LearningApp {
+namespace {
+
+using namespace Server;  // the steps of scripts
+using testing::AllOf;
+using testing::HasSubstr;
+using Testing::Outcome;
+using testing::StartsWith;
+using testing::UnorderedElementsAre;
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// The package of the network `name`, with what `file` holds.
+std::string MakePackage(const std::string& name, const std::string& file) {
+    return Support::MakeZip({{name + ".onnx", ReadFile(file)}});
+}
+
+/// What a server for `request` has: the networks that make_networks.py writes.
+Script Serve(const Request& request) {
+    const std::string name = request.target.substr(1, request.target.find(".zip") - 1);
+    return Reply(200, {}, MakePackage(name, TEST_MODELS + name + ".onnx"));
+}
+
+class Download : public Testing::InFolder {
+protected:
+    Download() {
+        ::Network::SetProxy(Kernel::String());
+        std::filesystem::create_directory(At("models"));
+    }
+
+    Outcome RunWith(const ScriptedServer& server, std::vector<std::string> arguments,
+                    const std::string& scheme = "http") const {
+        const std::string address = scheme + "://localhost:" + std::to_string(server.GetPort());
+        arguments.insert(arguments.begin(), {"--cache", At("models"), "--server", address});
+        return Testing::RunBare(arguments);
+    }
+
+    /// Downloads one network from a server that answers with `script`.
+    Outcome Fetch(const Script& script, ScriptedServer::Options options = {},
+                  const std::string& scheme = "http") const {
+        const ScriptedServer server(std::move(options), [&](const Request&) { return script; });
+        return RunWith(server, {"download", "colourisation", "--force"}, scheme);
+    }
+
+    const std::string m_model = "models/Colourisation_2.6.onnx";
+    const std::string m_package = MakePackage("Colourisation_2.6", TEST_MODELS "Enlarge.onnx");
+};
+
+TEST_F(Download, InstallsAllAndDeletesThem) {
+    const ScriptedServer server({}, Serve);
+    std::filesystem::remove(At("models"));
+    const Outcome all = RunWith(server, {"download", "all"});
+    EXPECT_EQ(all.code, 0) << all.err;
+    EXPECT_EQ(server.GetRequests().size(), 5U);
+    for (const char* const name : {"SegmentationEncoder", "SegmentationDecoder", "DepthEstimation",
+                                   "Colourisation", "SuperResolution"}) {
+        EXPECT_THAT(all.err, HasSubstr(std::string("downloading ") + name + "\n"));
+        EXPECT_THAT(all.out, HasSubstr(std::string("downloaded ") + name + " to " + At("models")));
+    }
+
+    EXPECT_THAT(RunWith(server, {"download", "all"}).out, HasSubstr("there already"));
+    EXPECT_EQ(server.GetRequests().size(), 5U);
+    MakeFile(m_model, "damaged");
+    std::filesystem::last_write_time(At(m_model), {});
+    EXPECT_EQ(RunWith(server, {"download", "COLOURISATION"}).code, 0);
+    EXPECT_EQ(ReadFile(At(m_model)), ReadFile(TEST_MODELS "Colourisation_2.6.onnx"));
+
+    const Outcome first = RunWith(server, {"delete", "depthestimation", "Colourisation"});
+    EXPECT_EQ(first.code, 0);
+    EXPECT_THAT(first.out, AllOf(HasSubstr("deleted"), testing::Not(HasSubstr("nothing"))));
+    EXPECT_THAT(RunWith(server, {"delete", "all"}).out, HasSubstr("nothing to delete"));
+    EXPECT_TRUE(std::filesystem::is_empty(At("models")));
+}
+
+TEST_F(Download, GoesOnAfterAFailure) {
+    const ScriptedServer server({}, [](const Request& request) {
+        return request.target.starts_with("/Segmentation") ? Reply(404) : Serve(request);
+    });
+    const Outcome outcome = RunWith(server, {"download", "all"});
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("SegmentationEncoder: the server does not have"),
+                                   HasSubstr("SegmentationDecoder: the server does not have")));
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("DepthEstimation"), HasSubstr("SuperResolution")));
+}
+
+TEST_F(Download, SaysWhatIsWrongAndTheCureAndKeepsTheNetwork) {
+    const std::string head = FormatHead(200, {{"Content-Length", "70000"}});
+    const std::string cut = m_package.substr(0, m_package.size() - 30);
+    const std::string other = MakePackage("other", TEST_MODELS "Enlarge.onnx");
+    const std::string lie = Support::MakeZip(
+        {{.name = "Colourisation_2.6.onnx", .bytes = "not what the checksum says", .checksum = 1}});
+    const struct {
+        Script script;
+        const char* what;
+        const char* reason;
+        const char* cure;
+    } cases[] = {
+        {Reply(404), "does not have this package", "status 404", "learning models"},
+        {Reply(403), "the server refuses", "status 403", "--server"},
+        {Reply(503), "the server has failed", "status 503", "Try again"},
+        {Reply(302, {{"Location", "/"}}), "sends us elsewhere", "redirects", "--server"},
+        {{Send{head}, Send{"half"}, Close{}}, "broke off", "bytes remaining", "Try again"},
+        {{Send{head}, Send{"half"}, Reset{}}, "broke off", "reset", "Try again"},
+        {{Send{"220 ready\r\n"}}, "no web server", "HTTP/0.9", "http or https"},
+        {Reply(200, {}, "<html>Sign in</html>"), "no model package", "ZIP", "at fault"},
+        {Reply(200, {}, cut), "no model package", "ZIP", "at fault"},
+        {Reply(200, {}, lie), "package is damaged", "skipped", "at fault"},
+        {Reply(200, {}, other), "does not hold it", "Colourisation_2.6.onnx", "top level"},
+    };
+    MakeFile(m_model, ReadFile(TEST_MODELS "Colourisation_2.6.onnx"));
+    for (const auto& [script, what, reason, cure] : cases) {
+        const Outcome outcome = Fetch(script);
+        EXPECT_EQ(outcome.code, 1) << what;
+        EXPECT_THAT(outcome.err, AllOf(HasSubstr("learning: cannot download Colourisation: "),
+                                       HasSubstr(what), HasSubstr(reason), HasSubstr(cure)));
+        EXPECT_EQ(outcome.out, "");
+    }
+    EXPECT_EQ(ReadFile(At(m_model)), ReadFile(TEST_MODELS "Colourisation_2.6.onnx"));
+    EXPECT_THAT(Fetch(Reply(200, {}, Support::MakeZip({{"Colourisation_2.6.onnx", "x"}}))).err,
+                AllOf(HasSubstr("can't be loaded"), HasSubstr("[ONNX Runtime]")));
+}
+
+TEST_F(Download, AsksForWhatItNeeds) {
+    const struct {
+        std::vector<std::string> arguments;
+        int code;
+        const char* message;
+    } cases[] = {
+        {{"all"}, 2, "learning-service --packages"},
+        {{"all", "--server", "ftp://host/"}, 2, "ftp://host/ is no address"},
+        {{"all", "--server", "https://"}, 2, "is no address"},
+        {{"Painter", "--server", "http://x"}, 2, "no network Painter; the names are Seg"},
+        {{"all", "--server", "http://x", "--certificate", At("none.pem")}, 1, "none.pem"},
+        {{"all", "--server", "http://x", "--models", MakeFile("file", "")}, 1, "create the folder"},
+        {{"all", "--server", "http://127.0.0.1:1"}, 1, "can't be reached"},
+        {{"Colourisation", "--server", "http://no host"}, 1, "not well-formed"},
+    };
+    unsetenv("ORVANTIS_SERVER");
+    setenv("ORVANTIS_MODELS", At("models").c_str(), 1);
+    for (auto [arguments, code, message] : cases) {
+        arguments.insert(arguments.begin(), "download");
+        const Outcome outcome = Testing::RunBare(arguments);
+        EXPECT_EQ(outcome.code, code) << message;
+        EXPECT_THAT(outcome.err, HasSubstr(message));
+    }
+    unsetenv("ORVANTIS_MODELS");
+    EXPECT_THAT(GetFiles(), UnorderedElementsAre("models", "file"));
+}
+
+TEST_F(Download, TrustsTheCertificateThatIsNamed) {
+    const CertificateAuthority authority;
+    authority.WriteCertificate(At("ca.pem"));
+    ScriptedServer::Options options;
+    options.identity = authority.Issue();
+    EXPECT_THAT(Fetch(Reply(200), options, "https").err,
+                AllOf(HasSubstr("not trusted"), HasSubstr("--certificate FILE")));
+    const ScriptedServer server(std::move(options), Serve);
+    EXPECT_EQ(RunWith(server, {"download", "all", "--certificate", At("ca.pem")}, "https").code, 0);
+}
+
+TEST_F(Download, EndsInOrderWhenItIsInterrupted) {
+    MakeFile(m_model, ReadFile(TEST_MODELS "Colourisation_2.6.onnx"));
+    for (const int signal : {SIGINT, SIGTERM}) {
+        const ScriptedServer server({}, [&](const Request&) {
+            std::raise(signal);
+            return Reply(200, {}, m_package);
+        });
+        const Outcome outcome = RunWith(server, {"download", "all", "--force"});
+        EXPECT_EQ(outcome.code, 130);
+        EXPECT_THAT(outcome.err, testing::EndsWith("learning: interrupted\n"));
+        EXPECT_EQ(server.GetRequests().size(), 1U);
+    }
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(At("models")), {}), 1);
+    EXPECT_EQ(ReadFile(At(m_model)), ReadFile(TEST_MODELS "Colourisation_2.6.onnx"));
+}
+
+TEST(DownloadProgress, TellsWhatIsKnown) {
+    EXPECT_EQ(FormatProgress(30'100'000, 66'300'000, 12e6),
+              " 45%  30.1 MB/66.3 MB  12.0 MB/s  0:03 left");
+    EXPECT_EQ(FormatProgress(999, 0, 0), "999 B");
+    EXPECT_EQ(FormatProgress(1'500, 0, 1e9), "1.50 kB  1.00 GB/s");
+    EXPECT_EQ(FormatProgress(7, 5, 1), "100%  7 B/5 B  1 B/s");
+    EXPECT_EQ(FormatProgress(0, 4'000, 1), "  0%  0 B/4.00 kB  1 B/s  1:06:40 left");
+    EXPECT_EQ(FormatProgress(0, ~0ULL, 1e-9), "  0%  0 B/18446744 TB  0 B/s");
+}
+
+TEST(DownloadProgress, ShowsTheRateOfTheLastSecondsAndNotTooOften) {
+    using namespace std::chrono_literals;
+    for (const bool isTerminal : {false, true}) {
+        std::ostringstream out;
+        const auto start = Rate::Clock::now() + 1h;
+        {
+            DownloadProgress progress(out, isTerminal, "Net");
+            for (int i = 0; i < 10'000; ++i) {  // 10 s at 1 MB/s, the last 5 s at 2 MB/s
+                const int steps = i + std::max(0, i - 5'000);
+                progress.Update(static_cast<std::uint64_t>(steps) * 1'000, 15'000'000,
+                                start + i * 1ms);
+            }
+        }
+        const std::string text = out.str();
+        const auto shown = std::count(text.begin(), text.end(), isTerminal ? '[' : '\n');
+        EXPECT_LE(shown, isTerminal ? 4 * 101 + 3 : 10);  // three of four signs are the terminal's
+        EXPECT_GE(shown, 4);
+        EXPECT_THAT(text, HasSubstr("Net"));
+        EXPECT_THAT(text, HasSubstr("1.00 MB/s"));
+        EXPECT_THAT(text, HasSubstr("2.00 MB/s"));
+        EXPECT_EQ(text.ends_with("\r\x1B[K"), isTerminal);
+    }
+}
+
+}  // namespace
+}  // namespace LearningApp

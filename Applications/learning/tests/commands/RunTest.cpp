@@ -1,0 +1,97 @@
+#include "tests/LearningProgram.h"
+
+#include <gmock/gmock.h>
+
+namespace LearningApp {
+namespace {
+
+using testing::HasSubstr;
+using Testing::Outcome;
+
+// Repeats each element of {1, 3, h, w} twice each way.
+constexpr const char* Enlarge = TEST_MODELS "Enlarge.onnx";
+
+class RunCommand : public Testing::InFolder {};
+
+TEST_F(RunCommand, TakesNumbersAndPrintsThem) {
+    const Outcome outcome =
+        Testing::Run({"run", Enlarge, "--input", "input=1x3x2x2:1,2,3,4,5,6,7,8,9,10,-11,0.5",
+                      "--output", "output:1x3x4x4"});
+    EXPECT_EQ(outcome.code, 0) << outcome.err;
+    EXPECT_EQ(outcome.out,
+              "output  1x3x4x4  min -11  max 10  mean 3.70833\n  1 1 2 2 1 1 2 2 ...\n");
+}
+
+TEST_F(RunCommand, ChainsThroughFilesWithoutLoss) {
+    const std::string photo = MakePhoto(6, 4, [](int x, int y) {
+        return std::array{x * 40, y * 60, 255 - x * y, 255};
+    });
+    const std::string kept = At("kept.npy");
+    const std::string picture = At("picture.png");
+    ASSERT_EQ(Testing::Run({"run", Enlarge, "--input", "input=" + photo, "--output",
+                            "output:1x3x8x12=" + kept})
+                  .code,
+              0);
+    EXPECT_EQ(std::filesystem::file_size(kept), 128U + 3 * 8 * 12 * 4);
+    ASSERT_EQ(Testing::Run({"run", Enlarge, "--input", "input=" + kept, "--output",
+                            "output:1x3x16x24=" + picture})
+                  .code,
+              0);
+    const Testing::Photo small = LoadPhoto(photo);
+    const Testing::Photo large = LoadPhoto(picture);
+    for (int y = 0; y < 16; ++y) {
+        for (int x = 0; x < 24; ++x) {
+            EXPECT_EQ(Testing::GetPixel(large, x, y), Testing::GetPixel(small, x / 4, y / 4));
+        }
+    }
+}
+
+/// A .npy file of version 1.
+std::string MakeNpy(const std::string& header, std::size_t elementCount) {
+    const std::string size{static_cast<char>(header.size() & 0xFF),
+                           static_cast<char>(header.size() >> 8)};
+    return "\x93NUMPY" + std::string("\1\0", 2) + size + header +
+           std::string(elementCount * 4, '\0');
+}
+
+TEST_F(RunCommand, RefusesFilesOfArraysThatItCannotTrust) {
+    const std::string good = "{'descr': '<f4', 'fortran_order': False, 'shape': (1, 3, 2, 2), }";
+    const auto replaced = [&good](const std::string& what, const std::string& by) {
+        std::string text = good;
+        return text.replace(text.find(what), what.size(), by);
+    };
+    const struct {
+        std::string content;
+        const char* message;
+    } cases[] = {
+        {"", "not a whole .npy file"},
+        {"PK\3\4 an archive of arrays", "not a .npy file"},
+        {MakeNpy(good, 12).substr(0, 30), "not a whole .npy file"},
+        {MakeNpy(good, 11), "the size that its shape"},
+        {MakeNpy(good, 13), "the size that its shape"},
+        {MakeNpy(replaced("<f4", "<f8"), 12), "numpy.float32"},
+        {MakeNpy(replaced("False", "True"), 12), "Fortran order"},
+        {MakeNpy(replaced("(1, 3, 2, 2)", "(65536, 65536)"), 12), "more than"},
+        {MakeNpy(replaced("(1, 3, 2, 2)", "(99999999999,)"), 12), "damaged"},
+        {MakeNpy(replaced("(1, 3, 2, 2)", "(1, -3, 2, 2)"), 12), "a dimension of -3"},
+        {MakeNpy(replaced("(1, 3, 2, 2), }", "(1, 3, "), 12), "damaged"},
+        {MakeNpy(replaced("(1, 3, 2, 2), }", ""), 12), "damaged"},
+        {MakeNpy("{}", 12), "damaged"},
+        {"\x93NUMPY" + std::string("\2\0\xFF\xFF\xFF\xFF", 6), "too long"},
+    };
+    for (const auto& [content, message] : cases) {
+        const std::string path = MakeFile("array.npy", content);
+        const Outcome outcome =
+            Testing::Run({"run", Enlarge, "--input", "input=" + path, "--output", "output:1"});
+        EXPECT_EQ(outcome.code, 1) << message;
+        EXPECT_THAT(outcome.err, testing::AllOf(HasSubstr(message), HasSubstr("array.npy")));
+    }
+    const std::string path = MakeFile("array.npy", MakeNpy(good, 12));
+    EXPECT_EQ(
+        Testing::Run({"run", Enlarge, "--input", "input=" + path, "--output", "output:1x3x4x4"})
+            .code,
+        0);
+}
+
+}  // namespace
+}  // namespace LearningApp
