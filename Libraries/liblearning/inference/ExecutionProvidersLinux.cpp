@@ -1,5 +1,5 @@
 // Linux has no catalogue of certified execution providers. What stands in for it: the plug-in
-// provider libraries that somebody has put beside the runtime, as files libonnxruntime_ep_NAME.so.
+// provider libraries beside the runtime, in files libonnxruntime_ep_NAME.so.
 // Each is registered under its NAME.
 
 #include "Kernel/Diagnostics.h"
@@ -73,8 +73,8 @@ void RegisterPlugin(Ort::Env& environment, const Plugin& plugin) {
 /// Takes the WebGPU provider that is built into the runtime out of the choice.
 ///
 /// A policy that prefers a GPU picks it on any machine with a display card, and where its Vulkan
-/// driver is missing or too old it ends the process, which nobody can catch. Whether a driver will
-/// do is known only by trying; a plug-in is there because somebody wanted it.
+/// driver is missing or too old it ends the process, which cannot be caught. Whether a driver works
+/// cannot be found out without starting it; a plug-in was installed on purpose.
 void WithdrawWebGpu(Ort::Env& environment) {
     const auto isWebGpu = [](const Ort::ConstEpDevice& device) {
         return std::string_view(device.EpName()) == WebGpuProvider;

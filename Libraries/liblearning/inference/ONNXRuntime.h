@@ -20,7 +20,7 @@ void EnsureONNXRuntime();
 
 /// The folder of the module (shared library or program) that holds this code, with a separator at
 /// its end. The runtime lies there, and is never sought anywhere else: a library of its name in
-/// another folder may be anybody's.
+/// another folder may be untrusted.
 Kernel::String GetModuleFolder();
 
 /// Loads the runtime from GetModuleFolder() for the rest of the process's life.

@@ -82,8 +82,7 @@ bool ModelCache::DownloadModel(ModelType type, DownloadProgress progress) {
         Network::Http::DoRequest(
             MakeRequest(address, Kernel::FileOutStream::Create(path)),
             [download](const auto&, const auto&) { OnSuccess(*download); },
-            // Deliberate: what has come of the package stays where it is, for whoever looks into
-            // it.
+            // Deliberate: what was received of the package is kept for inspection.
             [download](const auto&, const auto&) { download->ended.Signal(); }, {}, {},
             WrapProgress(std::move(progress), type));
         download->ended.Wait();

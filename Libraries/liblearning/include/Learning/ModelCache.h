@@ -98,7 +98,7 @@ public:
     Kernel::Counted<Model> GetModel(ModelType type);
 
     /// Forgets the model of `type` and deletes its file, or whatever else stands in its place. True
-    /// always. Whoever still holds the model may go on using it.
+    /// always. Models that callers hold stay usable.
     bool DeleteModel(ModelType type);
 
     /// Told how far a download is, once a second at least, on the thread of the transfer. What it

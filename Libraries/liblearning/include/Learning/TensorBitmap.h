@@ -25,8 +25,8 @@ struct HWC;
 /// The layout says only which dimensions are width and height. Deliberate: it does not say where
 /// the samples of a pixel lie. Pixel i has the tensor's elements k i to k i + k - 1, k being the
 /// number of channels, and pixel (x, y) is number y * width + x, under both layouts, by subscript
-/// and by pipeline. Whoever wants the planes of a model's input filled uses
-/// Learning/TensorImages.h.
+/// and by pipeline. Learning/TensorImages.h fills the
+/// planes of a model's input.
 ///
 /// Errors: as Learning::Tensor; std::invalid_argument for fewer than two dimensions, for a null
 /// source and for dimensions that are no size.
