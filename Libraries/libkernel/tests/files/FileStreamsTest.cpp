@@ -3,12 +3,17 @@
 #include "tests/TestSupport.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/stat.h>
 
+#include <chrono>
+#include <csignal>
 #include <cstdint>
+#include <fstream>
 #include <random>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 namespace Kernel {
@@ -59,6 +64,34 @@ TEST(FileStreams, CopyWholeFilesFromWhereTheyStand) {
 
     WriteFile(folder / "copy", "short");
     EXPECT_EQ(ReadFile(folder / "copy"), "short");
+}
+
+TEST(FileStreams, WriteAllThatSignalsCutShort) {
+    const TemporaryFolder folder;
+    const String path = folder / "pipe";
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    struct sigaction action {};
+    struct sigaction previous {};
+    action.sa_handler = [](int /*signal*/) {};  // and calls are not started again
+    ASSERT_EQ(sigaction(SIGUSR1, &action, &previous), 0);
+    const std::string text = MakeText(1'000'000);
+    std::string received;
+    {
+        std::jthread writer([&] { WriteFile(path, text); });
+        const auto interrupt = [&writer] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            pthread_kill(writer.native_handle(), SIGUSR1);
+        };
+        interrupt();
+        std::ifstream reader(path.c_str(), std::ios::binary);
+        for (std::string part(50'000, '\0'); reader;) {
+            interrupt();
+            reader.read(part.data(), static_cast<std::streamsize>(part.size()));
+            received.append(part, 0, static_cast<std::size_t>(reader.gcount()));
+        }
+    }
+    sigaction(SIGUSR1, &previous, nullptr);
+    EXPECT_TRUE(received == text);
 }
 
 TEST(FileStreams, SayInOneLineWhatFailedAndWhy) {

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <limits>
 #include <mutex>
 #include <set>
 
@@ -82,6 +83,14 @@ TEST(FileSystem, DoesNotCutPathsAtAZeroByte) {
     EXPECT_FALSE(CreateDirectoryRecursive(folder / std::string_view("new\0folder", 10)));
     EXPECT_EQ(ReadFile(folder / "file"), "text");
     EXPECT_FALSE(Exists(folder / "new"));
+}
+
+TEST(FileSystem, KnowsTheRoomThatADiskHas) {
+    const std::uint64_t room = GetFreeSpace("/tmp");
+    EXPECT_GT(room, 0U);
+    EXPECT_LT(room, std::uint64_t{1} << 60);
+    EXPECT_EQ(GetFreeSpace("/proc"), 0U);
+    EXPECT_EQ(GetFreeSpace("/missing"), std::numeric_limits<std::uint64_t>::max());
 }
 
 TEST_F(TemporaryFiles, AreNewAndPrivate) {

@@ -3,6 +3,7 @@
 #include "tests/TestSupport.h"
 #include "threads/LoopPool.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -44,7 +45,7 @@ TEST_P(LoopPoolOf, RunsLoopsWithinJobsAndFromManyThreads) {
     EXPECT_EQ(runs, 6 * 20 * 7 * 5);
 }
 
-TEST_P(LoopPoolOf, ThrowsTheFirstFailureAndLeavesOutTheRest) {
+TEST_P(LoopPoolOf, ThrowsAFailureAndLeavesOutTheRest) {
     std::atomic<int> runs = 0;
     const Job fail = [&runs](std::size_t index) {
         ++runs;
@@ -54,6 +55,27 @@ TEST_P(LoopPoolOf, ThrowsTheFirstFailureAndLeavesOutTheRest) {
         EXPECT_THROW(RunLoop(m_pool, fail, 1000, 1), std::runtime_error);
     }
     EXPECT_LE(runs, 100 * static_cast<int>(m_pool.GetThreadCount() + 1));
+}
+
+TEST(LoopPool, ThrowsTheFailureThatCameFirst) {
+    LoopPool pool(1);
+    const auto self = std::this_thread::get_id();
+    Semaphore poolBegan;
+    Semaphore poolReturned;  // and has left its failure with the loop
+    const Job inner = [&](std::size_t) {
+        std::this_thread::get_id() == self ? poolReturned.Wait() : poolReturned.Signal();
+    };
+    const Job outer = [&](std::size_t) {
+        if (std::this_thread::get_id() != self) {
+            poolBegan.Signal();
+            throw std::runtime_error("first");
+        }
+        poolBegan.Wait();
+        RunLoop(pool, inner, 2, 1);
+        throw std::runtime_error("second");
+    };
+    EXPECT_THAT([&] { RunLoop(pool, outer, 2, 1); },
+                testing::ThrowsMessage<std::runtime_error>("first"));
 }
 
 TEST(LoopPool, GivesItsThreadsToAMoreUrgentLoopAtTheNextTurn) {
