@@ -28,7 +28,8 @@ Script Say(const std::string& text) {
 }
 
 constexpr std::size_t MaximumBody = 1000;
-const std::string TooMuch(MaximumBody + 1, 'x');
+const std::string Allowed(MaximumBody, 'x');
+const std::string TooMuch = Allowed + 'x';
 const std::string FarTooMuch(300'000, 'x');
 const std::string Ok = "HTTP/1.1 200 OK\r\n";
 const std::string Length9 = Ok + "Content-Length: 9\r\n\r\n";
@@ -45,7 +46,11 @@ const Fault Faults[] = {
     {"MoreThanLength", Plain, Say(Length9 + "123456789 and more"), "200 123456789"},
     {"SlowButSteady", Hasty, {Send{Length9}, Drip{"123456789", 1, 300ms}}, "200 123456789"},
     {"UnknownLengthAllowed", AnyLength, Say(Ok + "\r\nabc"), "200 abc"},
+    {"ChunksByAnotherName", Plain, Say(Ok + "Transfer-Encoding: Chunked\r\n\r\n0\r\n\r\n"), "200 "},
+    {"AsMuchAsMayBe", Plain, Reply(200, {}, Allowed), "200 x+"},
+    {"LastSuccess", Plain, Reply(299, {}, "abc"), "299 abc"},
     // Whole, but no success.
+    {"Choices", Plain, Reply(300, {}, "abc"), "300 abc"},
     {"Redirect", Plain, Reply(302, {}, "no location"), "302 no location"},
     // Cut off.
     {"CutByFin", Plain, Say(Length9 + "abc"), "200!.*6 bytes remaining.*"},
@@ -55,6 +60,8 @@ const Fault Faults[] = {
     {"CutBeforeLastChunk", Plain, Say(Chunks + "3\r\nabc\r\n"), "200!.*transfer closed.*"},
     {"CutInHead", Plain, Say(Ok + "Content-Le"), "200!.*"},
     {"UnknownLength", Plain, Say(Ok + "\r\nabc"), "200!.*how long.*"},
+    {"UnknownEncoding", Plain, Say(Ok + "Transfer-Encoding: identity\r\n\r\nabc"),
+     "200!.*how long.*"},
     {"NoReply", Plain, {Close{}}, "0!.*Empty reply.*"},
     {"Resets", AtOnce, {Reset{}}, "0!.*"},
     {"BreaksHandshake", Tls | AtOnce, {Send{"HTTP/1.1 200 OK\r\n\r\n"}, Close{}}, "0!.*SSL.*"},

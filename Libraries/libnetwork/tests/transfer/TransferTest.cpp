@@ -26,6 +26,16 @@ private:
     int m_excess;
 };
 
+/// Gives a byte at a time, and takes its time over it.
+class SlowSource : public Utf8DataSource {
+public:
+    using Utf8DataSource::Utf8DataSource;
+    std::size_t Read(std::uint64_t position, std::span<std::byte> buffer) const override {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        return Utf8DataSource::Read(position, buffer.first(1));
+    }
+};
+
 TEST_F(TransferTest, FollowsFiveRedirectsOfGetAndHeadAndNoneOfOtherMethods) {
     const TestServer server([](const Server::Request& request) {
         const int left = std::stoi(request.target.substr(1));
@@ -89,6 +99,27 @@ TEST_F(TransferTest, TellsAuthorizationToNoOtherHost) {
     EXPECT_THAT(other.GetRequests(), testing::Each(testing::ResultOf(isTold, false)));
 }
 
+TEST_F(TransferTest, TakesTheNewestRouteThatIsThere) {
+    std::vector<std::unique_ptr<ScopedRoute>> routes(3);
+    std::vector<std::unique_ptr<TestServer>> servers;
+    for (auto& route : routes) {
+        const auto& server = servers.emplace_back(std::make_unique<TestServer>(Reply(200)));
+        route = std::make_unique<ScopedRoute>("127.0.0.1", "127.0.0.1",
+                                              static_cast<std::uint16_t>(server->GetPort()));
+    }
+    const auto expectArrival = [&](std::size_t at) {
+        const int before = servers[at]->GetConnectionCount();
+        Http::DoRequest(MakeRequest(servers[0]->GetAddress()), true);
+        EXPECT_EQ(servers[at]->GetConnectionCount(), before + 1) << at;
+    };
+    expectArrival(2);
+    routes[1] = nullptr;
+    expectArrival(2);
+    routes[2] = nullptr;
+    routes[1] = std::make_unique<ScopedRoute>("nowhere.test", "127.0.0.1", std::uint16_t{9});
+    expectArrival(0);
+}
+
 TEST_F(TransferTest, AsksTheProxyThatIsSetWhateverTheEnvironmentExcepts) {
     const TestServer proxy(Reply(200));
     SetProxy(proxy.GetAddress(""));
@@ -129,6 +160,9 @@ TEST_F(TransferTest, SendsBodiesBitForBit) {
     Http::Request request = MakeRequest(server.GetAddress(), Http::Method::Post);
     request.body = Kernel::MakeCounted<LyingSource>("text", 1);
     EXPECT_THAT(Http::DoRequest(request, false).failure.c_str(), testing::HasSubstr("shorter"));
+    request.body = Kernel::MakeCounted<SlowSource>("steady");
+    request.timeout = 1;  // without a byte
+    EXPECT_EQ(Http::DoRequest(request, true).status, 200);
 }
 
 TEST_F(TransferTest, SurvivesAServerThatHangsUpInTheMiddleOfABody) {
