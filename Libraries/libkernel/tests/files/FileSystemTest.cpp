@@ -139,9 +139,14 @@ TEST_F(TemporaryFiles, AreDeletedOnceAbandoned) {
     const String folder = GetUniqueTemporaryFilename("%1.part");
     Delete(folder);
     std::filesystem::create_directory(folder.c_str());
-    const String others[] = {
-        folder, GetUniqueTemporaryFilename("%1"), GetUniqueTemporaryFilename("x%1.part"),
-        GetUniqueTemporaryFilename("%1x.part"), GetUniqueTemporaryFilename("orvantis-model.part")};
+    const String link = m_folder / "orvantis-abcdefghij234567.part";
+    std::filesystem::create_symlink("orvantis-model.part", link.c_str());
+    const String others[] = {folder,
+                             link,
+                             GetUniqueTemporaryFilename("%1"),
+                             GetUniqueTemporaryFilename("x%1.part"),
+                             GetUniqueTemporaryFilename("%1x.part"),
+                             GetUniqueTemporaryFilename("orvantis-model.part")};
     const auto date = std::filesystem::file_time_type::clock::now() - std::chrono::hours(49);
     for (const auto& file : std::filesystem::directory_iterator((m_folder / "").c_str())) {
         std::filesystem::last_write_time(file, date);

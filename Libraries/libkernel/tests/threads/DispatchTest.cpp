@@ -5,14 +5,20 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/resource.h>
 
+#include <algorithm>
 #include <barrier>
 #include <chrono>
 #include <cstdlib>
+#include <future>
 #include <limits>
 #include <memory>
 #include <stdexcept>
+#include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace Kernel::Dispatch {
@@ -45,6 +51,34 @@ TEST(DispatchAndForget, RunsTasksThatWaitForEachOther) {
     }
     for (int i = 0; i < count; ++i) {
         ASSERT_TRUE(met->WaitFor(30s));
+    }
+}
+
+TEST(DispatchAndForget, TellsTheSystemWhatAThreadIsForAndHowUrgent) {
+    const struct {
+        Priority priority;
+        ThreadPurpose purpose;
+        int niceness;
+        std::string name;
+    } cases[] = {
+        {Priority::Idle, ThreadPurpose::Background, 19, "background"},
+        {Priority::Low, ThreadPurpose::Pixels, 5, "pixels"},
+        {Priority::Normal, ThreadPurpose::General, 0, "worker"},
+        {Priority::High, ThreadPurpose::General, 0, "worker"},
+    };
+    const int own = getpriority(PRIO_PROCESS, 0);
+    if (own > 5) {
+        GTEST_SKIP() << "this process has a low priority itself";
+    }
+    for (const auto& [priority, purpose, niceness, name] : cases) {
+        const auto seen = std::make_shared<std::promise<std::pair<int, std::string>>>();
+        const auto look = [seen] {
+            std::string text(16, '\0');
+            pthread_getname_np(pthread_self(), text.data(), text.size());
+            seen->set_value({getpriority(PRIO_PROCESS, 0), text.c_str()});
+        };
+        DispatchAndForget(look, priority, purpose);
+        EXPECT_EQ(seen->get_future().get(), std::pair(std::max(own, niceness), name));
     }
 }
 
