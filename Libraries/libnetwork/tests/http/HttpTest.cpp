@@ -57,6 +57,7 @@ TEST_F(HttpTest, CallsHandlersInTheirOrder) {
     EXPECT_THAT(events, testing::ElementsAre("size", "Connecting to the server...",
                                              "Waiting for the server...", "read", "Receiving...",
                                              "response", "write", "flush", "success"));
+    EXPECT_THAT(Record(Reply(204)), testing::Contains("response"));
 }
 
 TEST_F(HttpTest, EndsWithOneFailureWhateverThrows) {

@@ -193,8 +193,10 @@ TEST_F(TransferTest, SendsHeadersAndRange) {
         request.headers = {{text, "value"}};
         EXPECT_THROW(Http::DoRequest(request, true), Http::Exception) << text;
     }
-    request.headers = {{"Name", "a\r\nb"}};
-    EXPECT_THROW(Http::DoRequest(request, true), Http::Exception);
+    for (const char* const value : {"a\r\nb", "a\x7F"}) {
+        request.headers = {{"Name", value}};
+        EXPECT_THROW(Http::DoRequest(request, true), Http::Exception) << value;
+    }
     EXPECT_EQ(server.GetConnectionCount(), 1);
 }
 
