@@ -39,19 +39,20 @@ public:
         }
 
         /// The smallest rectangle of whole pixels around the image of `rect`. Edges within 1e-6 of
-        /// a whole number are that number; edges beyond the range of int end there. An empty
-        /// rectangle for an empty one, and where anything is no number.
+        /// a whole number are that number; edges are clamped to the range of int. An empty
+        /// rectangle for an empty one, and if a mapped corner is NaN.
         Kernel::RectT<int> MapRect(const Kernel::RectT<int>& rect) const noexcept;
 
-        /// First `inner`, then this.
+        /// The composition that applies `inner` first, then this.
         Params Compose(const Params& inner) const noexcept;
 
-        /// The way back; nothing if there is none: a determinant of 0, or parameters or an inverse
-        /// that are not finite.
+        /// The inverse; empty if the map is singular (determinant 0), or parameters, determinant or
+        /// inverse are not finite.
         std::optional<Params> Invert() const noexcept;
 
         bool IsFinite() const noexcept;
-        /// Whether rows stay rows and columns columns, in their order or mirrored.
+        /// Whether the linear part is diagonal: rows stay rows and columns columns, possibly
+        /// mirrored.
         bool IsAxisAligned() const noexcept { return xy == 0 && yx == 0; }
 
         friend constexpr bool operator==(const Params&, const Params&) noexcept = default;

@@ -10,7 +10,7 @@
 namespace Raster {
 
 /// A bitmap of the format with these channels. It is a DynamicBitmap, too, so it is shared without
-/// a copy with code that knows formats at run time only; there, too, it keeps its format.
+/// a copy with code for which the format is dynamic; Create() refuses another format there, too.
 template <class C1, class C2, class C3, class C4, class C5>
 class Bitmap : public DynamicBitmap,
                public ModelBase<Bitmap<C1, C2, C3, C4, C5>, C1, C2, C3, C4, C5> {
@@ -37,7 +37,7 @@ public:
     Kernel::Counted<Bitmap> Clone(bool* abort = nullptr) const;
     Kernel::Counted<Bitmap> CloneEmpty() const;
 
-    // A bitmap that is stored answers for itself.
+    // Prefers these members to those of ModelBase.
     using DynamicBitmap::AccumulateHashFast;
     using DynamicBitmap::CheckForCorruptions;
     using DynamicBitmap::DestroyHardwareBuffer;

@@ -13,8 +13,8 @@
 
 namespace Raster {
 
-/// Rows of pixels without gaps, on the host alone: what an encoder or a service takes. A new buffer
-/// is transparent: all samples are zero.
+/// Contiguous rows of pixels (no padding), on the host only, for encoders and services. A new
+/// buffer is transparent: all samples are zero.
 template <class C1, class C2, class C3, class C4, class C5>
 class Buffer : public Kernel::Countable,
                public ModelBase<Buffer<C1, C2, C3, C4, C5>, C1, C2, C3, C4, C5> {
@@ -22,7 +22,7 @@ public:
     using PixelType = Pixel<C1, C2, C3, C4, C5>;
 
     /// Throws std::invalid_argument for a negative size, std::bad_alloc or std::length_error for
-    /// one that can't be had.
+    /// one that can't be allocated.
     Buffer(int width, int height);
 
     /// The pixels of `bitmap`, converted. Goes through a pixel accessor: a bitmap that is not

@@ -1,4 +1,4 @@
-// What a host is told about the channels of a pixel format.
+// Descriptions of the channels of a pixel format, for hosts.
 
 #pragma once
 
@@ -20,21 +20,21 @@ struct ChannelParams {
     /// Whether the channel is stored.
     std::uint8_t isReal = 0;
     std::uint8_t isAlpha = 0;
-    /// Whether more of the channel is lighter: red, green, blue, intensity and lightness.
+    /// Whether higher values are lighter: red, green, blue, intensity and lightness.
     std::uint8_t isLight = 0;
     /// Always 0: no format has such a channel yet.
     std::uint8_t reserved = 0;
-    /// Red, green and blue in which a host draws the channel, 0..255.
+    /// The RGB colour in which a host draws the channel, 0..255.
     std::array<std::uint8_t, 3> displayColour{};
-    /// The range that hosts show. The values themselves may lie outside it.
+    /// The display range. Values may lie outside it.
     float minimum = 0;
     float maximum = 1;
 
     friend bool operator==(const ChannelParams&, const ChannelParams&) = default;
 };
 
-/// The name of a channel for the user, with the context to translate it in. A name that is not
-/// known is shown as it is.
+/// The name of a channel for the user, with its translation context. An unknown name is not
+/// translated.
 RASTER_API Kernel::LocalisedString LocaliseChannelName(Kernel::String name);
 
 /// The constants of one channel.

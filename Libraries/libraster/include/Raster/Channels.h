@@ -8,15 +8,15 @@
 
 namespace Raster {
 
-// They fill a list of channels up to five and take no storage.
+// Placeholders, which pad a list of channels to five and have no samples.
 struct X2 {};
 struct X3 {};
 struct X4 {};
 struct X5 {};
 
-/// What a channel is to a picture.
+/// The role of a channel.
 enum class ChannelRole : std::uint8_t {
-    Light,  // more of it is lighter
+    Light,  // higher values are lighter
     Other,
     Alpha,
     Empty,  // a placeholder
@@ -33,9 +33,9 @@ struct RealChannel {
     static constexpr bool IsReal = true;
 };
 
-// A row for each channel: its type, and its traits. The suffix tells how a sample is stored: 8 and
-// 16 are unsigned integers whose full range stands for 0..1, F is a float, UF a float that is meant
-// to lie in 0..1. A macro, since no template can declare a type by name.
+// A row for each channel: its type, and its traits. The suffix is the type of a sample: 8 and 16
+// are unsigned integers whose full range stands for 0..1, F is a float, UF a float that is
+// nominally in 0..1. A macro, since no template can declare a type by name.
 #define RASTER_CHANNEL(TYPE, SAMPLE, NAME, ROLE, R, G, B)                    \
     struct TYPE {};                                                          \
     template <>                                                              \

@@ -1,4 +1,4 @@
-// Colour look-up tables in three dimensions.
+// Three-dimensional colour look-up tables (3D LUT).
 
 #pragma once
 
@@ -10,16 +10,16 @@
 
 namespace Raster {
 
-/// A cube of colours that maps red, green and blue of 0..1 to colours; what is outside is looked up
-/// at the nearest face. Alpha passes unchanged.
+/// A 3D LUT over red, green and blue in 0..1. Input is clamped to that range, and NaN counts as 0.
+/// Alpha passes unchanged.
 class RASTER_API ColourCubeRGB final : public SpanStage {
 public:
     static constexpr int MaximumSize = 129;
 
     enum class Interpolation : std::uint8_t {
         Trilinear,
-        Tetrahedral,  // greys stay grey; Kasson et al., "Performing color space conversions with
-                      // three-dimensional linear interpolation" (1995)
+        Tetrahedral,  // keeps the grey axis; Kasson et al., "Performing color space conversions
+                      // with three-dimensional linear interpolation" (1995)
     };
 
     /// The cube of that name; "Identity" is the only one. Throws std::invalid_argument for another.

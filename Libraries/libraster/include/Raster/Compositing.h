@@ -1,4 +1,4 @@
-// The pixel operations that hosts and services ask for, on bitmaps of any format.
+// Pixel operations for hosts and services: resampling, conversion, compositing, filters.
 
 #pragma once
 
@@ -9,55 +9,55 @@ namespace Raster {
 
 // Bitmaps are of any format and may differ in it; colours are converted where both bitmaps have a
 // profile and the profiles differ. `abort`, if not null, ends an operation early once it is set,
-// which then returns false or null. Impossible transforms (not finite, without a way back) are
-// refused in the same way; sizes that no bitmap can have throw what the constructor of
-// DynamicBitmap does. A source and its destination are different bitmaps.
+// which then returns false or null. A transform that is not finite or not invertible is refused in
+// the same way; sizes that no bitmap can have throw what the constructor of DynamicBitmap does. A
+// source and its destination are different bitmaps.
 
-/// Renders all of `source` over all of `destination`, replacing what is there: `transform` maps
-/// source pixels to destination pixels.
+/// Resamples `source` and replaces all of `destination`: `transform` maps source coordinates to
+/// destination coordinates. Pixels beyond the source become transparent.
 RASTER_API bool Render(DynamicBitmap& destination, const DynamicBitmap& source,
                        const AffineTransform::Params& transform,
                        Sampler sampler = Sampler::Bilinear, bool* abort = nullptr);
 
-/// Converts `source`, pixel by pixel; where the sizes differ, what both cover.
+/// Converts `source`, pixel by pixel; if the sizes differ, only the area that both have.
 RASTER_API bool Convert(DynamicBitmap& destination, const DynamicBitmap& source,
                         bool* abort = nullptr);
 
-/// `source` in another size; mapped edge to edge.
+/// `source` resampled to another size, edge to edge.
 RASTER_API Kernel::Counted<DynamicBitmap> Resize(const DynamicBitmap& source, int width, int height,
                                                  Format format, Sampler sampler,
                                                  bool* abort = nullptr);
 
-/// A new bitmap of the format and profile of `source` that holds `rect` of it; what lies beyond the
-/// source is transparent. Counts the pixels that were copied.
+/// A new bitmap of the format and profile of `source` that holds `rect` of it; pixels beyond the
+/// source are transparent. `tally` is set to the counts of the pixels copied.
 RASTER_API Kernel::Counted<DynamicBitmap> CopyWithTally(const DynamicBitmap& source,
                                                         const Rect& rect, CopyTally& tally,
                                                         bool* abort = nullptr);
 
-/// Lays `source` over `destination` with its alpha times `weight`.
+/// Composites `source` over `destination` (Porter-Duff over), its alpha multiplied by `weight`.
 RASTER_API bool CompositeOver(DynamicBitmap& destination, const DynamicBitmap& source,
                               const AffineTransform::Params& transform, float weight,
                               Sampler sampler = Sampler::Bilinear, bool* abort = nullptr);
 
-/// Multiplies the alpha of `destination` by that of `mask`, which lies pixel on pixel; beyond the
-/// mask nothing is left.
+/// Multiplies the alpha of `destination` by that of `mask` (Porter-Duff destination-in), pixel by
+/// pixel; pixels beyond the mask become transparent.
 RASTER_API bool CompositeDestinationIn(DynamicBitmap& destination, const DynamicBitmap& mask,
                                        bool* abort = nullptr);
 
-/// The colours of `colour` under the alpha of `alpha`, in the format of `colour`, which has one.
-/// Null if the sizes differ.
+/// The colours of `colour` with the alpha of `alpha`, in the format of `colour`, which must have an
+/// alpha channel. Null if the sizes differ.
 RASTER_API Kernel::Counted<DynamicBitmap> JoinAlpha(const DynamicBitmap& colour,
                                                     const DynamicBitmap& alpha,
                                                     bool* abort = nullptr);
 
-/// `source` with `border` transparent pixels on each side; a negative border trims, and what is
-/// trimmed to nothing is empty.
+/// `source` with `border` transparent pixels on each side; a negative border crops, down to an
+/// empty bitmap.
 RASTER_API Kernel::Counted<DynamicBitmap> AddBorder(const DynamicBitmap& source, int border,
                                                     bool* abort = nullptr);
 
-/// Replaces each pixel by the mean, multiplied by alpha, of the square of `radius` pixels to each
-/// side; the edge repeats. A radius of 0 or less changes nothing, and one beyond the larger side of
-/// the bitmap is that side. Samples that are not finite count as 0.
+/// Box blur: each pixel becomes the mean, in premultiplied alpha, of the square of `radius` pixels
+/// to each side. Edge mode: clamp, the edge pixels repeat. A radius of 0 or less changes nothing;
+/// it is limited to the larger side of the bitmap. Samples that are not finite count as 0.
 RASTER_API Kernel::Counted<DynamicBitmap> BoxFilter(const DynamicBitmap& source, int radius,
                                                     bool* abort = nullptr);
 

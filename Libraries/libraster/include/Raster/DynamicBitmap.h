@@ -16,10 +16,10 @@
 
 namespace Raster {
 
-/// Whether a bitmap has smaller versions of itself.
+/// Whether a bitmap has mipmaps.
 enum class MipmapMode : std::uint8_t {
     None,
-    OnDemand,  // each level half as wide and high, made when it is first asked for
+    OnDemand,  // each level half as wide and high, made when first requested
 };
 
 enum class HardwareCachePolicy : std::uint8_t {
@@ -27,28 +27,28 @@ enum class HardwareCachePolicy : std::uint8_t {
     Never,
 };
 
-/// Brings the pixels of a bitmap when they are first needed, on the thread that needs them.
+/// Loads the pixels of a bitmap lazily: when they are first needed, on the thread that needs them.
 class RASTER_API DelayLoader {
 public:
     virtual ~DelayLoader();
     /// Fills all of `pixels`, which are transparent, or throws. May return early once
-    /// IsAborted(abort); what was written is dropped then.
+    /// IsAborted(abort); the pixels written so far are then discarded.
     virtual void Load(const PixelView& pixels, const bool* abort) = 0;
 };
 
 /// Rows of pixels of one format from the top, on the host and, where kernels ran on it, on a
-/// device. Row starts are multiples of 64 bytes, and not a multiple of 4096 bytes apart. A new
-/// bitmap is transparent: all bytes are zero.
+/// device. Rows are 64-byte aligned; the stride is never a multiple of 4096 bytes. A new bitmap is
+/// transparent: all bytes are zero.
 ///
 /// At any moment one of the two copies may be out of date within a rectangle: SyncHostCache() and
 /// SyncHardwareCache() bring it up to date, InvalidateHostCache() and InvalidateHardwareCache()
-/// tell that the other one was written. Pipelines call them; whoever goes to the pixels directly
-/// does so through a pixel accessor.
+/// mark it stale after the other one was written. Pipelines call them; other code accesses pixels
+/// through a pixel accessor.
 ///
 /// Errors: std::invalid_argument for a negative size or one above MaximumSide, std::bad_alloc.
 /// A size of 0 is a bitmap without pixels.
 ///
-/// Threads: any number may read at a time, pipelines included; writing is for one run at a time.
+/// Threads: concurrent reads are safe, pipelines included; a write must be the only access.
 class RASTER_API DynamicBitmap : public Kernel::Countable {
 public:
     static constexpr int MaximumSide = 1 << 24;
@@ -65,8 +65,8 @@ public:
     DynamicBitmap& operator=(const DynamicBitmap&) = delete;
     ~DynamicBitmap() override;
 
-    /// Becomes a transparent bitmap of that size without profile; what was there is gone. A Bitmap
-    /// throws std::invalid_argument for a format that is not its own, and stays as it is.
+    /// Replaces the pixels by transparent ones of that size and format, and removes the profile. A
+    /// Bitmap throws std::invalid_argument for a format that is not its own, and stays unchanged.
     void Create(int width, int height, Format format = Format::RGBA8);
 
     /// A copy, profile included; null if `abort` was set meanwhile.
@@ -92,19 +92,20 @@ public:
     Format GetFormat() const noexcept { return m_format->code; }
     MipmapMode GetMipmapMode() const noexcept { return m_mipmapMode; }
     HardwareCachePolicy GetHardwareCachePolicy() const noexcept { return m_policy; }
-    /// The colour space of the pixels; empty if nobody said.
+    /// The colour profile of the pixels; empty if it is unknown.
     Kernel::Consolidated<ICCProfile> GetProfile() const { return m_profile; }
     void SetProfile(Kernel::Consolidated<ICCProfile> profile);
 
-    /// The host's pixels, current or not.
+    /// The host's pixels, not synchronised: they may be stale.
     PixelView GetHostView() noexcept;
     ConstPixelView GetHostView() const noexcept;
 
-    /// Drops the pixels, and has `loader` bring others when they are first needed; null for nobody.
+    /// Discards the pixels; `loader` loads new ones when they are first needed. Null: they stay
+    /// transparent.
     void SetDelayLoader(std::unique_ptr<DelayLoader> loader);
     bool IsPendingDelayLoad() const noexcept;
-    /// Has a pending load done now. What the loader throws is thrown here; then, and when `abort`
-    /// is set meanwhile, the load stays pending for whoever needs the pixels next.
+    /// Performs a pending load now. Exceptions of the loader propagate; then, and when `abort` is
+    /// set meanwhile, the load stays pending.
     void ForceDelayLoad(const bool* abort = nullptr) const;
 
     /// Whether size, format and all pixels are equal.
@@ -113,8 +114,8 @@ public:
     Kernel::FixCorruptionsResult CheckForCorruptions(bool isThorough) const;
     Kernel::FixCorruptionsResult FixCorruptions();
 
-    // As ModelBase tells. Bringing a copy up to date includes a pending load, and only that ends
-    // early when `abort` is set.
+    // As in ModelBase. Synchronising a copy performs a pending load first, and only that ends early
+    // when `abort` is set.
     int GetThreadLimit() const noexcept { return 0; }
     void* GetHardwareDevice() const noexcept;
     std::uintptr_t GetHardwareWriteQueue() const noexcept;
@@ -132,10 +133,10 @@ public:
     void* RetainHardwareBuffer(void* device, bool* abort = nullptr) const;
 
 protected:
-    /// Has Create() refuse other formats from here on.
+    /// Makes Create() refuse other formats.
     void FixFormat() noexcept { m_isFormatFixed = true; }
 
-    /// Gives `copy`, which has the same size and format, the pixels; false if `abort` was set
+    /// Copies the pixels to `copy`, which has the same size and format; false if `abort` was set
     /// meanwhile.
     bool CopyTo(DynamicBitmap& copy, bool* abort) const;
 

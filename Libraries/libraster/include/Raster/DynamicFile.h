@@ -1,4 +1,4 @@
-// Reading picture files whose type is found from their data.
+// Decoding picture files whose type is detected from their signature.
 
 #pragma once
 
@@ -13,10 +13,9 @@ namespace Raster {
 /// progressive. The stream is read in small pieces, in order; bytes beyond the picture may be read
 /// as well.
 ///
-/// Sizes and formats are as the picture is meant to be seen: a camera's orientation (Exif 2.32, tag
-/// Orientation) is applied, if it comes before the pixels. Files are hostile until proven
-/// otherwise: a size above the limits below is refused before memory is allocated for it, and there
-/// is never half a picture.
+/// Sizes and pixels are upright: the Exif orientation (Exif 2.32, tag Orientation) is applied, if
+/// it comes before the pixels. Files are untrusted: a size above the limits below is refused before
+/// memory is allocated for it, and a truncated file is an error.
 class RASTER_API DynamicFile {
 public:
     static constexpr int MaximumSide = 65'535;
@@ -27,9 +26,9 @@ public:
     DynamicFile& operator=(DynamicFile&&) noexcept;
     ~DynamicFile();
 
-    /// Reads the head of the picture that starts where `stream` stands; the stream must live until
-    /// the pixels are read. False if it is no such picture or a damaged one, with the reason in
-    /// GetError(). What the stream throws is passed on.
+    /// Reads the header of the picture at the current position of `stream`, which must live until
+    /// the pixels are read. False, with the reason in GetError(), if it is not such a picture or is
+    /// damaged. Exceptions of the stream propagate.
     bool CreateFromStream(Kernel::InStream& stream);
     /// One line that gives the reason of the last failure; empty if there was none.
     const Kernel::String& GetError() const noexcept;
@@ -39,15 +38,15 @@ public:
     /// The bitmap format that holds the pixels without loss: RGBA8, RGBA16, GreyA8, GreyA16 or
     /// CMYKA8.
     Format GetFormat() const noexcept;
-    /// The profile in the file; empty if there is none, or it is damaged or for other colours. What
-    /// a PNG says of its gamma and primaries without a profile is passed over.
+    /// The profile in the file; empty if there is none, or it is damaged or of another colour
+    /// space. A PNG's sRGB chunk counts as a profile; its chunks gAMA and cHRM are ignored.
     Kernel::Consolidated<ICCProfile> GetProfile() const;
 
     /// Reads the pixels into `bitmap`, converting them to its format and, where both sides have a
-    /// profile, to its profile; a bitmap without takes that of the file, unless it is one for other
-    /// colours than the bitmap's. Works once: a size that differs is told before. False, with a
-    /// reason, if any of the data is missing or damaged, or `abort` was set; the bitmap may then be
-    /// partly written.
+    /// profile, to its profile; a bitmap without one takes that of the file, unless its colour
+    /// space does not fit the bitmap's format. Works once, not counting a call with a bitmap of the
+    /// wrong size, which fails. False, with a reason, if any of the data is missing or damaged, or
+    /// `abort` was set; the bitmap may then be partly written.
     bool ReadPixels(DynamicBitmap& bitmap, bool* abort = nullptr);
 
 private:
@@ -56,8 +55,8 @@ private:
     Kernel::String m_error;
 };
 
-/// The whole picture at once, in its own format or the one asked for. Throws CodecException with
-/// the reason if there is none.
+/// Decodes a whole picture, in the file's own format or in `format`. Throws CodecException with the
+/// reason on failure.
 RASTER_API Kernel::Counted<DynamicBitmap> ReadPicture(Kernel::InStream& stream);
 RASTER_API Kernel::Counted<DynamicBitmap> ReadPicture(Kernel::InStream& stream, Format format);
 

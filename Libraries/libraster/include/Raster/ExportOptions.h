@@ -1,4 +1,4 @@
-// What a user may choose when a picture is written to a file.
+// Encoder options for picture files.
 
 #pragma once
 
@@ -9,20 +9,20 @@
 
 namespace Raster {
 
-/// The defaults are what a person would want who was not asked.
+/// Options of the JPEG and PNG encoders. The defaults are meant for export without a dialogue.
 class RASTER_API ExportOptions {
 public:
-    /// JPEG's quality, 1..100 as in libjpeg; a value beyond ends there. Below 90, colours are
-    /// stored at half the resolution.
+    /// JPEG quality, 1..100 as in libjpeg; clamped to that range. Chroma subsampling is 4:2:0 below
+    /// 90, none (4:4:4) from there on.
     void SetQuality(int quality) noexcept;
     int GetQuality() const noexcept { return m_quality; }
 
-    /// PNG's effort, 0 (stored) to 9; a value beyond ends there. By default a fifth larger and ten
-    /// times quicker than libpng's own.
+    /// PNG compression level as in zlib, 0 (stored) to 9; clamped to that range. Files of the
+    /// default level are a fifth larger than those of libpng's, and written ten times faster.
     void SetCompressionLevel(int level) noexcept;
     int GetCompressionLevel() const noexcept { return m_compressionLevel; }
 
-    /// Stored in the file, unless it is one for other colours than the file's; empty for none.
+    /// Embedded in the file, unless its colour space is not the file's; empty for none.
     void SetProfile(Kernel::Consolidated<ICCProfile> profile) { m_profile = std::move(profile); }
     const Kernel::Consolidated<ICCProfile>& GetProfile() const noexcept { return m_profile; }
 

@@ -12,7 +12,7 @@ namespace Raster {
 template <class C1, class C2, class C3, class C4, class C5>
 struct FormatTraits;
 
-// The one thing that can differ is the object, which lives in the library.
+// The objects are defined in the library.
 #define RASTER_FORMAT(NAME, CODE, ...)                       \
     template <>                                              \
     struct RASTER_API FormatTraits<__VA_ARGS__> {            \

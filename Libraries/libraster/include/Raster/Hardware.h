@@ -9,23 +9,23 @@
 
 namespace Raster {
 
-/// The implementation that this library has: OpenCL, opened when it is first asked for.
+/// The implementation that this library has: OpenCL, loaded on first use.
 struct DefaultImplementation;
 
 /// Which devices may be used.
 enum class HardwareUse : std::uint8_t {
     Never,
     GPUs,       // the default
-    AnyDevice,  // processors too, which gains nothing: for tests
+    AnyDevice,  // CPU devices too, which is no faster: for tests
 };
 
 /// The device of the process and what belongs to it. Devices and buffers are handles of the
-/// implementation; a buffer knows the size and the row distance of its pixels, and comes with a
-/// reference that ReleaseBuffer() gives back.
+/// implementation; a buffer stores the size and the stride of its pixels, and comes with a
+/// reference that ReleaseBuffer() releases.
 ///
 /// Nothing is opened before GetDevice() is called, and nothing at all where the system has no
-/// display device. A device that fails to work is given up for the life of the process, with a line
-/// in the log; one whose memory is full only declines.
+/// display device. A device on which a call fails is not used again by the process, with a line in
+/// the log; running out of memory only declines that call.
 ///
 /// Threads: any.
 template <class Implementation>
@@ -33,7 +33,8 @@ class Hardware {
 public:
     /// The device that kernels run on; null if there is none or use is not allowed.
     static void* GetDevice();
-    /// A buffer of the device, one for each, that stands for pixels which have none; null for null.
+    /// The placeholder buffer of the device, one for each, for bitmaps without pixels; null for
+    /// null.
     static void* GetIdentityBuffer(void* device);
     static void ReleaseBuffer(void* buffer) noexcept;
 
@@ -41,7 +42,7 @@ public:
     static void IncrementFailedKernels(void* device) noexcept;
     static std::uint64_t GetFailedKernelCount(void* device) noexcept;
 
-    /// Forgets the device in use, so that the next GetDevice() chooses again.
+    /// Sets which devices may be used; the next GetDevice() chooses again.
     static void SetUse(HardwareUse use);
 };
 extern template class RASTER_API Hardware<DefaultImplementation>;
@@ -61,19 +62,21 @@ private:
     void* m_buffer;
 };
 
-/// Whether a run over `rect` is worth a device at all: there must be a device, and pixels enough.
+/// Whether to run over `rect` on a device: there is one, and enough pixels to outweigh the
+/// transfer.
 RASTER_API bool ShouldExecuteKernel(const Rect& rect);
 RASTER_API HardwareKernelLanguage GetKernelLanguage(void* device);
 
-/// The fragment that copies pixels as they are, and the one that joins the rules of two formats.
+/// The fragment that copies pixels unchanged, and the one that converts by the reader of one format
+/// and the writer of another.
 RASTER_API const char* GetIdentityConversionFragment(HardwareKernelLanguage language);
 RASTER_API const char* GetJointConversionFragment(HardwareKernelLanguage language);
 
-/// How a kernel's work items are laid over the pixels.
+/// How a kernel's work items map to pixels.
 struct Horizontal;
 template <class Direction>
 struct KernelPerPixel;
-/// One work item for each pixel, neighbours in a row beside each other.
+/// One work item for each pixel; consecutive items are consecutive pixels of a row.
 template <>
 struct RASTER_API KernelPerPixel<Horizontal> {
     static const char* GetHardwareFragment(HardwareKernelLanguage language);
@@ -82,12 +85,12 @@ struct RASTER_API KernelPerPixel<Horizontal> {
 /// One bitmap of a kernel: its format, its place on the device and how its pixels are addressed.
 struct KernelImage {
     const PixelFormat* format = nullptr;
-    const char* traitsFragment = nullptr;  // rules of the format
+    const char* traitsFragment = nullptr;  // reader, writer or mask rule of the format
     const char* fragment = nullptr;        // addressing
-    void* buffer = nullptr;                // lent
+    void* buffer = nullptr;                // not owned
 };
 
-/// A kernel to build, if it was not built before for the same formats, and to run.
+/// A kernel to run; built on first use and cached by formats and fragments.
 struct KernelDescriptor {
     void* device = nullptr;
     KernelImage source;
@@ -96,7 +99,8 @@ struct KernelDescriptor {
     const char* conversionFragment = nullptr;
     const char* perPixelFragment = nullptr;
 
-    /// Whether every fragment that is needed is there and the kernel did not fail to build before.
+    /// Whether the device is usable, every fragment needed is set, and the kernel has not failed to
+    /// build.
     RASTER_API bool IsComplete() const;
 };
 

@@ -1,4 +1,4 @@
-// Finding colour profiles and converting between them.
+// Built-in colour profiles and conversions between profiles.
 
 #pragma once
 
@@ -10,12 +10,12 @@
 
 namespace Raster {
 
-/// The profiles that everybody knows by name, and conversions between any two profiles.
+/// Built-in profiles by name, and conversions between any two profiles.
 ///
 /// Threads: any.
 class RASTER_API ICCManager {
 public:
-    /// The profiles that a host works in, one for each pixel format.
+    /// The working profiles of a host, one for each pixel format.
     class RASTER_API ICCProfileSet {
     public:
         /// Every format has no profile.
@@ -33,10 +33,10 @@ public:
     static Kernel::Consolidated<ICCProfile> GetProfileForString(const Kernel::String& name);
 
     /// A stage that turns the unit-float RGBA of bitmaps in `from` into that of bitmaps in `to`,
-    /// relative colorimetric with black point compensation. Null if there is nothing to do, one of
-    /// them being empty or both the same, or if `to` tells how to see colours only, as profiles of
-    /// scanners do. Profiles of colours other than red, green and blue count as sRGB, which is how
-    /// the formats of those colours meet the intermediate.
+    /// with the rendering intent relative colorimetric and black point compensation. Null if one of
+    /// them is empty, if both are the same, or if `to` has no transform from the profile connection
+    /// space, as input profiles of scanners may. Profiles of colour spaces other than RGB count as
+    /// sRGB: the intermediate of formats of those colour spaces is sRGB.
     static Kernel::Counted<const SpanStage> CreateConversion(
         const Kernel::Consolidated<ICCProfile>& from, const Kernel::Consolidated<ICCProfile>& to);
 };

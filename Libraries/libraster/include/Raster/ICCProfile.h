@@ -14,10 +14,10 @@
 
 namespace Raster {
 
-/// What the colours of a profile's device are made of.
+/// The device colour space of a profile.
 enum class ColourSpace : std::uint8_t { RGB, Grey, CMYK, Lab };
 
-/// A colour profile, as its bytes. Never changes.
+/// A colour profile, as its bytes. Immutable.
 ///
 /// Threads: any.
 class RASTER_API ICCProfile : public Kernel::Countable {
@@ -27,9 +27,9 @@ public:
     using Identity = std::array<std::byte, 16>;
 
     /// Reads a profile; bytes after the size that it states are left out. Empty if the bytes are
-    /// damaged, above MaximumSize, or not enough to tell colours by, or a profile of a class that
-    /// no bitmap can have: a device link, an abstract or a named-colour profile, or colours other
-    /// than ColourSpace knows.
+    /// damaged, above MaximumSize, or have no usable transform to the profile connection space, for
+    /// the classes device link, abstract and named colour, and for colour spaces other than those
+    /// of ColourSpace.
     static Kernel::Consolidated<ICCProfile> CreateFromBytes(std::span<const std::byte> bytes);
 
     const Identity& GetIdentity() const noexcept { return m_identity; }

@@ -11,13 +11,12 @@
 
 namespace Raster {
 
-/// Writes rows of any pixel format as a JPEG file. JPEG has no alpha: it is dropped, as if every
-/// pixel were opaque. Grey formats make grey files, CMYK formats make CMYK files as Adobe's
-/// programs do (inverted), all others YCbCr.
+/// Writes rows of any pixel format as a JPEG file. JPEG has no alpha: it is dropped, and the
+/// straight colours are stored. Grey formats make grey files, CMYK formats make CMYK files as
+/// Adobe's programs do (inverted), all others YCbCr.
 ///
 /// The file is complete, and the stream flushed, after Finish(). Throws std::invalid_argument for a
-/// side that is not 1..65500, CodecException for what the library reports, and what the stream
-/// throws.
+/// side that is not 1..65500, CodecException for errors of libjpeg, and what the stream throws.
 class RASTER_API JPEGWriter {
 public:
     JPEGWriter(Kernel::OutStream& stream, int width, int height, const PixelFormat& format,

@@ -1,4 +1,4 @@
-// What every bitmap can be asked, with the answers of one that has no device copy and no cache.
+// The static interface of bitmaps, with defaults for one without pixels, device copy and cache.
 
 #pragma once
 
@@ -16,11 +16,11 @@
 namespace Raster {
 
 /// Static base of bitmaps: no operation is virtual. Pipelines call these on the concrete type,
-/// which hides those that it answers itself. `Derived` is Kernel::Countable.
+/// which hides those that it implements. `Derived` is Kernel::Countable.
 template <class Derived, class C1, class C2, class C3, class C4, class C5>
 class ModelBase {
 public:
-    // Deliberate: a bitmap is not what its base is, so there is nothing to copy.
+    // Deliberate: assigns nothing, since the base has no state.
     ModelBase& operator=(const ModelBase& /*other*/) noexcept { return *this; }
 
     /// Five records, placeholders included.
@@ -37,31 +37,31 @@ public:
     Kernel::Counted<Derived> Clone(bool* /*abort*/) const { return nullptr; }
     /// A transparent bitmap of the same size and format.
     Kernel::Counted<Derived> CloneEmpty() const { return nullptr; }
-    /// Empty: colours are nobody's to manage.
+    /// The colour profile; empty by default: not colour-managed.
     Kernel::Consolidated<ICCProfile> GetProfile() const { return {}; }
 
-    /// Whether all pixels are equal. Never, where nobody can tell.
+    /// Whether all pixels are equal; false by default.
     bool IsEqual(const Derived& /*other*/) const { return false; }
-    /// Adds what IsEqual() compares.
+    /// Hashes what IsEqual() compares.
     void AccumulateHashFast(Kernel::HashAccumulator& /*hash*/) const {}
-    /// Whether there are samples that are no finite numbers; only a thorough check looks for them.
+    /// Whether there are samples that are NaN or infinite; only a thorough check looks for them.
     Kernel::FixCorruptionsResult CheckForCorruptions(bool /*isThorough*/) const {
         return Kernel::FixCorruptionsResult::Sound;
     }
     /// Sets such samples to 0.
     Kernel::FixCorruptionsResult FixCorruptions() { return Kernel::FixCorruptionsResult::Sound; }
 
-    /// How many threads may work on this at a time; 0 for any number.
+    /// How many threads may work on this concurrently; 0 for any number.
     int GetThreadLimit() const noexcept { return 0; }
 
-    // The device copy. Rectangles are pixels, null stands for all of them. `abort`, if not null,
-    // ends an operation early once it is set.
+    // The device copy. Rectangles are in pixels, null means all of them. `abort`, if not null, ends
+    // an operation early once it is set.
 
     /// The device that holds a copy; null if none does.
     void* GetHardwareDevice() const noexcept { return nullptr; }
     /// The queue of that device, a handle of the implementation; 0 if there is none.
     std::uintptr_t GetHardwareWriteQueue() const noexcept { return 0; }
-    /// Writes the numbers that the fragments of this bitmap take, and returns how many they are.
+    /// Writes the parameters of this bitmap's fragments, and returns their count.
     static int GetHardwareParams(const void* /*device*/, float* /*params*/) noexcept { return 0; }
     static const char* GetSourceHardwareFragment(HardwareKernelLanguage /*language*/) noexcept {
         return nullptr;
@@ -72,15 +72,15 @@ public:
     static const char* GetMaskHardwareFragment(HardwareKernelLanguage /*language*/) noexcept {
         return nullptr;
     }
-    /// Whether all pixels have one byte throughout, and which.
+    /// Whether all bytes of all pixels are equal, and their value.
     bool GetHardwareFillByte(unsigned char& /*byte*/) const noexcept { return false; }
-    /// Drops the device's copy, once the host's is up to date.
+    /// Brings the host's copy up to date and drops the device's.
     void DestroyHardwareBuffer() noexcept {}
-    /// Waits for what was sent to the device.
+    /// Waits until the queue of the device is finished.
     void FlushHardware() noexcept {}
-    /// The host's pixels in `rect` are newer than the device's.
+    /// Marks the device's pixels in `rect` stale: the host's are newer.
     void InvalidateHardwareCache(Rect /*rect*/) noexcept {}
-    /// The device's pixels in `rect` are newer than the host's.
+    /// Marks the host's pixels in `rect` stale: the device's are newer.
     void InvalidateHostCache(Rect /*rect*/) noexcept {}
     /// Brings the host's copy up to date; `willOverwrite`: the caller writes all of `rect` next.
     void SyncHostCache(Rect* /*rect*/, bool /*willOverwrite*/, bool* /*abort*/) const noexcept {}
@@ -90,7 +90,7 @@ public:
         return true;
     }
     /// The device's copy, made if need be, with a reference that the caller releases; null if there
-    /// can be none. Here the device's identity buffer, which stands for "no pixels".
+    /// can be none. By default the device's identity buffer, for bitmaps without pixels.
     template <class... Rest>
     void* RetainHardwareBuffer(void* device, const Rest&... /*rest*/) const {
         return Hardware<DefaultImplementation>::GetIdentityBuffer(device);

@@ -11,11 +11,10 @@
 namespace Raster {
 
 /// Writes rows of any pixel format as a PNG file: 16-bit and float formats with 16 bits a sample,
-/// grey formats grey, all others red, green and blue; always with alpha unless told otherwise.
+/// grey formats as grey, all others as RGB, with alpha unless Alpha::Drop is given.
 ///
 /// The file is complete, and the stream flushed, after Finish(). Throws std::invalid_argument for a
-/// side that is not 1..2^31-1, CodecException for what the library reports, and what the stream
-/// throws.
+/// side that is not 1..2^31-1, CodecException for errors of libpng, and what the stream throws.
 class RASTER_API PNGBase {
 public:
     /// Whether the alpha channel is stored.
@@ -38,7 +37,7 @@ private:
 };
 
 /// Writes `bitmap` in the smallest of PNG's 8-bit colour types, or 16-bit for 16-bit and float
-/// formats, that loses nothing: an alpha channel only if a pixel is not opaque, colours only if a
+/// formats, that is lossless: an alpha channel only if a pixel is not opaque, colours only if a
 /// pixel is not grey. The profile is the bitmap's unless the options have one.
 RASTER_API void WritePNG(const DynamicBitmap& bitmap, Kernel::OutStream& stream,
                          const ExportOptions& options = {});

@@ -7,19 +7,19 @@
 
 namespace Raster {
 
-/// Renders a source bitmap into a destination bitmap, where a mask bitmap lets it. All that depends
-/// on a format comes from its PixelFormat, so this holds the order of work only; bitmaps answer
-/// what ModelBase asks, and GetHostView() and GetPixelFormat() besides. Source and destination are
-/// different bitmaps. What a delayed load throws passes through.
+/// Renders a source bitmap into a destination bitmap, under an optional mask bitmap. Everything
+/// specific to a format is in its PixelFormat, so this is the order of work only; bitmaps have the
+/// members of ModelBase, GetHostView() and GetPixelFormat(). Source and destination are different
+/// bitmaps. Exceptions of a delayed load propagate.
 ///
-/// Threads: source, mask and destination must not be changed by others during a run. The abort flag
-/// may be set by any thread, through std::atomic_ref<bool>.
+/// Threads: source, mask and destination must not be written by other threads during a run. The
+/// abort flag may be set by any thread, through std::atomic_ref<bool>.
 template <class Destination, class Source, class Mask = Source>
 class Pipeline {
 public:
-    /// Renders what lies in `requested`, which may reach beyond the destination. Returns false if
-    /// `rendering` is impossible, when nothing is done, and if `abort` was set, when the
-    /// destination may be partly written.
+    /// Renders the pixels in `requested`, which is clipped to the destination. Returns false if the
+    /// transform of `rendering` is not invertible, when nothing is done, and if `abort` was set,
+    /// when the destination may be partly written.
     static bool Run(Destination& destination, const Source& source, const Mask* mask,
                     const Rect& requested, const Rendering& rendering = {}, bool* abort = nullptr);
 
@@ -32,7 +32,7 @@ private:
                           Rect rect, const Rendering& rendering, bool* abort);
 };
 
-/// Whether the kernels know how: they convert and mask, pixel by pixel.
+/// Whether kernels support `rendering`: they only convert and mask, pixel by pixel.
 inline bool IsForKernels(const Rendering& rendering) noexcept {
     return !rendering.transform && rendering.stages.empty() && rendering.tally == nullptr &&
            rendering.blend == Blend::Replace;
@@ -66,7 +66,7 @@ bool Pipeline<Destination, Source, Mask>::TryHardware(Destination& destination,
     const auto covers = [&rect](const auto& bitmap) {
         return rect.Intersect({0, 0, bitmap.GetWidth(0), bitmap.GetHeight(0)}) == rect;
     };
-    // Kernels convert and mask; what they can't do should not open a device.
+    // Checked before ShouldExecuteKernel(), which may open a device.
     const bool isForKernels =
         IsForKernels(rendering) && covers(source) && (mask == nullptr || covers(*mask));
     if (!isForKernels || !ShouldExecuteKernel(rect)) {
@@ -142,7 +142,8 @@ bool Pipeline<Destination, Source, Mask>::RunOnHost(Destination& destination, co
     ViewTarget to(destination.GetHostView());
     const ViewSource through(mask != nullptr ? mask->GetHostView() : ConstPixelView{});
     RunHostPath({&from, &to, mask != nullptr ? &through : nullptr, &rendering, abort}, rect);
-    // Deliberate: who aborts does not want the pixels, so a device copy keeps what it has.
+    // Deliberate: the pixels of an aborted run are discarded, so the device copy is not marked
+    // stale.
     if (IsAborted(abort)) {
         return false;
     }

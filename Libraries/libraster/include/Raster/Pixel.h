@@ -11,8 +11,8 @@
 
 namespace Raster {
 
-/// The samples of the channels that are stored, in order and without gaps. All channels of a format
-/// have one type of sample.
+/// The samples of the channels that are stored, in order and without padding. All channels of a
+/// format have one type of sample.
 template <class C1, class C2, class C3, class C4, class C5>
 struct Pixel {
     using Sample = typename ChannelTraits<C1>::Sample;

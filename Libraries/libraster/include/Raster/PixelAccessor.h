@@ -6,9 +6,8 @@
 
 namespace Raster {
 
-/// Reads the pixels of a bitmap, which are up to date from here on and must not change meanwhile.
-/// A bitmap whose load is pending is loaded first, with a line in the trace: pipelines would have
-/// known earlier.
+/// Read access to the pixels of a bitmap, which are brought up to date first and must not change
+/// during the access. A pending load is performed first and blocks, with a line in the trace.
 class RASTER_API ConstPixelAccessor {
 public:
     /// The load ends early when `abort` is set; the pixels may then be transparent.
@@ -20,11 +19,12 @@ private:
     ConstPixelView m_view;
 };
 
-/// Reads and writes the pixels of a bitmap, and tells the bitmap when it is done. A pending load is
-/// done first.
+/// Read and write access to the pixels of a bitmap; the destructor marks its device copy stale. A
+/// pending load is performed first.
 class RASTER_API PixelAccessor {
 public:
-    /// The load ends early when `abort` is set; it then comes later, over what is written here.
+    /// The load ends early when `abort` is set; it then stays pending, and overwrites later what is
+    /// written here.
     explicit PixelAccessor(DynamicBitmap& bitmap, bool* abort = nullptr);
     PixelAccessor(const PixelAccessor&) = delete;
     PixelAccessor& operator=(const PixelAccessor&) = delete;

@@ -1,4 +1,4 @@
-// What the compiled core of the library needs to know of a pixel format at run time.
+// Pixel formats at run time: channels, conversion functions and device fragments.
 
 #pragma once
 
@@ -11,25 +11,24 @@
 
 namespace Raster {
 
-/// The run-time code of a pixel format; Raster/HostFormats.inc tells how their pixels lie in
-/// memory.
+/// The run-time code of a pixel format; Raster/HostFormats.inc documents their memory layout.
 enum class Format : std::uint8_t {
 #define RASTER_FORMAT(NAME, CODE, ...) NAME = CODE,
 #include "Raster/HostFormats.inc"
-    Tensor = 8,  // all formats over tensors and those that hosts add: the objects tell them apart
+    Tensor = 8,  // all formats over tensors and those that hosts add; their objects differ
 };
 
-/// In which language a device takes its kernels.
+/// The language of a device's kernels.
 enum class HardwareKernelLanguage : std::uint8_t { OpenCL };
 
 // The functions of a format are called by many threads at once, for distinct destinations, and
-// throw nothing. Pixels may lie at any address and have any neighbours, which are not touched.
+// throw nothing. Pixels may have any alignment; bytes beyond them are not touched.
 
 /// Converts `count` pixels at `source` to the intermediate: unit-float RGBA, four floats a pixel,
-/// 64-byte aligned, colours not multiplied by alpha. What a format lacks is 0, and alpha 1.
+/// 64-byte aligned, straight alpha. Channels that the format lacks are 0, alpha is 1.
 using SpanReader = void (*)(const void* source, float* rgba, std::size_t count);
-/// Converts `count` pixels of the intermediate to `destination`. They may be any floats: integers
-/// take what is outside 0..1 for the next of the two, and what is no number for 0.
+/// Converts `count` pixels of the intermediate to `destination`. They may be any floats: integer
+/// samples are clamped to 0..1, and NaN counts as 0.
 using SpanWriter = void (*)(const float* rgba, void* destination, std::size_t count);
 
 /// A block of pixels: `height` rows of `width` pixels, whose starts are `stride` bytes apart.
@@ -42,25 +41,25 @@ struct DestinationBlock {
     std::ptrdiff_t stride;
 };
 
-/// A picture of more bytes does not stay in the cache until someone reads it: half of a usual last
-/// level.
+/// A picture of more bytes is evicted from the cache before it is read: half of a usual last-level
+/// cache.
 inline constexpr std::size_t CacheShare = std::size_t{16} << 20;
 
-/// Converts a block at once. `isLarge`: the whole picture exceeds CacheShare, so it pays to write
-/// around the cache.
+/// Converts a block at once. `isLarge`: the whole picture exceeds CacheShare, so non-temporal
+/// stores, which bypass the cache, are faster.
 using BlockConverter = void (*)(const SourceBlock& source, const DestinationBlock& destination,
                                 std::size_t width, std::size_t height, bool isLarge);
 
 struct PixelFormat;
 
-/// A conversion with a kernel of its own, for pairs where the way through the intermediate would
-/// cost more than memory does. Gives the same bytes.
+/// A conversion with a kernel of its own, for pairs where going through the intermediate would cost
+/// more than memory bandwidth does. Gives the same bytes.
 struct DirectConversion {
     const PixelFormat* source;
     BlockConverter convert;
 };
 
-/// Text of a kernel language; null where there is none.
+/// Source text in a kernel language; null if there is none.
 using FragmentGetter = const char* (*)(HardwareKernelLanguage language);
 
 /// Sums `count` rows of `width` pixels, each times its weight, into premultiplied unit-float RGBA.
@@ -72,7 +71,7 @@ constexpr const char* GetNoFragment(HardwareKernelLanguage /*language*/) noexcep
     return nullptr;
 }
 
-/// What a format does.
+/// The conversions of a format.
 struct FormatRules {
     SpanReader read;
     SpanWriter write;
@@ -80,17 +79,17 @@ struct FormatRules {
     FragmentGetter getSourceFragment = GetNoFragment;
     FragmentGetter getDestFragment = GetNoFragment;
     FragmentGetter getMaskFragment = GetNoFragment;
-    /// Into this format, tried before the general way.
+    /// Into this format, tried before the way through the intermediate.
     std::span<const DirectConversion> directConversions{};
-    /// For shrinking; may be null.
+    /// For downscaling; may be null.
     RowBlender blendRows = nullptr;
 };
 
 /// A pixel is no larger than this: five floats.
 inline constexpr std::size_t MaximumPixelSize = 20;
 
-/// A pixel format. There is one object for each, and formats are the same when their addresses are.
-/// Zero bytes are a transparent pixel, or a black one where there is no alpha.
+/// A pixel format. There is one object for each: formats are compared by address. Zero bytes are a
+/// transparent pixel, or a black one where there is no alpha.
 struct PixelFormat : FormatRules {
     Format code;
     std::uint8_t channelCount;  // those that are stored
@@ -114,7 +113,7 @@ constexpr PixelFormat MakePixelFormat(Format code, const FormatRules& rules) noe
             ChannelFactsOf<C1, C2, C3, C4, C5>};
 }
 
-/// The host format of that code. Throws std::invalid_argument for Tensor and for what is no code.
+/// The host format of that code. Throws std::invalid_argument for Tensor and for an unknown code.
 RASTER_API const PixelFormat& GetPixelFormat(Format code);
 
 }  // namespace Raster

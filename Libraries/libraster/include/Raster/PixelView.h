@@ -1,4 +1,4 @@
-// Pixels in host memory, seen as rows.
+// Views of pixels in host memory.
 
 #pragma once
 
@@ -12,11 +12,11 @@ namespace Raster {
 
 using Rect = Kernel::RectT<int>;
 
-/// The rectangle that stands for "no pixel at all": every edge holds the marker.
+/// The rectangle that means "no pixels": every edge is the marker.
 inline constexpr int EmptyMarker = -2'147'483'647;
 inline constexpr Rect EmptyRect{EmptyMarker, EmptyMarker, EmptyMarker, EmptyMarker};
 
-/// Rows of pixels in host memory that someone else owns.
+/// A non-owning view of rows of pixels in host memory.
 template <class Byte>
 struct BasicPixelView {
     Byte* pixels = nullptr;     // of the first row
@@ -32,7 +32,7 @@ struct BasicPixelView {
     }
     Rect GetBounds() const noexcept { return {0, 0, width, height}; }
 
-    /// Who may write may read.
+    /// A writable view converts to a read-only one.
     operator BasicPixelView<const Byte>() const noexcept  // NOLINT(google-explicit-constructor)
         requires(!std::is_const_v<Byte>) {
         return {pixels, stride, width, height, format};

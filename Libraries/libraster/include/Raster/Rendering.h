@@ -1,4 +1,4 @@
-// What a pipeline does on the way from source to destination.
+// The parameters of a pipeline's run: transform, sampler, stages, blend mode, mask.
 
 #pragma once
 
@@ -14,18 +14,17 @@
 
 namespace Raster {
 
-/// How pixels meet what the destination holds. Colours are not multiplied by alpha on either side;
-/// a pixel of alpha 0 comes out with colour 0, so that no hidden colour spreads, except under
-/// Replace without mask, which keeps every pixel as it came. Formulas: Porter and Duff,
-/// "Compositing Digital Images" (1984).
+/// Blend modes. Source and destination have straight alpha; a result of alpha 0 has colour 0, so
+/// that hidden colours do not bleed, except under Replace without mask, which keeps pixels
+/// unchanged. Formulas: Porter and Duff, "Compositing Digital Images" (1984).
 enum class Blend : std::uint8_t {
     Replace,        // the source, in place of the destination
     Over,           // the source over the destination
-    DestinationIn,  // the destination where the source is: its alpha times the source's
-    JoinAlpha,      // the destination's colours under the source's alpha
+    DestinationIn,  // the destination, its alpha multiplied by the source's
+    JoinAlpha,      // the destination's colours with the source's alpha
 };
 
-/// How many of the source's pixels are of each kind, for a run that is not resampled.
+/// Counts of the source's pixels by alpha, for a run without resampling.
 struct CopyTally {
     std::uint64_t transparent = 0;  // alpha 0 or less
     std::uint64_t translucent = 0;
@@ -34,8 +33,8 @@ struct CopyTally {
 
 /// A plain conversion by default.
 struct Rendering {
-    /// Maps the source onto the destination; without it, pixels keep their place. Outside its
-    /// bounds a source is transparent: Over leaves such pixels alone.
+    /// Maps source to destination coordinates; the identity if empty. Edge mode: outside its bounds
+    /// a source is transparent, and Over leaves such pixels unchanged.
     std::optional<AffineTransform::Params> transform;
     Sampler sampler = Sampler::Bilinear;
     /// Applied in order, after sampling.
@@ -43,7 +42,7 @@ struct Rendering {
     Blend blend = Blend::Replace;
     /// Multiplies the source's alpha under Over, 0..1.
     float weight = 1;
-    /// Added to as pixels pass, unless null.
+    /// Incremented by the pixels of the run, unless null.
     CopyTally* tally = nullptr;
 };
 
@@ -51,20 +50,20 @@ struct Rendering {
 struct HostRun {
     const SpanSource* source = nullptr;
     SpanTarget* destination = nullptr;
-    /// Where it is transparent, the destination stays; null for everywhere. Its alpha counts, and
-    /// it lies over the destination pixel by pixel; outside its bounds it is transparent.
+    /// Its alpha weights the result, pixel by pixel: where it is 0, the destination is unchanged.
+    /// It is transparent outside its bounds. Null: no mask.
     const SpanSource* mask = nullptr;
     const Rendering* rendering = nullptr;
     const bool* abort = nullptr;
 };
 
-/// Whether `rendering` can be done: a transform must be finite and have a way back.
+/// Whether `rendering` can be done: a transform must be finite and invertible.
 RASTER_API bool IsPossible(const Rendering& rendering) noexcept;
 
-/// Does the work over `rect`, which lies in the destination, in tiles of 128 by 256 pixels: one on
-/// the calling thread, more of them by the dispatcher. Ends early when the flag is set. Throws
-/// std::invalid_argument for an impossible rendering. Not checked: the destination's pixels must
-/// not be the source's.
+/// Does the work over `rect`, which lies in the destination, in tiles of 128 by 256 pixels: a
+/// single one on the calling thread, several in parallel on the dispatcher. Ends early when the
+/// flag is set. Throws std::invalid_argument if the transform is not invertible. Not checked: the
+/// destination's pixels must not be the source's.
 RASTER_API void RunHostPath(const HostRun& run, const Rect& rect);
 
 }  // namespace Raster

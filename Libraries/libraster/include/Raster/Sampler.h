@@ -1,4 +1,4 @@
-// How a source is read between its pixels.
+// Resampling filters.
 
 #pragma once
 
@@ -6,15 +6,15 @@
 
 namespace Raster {
 
-/// The filter with which a transform reads its source. All but Nearest work on colours multiplied
-/// by alpha, so that hidden colours never show, and widen when they shrink a picture, so that fine
-/// patterns fade instead of turning into coarse ones.
+/// The filter with which a transform reads its source. All but Nearest work on premultiplied
+/// colours, so that hidden colours do not bleed, and widen their footprint when downscaling, to
+/// avoid aliasing.
 enum class Sampler : std::uint8_t {
-    Nearest,   // the pixel whose area holds the point
-    Bilinear,  // a triangle of one pixel to each side
+    Nearest,   // nearest neighbour: the pixel that contains the point
+    Bilinear,  // a triangle kernel of one pixel to each side
     Bicubic,   // Keys' cubic convolution with a = -0.5
-    Lanczos,   // three lobes
-    Area,      // the mean over the pixel's own area: for shrinking by a lot
+    Lanczos,   // Lanczos kernel of three lobes
+    Area,      // the mean over the pixel's footprint (box): for strong downscaling
 };
 
 }  // namespace Raster

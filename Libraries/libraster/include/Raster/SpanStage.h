@@ -1,4 +1,4 @@
-// A step that changes pixels on their way through a pipeline.
+// A stage of a pipeline, which transforms pixels.
 
 #pragma once
 
@@ -9,10 +9,10 @@
 
 namespace Raster {
 
-/// Changes runs of unit-float RGBA in place, for example from one colour space to another. Colours
-/// are not multiplied by alpha.
+/// Transforms spans of unit-float RGBA with straight alpha in place, for example from one colour
+/// space to another.
 ///
-/// Threads: Apply() is called by many at once and throws nothing.
+/// Threads: Apply() is called concurrently and throws nothing.
 class RASTER_API SpanStage : public Kernel::Countable {
 public:
     /// `rgba` holds `count` pixels of four floats, 64-byte aligned; `count` is at most 128.

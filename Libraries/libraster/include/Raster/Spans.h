@@ -1,4 +1,4 @@
-// Where a pipeline's pixels come from and go to: runs of unit-float RGBA.
+// Sources and targets of a pipeline's pixels: spans of unit-float RGBA.
 
 #pragma once
 
@@ -6,13 +6,14 @@
 
 namespace Raster {
 
-/// How many pixels a span has at most.
+/// The most pixels in a span.
 inline constexpr std::size_t MaximumSpanLength = 128;
 
-/// Gives pixels. Most sources are bitmaps, see ViewSource; deriving from this adds another kind,
-/// such as the planes of a tensor. What its functions throw ends the run and is thrown there.
+/// A source of pixels. Most are bitmaps, see ViewSource; deriving from this adds another kind, such
+/// as the planes of a tensor. An exception of its functions ends the run and propagates to its
+/// caller.
 ///
-/// Threads: Read() is called by many at once.
+/// Threads: Read() is called concurrently.
 class RASTER_API SpanSource {
 public:
     SpanSource(int width, int height) noexcept : m_width(width), m_height(height) {}
@@ -25,13 +26,12 @@ public:
     /// them inside, to `rgba`, which is as for SpanReader.
     virtual void Read(int x, int y, std::size_t count, float* rgba) const = 0;
 
-    /// Converts the pixels of `rect` straight into `target` at the same place; false if there is no
-    /// quicker way than span by span, whatever `rect` is. An empty one asks just that. `isLarge` as
-    /// for BlockConverter. Called by many threads at once, for distinct pixels.
+    /// Converts the pixels of `rect` directly into `target` at the same place; false, whatever
+    /// `rect` is, if there is no direct conversion. An empty `rect` only tests for one. `isLarge`
+    /// as for BlockConverter. Called concurrently, for distinct pixels.
     virtual bool ConvertInto(const PixelView& target, const Rect& rect, bool isLarge) const;
 
-    /// The rows in memory, as many and as long as GetHeight() and GetWidth() say; null if there are
-    /// none.
+    /// The pixels in memory, GetWidth() x GetHeight() of them; null if they are not in memory.
     virtual const ConstPixelView* GetView() const noexcept { return nullptr; }
 
 protected:
@@ -43,21 +43,21 @@ private:
     int m_height;
 };
 
-/// Takes pixels.
+/// A target of pixels.
 ///
-/// Threads: Read() and Write() are called by many at once, for distinct pixels.
+/// Threads: Read() and Write() are called concurrently, for distinct pixels.
 class RASTER_API SpanTarget {
 public:
     SpanTarget() noexcept = default;
     virtual ~SpanTarget();
 
-    /// Takes the `count` pixels from (x, y) to the right, at most MaximumSpanLength; `rgba` is as
+    /// Writes the `count` pixels from (x, y) to the right, at most MaximumSpanLength; `rgba` is as
     /// for SpanWriter.
     virtual void Write(int x, int y, std::size_t count, const float* rgba) = 0;
-    /// What is there already, for what is laid over it.
+    /// Reads the target's pixels, for blending.
     virtual void Read(int x, int y, std::size_t count, float* rgba) const = 0;
 
-    /// As SpanSource::ConvertInto(), from the side that takes.
+    /// As SpanSource::ConvertInto(), from the target's side.
     virtual bool ConvertFrom(const ConstPixelView& source, const Rect& rect, bool isLarge);
 
     virtual const PixelView* GetView() const noexcept { return nullptr; }
