@@ -11,7 +11,7 @@ HWY_BEFORE_NAMESPACE();
 namespace Raster {
 namespace HWY_NAMESPACE {
 
-/// Whether any of the bits of `mask`, which is repeated every eight bytes, differs from `expected`.
+/// Whether any bit under `mask`, a pattern of eight bytes, differs from `expected`.
 bool HasOtherBits(const std::byte* bytes, std::size_t count, std::uint64_t mask,
                   std::uint64_t expected) {
     const hn::ScalableTag<std::uint64_t> tag;
@@ -58,7 +58,7 @@ HWY_EXPORT(HasOtherBits);
 
 enum class Wanted { Visible, NotOpaque };
 
-/// Tells whether runs of pixels have any that is wanted.
+/// Tests spans for pixels whose alpha is as wanted.
 class AlphaTest {
 public:
     AlphaTest(const PixelFormat& format, Wanted wanted)
@@ -73,7 +73,7 @@ public:
                                                   m_wanted == Wanted::Visible ? 0 : ~0ULL);
     }
 
-    /// Of `count` pixels with any that is wanted, the first of these.
+    /// The first wanted pixel of `count` that contain at least one.
     std::size_t FindFirst(const std::byte* pixels, std::size_t count) const {
         std::size_t first = 0;
         while (count > 1) {
@@ -87,7 +87,7 @@ public:
         }
         return first;
     }
-    /// The last of these.
+    /// The last one.
     std::size_t FindLast(const std::byte* pixels, std::size_t count) const {
         std::size_t first = 0;
         while (count > 1) {
@@ -103,8 +103,8 @@ public:
     }
 
 private:
-    /// The bits of alpha, the last sample, in as many pixels as fit eight bytes; 0 where it is no
-    /// integer or pixels do not divide eight bytes.
+    /// The bit mask of alpha, the last sample, in the pixels of eight bytes; 0 if samples are not
+    /// integers or the pixel size does not divide eight bytes.
     static std::uint64_t GetAlphaBits(const PixelFormat& format) {
         const std::size_t size = format.GetPixelSize();
         if (format.code == Format::Tensor || format.sampleSize > 2 || 8 % size != 0) {
@@ -141,8 +141,8 @@ private:
     std::uint64_t m_alphaBits;
 };
 
-/// Rows from both ends, then of each row between only what lies outside the columns found so far.
-/// `none` if no pixel is wanted.
+/// The bounding box of the wanted pixels: scans rows from both ends, then of each row between only
+/// the columns outside the box so far. `none` if no pixel is wanted.
 Rect FindBox(const ConstPixelView& view, Wanted wanted, const Rect& none) {
     const AlphaTest test(*view.format, wanted);
     const auto width = static_cast<std::size_t>(view.width);

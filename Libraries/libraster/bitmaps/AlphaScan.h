@@ -1,4 +1,4 @@
-// The smallest rectangles around pixels by their alpha.
+// Bounding boxes of pixels by their alpha.
 
 #pragma once
 
@@ -6,12 +6,12 @@
 
 namespace Raster {
 
-/// Around the pixels that are not fully transparent; all zeros if there are none. What is no number
-/// counts as transparent.
+/// The bounding box of the pixels that are not fully transparent; all zeros if there are none. An
+/// alpha of NaN counts as transparent.
 Rect FindAlphaBox(const ConstPixelView& view);
 
-/// Around the pixels that are not fully opaque, those whose alpha is no number among them;
-/// EmptyRect if there are none. Formats without alpha are opaque.
+/// The bounding box of the pixels that are not fully opaque, alpha NaN included; EmptyRect if there
+/// are none. Formats without alpha are opaque.
 Rect FindInverseAlphaBox(const ConstPixelView& view);
 
 }  // namespace Raster

@@ -1,4 +1,4 @@
-// What a bitmap keeps beside its pixels.
+// A bitmap's device copy, mipmap levels and pending load.
 
 #pragma once
 
@@ -18,7 +18,7 @@ struct DynamicBitmap::Caches {
 
     Kernel::CriticalSection loadSection;
     std::unique_ptr<DelayLoader> loader;
-    std::atomic<bool> isPending = false;  // whether there is a loader; seen without the lock
+    std::atomic<bool> isPending = false;  // whether there is a loader; read without the lock
 
     Kernel::CriticalSection levelSection;
     std::vector<Kernel::Counted<const DynamicBitmap>> levels;  // from level 1 on

@@ -34,8 +34,8 @@ std::size_t RoundUpToAlignment(std::size_t size) noexcept {
     return (size + RowAlignment - 1) / RowAlignment * RowAlignment;
 }
 
-/// Deliberate: never a multiple of a memory page. The pixels above each other would fall into the
-/// same few places of the caches, and a tile would drive its own rows out.
+/// The stride. Deliberate: never a multiple of a memory page. The pixels of a column would map to
+/// the same few cache sets, and a tile would evict its own rows.
 std::size_t FindStride(std::size_t rowSize) noexcept {
     constexpr std::size_t Page = 4096;
     const std::size_t stride = RoundUpToAlignment(rowSize);
@@ -95,8 +95,7 @@ void DynamicBitmap::Allocate(int width, int height, const PixelFormat& format) {
         throw std::bad_alloc();
     }
     auto caches = std::make_unique<Caches>();
-    // calloc() knows which memory is zero already: a large bitmap costs nothing until it is
-    // written.
+    // calloc() maps zero pages lazily: a large bitmap costs nothing until it is written.
     std::unique_ptr<void, void (*)(void*)> memory(std::calloc(stride * rows + RowAlignment, 1),
                                                   &std::free);
     if (!memory) {
@@ -186,7 +185,7 @@ Kernel::Counted<const DynamicBitmap> DynamicBitmap::MakeHalf() const {
 
 void DynamicBitmap::SetProfile(Kernel::Consolidated<ICCProfile> profile) {
     m_profile = std::move(profile);
-    m_caches->DropLevels();  // which have it, too
+    m_caches->DropLevels();  // which have the old one
 }
 
 PixelView DynamicBitmap::GetHostView() noexcept {

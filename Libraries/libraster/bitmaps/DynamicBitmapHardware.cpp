@@ -10,7 +10,7 @@ namespace Raster {
 
 namespace {
 
-/// What the caller is about to write, or nothing.
+/// The rectangle that the caller overwrites next; empty if none.
 Rect GetOverwritten(const Rect* rect, bool willOverwrite, const Rect& bounds) noexcept {
     if (!willOverwrite) {
         return {};
@@ -69,8 +69,8 @@ void DynamicBitmap::InvalidateHostCache(Rect rect) {
 
 void DynamicBitmap::SyncHostCache(Rect* rect, bool willOverwrite, bool* abort) const {
     ForceDelayLoad(abort);
-    // Deliberate: even when aborted. Who then says that the host was written, as a pixel accessor
-    // does at its end, must not make the device's pixels the old ones.
+    // Deliberate: even when aborted. A caller that then marks the device copy stale, as a pixel
+    // accessor does in its destructor, must not discard newer pixels of the device.
     m_caches->deviceCopy.Download({m_pixels, m_stride, m_width, m_height, m_format},
                                   GetOverwritten(rect, willOverwrite, GetBounds()));
 }

@@ -14,7 +14,7 @@ bool IsFinite(float value) noexcept {
     return std::isfinite(value);
 }
 
-/// The samples of row `y`. Rows are aligned, so they can be floats.
+/// The samples of row `y`. Rows are aligned, so they can be read as floats.
 template <class Byte>
 auto GetSamples(const BasicPixelView<Byte>& view, int y) noexcept {
     using Float = std::conditional_t<std::is_const_v<Byte>, const float, float>;

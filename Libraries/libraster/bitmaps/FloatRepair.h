@@ -1,4 +1,4 @@
-// Samples that are no numbers: how they are found and removed.
+// Finding and clearing samples that are NaN or infinite.
 
 #pragma once
 
@@ -12,7 +12,7 @@ bool HasFloatSamples(const PixelFormat& format) noexcept;
 /// For formats with float samples: whether there is no NaN and no infinity.
 bool HasOnlyFiniteSamples(const ConstPixelView& view) noexcept;
 
-/// For formats with float samples: sets what is NaN or infinite to 0.
+/// For formats with float samples: sets NaN and infinity to 0.
 void ClearSamplesThatAreNotFinite(const PixelView& view) noexcept;
 
 }  // namespace Raster
