@@ -1,6 +1,5 @@
-// The formulas between RGB and the other colour models. Those for devices stand in the files of the
-// formats and have the same steps.
-// Compiled once for each instruction set; see Highway.h.
+// Conversions between RGB and the other colour models. Their device versions are in the files of
+// the formats and have the same steps. Compiled once for each instruction set; see Highway.h.
 
 #if defined(RASTER_FORMATS_COLOURMODELS_H) == defined(HWY_TARGET_TOGGLE)
 #ifdef RASTER_FORMATS_COLOURMODELS_H
@@ -15,7 +14,7 @@ HWY_BEFORE_NAMESPACE();
 namespace Raster {
 namespace HWY_NAMESPACE {
 
-/// Some pixels, component by component.
+/// LaneCount pixels, planar: a vector for each component.
 struct Pixels {
     Floats r;
     Floats g;
@@ -23,7 +22,7 @@ struct Pixels {
     Floats a;
 };
 
-/// Luma of BT.601, deliberately of the encoded values.
+/// Luma of BT.601, deliberately of the gamma-encoded values.
 HWY_INLINE Floats ToGrey(const Pixels& p) {
     return (Floats(0.299f) * p.r + Floats(0.587f) * p.g) + Floats(0.114f) * p.b;
 }
@@ -43,7 +42,8 @@ HWY_INLINE Pixels FromInks(const Inks& inks, Floats alpha) {
     return {Uninked(inks.c, inks.k), Uninked(inks.m, inks.k), Uninked(inks.y, inks.k), alpha};
 }
 
-/// As much black as the colour allows. Black alone has no other ink.
+/// Maximum black generation (full GCR): K is the least of 1 - R, 1 - G, 1 - B. Pure black has no
+/// other ink.
 HWY_INLINE Inks ToInks(const Pixels& p) {
     const Floats one = 1.0f;
     const Floats k = Smaller(one - p.r, Smaller(one - p.g, one - p.b));
@@ -65,13 +65,13 @@ HWY_INLINE Floats Power(Floats x) {
     }
 }
 
-/// The root of a positive normal number, to about one unit in the last place, by the basic
-/// operations alone: the mathematical library differs from machine to machine. The exponent over N
-/// with an interpolated mantissa is within one per cent, and each of Halley's steps cubes the
-/// error.
+/// The root of a positive normal number, to about one unit in the last place, by IEEE 754 basic
+/// operations alone, since the results of math libraries differ. The initial guess, the exponent
+/// divided by N with an interpolated mantissa, is within one per cent, and each of Halley's
+/// iterations cubes the error.
 template <int N>
 HWY_INLINE Floats Root(Floats x) {
-    // (1 - 1/N) (127 - 0.045) 2^23: the bits of 1, and half of what the interpolation is off.
+    // (1 - 1/N) (127 - 0.045) 2^23: the bits of 1, less half of the interpolation's error.
     constexpr float Bits = 1064975338.0f * (N - 1) / N;
     const Floats guess =
         Floats(hn::ConvertTo(FloatTag(), hn::BitCast(IntTag(), x.v))) * (1.0f / N) + Bits;
@@ -91,7 +91,7 @@ HWY_INLINE Floats WithSign(Floats magnitude, Floats sign) {
     return hn::CopySign(magnitude.v, sign.v);
 }
 
-/// The curve of sRGB (IEC 61966-2-1), odd for what lies outside of its gamut.
+/// The tone curve of sRGB (IEC 61966-2-1), continued as an odd function for values below 0.
 inline HWY_NOINLINE Floats Linearise(Floats encoded) {
     const Floats x = Magnitude(encoded);
     const Floats base = (x + 0.055f) / 1.055f;
@@ -104,7 +104,7 @@ inline HWY_NOINLINE Floats Encode(Floats linear) {
     return WithSign(Select(x > 0.0031308f, curve, x * 12.92f), linear);
 }
 
-/// The compression of CIE 1976 L*a*b* (ISO 11664-4), a cube root that is straight near 0.
+/// The function f of CIE 1976 L*a*b* (ISO 11664-4), a cube root that is linear near 0.
 inline HWY_NOINLINE Floats Compress(Floats x) {
     return Select(x > 216.0f / 24389.0f, Root<3>(x), x * (841.0f / 108.0f) + 4.0f / 29.0f);
 }
@@ -116,8 +116,8 @@ HWY_INLINE Floats Mix(const float (&row)[3], Floats x, Floats y, Floats z) {
     return (x * row[0] + y * row[1]) + z * row[2];
 }
 
-// The primaries of sRGB, adapted to D50 after Bradford, as parts of the white: X, Y and Z are 1 for
-// white, and the second matrix is the inverse of the first.
+// The primaries of sRGB, adapted to D50 by Bradford, relative to the white point: X, Y and Z are 1
+// for white, and the second matrix is the inverse of the first.
 inline constexpr float LightToXYZ[3][3] = {{0.4522311259f, 0.3994118552f, 0.1483570189f},
                                            {0.2224845402f, 0.7169050786f, 0.0606103812f},
                                            {0.0168750000f, 0.1176715222f, 0.8654534778f}};
@@ -143,7 +143,7 @@ HWY_INLINE Lab ToLab(const Pixels& p) {
             ((y - z) * 200.0f + 128.0f) / 255.0f};
 }
 
-/// Deliberate: not clamped, so that colours outside the gamut of sRGB survive.
+/// Deliberate: not clamped, so that colours outside the gamut of sRGB are kept.
 HWY_INLINE Pixels FromLab(const Lab& lab, Floats alpha) {
     const Floats middle = (lab.l + 0.16f) / 1.16f;
     const Floats x = Expand(middle + (lab.a * 255.0f - 128.0f) / 500.0f);

@@ -14,7 +14,7 @@ HWY_BEFORE_NAMESPACE();
 namespace Raster {
 namespace HWY_NAMESPACE {
 
-/// One integer format to another through components that never leave the registers.
+/// One integer format to another through components in registers.
 template <class From, class To>
 struct ConvertPixels {
     static constexpr std::size_t SourceSize = From::PixelSize;
@@ -45,8 +45,8 @@ struct WidenComponents {
     }
 };
 
-/// (x + 128) / 257 cut off, which is x / 65535 * 255 rounded for each of the 65536 values: 65281 /
-/// 2^24 stands for 1 / 257.
+/// (x + 128) / 257 truncated, which is x / 65535 * 255 rounded for each of the 65536 values: 65281
+/// / 2^24 approximates 1 / 257.
 struct NarrowComponents {
     static constexpr std::size_t SourceSize = 8;
     static constexpr std::size_t DestinationSize = 4;
@@ -67,7 +67,7 @@ struct NarrowComponents {
     }
 };
 
-/// Alpha stays as it is.
+/// BT.601 luma; alpha is copied.
 struct MixGrey {
     static constexpr std::size_t SourceSize = 4;
     static constexpr std::size_t DestinationSize = 2;
@@ -81,7 +81,7 @@ struct MixGrey {
     }
 };
 
-/// For rows of whole words, whatever the pixels.
+/// For rows of whole words, in any format.
 struct CopyWords {
     static constexpr std::size_t SourceSize = 4;
     static constexpr std::size_t DestinationSize = 4;
@@ -102,7 +102,7 @@ struct TakeAlpha {
     }
 };
 
-// Keeps the alignment of the destination, whatever the size of a pixel.
+// A multiple that keeps the destination aligned for any pixel size.
 constexpr std::size_t PixelsAtOnce = 64;
 
 template <class Kernel, class Store>
@@ -110,7 +110,7 @@ HWY_INLINE void ConvertAt(std::size_t x, const std::byte* from, std::byte* to) {
     Kernel::template Run<Store>(from + x * Kernel::SourceSize, to + x * Kernel::DestinationSize);
 }
 
-/// PixelsAtOnce pixels. Unrolled, since a loop for each vector keeps memory waiting.
+/// PixelsAtOnce pixels. Unrolled, since one vector per iteration leaves memory bandwidth unused.
 template <class Kernel, class Store>
 HWY_INLINE void ConvertPiece(const std::byte* from, std::byte* to) {
     static_assert(PixelsAtOnce % (LaneCount * 4) == 0);
@@ -143,7 +143,8 @@ HWY_INLINE void ConvertRows(const SourceBlock& source, const DestinationBlock& d
     }
 }
 
-/// Whether to write around the cache.
+/// Whether to use non-temporal stores, which bypass the cache: they need rows aligned to cache
+/// lines.
 HWY_INLINE bool IsStreamed(const DestinationBlock& destination, bool isLarge) {
     return isLarge && reinterpret_cast<std::uintptr_t>(destination.pixels) % 64 == 0 &&
            destination.stride % 64 == 0;
@@ -175,7 +176,7 @@ void CopyBlock(const SourceBlock& source, const DestinationBlock& destination, s
     }
 }
 
-// The kernels by name, since Highway exports functions by name.
+// The kernels as functions, since Highway exports functions by name.
 #define RASTER_BLOCK(NAME, ...)                                                                  \
     void NAME(const SourceBlock& source, const DestinationBlock& destination, std::size_t width, \
               std::size_t height, bool isLarge) {                                                \

@@ -6,7 +6,7 @@
 
 namespace Raster {
 
-// For the format objects: what is converted into each.
+// The direct conversions into each format, for its object.
 extern const DirectConversion IntoRGBA8[4];
 extern const DirectConversion IntoRGBA16[1];
 extern const DirectConversion IntoRGBAF[1];

@@ -1,9 +1,9 @@
-// The texts that formats give to devices.
+// The device fragments of formats.
 //
-// A source fragment defines float4 ReadPixel(__global const uchar* p), a destination fragment
-// void WritePixel(float4 v, __global uchar* p) and a mask fragment float ReadMask(__global const
-// uchar* p), the alpha within 0..1. Each stands alone, and any three make one program: what they
-// share is guarded. They give the same bytes as the host as long as the program is built with
+// A source fragment defines float4 ReadPixel(__global const uchar* p), a destination fragment void
+// WritePixel(float4 v, __global uchar* p) and a mask fragment float ReadMask(__global const uchar*
+// p), the alpha within 0..1. Each compiles alone, and any three make one program: shared code has
+// include guards. They give the same bytes as the host as long as the program is built with
 // -cl-fp32-correctly-rounded-divide-sqrt.
 
 #pragma once
@@ -15,7 +15,7 @@
 
 namespace Raster {
 
-/// What most fragments start with.
+/// The common start of most fragments.
 inline constexpr char FragmentStart[] = R"(
 #ifndef RASTER_SAMPLES
 #define RASTER_SAMPLES
@@ -42,7 +42,7 @@ consteval auto JoinText(const char (&... parts)[Sizes]) {
     return text;
 }
 
-/// A FragmentGetter; Text is what JoinText() made.
+/// A FragmentGetter for a Text made by JoinText().
 template <const auto& Text>
 const char* GetFragment(HardwareKernelLanguage language) {
     return language == HardwareKernelLanguage::OpenCL ? Text.data() : nullptr;

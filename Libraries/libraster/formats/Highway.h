@@ -13,7 +13,7 @@
 // All instruction sets give the same bytes: multiply and add, never the fused MulAdd(), which some
 // of them lack. The compiler must not fuse either (-ffp-contract=off).
 //
-// Deliberate: no include guard. Highway's own headers come again for each instruction set.
+// Deliberate: no include guard. Highway's own headers are included again for each instruction set.
 
 #ifndef HWY_DISABLED_TARGETS
 #error "Define HWY_DISABLED_TARGETS for the whole library."
@@ -24,7 +24,7 @@
 #include <hwy/highway.h>
 
 // Gives a function the name and the signature of one that was compiled for each instruction set,
-// and has it call the best. A macro, since Highway's needs the bare name.
+// and dispatches to the best one for the processor. A macro, since Highway's needs the bare name.
 #undef RASTER_DISPATCH
 #define RASTER_DISPATCH(NAME, PARAMETERS, ARGUMENTS)                                   \
     HWY_EXPORT(NAME);                                                                  \

@@ -1,5 +1,5 @@
-// Vectors of floats with the usual operators, and samples in and out of them.
-// Compiled once for each instruction set; see Highway.h.
+// Vectors of floats with the usual operators, and loads and stores of samples. Compiled once for
+// each instruction set; see Highway.h.
 
 // An include guard that opens again for the next instruction set.
 #if defined(RASTER_FORMATS_LANES_H) == defined(HWY_TARGET_TOGGLE)
@@ -28,7 +28,7 @@ using WordTag = hn::RebindToUnsigned<FloatTag>;
 using Ints = hn::Vec<IntTag>;
 using Words = hn::Vec<WordTag>;
 
-/// How many pixels are converted at a time.
+/// How many pixels are converted at a time: the floats of a vector.
 inline constexpr std::size_t LaneCount = hn::MaxLanes(FloatTag());
 
 struct Floats {
@@ -62,7 +62,7 @@ HWY_INLINE Floats Select(Mask mask, Floats yes, Floats no) {
     return hn::IfThenElse(mask, yes.v, no.v);
 }
 
-/// `x` within 0..1, and 0 for what is no number.
+/// `x` clamped to 0..1, NaN to 0.
 HWY_INLINE Floats Clamp(Floats x) {
     return Smaller(hn::IfThenElseZero(x > 0.0f, x.v), 1.0f);
 }
@@ -73,9 +73,9 @@ HWY_INLINE Ints Round(Floats x) {
     return hn::ConvertTo(IntTag(), (x + 0x1.fffffep-2f).v);
 }
 
-/// `x`, a whole number from 0 to the largest Sample, divided by the largest Sample. As 1/255 =
-/// 1/256 + 1/256/255, and the first product is exact, the sum is rounded once and equals the
-/// division for each of these numbers.
+/// `x`, a whole number from 0 to the largest Sample, divided by the largest Sample. Since 1/255 =
+/// 1/256 + 1/256/255 and the first product is exact, the sum equals the division for each of these
+/// numbers.
 template <class Sample>
 HWY_INLINE Floats DivideByLargest(Floats x) {
     constexpr float Largest = std::numeric_limits<Sample>::max();
@@ -102,26 +102,27 @@ HWY_INLINE Floats LoadSamples(const std::byte* from) {
     }
 }
 
-/// How vectors are stored.
+/// Store policies: ordinary stores.
 struct Cached {
     template <class Tag>
     static HWY_INLINE void Put(hn::Vec<Tag> v, Tag tag, hn::TFromD<Tag>* to) {
         hn::StoreU(v, tag, to);
     }
 };
-/// Around the cache; `to` is aligned to the size of the vector.
+/// Non-temporal stores, which bypass the cache; `to` is aligned to the size of the vector.
 struct Streamed {
     template <class Tag>
     static HWY_INLINE void Put(hn::Vec<Tag> v, Tag tag, hn::TFromD<Tag>* to) {
         if constexpr (sizeof(hn::TFromD<Tag>) * hn::MaxLanes(Tag()) >= 16) {
             hn::Stream(v, tag, to);
         } else {
-            hn::StoreU(v, tag, to);  // too small for it
+            hn::StoreU(v, tag, to);  // too small for a non-temporal store
         }
     }
 };
 
-/// The way back.
+/// The inverse of LoadSamples(): stores LaneCount samples; integers are clamped, with NaN as 0, and
+/// rounded.
 template <class Sample, class Store = Cached>
 HWY_INLINE void StoreSamples(Floats x, std::byte* to) {
     const hn::Rebind<Sample, FloatTag> tag;
@@ -156,7 +157,7 @@ HWY_INLINE void StoreWords(Words x, std::byte* to) {
 }
 
 /// A kernel has the sizes of its source and destination pixels in bytes and Run<Store>(), which
-/// converts LaneCount pixels. This converts any number: what is left goes through copies.
+/// converts LaneCount pixels. This converts any number: the remainder goes through copies.
 template <class Kernel, class Store = Cached>
 HWY_INLINE void ConvertRow(const std::byte* source, std::byte* destination, std::size_t count) {
     std::size_t done = 0;

@@ -1,5 +1,5 @@
-// For each pixel format, how LaneCount of its pixels become components and back.
-// Compiled once for each instruction set; see Highway.h.
+// For each pixel format, loading LaneCount pixels into components and saving them. Compiled once
+// for each instruction set; see Highway.h.
 
 #if defined(RASTER_FORMATS_PIXELCODECS_H) == defined(HWY_TARGET_TOGGLE)
 #ifdef RASTER_FORMATS_PIXELCODECS_H
@@ -27,17 +27,17 @@ HWY_INLINE Words Quantise(Floats x) {
     return ToWords(Round(x * float{std::numeric_limits<Sample>::max()}));
 }
 
-// A codec loads LaneCount pixels and saves them. Save() takes what Fit() gives, which pixels from
-// integers are anyway.
+// A codec loads LaneCount pixels and saves them. Save() takes pixels in the range that Fit() clamps
+// to; those loaded from integers are in it.
 
-/// The codecs that clamp.
+/// The base of codecs that clamp to 0..1.
 struct ClampingCodec {
     static HWY_INLINE Pixels Fit(const Pixels& p) {
         return {Clamp(p.r), Clamp(p.g), Clamp(p.b), Clamp(p.a)};
     }
 };
 
-/// Pixels that lie in memory as words whose low byte is the first.
+/// Pixels as little-endian words: red is the low byte.
 struct RGBA8Codec : ClampingCodec {
     static constexpr std::size_t PixelSize = 4;
 
@@ -100,7 +100,7 @@ HWY_INLINE void StoreFives(const Fives& fives, std::byte* to) {
 #else
 using ByteTag = hn::Repartition<std::uint8_t, FloatTag>;
 
-/// Blocks of 16 bytes that lie 20 bytes apart.
+/// Blocks of 16 bytes with a stride of 20 bytes.
 template <class Tag>
 HWY_INLINE hn::Vec<Tag> LoadBlocks(Tag tag, const std::byte* from) {
     if constexpr (hn::MaxLanes(Tag()) == 16) {
@@ -214,12 +214,13 @@ private:
     static HWY_INLINE Floats High(Words words) {
         return DivideByLargest<std::uint16_t>(ToFloats(hn::ShiftRight<16>(words)));
     }
-    /// All that 16 bits of Lab can hold lies within -4..4; beyond that the powers might overflow.
+    /// NaN to 0, others clamped to -4..4, which includes all colours of 16-bit Lab; beyond that the
+    /// powers might overflow.
     static HWY_INLINE Floats Bound(Floats x) {
         const auto number = hn::IfThenElseZero(hn::Eq(x.v, x.v), x.v);
         return hn::Max(Smaller(number, 4.0f).v, Floats(-4.0f).v);
     }
-    /// Deliberate: half is added and the rest cut off, as colour engines do for Lab.
+    /// Deliberate: half is added and the result truncated, as colour engines do for Lab.
     static HWY_INLINE Words Sample(Floats x) {
         return ToWords(hn::ConvertTo(IntTag(), (Clamp(x) * 65535.0f + 0.5f).v));
     }

@@ -1,4 +1,4 @@
-// Loops over pixels of any size, which are quicker when the compiler knows it.
+// Loops over pixels of any size, which are faster if it is a compile-time constant.
 
 #pragma once
 

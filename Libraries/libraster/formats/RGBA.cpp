@@ -40,8 +40,8 @@ HWY_INLINE bool IsOpaqueRow(const std::byte* row, std::size_t width) {
     return isOpaque;
 }
 
-/// The samples of LaneCount components as numbers up to 255, colours multiplied by alpha. `place`
-/// is the number of the first one in its row.
+/// LaneCount components as premultiplied values of 0..255. `place` is the index of the first one in
+/// its row.
 template <bool IsOpaque>
 HWY_INLINE Floats LoadPremultiplied(const std::byte* from, [[maybe_unused]] std::size_t place) {
     const Floats samples = ToFloats(LoadWords<std::uint8_t>(from));

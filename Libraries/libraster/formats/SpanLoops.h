@@ -1,5 +1,5 @@
-// Pixels of a codec to the intermediate and back, and whole spans of them.
-// Compiled once for each instruction set; see Highway.h.
+// Conversion between pixels of a codec and the intermediate, and loops over whole spans. Compiled
+// once for each instruction set; see Highway.h.
 
 #if defined(RASTER_FORMATS_SPANLOOPS_H) == defined(HWY_TARGET_TOGGLE)
 #ifdef RASTER_FORMATS_SPANLOOPS_H
@@ -14,7 +14,7 @@ HWY_BEFORE_NAMESPACE();
 namespace Raster {
 namespace HWY_NAMESPACE {
 
-/// A codec's way to the intermediate.
+/// A kernel from a codec's pixels to the intermediate.
 template <class Codec>
 struct ReadPixels {
     static constexpr std::size_t SourceSize = Codec::PixelSize;
@@ -26,7 +26,7 @@ struct ReadPixels {
         hn::StoreInterleaved4(p.r.v, p.g.v, p.b.v, p.a.v, FloatTag(), reinterpret_cast<float*>(to));
     }
 };
-/// And back.
+/// A kernel from the intermediate to a codec's pixels.
 template <class Codec>
 struct WritePixels {
     static constexpr std::size_t SourceSize = 4 * sizeof(float);
@@ -43,7 +43,7 @@ struct WritePixels {
     }
 };
 
-/// RGBA of the one type of sample to RGBA of the other: component by component, wherever it lies.
+/// RGBA of one sample type to RGBA of another, component by component, at any alignment.
 template <class From, class To>
 struct ConvertComponents {
     static constexpr std::size_t SourceSize = 4 * sizeof(From);
