@@ -5,7 +5,7 @@
 namespace Raster {
 
 bool IsAborted(const bool* abort) noexcept {
-    // The reference reads only, but its type knows no constant objects.
+    // Only read, but std::atomic_ref of C++20 takes no const objects.
     return abort != nullptr &&
            std::atomic_ref(*const_cast<bool*>(abort)).load(std::memory_order_relaxed);
 }

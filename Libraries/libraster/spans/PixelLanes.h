@@ -143,7 +143,7 @@ HWY_INLINE PixelLanes Join(PixelLanes colour, PixelLanes alpha) {
     return {hn::IfThenElse(isAlpha, alpha.v, colour.v)};
 }
 
-/// Of four numbers those from `first` on, each in all lanes of a pixel.
+/// Broadcasts the numbers of `four` from `first` on, each to all lanes of a pixel.
 HWY_INLINE PixelLanes SpreadNumbers(const float* four, std::size_t first) {
     const hn::Repartition<std::uint8_t, PixelTag> bytes;
     alignas(64) static constexpr std::uint8_t Places[] = {
@@ -158,18 +158,19 @@ HWY_INLINE PixelLanes SpreadNumbers(const float* four, std::size_t first) {
 
 #endif
 
-/// `value` where `condition` is above 0, else 0, even where `value` is no number.
+/// `value` where `condition` is above 0, else 0, even where `value` is NaN.
 HWY_INLINE PixelLanes WhereAboveZero(PixelLanes condition, PixelLanes value) {
     const PixelLanes zero = PixelLanes::All(0);
     return Select(condition > zero, value, zero);
 }
 
-/// Within 0..1, and 0 for what is no number.
+/// Clamped to 0..1, NaN to 0.
 HWY_INLINE PixelLanes Unit(PixelLanes value) {
     return Smaller(WhereAboveZero(value, value), PixelLanes::All(1));
 }
 
-/// `pixels` times `alpha`: nothing is left where that is 0, whatever the colour.
+/// `pixels` times `alpha`: 0 where `alpha` is 0 or less or NaN, even for colours that are not
+/// finite.
 HWY_INLINE PixelLanes Times(PixelLanes pixels, PixelLanes alpha) {
     return WhereAboveZero(alpha, pixels * alpha);
 }

@@ -14,7 +14,7 @@ Rect GetTileGrid(const Rect& rect) noexcept {
 
 std::pair<int, int> FindTileEdges(int index, int size, int first, int last) noexcept {
     const int begin = index * size;
-    // Beyond a rectangle at the end of the range, there are no more integers.
+    // Compared by difference, since `begin + size` could overflow.
     return {std::max(begin, first), last - begin > size ? begin + size : last};
 }
 

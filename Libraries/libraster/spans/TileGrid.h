@@ -1,4 +1,4 @@
-// How a rectangle is cut into tiles: on a grid that starts at the destination's origin.
+// The tiles of a rectangle, on a grid that starts at the destination's origin.
 
 #pragma once
 
@@ -8,10 +8,10 @@
 
 namespace Raster {
 
-/// The tiles that `rect` touches: columns and rows of the grid.
+/// The tiles that intersect `rect`: columns and rows of the grid.
 Rect GetTileGrid(const Rect& rect) noexcept;
 
-/// The edges of tile `index`, of `size` pixels, as far as it lies between `first` and `last`.
+/// The edges of tile `index`, of `size` pixels, clipped to `first` and `last`.
 std::pair<int, int> FindTileEdges(int index, int size, int first, int last) noexcept;
 
 }  // namespace Raster

@@ -6,7 +6,7 @@
 namespace Raster {
 
 void MoveInto(ColumnRun run, int width, RowBuffer& row) noexcept {
-    // Readers and filters begin at the start of a buffer, which is aligned.
+    // Readers and filters write to the start of a buffer, which is aligned.
     const auto count = static_cast<std::size_t>(run.end - run.begin);
     if (run.begin > 0) {
         std::memmove(row.At(run.begin), row.rgba, count * 4 * sizeof(float));

@@ -1,4 +1,4 @@
-// A source as the destination's tiles see it: row by row, in place.
+// A source's rows in the coordinates of the destination's tiles.
 
 #pragma once
 
@@ -17,7 +17,7 @@ struct alignas(64) RowBuffer {
     const float* At(int column) const noexcept { return rgba + std::ptrdiff_t{column} * 4; }
 };
 
-/// Columns of a tile, from its left edge: from `begin` up to, not including, `end`.
+/// Columns of a tile, relative to its left edge: the half-open range [begin, end).
 struct ColumnRun {
     int begin = 0;
     int end = 0;
@@ -25,15 +25,14 @@ struct ColumnRun {
     bool IsEmpty() const noexcept { return end <= begin; }
 };
 
-/// Moves pixels from the start of `row` to the columns of `run` and makes the others, up to
-/// `width`, transparent.
+/// Moves pixels from the start of `row` to the columns of `run` and clears the others, up to
+/// `width`, to transparent.
 void MoveInto(ColumnRun run, int width, RowBuffer& row) noexcept;
 
-/// Makes the pixels of `tile` beside `covered`, which lies in it or is empty, transparent: all
-/// bytes 0.
+/// Clears the pixels of `tile` outside `covered`, which lies in it or is empty: all bytes 0.
 void ClearAround(const PixelView& view, const Rect& tile, const Rect& covered) noexcept;
 
-/// The rows of one tile, which are asked for from its top to its bottom.
+/// The rows of one tile, which are read from its top to its bottom.
 class TileRows {
 public:
     TileRows() = default;
@@ -41,12 +40,12 @@ public:
     TileRows& operator=(const TileRows&) = delete;
     virtual ~TileRows() = default;
 
-    /// Gives the pixels of row `y` of the destination, transparent ones where the source has none,
-    /// and returns where it has some.
+    /// Reads row `y` of the destination into `row`, transparent where the source has no pixels, and
+    /// returns the columns where it has.
     virtual ColumnRun Read(int y, RowBuffer& row) = 0;
 };
 
-/// The rows of a source that lies by whole pixels off the destination's origin.
+/// The rows of a source translated by whole pixels.
 class ShiftedRows final : public TileRows {
 public:
     ShiftedRows(const SpanSource& source, const Rect& tile, int shiftX = 0,
