@@ -1,4 +1,4 @@
-// A stream as codecs read it: in pieces, with a look at the first bytes before the codec is chosen.
+// A buffered input stream for decoders, whose first bytes can be peeked at to choose the codec.
 
 #pragma once
 
@@ -14,12 +14,12 @@ class BufferedSource {
 public:
     explicit BufferedSource(Kernel::InStream& stream) noexcept : m_stream(stream) {}
 
-    /// The first `count` bytes, or all if there are fewer, which stay to be read. To be called
-    /// before anything is read.
+    /// Peeks at the first `count` bytes, or all if there are fewer, without consuming them. To be
+    /// called before anything is read.
     std::span<const std::byte> PeekStart(std::size_t count);
 
-    /// Takes what the buffer holds, filling it first if it is empty. Empty only at the end. Valid
-    /// until the next call.
+    /// Consumes the buffer, refilling it first if it is empty. Empty only at the end of the stream.
+    /// Valid until the next call.
     std::span<const std::byte> TakePiece();
 
     /// Fills `target`; false if the stream ends before that.

@@ -1,4 +1,4 @@
-// What the reader of one kind of file offers: the head first, then rows.
+// The interface of decoders: the header first, then scanlines.
 
 #pragma once
 
@@ -11,7 +11,7 @@
 
 namespace Raster {
 
-/// What a file says before its pixels come.
+/// The header of a file.
 struct PictureHead {
     int width = 0;  // as the pixels are stored
     int height = 0;
@@ -20,20 +20,20 @@ struct PictureHead {
     Kernel::Consolidated<ICCProfile> profile;
 };
 
-/// One file being read. All that can fail throws CodecException for what is wrong with the file,
-/// and passes on what its stream throws; no other call may follow then.
+/// One file being read. All functions that can fail throw CodecException for errors of the file and
+/// let exceptions of the stream propagate; no other call may follow then.
 class Decoder {
 public:
     virtual ~Decoder();
 
     /// The first call.
     virtual PictureHead ReadHead() = 0;
-    /// Prepares for the pixels, and returns how many times the rows go by: each time more of a row
-    /// is added to what it already holds. Long steps end early when `abort` is set.
+    /// Prepares for the pixels, and returns the number of interlace passes: each pass reads all
+    /// rows and adds pixels to what a row already holds. Long steps end early when `abort` is set.
     virtual int Start(const bool* abort) = 0;
-    /// The next row, in the format of the head.
+    /// Decodes the next scanline, in the format of the header.
     virtual void ReadRow(std::byte* row) = 0;
-    /// Reads what follows the last row, so that a file that was cut is found out.
+    /// Reads what follows the last row, so that a truncated file is detected.
     virtual void Finish() = 0;
 
 protected:
@@ -48,13 +48,13 @@ void CheckSize(const char* kind, std::uint64_t width, std::uint64_t height);
 /// Throws CodecException if the flag is set.
 void CheckAbort(const bool* abort);
 
-/// `profile`, or nothing if pixels of `format` can't have it.
+/// `profile`, or empty if its colour space does not fit `format`.
 ///
-/// Grey pixels may have a profile of red, green and blue: those of the intermediate.
+/// Grey formats may have an RGB profile: it describes their intermediate.
 Kernel::Consolidated<ICCProfile> KeepFitting(Kernel::Consolidated<ICCProfile> profile,
                                              Format format);
 
-/// The profile that the bare statement "this is sRGB" stands for.
+/// The sRGB profile, for files that are marked as sRGB without containing a profile.
 Kernel::Consolidated<ICCProfile> GetStandardProfile();
 
 }  // namespace Raster

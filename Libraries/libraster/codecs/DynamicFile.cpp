@@ -18,7 +18,7 @@ namespace Raster {
 
 CodecException::~CodecException() = default;
 
-/// A file whose head was read.
+/// A file whose header was read.
 class DynamicFile::Implementation {
 public:
     explicit Implementation(Kernel::InStream& stream)
@@ -79,7 +79,8 @@ private:
         decoder.Finish();
     }
 
-    /// For rows that are complete only at the end and must change on their way to the bitmap.
+    /// For interlaced files that must be converted or reoriented: decodes all passes into a bitmap
+    /// of the file's format first.
     void ReadByWayOfWhole(Decoder& decoder, int passes, RowTarget& target,
                           const bool* abort) const {
         const PixelFormat& format = GetPixelFormat(m_head.format);
@@ -97,7 +98,7 @@ private:
     }
 
     BufferedSource m_source;
-    std::unique_ptr<Decoder> m_decoder;  // null once the pixels were read
+    std::unique_ptr<Decoder> m_decoder;  // null once reading the pixels has begun
     PictureHead m_head;
 };
 
@@ -112,7 +113,7 @@ bool DynamicFile::CreateFromStream(Kernel::InStream& stream) {
     try {
         m_implementation = std::make_unique<Implementation>(stream);
         return true;
-    } catch (const CodecException& exception) {  // the edge where reasons become text
+    } catch (const CodecException& exception) {  // the edge where exceptions become an error text
         m_error = exception.what();
         return false;
     }

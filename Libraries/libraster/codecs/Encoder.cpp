@@ -17,7 +17,7 @@ Encoder::Encoder(int width, int height, int maximumSide, RowConverter converter)
 
 Encoder::~Encoder() = default;
 
-/// Runs `step`; until it has returned, the file counts as broken.
+/// Runs `step`; if it throws, the file counts as broken.
 template <class Step>
 void Encoder::RunAt(bool isInOrder, Step step) {
     if (!m_isOpen || !isInOrder) {

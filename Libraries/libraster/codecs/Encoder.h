@@ -1,4 +1,4 @@
-// What the writers of all kinds of files have in common: rows in order, then the end.
+// The base of encoders: scanlines in order, then the end.
 
 #pragma once
 
@@ -12,7 +12,7 @@
 namespace Raster {
 
 /// One file being written. Calls out of order throw std::logic_error and change nothing. After any
-/// other failure the file can't be completed: every further call is out of order.
+/// other exception the file can't be completed, and every further call throws that.
 class Encoder {
 public:
     /// Rows come in the converter's source format. Throws std::invalid_argument for a side that is
@@ -46,7 +46,7 @@ private:
     int m_height;
     int m_nextRow = 0;
     bool m_isOpen = true;
-    std::vector<std::byte> m_row;  // converted; empty if there is no need
+    std::vector<std::byte> m_row;  // converted; empty if no conversion is needed
 };
 
 }  // namespace Raster

@@ -16,7 +16,7 @@ namespace Raster {
 
 namespace {
 
-/// The format whose samples are those of the file, but for alpha.
+/// The format with the samples of the file, plus alpha.
 const PixelFormat& ChooseFormat(const PixelFormat& format) {
     switch (format.code) {
         case Format::GreyA8:
@@ -29,7 +29,7 @@ const PixelFormat& ChooseFormat(const PixelFormat& format) {
     }
 }
 
-/// What libjpeg calls the samples of a format from above, and how many of them it is given.
+/// The colour space and the component count of the samples that libjpeg is given.
 struct Samples {
     J_COLOR_SPACE space;
     int count;
@@ -43,7 +43,7 @@ Samples DescribeSamples(Format format) noexcept {
         case Format::CMYKA8:
             return {JCS_CMYK, 4, ColourSpace::CMYK};
         default:
-            return {JCS_EXT_RGBX, 4, ColourSpace::RGB};  // passes over alpha
+            return {JCS_EXT_RGBX, 4, ColourSpace::RGB};  // skips alpha
     }
 }
 
@@ -89,7 +89,7 @@ private:
     static constexpr int MaximumSide = JPEG_MAX_DIMENSION;
     static constexpr std::size_t BufferSize = 65'536;
     static constexpr int FullColourQuality = 90;
-    // The segments that hold a profile are counted by one byte.
+    // A profile has at most 255 segments, numbered by one byte.
     static constexpr std::size_t MaximumProfileSize = std::size_t{255} * 65'519;
 
     template <class Info>
@@ -104,7 +104,7 @@ private:
             m_info.image_height = static_cast<JDIMENSION>(GetHeight());
             m_info.input_components = m_sampleFacts.count;
             m_info.in_color_space = m_sampleFacts.space;
-            jpeg_set_defaults(&m_info);  // with colours at half the resolution
+            jpeg_set_defaults(&m_info);  // with 4:2:0 chroma subsampling
             jpeg_set_quality(&m_info, options.GetQuality(), TRUE);
             if (options.GetQuality() >= FullColourQuality) {
                 m_info.comp_info[0].h_samp_factor = 1;
@@ -118,7 +118,7 @@ private:
         });
     }
 
-    /// Those of a profile that fits the file.
+    /// The bytes of the profile; empty if there is none or its colour space is not the file's.
     std::span<const std::byte> GetProfileBytes(const ExportOptions& options) const {
         const Kernel::Consolidated<ICCProfile>& profile = options.GetProfile();
         if (!profile || profile->GetColourSpace() != m_sampleFacts.profileSpace) {
@@ -148,8 +148,8 @@ private:
         m_stream.Flush();
     }
 
-    /// Leaves alpha out, and inverts inks: as Adobe's programs do and expect of a file that has
-    /// their marker, which libjpeg writes.
+    /// Drops alpha, and inverts CMYK, as Adobe's programs do and expect of files with an Adobe
+    /// marker (APP14), which libjpeg writes.
     void Pack(const std::byte* row) {
         const auto count = static_cast<std::size_t>(m_sampleFacts.count);
         const int inversion = m_sampleFacts.space == JCS_CMYK ? 255 : 0;
@@ -181,9 +181,9 @@ private:
     Landing m_landing{"cannot write JPEG"};
     jpeg_error_mgr m_errors{};
     jpeg_destination_mgr m_output{};
-    CompressInfo m_info;  // after what it points at
+    CompressInfo m_info;  // destroyed before what it points at
     std::array<std::byte, BufferSize> m_buffer;
-    std::vector<JSAMPLE> m_samples;  // of one row; empty if libjpeg takes the pixels as they are
+    std::vector<JSAMPLE> m_samples;  // of one row; empty if libjpeg takes the pixels unchanged
 };
 
 JPEGWriter::JPEGWriter(Kernel::OutStream& stream, int width, int height, const PixelFormat& format,

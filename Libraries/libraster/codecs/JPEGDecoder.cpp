@@ -26,8 +26,8 @@ namespace {
 
 constexpr const char* Subject = "the JPEG data is damaged or of an unsupported kind";
 
-// A progressive file of a few kilobytes can ask for thousands of passes over a huge picture; honest
-// ones have about ten.
+// A progressive file of a few kilobytes can cause thousands of scans over a huge picture (denial of
+// service); usual ones have about ten.
 constexpr int MaximumScanCount = 100;
 
 struct DecompressInfo : jpeg_decompress_struct {
@@ -44,7 +44,9 @@ public:
         m_info.err = jpeg_std_error(&m_errors);
         m_info.client_data = this;
         m_errors.error_exit = [](j_common_ptr info) { Get(info).Fail(info); };
-        m_errors.emit_message = [](j_common_ptr info, int level) { Get(info).FailUnlessHarmless(info, level); };
+        m_errors.emit_message = [](j_common_ptr info, int level) {
+            Get(info).FailUnlessHarmless(info, level);
+        };
         m_landing.Run([this] { jpeg_create_decompress(&m_info); });
         SetCallbacks();
     }
@@ -61,7 +63,7 @@ public:
         m_abort = abort;
         m_landing.Run([this] { jpeg_start_decompress(&m_info); });
         CheckChannels();
-        // Each holds the samples of one row until they are spread over the pixels.
+        // The samples of one row, before alpha is added; empty if libjpeg writes the pixels.
         m_samples.resize(m_info.out_color_space == JCS_EXT_RGBA
                              ? 0
                              : std::size_t{m_info.output_width} *
@@ -83,7 +85,7 @@ public:
     }
 
     void Finish() override {
-        m_landing.Run([this] { jpeg_finish_decompress(&m_info); });  // reads to the end mark
+        m_landing.Run([this] { jpeg_finish_decompress(&m_info); });  // reads up to the marker EOI
     }
 
 private:
@@ -103,7 +105,8 @@ private:
         m_info.src = &m_input;
         m_progress.progress_monitor = [](j_common_ptr info) { Get(info).CheckProgress(); };
         m_info.progress = &m_progress;
-        // Deliberate: libjpeg could keep the segments itself, but without any limit.
+        // Deliberate: libjpeg could save the segments (jpeg_save_markers), but without a limit on
+        // their total size.
         const auto take = [](j_decompress_ptr info) { return Get(info).TakeSegment(); };
         jpeg_set_marker_processor(&m_info, JPEG_APP0 + 1, take);
         jpeg_set_marker_processor(&m_info, JPEG_APP0 + 2, take);
@@ -132,7 +135,7 @@ private:
         m_landing.Fail(text.data());
     }
 
-    /// libjpeg would make up a channel of which no scan has come, and so no table.
+    /// A component without a quantization table had no scan: libjpeg would make up its samples.
     void CheckChannels() const {
         for (int i = 0; i < m_info.num_components; ++i) {
             if (m_info.comp_info[i].quant_table == nullptr) {
@@ -141,8 +144,8 @@ private:
         }
     }
 
-    // Negative levels are warnings: most of them stand for pixels that were made up. Many cameras
-    // put padding before the mark of the end, when all pixels are there.
+    // Negative levels are warnings, most of them about corrupt data that libjpeg replaces by
+    // made-up pixels. Harmless: many cameras put padding before the marker EOI, after all pixels.
     void FailUnlessHarmless(j_common_ptr info, int level) {
         const jpeg_error_mgr& errors = *info->err;
         const bool isHarmless =
@@ -182,9 +185,9 @@ private:
         return *m_input.next_input_byte++;
     }
 
-    /// Reads the segment after the mark that libjpeg has just met.
+    /// Reads the segment after the marker that libjpeg has just read.
     boolean TakeSegment() {
-        constexpr std::size_t LengthSize = 2;  // which the length counts, too
+        constexpr std::size_t LengthSize = 2;  // included in the length
         const std::size_t high = TakeByte();
         const std::size_t length = high << 8 | TakeByte();
         if (length < LengthSize) {
@@ -220,8 +223,8 @@ private:
         }
     }
 
-    /// Adobe's programs, which write most of the files with inks and mark them, store the inks
-    /// inverted: 255 is no ink.
+    /// Adobe's programs, which write most CMYK files and add an Adobe marker (APP14), store
+    /// inverted CMYK: 255 is no ink.
     void SpreadInks(std::byte* row) const {
         const int inversion = m_info.saw_Adobe_marker ? 255 : 0;
         for (std::size_t i = 0; i < m_samples.size(); i += 4, row += 5) {
@@ -237,7 +240,7 @@ private:
     jpeg_error_mgr m_errors{};
     jpeg_source_mgr m_input{};
     jpeg_progress_mgr m_progress{};
-    DecompressInfo m_info;  // after what it points at
+    DecompressInfo m_info;  // destroyed before what it points at
     const bool* m_abort = nullptr;
     JPEGSegments m_segments;
     std::array<std::byte, 65536> m_segment{};  // the last one

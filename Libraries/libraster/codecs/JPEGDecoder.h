@@ -1,4 +1,4 @@
-// Reads JPEG by way of libjpeg-turbo, whose headers JPEGDecoder.cpp and JPEG.cpp alone include.
+// The JPEG decoder, by libjpeg-turbo, whose headers only JPEGDecoder.cpp and JPEG.cpp include.
 
 #pragma once
 
@@ -13,8 +13,8 @@ namespace Raster {
 /// Whether a file that starts with the bytes `start` is JPEG.
 bool IsJPEG(std::span<const std::byte> start) noexcept;
 
-/// Reads grey files as GreyA8, those of four inks as CMYKA8, all others as RGBA8. `source` must
-/// outlive the decoder.
+/// Decodes grey files as GreyA8, files of four components (CMYK, YCCK) as CMYKA8, all others as
+/// RGBA8. `source` must outlive the decoder.
 std::unique_ptr<Decoder> MakeJPEGDecoder(BufferedSource& source);
 
 }  // namespace Raster

@@ -35,7 +35,7 @@ void JPEGSegments::AddApp2(std::span<const std::byte> segment) {
     if (m_pieces.empty()) {
         m_pieces.resize(count);
     }
-    // As each of 255 pieces comes but once, they can't grow far beyond the size of any profile.
+    // Duplicates are refused, so at most 255 segments are kept, which bounds the memory.
     m_isProfileDamaged =
         m_pieces.size() != count || number < 1 || number > count || !m_pieces[number - 1].empty();
     if (!m_isProfileDamaged) {

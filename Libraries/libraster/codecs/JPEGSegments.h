@@ -1,4 +1,4 @@
-// What the application segments of a JPEG file tell beside the pixels.
+// Metadata in the application segments of JPEG files: Exif orientation and ICC profile.
 
 #pragma once
 
@@ -13,16 +13,16 @@
 
 namespace Raster {
 
-/// Collects them in the order of the file. Segments that make no sense are passed over.
+/// Collects the segments in the order of the file. Invalid ones are ignored.
 class JPEGSegments {
 public:
-    /// Exif data, if it is that: the first of them counts.
+    /// APP1: the Exif data, if it is that. The first such segment counts.
     void AddApp1(std::span<const std::byte> segment);
-    /// A piece of the colour profile, if it is that (ICC.1:2022, B.4).
+    /// APP2: a chunk of the ICC profile, if it is that (ICC.1:2022, B.4).
     void AddApp2(std::span<const std::byte> segment);
 
     const Orientation& GetOrientation() const noexcept { return m_orientation; }
-    /// Empty if there is none, a piece is missing, or they contradict each other.
+    /// Empty if there is none, or its chunks are incomplete or contradictory.
     Kernel::Consolidated<ICCProfile> MakeProfile() const;
 
 private:

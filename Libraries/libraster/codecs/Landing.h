@@ -15,11 +15,11 @@
 
 namespace Raster {
 
-/// Where the errors of one C library's object land.
+/// The setjmp target for the errors of one C library's object.
 ///
-/// Errors leave the library's frames by longjmp, which destroys nothing: so what runs between Run()
-/// and the library holds no object that has a destructor. Exceptions of our own callbacks must not
-/// pass through C frames: they are kept, and thrown again where they land.
+/// Errors leave the library's frames by longjmp, which runs no destructors: so frames between Run()
+/// and the library hold no object with a destructor. Exceptions of our own callbacks must not
+/// unwind C frames: they are caught, kept and rethrown by Run().
 class Landing {
 public:
     /// `subject` starts the message of an error, for example "the PNG data".
@@ -30,7 +30,8 @@ public:
     template <class Step>
     void Run(Step step) {
         static_assert(std::is_trivially_destructible_v<Step>);
-        if (setjmp(m_place) == 0) {  // NOLINT(cert-err52-cpp): the library knows no other way
+        if (setjmp(m_place) ==
+            0) {  // NOLINT(cert-err52-cpp): the library's only way to report errors
             step();
             return;
         }
@@ -40,14 +41,14 @@ public:
         throw CodecException(std::string(m_subject) + ": " + m_reason.data());
     }
 
-    /// For the library's error callback: ends the Run() below.
+    /// For the library's error callback: ends the Run() that is in progress.
     [[noreturn]] void Fail(std::string_view reason) noexcept {
         const std::size_t length = reason.copy(m_reason.data(), m_reason.size() - 1);
         m_reason[length] = '\0';
         std::longjmp(m_place, 1);  // NOLINT(cert-err52-cpp)
     }
 
-    /// For the library's other callbacks: runs `call` and ends the Run() below if it throws.
+    /// For the library's other callbacks: runs `call` and ends the Run() in progress if it throws.
     template <class Call>
     void Guard(Call call) noexcept {
         static_assert(std::is_trivially_destructible_v<Call>);

@@ -7,8 +7,7 @@ namespace Raster {
 
 namespace {
 
-/// The numbers of a TIFF file (TIFF 6.0), in whichever order of bytes it has. Reading beyond the
-/// end gives 0.
+/// Reads integers of a TIFF file (TIFF 6.0) in its byte order. Reading beyond the end gives 0.
 class TiffNumbers {
 public:
     explicit TiffNumbers(std::span<const std::byte> bytes) noexcept

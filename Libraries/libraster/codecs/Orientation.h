@@ -1,4 +1,4 @@
-// How a camera was held, as Exif 2.32 records it in the tag Orientation.
+// The Exif orientation (Exif 2.32, tag Orientation).
 
 #pragma once
 
@@ -7,18 +7,17 @@
 
 namespace Raster {
 
-/// How stored rows become the upright picture: first they are made columns, if so, then the result
-/// is mirrored.
+/// The transform from the stored to the upright picture: first transposed, then mirrored.
 struct Orientation {
     bool isTransposed = false;
-    bool isMirroredInX = false;  // left and right change places
+    bool isMirroredInX = false;  // left and right are exchanged
     bool isMirroredInY = false;
 
     friend bool operator==(const Orientation&, const Orientation&) = default;
 };
 
 /// The orientation in Exif data, which begin with the header of a TIFF file. Upright if the data
-/// are damaged or say nothing.
+/// are damaged or have no such tag.
 Orientation FindOrientation(std::span<const std::byte> exif) noexcept;
 
 }  // namespace Raster

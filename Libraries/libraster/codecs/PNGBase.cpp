@@ -40,7 +40,7 @@ struct WriteObjects {
     png_infop info = nullptr;
 };
 
-/// Which channels are stored.
+/// The channels that are stored.
 struct Channels {
     bool hasColour;
     bool hasAlpha;
@@ -53,7 +53,7 @@ struct Channels {
     }
 };
 
-/// The format with the file's kind of samples from which the channels are taken.
+/// The format of the file's sample type and colour model, from which the stored channels are taken.
 const PixelFormat& ChooseFormat(const PixelFormat& format, bool hasColour) {
     const bool isGrey = IsGrey(format) && !hasColour;
     if (format.sampleSize == 1) {
@@ -130,7 +130,7 @@ private:
     }
 
     void SetProfile(const Kernel::Consolidated<ICCProfile>& profile) {
-        // A profile that libpng finds odd is left out: so would be any reader's, who has libpng.
+        // A profile that libpng rejects is left out: readers that use libpng would reject it, too.
         png_set_benign_errors(m_png, 1);
         const ColourSpace space = m_channels.hasColour ? ColourSpace::RGB : ColourSpace::Grey;
         const std::span<const std::byte> bytes = profile->GetBytes();
@@ -186,7 +186,8 @@ private:
     std::vector<std::byte> m_samples;  // of one row; empty if no channel is left out
 };
 
-/// Adds the channels that pixels of a row need.
+/// Adds the channels that pixels of a row need: colour if one is not grey, alpha if one is not
+/// opaque.
 template <class Sample, std::size_t Count>
 void Examine(const std::byte* row, std::size_t width, Channels& channels) {
     std::array<Sample, Count> pixel;
@@ -214,7 +215,7 @@ Examiner GetExaminer(Format format) noexcept {
     }
 }
 
-/// `channels`, and those without which the picture would lose something.
+/// `channels`, and those that a lossless file needs.
 Channels FindChannels(const ConstPixelView& pixels, Channels channels) {
     const RowConverter converter(*pixels.format, ChooseFormat(*pixels.format, channels.hasColour));
     const PixelFormat& format = converter.GetTargetFormat();
@@ -269,7 +270,7 @@ void WritePNG(const DynamicBitmap& bitmap, Kernel::OutStream& stream,
         complete.SetProfile(bitmap.GetProfile());
     }
     const Kernel::Consolidated<ICCProfile>& profile = complete.GetProfile();
-    // A grey file can't have such a profile.
+    // A grey PNG can't have an RGB profile.
     const bool needsColour =
         profile && profile->GetColourSpace() == ColourSpace::RGB && !IsStandard(profile);
     const ConstPixelAccessor pixels(bitmap);

@@ -33,7 +33,7 @@ struct ReadObjects {
 class PNGDecoder final : public Decoder {
 public:
     explicit PNGDecoder(BufferedSource& source) : m_source(source) {
-        // Deliberate: warnings are dropped, as they tell of oddities beside the pixels.
+        // Deliberate: warnings are dropped, as they concern ancillary chunks, not pixels.
         m_landing.Run([this] {
             m_png = png_create_read_struct(
                 PNG_LIBPNG_VER_STRING, &m_landing,
@@ -92,16 +92,18 @@ private:
 
     void SetLimits() {
         m_landing.Run([this] {
-            // Deliberate: no limit to the sides here, as CheckSize() tells better what is wrong.
+            // Deliberate: no limit to the sides here, as CheckSize() has the better error message.
             png_set_user_limits(m_png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
             png_set_chunk_malloc_max(m_png, ICCProfile::MaximumSize);
-            // Else libpng would leave out a damaged transparency, which shows other pixels.
+            // Otherwise libpng would ignore a corrupt tRNS chunk, which changes pixels.
             png_set_crc_action(m_png, PNG_CRC_ERROR_QUIT, PNG_CRC_ERROR_QUIT);
-            // All chunks that say nothing of the pixels are skipped: texts can be bombs.
+            // Ancillary chunks that do not affect pixels are skipped: compressed text can be a
+            // decompression bomb.
             png_set_keep_unknown_chunks(m_png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
             constexpr png_byte Wanted[] = "iCCP\0sRGB";
             png_set_keep_unknown_chunks(m_png, PNG_HANDLE_CHUNK_AS_DEFAULT, Wanted, 2);
-            // Deliberate: libpng's own reader of this chunk allocates whatever size it claims.
+            // Deliberate: libpng's own reader of this chunk allocates the size it claims without a
+            // limit.
             constexpr png_byte Kept[] = "eXIf";
             png_set_keep_unknown_chunks(m_png, PNG_HANDLE_CHUNK_ALWAYS, Kept, 1);
         });

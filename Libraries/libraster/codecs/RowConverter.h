@@ -1,4 +1,4 @@
-// Converting rows of pixels between two formats, as files are read and written.
+// Conversion of scanlines between two formats, for decoders and encoders.
 
 #pragma once
 
@@ -11,13 +11,13 @@ namespace Raster {
 
 class RowConverter {
 public:
-    /// `stage`, if not null, changes the pixels on the way.
+    /// `stage`, if not null, is applied to the intermediate.
     RowConverter(const PixelFormat& from, const PixelFormat& to,
                  Kernel::Counted<const SpanStage> stage = nullptr) noexcept;
 
     const PixelFormat& GetSourceFormat() const noexcept { return m_from; }
     const PixelFormat& GetTargetFormat() const noexcept { return m_to; }
-    /// Whether rows stay what they are.
+    /// Whether rows are copied unchanged.
     bool IsIdentity() const noexcept { return &m_from == &m_to && !m_stage; }
 
     void Convert(const std::byte* source, std::byte* target, std::size_t width) const;
@@ -28,7 +28,7 @@ private:
     const PixelFormat& m_from;
     const PixelFormat& m_to;
     Kernel::Counted<const SpanStage> m_stage;
-    BlockConverter m_direct = nullptr;  // null if there is none that does the same
+    BlockConverter m_direct = nullptr;  // null if there is no equivalent one
 };
 
 }  // namespace Raster

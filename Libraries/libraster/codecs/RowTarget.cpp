@@ -9,7 +9,7 @@ namespace Raster {
 
 namespace {
 
-// As many rows at a time as fill a cache line where rows become columns.
+// The rows transposed at a time: together their pixels of one column fill a cache line.
 constexpr int BandHeight = 16;
 
 struct Band {
@@ -19,7 +19,7 @@ struct Band {
     int height;
 };
 
-/// Turns rows of pixels of `pixelSize` bytes into columns.
+/// Transposes: rows of pixels of `pixelSize` bytes become columns.
 template <class Size>
 void Scatter(const Band& band, Size pixelSize, std::byte* target, std::ptrdiff_t columnStep,
              std::ptrdiff_t rowStep) {
@@ -55,7 +55,7 @@ RowTarget::RowTarget(const PixelView& pixels, const Orientation& orientation,
         m_row.resize(width * m_converter.GetSourceFormat().GetPixelSize());
     }
     if (!m_isRowWise) {
-        // The odd cache line keeps the rows of a band out of each other's sets.
+        // An odd number of cache lines, so that the rows of a band map to different cache sets.
         m_bandStride = (width * pixelSize / 128) * 128 + 192;
         m_band.resize(m_bandStride * BandHeight);
     }

@@ -1,4 +1,4 @@
-// Where the rows of a file go: converted, and turned upright, into the pixels of a bitmap.
+// The target of a decoder's scanlines: converted and oriented into the pixels of a bitmap.
 
 #pragma once
 
@@ -14,15 +14,16 @@ namespace Raster {
 
 class RowTarget {
 public:
-    /// Of the format and the upright size to which `converter` and `orientation` lead.
+    /// `pixels` have the target format of `converter` and the upright size by `orientation`.
     RowTarget(const PixelView& pixels, const Orientation& orientation, RowConverter converter);
 
-    /// Whether GetRow() are the pixels themselves, so that what is in a row stays there.
+    /// Whether GetRow() points into the bitmap, so that rows keep their content between passes.
     bool IsDirect() const noexcept { return m_converter.IsIdentity() && m_isRowWise; }
 
-    /// Room for row `y` of the file, in the file's format.
+    /// The buffer for row `y` of the file, in the file's format.
     std::byte* GetRow(int y) noexcept;
-    /// Takes what was written to GetRow(). Unless IsDirect(), rows come once and in order.
+    /// Converts and stores what was written to GetRow(). Unless IsDirect(), rows come once and in
+    /// order.
     void FinishRow(int y);
 
 private:
@@ -38,7 +39,7 @@ private:
     std::byte* m_origin;  // of the file's first pixel
     bool m_isRowWise;
     std::vector<std::byte> m_row;   // before the conversion
-    std::vector<std::byte> m_band;  // rows before they are turned
+    std::vector<std::byte> m_band;  // rows before they are transposed or mirrored
     std::size_t m_bandStride = 0;
 };
 
