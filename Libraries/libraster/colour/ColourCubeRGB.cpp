@@ -8,15 +8,15 @@ namespace Raster {
 
 namespace {
 
-/// A place between two neighbouring colours of one axis.
+/// A position between two lattice points along one axis.
 struct Place {
-    std::size_t step;   // from one colour to the next
+    std::size_t step;   // from one lattice point to the next
     std::size_t start;  // of the lower one
     float share;        // of the upper one
 };
 
 Place Locate(float value, int size, std::size_t step) noexcept {
-    const float unit = value > 0 ? std::min(value, 1.0F) : 0.0F;  // 0 for what is no number, too
+    const float unit = value > 0 ? std::min(value, 1.0F) : 0.0F;  // NaN to 0, too
     const float at = unit * static_cast<float>(size - 1);
     const int low = std::min(static_cast<int>(at), size - 2);
     return {step, static_cast<std::size_t>(low) * step, at - static_cast<float>(low)};
@@ -28,7 +28,7 @@ void Mix(const float* from, const float* to, float share, float* result) noexcep
     }
 }
 
-/// Along red four times, along green twice, along blue once.
+/// Interpolates along red four times, along green twice, along blue once.
 void LookUpTrilinear(const float* cell, const std::array<Place, 3>& places, float* rgb) noexcept {
     const auto& [red, green, blue] = places;
     float faces[2][3];
@@ -43,8 +43,8 @@ void LookUpTrilinear(const float* cell, const std::array<Place, 3>& places, floa
     Mix(faces[0], faces[1], blue.share, rgb);
 }
 
-/// From the lowest corner to the highest, along the axis of the largest share first: the four
-/// corners on this way are those of the tetrahedron that holds the colour.
+/// The four corners on the path from the lowest to the highest, along the axis of the largest share
+/// first, are those of the tetrahedron that contains the colour.
 void LookUpTetrahedral(const float* cell, std::array<Place, 3> places, float* rgb) noexcept {
     std::ranges::stable_sort(places, std::greater(), &Place::share);
     const float* const a = cell + places[0].step;

@@ -20,7 +20,7 @@ using Stage = Kernel::Counted<const SpanStage>;
 
 constexpr const char* SRGBName = "sRGB IEC61966-2.1";
 
-/// sRGB with its customary name, the same bytes on every day: IEC 61966-2-1.
+/// sRGB (IEC 61966-2-1) with its customary name; the same bytes whenever it is made.
 Profile CreateSRGB() {
     const LcmsContext context = CreateLcmsContext();
     const LcmsProfile profile(cmsCreate_sRGBProfileTHR(context.get()));
@@ -31,7 +31,7 @@ Profile CreateSRGB() {
     cmsSaveProfileToMem(profile.get(), nullptr, &size);
     std::vector<std::byte> bytes(size);
     cmsSaveProfileToMem(profile.get(), bytes.data(), &size);
-    // The date and time of creation, six numbers of 16 bits: that of the standard.
+    // The creation date in the header, six 16-bit numbers: fixed, that of the standard.
     constexpr std::array<unsigned char, 12> Created{0x07, 0xcf, 0, 10, 0, 1};
     std::ranges::copy(std::as_bytes(std::span(Created)), bytes.begin() + 24);
     return ICCProfile::CreateFromBytes(bytes);
@@ -42,7 +42,7 @@ const Profile& GetSRGB() {
     return *profile;
 }
 
-/// A conversion that lcms2 does.
+/// A conversion by lcms2.
 class LcmsStage final : public SpanStage {
 public:
     LcmsStage(LcmsContext context, LcmsTransform transform)
@@ -71,10 +71,10 @@ Stage BuildConversion(const ICCProfile& from, const ICCProfile& to) {
     return Kernel::MakeCounted<const LcmsStage>(std::move(context), std::move(transform));
 }
 
-/// The latest conversions, since building one takes milliseconds and pictures come in series.
+/// An LRU cache of conversions, since building one takes milliseconds and pictures come in series.
 class ConversionCache {
 public:
-    /// Others wait while one is built: they likely want the same.
+    /// Holds the lock while building: concurrent callers likely need the same conversion.
     Stage Get(const Profile& from, const Profile& to) {
         const Kernel::ScopedLock lock(m_section);
         const auto found = std::ranges::find_if(m_entries, [&from, &to](const Entry& entry) {
@@ -102,7 +102,7 @@ private:
     std::vector<Entry> m_entries;  // the latest first
 };
 
-/// What stands for a profile between intermediates.
+/// The profile of the intermediate: sRGB for profiles of other colour spaces than RGB.
 const Profile& AsRGB(const Profile& profile) {
     return profile->GetColourSpace() == ColourSpace::RGB ? profile : GetSRGB();
 }

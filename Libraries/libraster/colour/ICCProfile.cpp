@@ -32,8 +32,8 @@ std::size_t ReadUInt32(std::span<const std::byte> bytes, std::size_t offset) {
     return value;
 }
 
-/// The bytes that the profile says it has; empty if they are not all there, or not what its table
-/// of tags points at.
+/// The bytes up to the size in the header; empty if they are truncated, or the tag table points
+/// beyond them.
 std::span<const std::byte> FindProfile(std::span<const std::byte> bytes) {
     if (bytes.size() < HeaderSize + TagCountSize || bytes.size() > ICCProfile::MaximumSize) {
         return {};
@@ -99,7 +99,7 @@ std::optional<ColourSpace> FindColourSpace(const LcmsProfile& profile) {
     }
 }
 
-/// Whether colours can be told from device values. Tags are read here for the first time.
+/// Whether there is a transform from device values to Lab. Tags are read here for the first time.
 bool IsUsable(const LcmsContext& context, const LcmsProfile& profile) {
     const LcmsProfile lab(cmsCreateLab4ProfileTHR(context.get(), nullptr));
     const cmsUInt32Number format = cmsFormatterForColorspaceOfProfile(profile.get(), 4, TRUE);
@@ -115,7 +115,7 @@ Kernel::String ReadDescription(const LcmsProfile& profile) {
     };
     std::wstring units(read(nullptr, 0) / sizeof(wchar_t), L'\0');
     read(units.data(), units.size() * sizeof(wchar_t));
-    // lcms2 puts one unit of UTF-16 into each wchar_t, whatever its size.
+    // lcms2 puts one UTF-16 code unit into each wchar_t, whatever its size.
     std::u16string text;
     for (const wchar_t unit : units) {
         if (unit == L'\0') {

@@ -34,7 +34,7 @@ LcmsContext CreateLcmsContext() {
     memory.MallocPtr = Allocate;
     memory.FreePtr = Free;
     memory.ReallocPtr = Reallocate;
-    // Errors go to the context's log function, and by default there is none.
+    // Errors go to the context's log handler, which is none by default.
     LcmsContext context(cmsCreateContext(&memory, nullptr));
     if (!context) {
         throw std::bad_alloc();
@@ -46,8 +46,8 @@ LcmsProfile OpenLcmsProfile(const LcmsContext& context, std::span<const std::byt
     LcmsProfile profile(cmsOpenProfileFromMemTHR(context.get(), bytes.data(),
                                                  static_cast<cmsUInt32Number>(bytes.size())));
     if (profile) {
-        // Deliberate: chains of processing elements have no limit to what a pixel costs. They are
-        // optional, and a profile that has them has tables for everybody else.
+        // Deliberate: multiProcessElements tags (DToB, BToD) have no limit to their cost per pixel.
+        // They are optional, and profiles that have them have look-up tables (AToB, BToA) as well.
         for (const cmsTagSignature chain :
              {cmsSigDToB0Tag, cmsSigDToB1Tag, cmsSigDToB2Tag, cmsSigDToB3Tag, cmsSigBToD0Tag,
               cmsSigBToD1Tag, cmsSigBToD2Tag, cmsSigBToD3Tag}) {

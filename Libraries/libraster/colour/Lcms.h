@@ -1,4 +1,4 @@
-// lcms2 with handles that release themselves. The library's other sources see it through here only.
+// lcms2 with handles that release themselves. Other sources include lcms2 only through this header.
 
 #pragma once
 
@@ -25,15 +25,15 @@ using LcmsTransform = std::unique_ptr<void, LcmsDeleter<cmsDeleteTransform>>;
 using LcmsText = std::unique_ptr<cmsMLU, LcmsDeleter<cmsMLUfree>>;
 using LcmsCurve = std::unique_ptr<cmsToneCurve, LcmsDeleter<cmsFreeToneCurve>>;
 
-/// A context that says nothing and allocates only as much at a time as a profile may need. It must
-/// outlive all that is made in it; each user makes its own, so threads share none.
+/// A context that logs nothing and limits the size of each allocation. It must outlive all that is
+/// made in it; each user makes its own, so threads share none.
 LcmsContext CreateLcmsContext();
 
 /// A profile, ready for conversions; null if lcms2 cannot read it. `bytes` are copied.
 LcmsProfile OpenLcmsProfile(const LcmsContext& context, std::span<const std::byte> bytes);
 
-/// A conversion of pixels with three colours and an alpha that stays, all float, relative
-/// colorimetric with black point compensation; null if there is none. Any thread may run it.
+/// A transform of float RGBA that copies alpha; rendering intent relative colorimetric with black
+/// point compensation. Null if there is none. Thread-safe.
 LcmsTransform CreateLcmsTransform(const LcmsContext& context, const LcmsProfile& from,
                                   const LcmsProfile& to);
 

@@ -18,7 +18,7 @@ using Floats = hn::ScalableTag<float>;
 using Integers = hn::RebindToSigned<Floats>;
 using V = hn::Vec<Floats>;
 
-/// The line that each lane's magnitude falls on, at that magnitude, with the sign put back.
+/// Evaluates the table's piecewise linear function at each lane's magnitude, and copies the sign.
 HWY_INLINE V LookUp(const ToneTable& table, V value) {
     const Floats d;
     const Integers di;

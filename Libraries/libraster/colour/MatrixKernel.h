@@ -1,4 +1,4 @@
-// The work of a conversion by curves and a matrix.
+// Conversion of pixels by tone curves and a matrix (matrix/TRC).
 
 #pragma once
 
@@ -9,14 +9,14 @@
 
 namespace Raster {
 
-/// What is done to red, green and blue.
+/// A conversion of red, green and blue: decoding curves, matrix, encoding curves.
 struct MatrixConversion {
     std::array<const ToneTable*, 3> decoding;
     std::array<std::array<float, 3>, 3> matrix;  // a row for each result
     std::array<const ToneTable*, 3> encoding;
 };
 
-/// Converts `count` pixels of RGBA in place; alpha stays.
+/// Converts `count` pixels of RGBA in place; alpha is unchanged.
 void RunMatrixConversion(const MatrixConversion& conversion, float* rgba, std::size_t count);
 
 }  // namespace Raster

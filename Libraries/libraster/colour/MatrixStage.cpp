@@ -37,8 +37,7 @@ private:
     MatrixConversion m_conversion;
 };
 
-/// Whether nothing but curves and a matrix says what the colours are: tables come first if there
-/// are any.
+/// Whether this is a matrix/TRC profile without look-up tables, which would take precedence.
 bool IsPlain(const LcmsProfile& profile) {
     for (const cmsTagSignature table :
          {cmsSigAToB0Tag, cmsSigAToB1Tag, cmsSigBToA0Tag, cmsSigBToA1Tag}) {
@@ -50,7 +49,7 @@ bool IsPlain(const LcmsProfile& profile) {
            cmsGetPCS(profile.get()) == cmsSigXYZData && cmsIsMatrixShaper(profile.get());
 }
 
-/// The colours of the three lights, in columns.
+/// The colorants (XYZ of the primaries), in columns.
 std::optional<cmsMAT3> ReadMatrix(const LcmsProfile& profile) {
     cmsMAT3 matrix{};
     std::size_t column = 0;
@@ -68,7 +67,7 @@ std::optional<cmsMAT3> ReadMatrix(const LcmsProfile& profile) {
     return matrix;
 }
 
-/// From the lights of one profile to those of another.
+/// From linear RGB of one profile to linear RGB of another.
 std::optional<std::array<std::array<float, 3>, 3>> FindMatrix(const LcmsProfile& from,
                                                               const LcmsProfile& to) {
     const std::optional<cmsMAT3> source = ReadMatrix(from);
@@ -88,7 +87,7 @@ std::optional<std::array<std::array<float, 3>, 3>> FindMatrix(const LcmsProfile&
     return matrix;
 }
 
-/// The tables of a profile's curves, one for those that are equal; empty if there is none for one.
+/// The tables of a profile's tone curves, shared by equal ones; empty if one can't be made.
 std::optional<Tables> MakeTables(const LcmsProfile& profile,
                                  std::optional<ToneTable> (ToneCurve::*make)() const) {
     Tables tables;

@@ -1,4 +1,4 @@
-// Conversion between profiles of three curves and a matrix.
+// Conversion between matrix/TRC profiles.
 
 #pragma once
 
@@ -9,11 +9,11 @@
 
 namespace Raster {
 
-/// Decodes three curves, mixes the light by one matrix and encodes three curves, which takes a
-/// tenth of the time that lcms2 does. Null unless both profiles consist of that and nothing else.
+/// Decodes by three tone curves, multiplies by one matrix and encodes by three tone curves, in a
+/// tenth of the time of lcms2. Null unless both profiles are matrix/TRC without look-up tables.
 ///
-/// Below zero the curves are the mirror image of those above; above one they go on as formulas do,
-/// sampled curves by their last slope. What is not a number stays so.
+/// Tone curves are continued below 0 as odd functions, above 1 by the formula of parametric curves
+/// and by the last slope of sampled ones. NaN stays NaN.
 Kernel::Counted<const SpanStage> CreateMatrixStage(const LcmsProfile& from, const LcmsProfile& to);
 
 }  // namespace Raster

@@ -14,23 +14,24 @@ constexpr int MantissaBits = 23;
 constexpr int ExponentBias = 127;
 constexpr double SampleMaximum = 65535;
 constexpr double HalfStep = 0x1p-17;  // of 16-bit encoded values
-constexpr double NoLight = 0x1p-25;   // far below what a step near black makes
+constexpr double NoLight = 0x1p-25;   // far below an encoded step near black
 
-/// How a table is cut: 2^bits intervals for each octave from 2^first to 2^last.
+/// The intervals of a table: 2^bits for each octave from 2^first to 2^last.
 struct Octaves {
     int first;
     int last;
     int bits;
 };
 
-/// Formulas go on beyond white. In the first octave and below, even a gamma of 2.6 is within half a
-/// step of a line. Samples may have any number of blacks first: a jump that no light shows.
+/// Parametric curves continue above 1. In the first octave and below, even a gamma of 2.6 is linear
+/// to within half a step. Sampled curves may start with any number of zeros: encoding then jumps
+/// within the first interval, at light below NoLight.
 Octaves FindOctaves(bool isFormula, int bits) {
     return isFormula ? Octaves{-40, 8, bits} : Octaves{-26, 0, bits};
 }
 
-/// Cuts `function` into lines. Empty if it falls, does not start at 0, or is not finite, or if
-/// `isOn(x, y)` is false for the middle of a line, those beyond white excepted.
+/// The piecewise linear approximation of `function`. Empty if that decreases, does not start at 0
+/// or is not finite, or if `isOn(x, y)` is false for the middle of an interval, except above 1.
 template <class Function, class IsOn>
 std::optional<ToneTable> CutTable(const Octaves& octaves, const Function& function,
                                   const IsOn& isOn) {
@@ -59,7 +60,7 @@ std::optional<ToneTable> CutTable(const Octaves& octaves, const Function& functi
     return table;
 }
 
-/// The coarsest table that is exact enough.
+/// The coarsest table that is accurate enough.
 template <class Function, class IsOn>
 std::optional<ToneTable> MakeTable(bool isFormula, const Function& function, const IsOn& isOn) {
     std::optional<ToneTable> table;
@@ -69,8 +70,8 @@ std::optional<ToneTable> MakeTable(bool isFormula, const Function& function, con
     return table;
 }
 
-/// Whether a point is on the curve as far as anybody can tell. Curves that brighten the dark, as
-/// all displays' do, change at most by `encoded / light` per amount of light.
+/// Whether a point is within half a 16-bit step of the curve. The encoding curve is concave, as
+/// that of all displays: its slope is at most `encoded / light`.
 bool IsOnCurve(const ToneCurve& curve, double encoded, double light) {
     const double error = std::abs(curve.Decode(encoded) - light);
     return error <= NoLight || error * encoded <= HalfStep * light;

@@ -1,4 +1,4 @@
-// Tone curves as tables of straight lines.
+// Tone curves as piecewise linear tables.
 
 #pragma once
 
@@ -11,22 +11,22 @@
 
 namespace Raster {
 
-/// A function of values from 0 up, as a line for each of many intervals: equally many in each
-/// octave, so that it is as exact near black as near white. The bits of a float, shifted, count
-/// them.
+/// A piecewise linear function of values from 0 up, with equally many intervals in each octave, so
+/// that it is as accurate near black as near white. The index of an interval is the bits of the
+/// float, shifted right.
 struct ToneTable {
     struct Line {
         float intercept;
         float slope;
     };
 
-    std::int32_t shift = 0;       // over the bits of a float that tell places in an interval apart
-    std::int32_t firstIndex = 0;  // the shifted bits in the first interval, which starts at 0
-    std::vector<Line> lines;      // the last one goes on to infinity
+    std::int32_t shift = 0;       // drops the mantissa bits within an interval
+    std::int32_t firstIndex = 0;  // the shifted bits of the first interval, which is extended to 0
+    std::vector<Line> lines;      // the last one is extended to infinity
 };
 
-/// A tone curve of a profile: from encoded values to amounts of light. Valid as long as the curve
-/// of lcms2 is.
+/// A tone curve (TRC) of a profile: from encoded to linear values. Valid as long as the curve of
+/// lcms2 is.
 class ToneCurve {
 public:
     explicit ToneCurve(const cmsToneCurve& curve);
@@ -34,8 +34,9 @@ public:
     double Decode(double encoded) const;
     double Encode(double light) const;
 
-    /// Tables of both directions, off by less than half a step of 16-bit encoded values between 0
-    /// and 1. Empty if no table is, and for a curve that falls or whose black is not dark.
+    /// Tables of both directions, with an error below half a step of 16-bit encoded values in 0..1.
+    /// Empty if that accuracy is not reached, and for a curve that decreases or does not start at
+    /// 0.
     std::optional<ToneTable> MakeDecodingTable() const;
     std::optional<ToneTable> MakeEncodingTable() const;
 
@@ -43,8 +44,8 @@ public:
 
 private:
     const cmsToneCurve* m_curve;
-    LcmsCurve m_inverse;                       // for a formula only
-    std::span<const std::uint16_t> m_samples;  // empty for a formula
+    LcmsCurve m_inverse;                       // for a parametric curve only
+    std::span<const std::uint16_t> m_samples;  // empty for a parametric curve
 };
 
 }  // namespace Raster
