@@ -10,14 +10,15 @@ namespace Raster {
 
 namespace {
 
-/// How many rows of a tile share what they read of the source: few enough for the second cache.
+/// How many rows of a tile share one loaded block of the source: few enough that it fits the L2
+/// cache.
 constexpr int BlockHeight = 64;
 
 std::size_t RoundUp(std::size_t count, std::size_t unit) noexcept {
     return (count + unit - 1) / unit * unit;
 }
 
-/// A part of a picture, multiplied by alpha; beyond the picture its edges repeat.
+/// A premultiplied block of a picture. Edge mode: clamp, edge pixels repeat.
 class PictureBlock {
 public:
     void Load(const SpanSource& picture, const Rect& rect) {
@@ -72,7 +73,7 @@ private:
     std::vector<RowBuffer> m_rows;
 };
 
-/// What AffineRows needs to know of its resampler.
+/// The data of the resampler for AffineRows.
 struct AffineView {
     int width;
     int height;
@@ -112,7 +113,7 @@ private:
         m_blockEnd = std::min(y + BlockHeight, m_tile.bottom);
         const Rect whole{0, 0, m_view.picture.GetWidth(), m_view.picture.GetHeight()};
         const Rect image = m_view.toPicture.MapRect({m_tile.left, y, m_tile.right, m_blockEnd});
-        // One more than the filter reaches: where a point falls on an edge, rounding decides.
+        // One more than the filter's support, since rounding may move a point across an edge.
         const int reach = GetTapCount() / 2 + 1;
         m_block.Load(m_view.picture, {std::clamp(image.left, 0, whole.right) - reach,
                                       std::clamp(image.top, 0, whole.bottom) - reach,
@@ -144,8 +145,7 @@ private:
         return point;
     }
 
-    /// Within the block even where the numbers are so large that nothing is left of their
-    /// fractions.
+    /// The floor, clamped to the block even if `value` is too large to have a fraction.
     static int Floor(double value, int low, int high) noexcept {
         return static_cast<int>(
             std::min(double{1} * high, std::max(double{1} * low, std::floor(value))));
@@ -207,7 +207,7 @@ void AffineResampler::Reduce(const SpanSource& source, double stepX, double step
     const double height = std::max(1.0, std::floor(m_height / stepY));
     const Params scale = Params::Scale(width / m_width, height / m_height);
     const Rect needed = scale.Compose(m_inverse).MapRect(rect);
-    // Beyond what is needed lies what the filter reaches.
+    // The margin is the support of the filter.
     const int reach = static_cast<int>(m_table.GetCount());
     const auto widen = [reach](int edge, int by, double limit) {
         return static_cast<int>(std::clamp(double{1} * edge + by * reach, 0.0, limit));
@@ -215,7 +215,7 @@ void AffineResampler::Reduce(const SpanSource& source, double stepX, double step
     const Rect part{widen(needed.left, -1, width), widen(needed.top, -1, height),
                     widen(needed.right, 1, width), widen(needed.bottom, 1, height)};
     if (part.IsEmpty()) {
-        m_width = 0;  // nothing will be seen
+        m_width = 0;  // no pixel of `rect` is inside
         return;
     }
     const Params toPart = Params::Translate(-part.left, -part.top).Compose(scale);

@@ -1,4 +1,4 @@
-// Sources that are turned or sheared.
+// Resampling under rotation and shear.
 
 #pragma once
 
@@ -9,13 +9,14 @@
 
 namespace Raster {
 
-/// The weights of a filter's taps at evenly spaced places between two pixels.
+/// A polyphase table: the weights of a filter's taps at evenly spaced phases between two pixels.
 class PhaseTable {
 public:
     explicit PhaseTable(Sampler sampler);
 
     std::size_t GetCount() const noexcept { return m_count; }
-    /// The weights for a point at `phase`, 0..1, after the tap with number GetCount() / 2 - 1.
+    /// The weights, interpolated, for a point at `phase`, 0..1, past the tap of index GetCount() /
+    /// 2 - 1.
     void Get(double phase, float* weights) const noexcept;
 
 private:
@@ -26,8 +27,8 @@ private:
     std::array<std::array<float, MaximumCount>, PhaseCount + 1> m_weights{};
 };
 
-/// Evaluates the filter around each point. A source that is shrunk is first reduced along its own
-/// rows and columns to about the size that it will have, so that few pixels around a point suffice.
+/// Evaluates the filter kernel around each point. For downscaling, the source is first prefiltered
+/// along its own rows and columns to about the target size, so that a kernel of few taps suffices.
 class AffineResampler final : public Resampler {
 public:
     AffineResampler(const SpanSource& source, const AffineTransform::Params& inverse,
@@ -42,7 +43,8 @@ private:
     int m_height;
     AffineTransform::Params m_inverse;
     PhaseTable m_table;
-    // What is read, which is the source itself or a part of it, reduced, and the way to it.
+    // What is sampled, the source itself or a reduced part of it, and the map from the destination
+    // to it.
     const SpanSource* m_picture;
     AffineTransform::Params m_toPicture;
     std::vector<RowBuffer> m_reducedPixels;

@@ -9,8 +9,8 @@ namespace Raster {
 
 namespace {
 
-/// How far an edge may be from a whole number to count as that number: more than what rounding does
-/// to the edges of pictures, less than anyone can see.
+/// An edge that is closer than this to a whole number is rounded to it: above the rounding error of
+/// mapped edges, below a visible difference.
 constexpr double Tolerance = 1e-6;
 
 double Settle(double edge, double whole) noexcept {
@@ -76,7 +76,7 @@ std::optional<AffineTransform::Params> AffineTransform::Params::Invert() const n
         return std::nullopt;
     }
     Params inverse{yy / determinant, -xy / determinant, -yx / determinant, xx / determinant, 0, 0};
-    if (IsAxisAligned()) {  // saves a rounding, so that edges meet edges
+    if (IsAxisAligned()) {  // one rounding less, so that edges map exactly to edges
         inverse = {1 / xx, 0, 0, 1 / yy, 0, 0};
     }
     const Point origin = inverse.Map({dx, dy});

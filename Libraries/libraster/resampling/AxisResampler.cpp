@@ -10,7 +10,7 @@ namespace Raster {
 
 namespace {
 
-/// A row of any number of pixels, of zeros at first, padded as the filters want it.
+/// A row of any number of pixels, initially 0, padded to a multiple of TileWidth for the filters.
 class WideRow {
 public:
     explicit WideRow(int width = 0)
@@ -23,7 +23,7 @@ private:
     std::vector<RowBuffer> m_parts;
 };
 
-/// What the ways to filter have in common: the columns of one tile.
+/// The base of the filter strategies: the columns of one tile.
 class FilteredRows : public TileRows {
 public:
     FilteredRows(const SpanSource& source, const FilterTaps& columns, const FilterTaps& rows,
@@ -35,7 +35,7 @@ public:
         if (m_run.IsEmpty()) {
             return;
         }
-        // Not always in order: a pixel right on one of the source needs that one only.
+        // First taps are not always monotonic: a pixel exactly on a source pixel has that tap only.
         const auto [least, most] =
             std::ranges::minmax(std::span(columns.Get(begin).first, GetRunWidth()));
         m_left = least;
@@ -54,7 +54,7 @@ public:
     }
 
 protected:
-    /// Gives the pixels of the run of row `y`, multiplied by alpha.
+    /// Filters the pixels of the run of row `y`, premultiplied.
     virtual void Filter(int y, RowBuffer& row) = 0;
 
     const SpanSource& GetSource() const noexcept { return m_source; }
@@ -100,7 +100,7 @@ private:
     int m_width = 0;
 };
 
-/// Adds up rows straight from their bytes.
+/// For downscaling: sums source rows directly from memory by the format's RowBlender.
 class ByteRows final : public FilteredRows {
 public:
     using FilteredRows::FilteredRows;
@@ -129,7 +129,7 @@ private:
         return GetSource().GetView()->At(GetLeft(), taps.first[0] + static_cast<int>(index));
     }
 
-    /// Parts of rows are too short for the processor to see what comes next.
+    /// Parts of rows are too short for the hardware prefetcher.
     void FetchRowsAhead(int y) const noexcept {
         constexpr std::size_t Most = std::size_t{64} << 10;  // leaves room for others in the cache
         const std::size_t size =
@@ -149,7 +149,8 @@ private:
     std::vector<float> m_weights;
 };
 
-/// Adds each source row, converted once, to all destination rows that it is part of.
+/// For downscaling: adds each source row, converted once, to all destination rows whose footprint
+/// contains it.
 class SummedRows final : public FilteredRows {
 public:
     SummedRows(const SpanSource& source, const FilterTaps& columns, const FilterTaps& rows,
@@ -187,7 +188,8 @@ private:
         return m_sums[static_cast<std::size_t>(y - GetTile().top) % m_sums.size()];
     }
 
-    /// The destination rows from `y` on that are begun no later than `y` is ended.
+    /// The end of the destination rows from `y` on whose footprint starts, in reading order, no
+    /// later than at `sourceRow`.
     int FindOpenEnd(int y, int sourceRow) const noexcept {
         int open = y;
         while (open < m_end &&
@@ -224,7 +226,8 @@ private:
     WideRow m_line{GetWidth()};
 };
 
-/// Keeps filtered source rows for as long as destination rows need them.
+/// For upscaling: caches horizontally filtered source rows for as long as destination rows need
+/// them.
 class KeptRows final : public FilteredRows {
 public:
     KeptRows(const SpanSource& source, const FilterTaps& columns, const FilterTaps& rows,
@@ -275,8 +278,8 @@ AxisResampler::AxisResampler(const SpanSource& source, AxisMap horizontal, AxisM
       m_rowStep(vertical.scale) {}
 
 std::unique_ptr<TileRows> AxisResampler::OpenTile(const Rect& tile) const {
-    // Only then are taps in the order of their rows. At 1 some weights are 0, or all but 0 after
-    // rounding, and whether such a tap counts changes from row to row.
+    // Only then are first taps monotonic. At 1 some weights are 0, or nearly 0 after rounding, and
+    // whether such a tap is trimmed varies from row to row.
     constexpr double InOrder = 1 + 0x1p-20;
     const bool isShrinking = std::fabs(m_rowStep) > InOrder;
     const ConstPixelView* const view = m_source.GetView();

@@ -1,4 +1,4 @@
-// Sources whose rows stay rows and whose columns stay columns.
+// Separable resampling, for axis-aligned maps.
 
 #pragma once
 
@@ -7,12 +7,12 @@
 
 namespace Raster {
 
-/// Filters rows and columns one after the other.
+/// Filters the two axes one after the other.
 ///
-/// Where the picture gets lower, source rows are added up first, so that fewer are left to be
-/// filtered along; where it gets higher, each source row is filtered along once and then used for
-/// several destination rows. Which it is depends on the map alone, so that pixels never depend on
-/// tiles.
+/// For vertical downscaling, source rows are summed first, so that fewer rows are filtered
+/// horizontally; for vertical upscaling, each source row is filtered horizontally once and then
+/// used for several destination rows. The choice depends on the map and the source alone, so that
+/// pixels never depend on tiles.
 class AxisResampler final : public Resampler {
 public:
     AxisResampler(const SpanSource& source, AxisMap horizontal, AxisMap vertical, Sampler sampler,
@@ -23,7 +23,7 @@ private:
     const SpanSource& m_source;
     FilterTaps m_columns;
     FilterTaps m_rows;
-    double m_rowStep;  // source rows to a destination row, negative where the picture is mirrored
+    double m_rowStep;  // source rows per destination row, negative if mirrored
 };
 
 }  // namespace Raster

@@ -24,13 +24,13 @@ double Cubic(double x) noexcept {
 double Lanczos(double x) noexcept {
     constexpr int Lobes = 3;
     if (x >= Lobes || (x > 0 && x == std::floor(x))) {
-        return 0;  // at whole numbers to the bit, so that a shift by whole pixels is exact
+        return 0;  // exactly 0 at whole numbers, so that a translation by whole pixels is exact
     }
     const double angle = std::numbers::pi * x;
     return x < 1e-8 ? 1 : Lobes * std::sin(angle) * std::sin(angle / Lobes) / (angle * angle);
 }
 
-/// The source pixels that the filter reaches from one point, the edges included.
+/// The footprint of the filter around one point, the edges included.
 struct Reach {
     double centre;
     double scale;  // source pixels to a unit of the filter
@@ -40,14 +40,14 @@ struct Reach {
     double Last() const noexcept { return std::floor(centre + radius - 0.5); }
 };
 
-/// The part of the pixel from `at` to `at` + 1 that lies within the reach.
+/// The coverage of the pixel from `at` to `at` + 1 by the footprint.
 double Cover(const Reach& reach, double at) noexcept {
     return std::max(0.0, std::min(at + 1, reach.centre + reach.radius) -
                              std::max(at, reach.centre - reach.radius));
 }
 
 Reach MakeReach(Sampler sampler, double centre, double step, int size) noexcept {
-    // Wider than the source no filter needs to be, and areas of no extent have no mean.
+    // Clamped to the size of the source, and above 0, since an empty footprint has no mean.
     const double scale = std::clamp(std::fabs(step), 1e-6, std::max(1.0, double{1} * size));
     if (sampler == Sampler::Area) {
         return {centre, scale, scale / 2};
@@ -56,14 +56,15 @@ Reach MakeReach(Sampler sampler, double centre, double step, int size) noexcept 
     return {centre, widened, widened * GetFilterReach(sampler)};
 }
 
-/// Weights of the pixels from `first` on; those beyond the source count for its edge.
+/// Weights of the pixels from `first` on. Edge mode: clamp, weights beyond the source are added to
+/// that of its edge pixel.
 struct Weights {
     int first;
     std::vector<double> values;
 };
 
 void Gather(Sampler sampler, const Reach& reach, int size, Weights& weights) {
-    // An area takes in every pixel that it touches, not only those whose centre it holds.
+    // A box footprint includes every pixel that it overlaps, not only those whose centre is inside.
     const double margin = sampler == Sampler::Area ? 1 : 0;
     const double low = reach.First() - margin;
     const double high = reach.Last() + margin;
@@ -89,7 +90,7 @@ void Gather(Sampler sampler, const Reach& reach, int size, Weights& weights) {
     }
 }
 
-/// Leaves out the zeros at both ends.
+/// Trims zero weights at both ends.
 void Trim(Weights& weights) {
     const auto isZero = [](double value) { return value == 0; };
     auto& values = weights.values;
@@ -143,8 +144,8 @@ FilterTaps::FilterTaps(Sampler sampler, AxisMap map, int begin, int end, int siz
         m_count = std::max(m_count, weights.values.size());
     }
     m_count = (m_count + group - 1) / group * group;
-    // Groups stay where they are, since on that depends the order in which their taps are added up:
-    // a pixel must not depend on what else is asked for.
+    // First taps of groups are not moved, since the summation order depends on them: a pixel must
+    // not depend on the other pixels of the request.
     Spread(values, ends, group > 1 ? size : size - static_cast<int>(m_count));
 }
 

@@ -1,4 +1,4 @@
-// How much of each source pixel is in each destination pixel, along one axis.
+// Taps and weights of resampling filters, along one axis.
 
 #pragma once
 
@@ -9,10 +9,10 @@
 
 namespace Raster {
 
-/// The filter's value at `distance` pixels from its centre; all but Area and Nearest, which are no
-/// functions of the distance between two points.
+/// The filter kernel at `distance` pixels from its centre. Not for Area and Nearest, which are not
+/// functions of a distance.
 double EvaluateFilter(Sampler sampler, double distance) noexcept;
-/// From where on that is 0.
+/// The support of the kernel: the distance from which on it is 0.
 int GetFilterReach(Sampler sampler) noexcept;
 
 /// One axis of a map from the destination to the source: a pixel's centre `c` comes from

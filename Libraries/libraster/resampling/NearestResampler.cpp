@@ -9,13 +9,13 @@ namespace Raster {
 
 namespace {
 
-/// Pixels of the source, by number.
+/// Integer coordinates of source pixels.
 struct Places {
     int x[TileWidth];
     int y[TileWidth];
 };
 
-/// Puts pixels side by side.
+/// Gathers pixels into contiguous memory.
 void Gather(const ConstPixelView& view, const Places& places, std::size_t count,
             std::byte* pixels) {
     WithPixelSize(view.format->GetPixelSize(), [&](auto size) {
@@ -28,7 +28,7 @@ void Gather(const ConstPixelView& view, const Places& places, std::size_t count,
     });
 }
 
-/// Finds the source's pixels for row `row` of `tile` and returns where it has some.
+/// Finds the source's pixels for row `row` of `tile` and returns the columns that have one.
 ColumnRun FindPlaces(const SpanSource& source, const AffineTransform::Params& inverse,
                      const Rect& tile, int row, Places& places) noexcept {
     RowPoints points;
@@ -112,7 +112,7 @@ ColumnRun FindInside(const RowPoints& points, int count, int width, int height) 
     const auto isInside = [&](int i) {
         return points.x[i] >= 0 && points.x[i] < width && points.y[i] >= 0 && points.y[i] < height;
     };
-    // Along a line coordinates only grow or only shrink, so those inside are neighbours.
+    // Coordinates are monotonic along a line, so the points inside are consecutive.
     ColumnRun run{0, count};
     while (run.begin < run.end && !isInside(run.begin)) {
         ++run.begin;

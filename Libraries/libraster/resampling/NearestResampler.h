@@ -1,4 +1,4 @@
-// Sources of which single pixels are picked.
+// Nearest-neighbour resampling.
 
 #pragma once
 
@@ -6,7 +6,7 @@
 
 namespace Raster {
 
-/// Gives the pixel whose area holds the point, as it is: hidden colours, too.
+/// Copies the pixel that contains the point unchanged, with hidden colours: straight alpha.
 class NearestResampler final : public Resampler {
 public:
     NearestResampler(const SpanSource& source, const AffineTransform::Params& inverse) noexcept
@@ -25,7 +25,7 @@ struct RowPoints {
     double y[TileWidth];
 };
 
-/// Maps the pixels of `tile` in row `row` back.
+/// Maps the centres of the pixels in row `row` of `tile` to source coordinates.
 void MapRow(const AffineTransform::Params& inverse, const Rect& tile, int row,
             RowPoints& points) noexcept;
 

@@ -13,7 +13,7 @@ namespace HWY_NAMESPACE {
 
 constexpr std::size_t FloatCount = PixelLanes::FloatCount;
 
-/// Applies `operation` to vectors of pixels; the last ones go through a copy.
+/// Applies `operation` to vectors of pixels; the remainder goes through a copy.
 template <class Operation>
 HWY_INLINE void ForEachPixel(float* rgba, std::size_t count, Operation operation) {
     std::size_t i = 0;
@@ -80,8 +80,8 @@ struct FourPixels {
     PixelLanes parts[PartCount];
 };
 
-/// The products of one pixel's taps with their weights: of each four taps those from `first` on,
-/// added up over all fours.
+/// The weighted sum of one pixel's taps: of each group of four taps those from `first` on that fill
+/// a vector.
 HWY_INLINE PixelLanes SumTaps(const float* row, const float* weights, std::size_t count,
                               std::size_t first) {
     PixelLanes sum = PixelLanes::Load(row + first * 4) * SpreadNumbers(weights, first);
@@ -92,8 +92,8 @@ HWY_INLINE PixelLanes SumTaps(const float* row, const float* weights, std::size_
 }
 
 /// Four pixels, each from its own place in a row and with its own weights. Four taps at a time make
-/// four sums, which are added up in pairs: (0 + 1) + (2 + 3). This order is the same however many
-/// pixels a vector holds, so all give the same bytes.
+/// four sums, which are added up in pairs: (0 + 1) + (2 + 3). This summation order does not depend
+/// on the vector size, so all instruction sets give the same bytes.
 HWY_INLINE FourPixels FilterFour(const float* const* rows, const float* const* weights,
                                  std::size_t count) {
     FourPixels result;
@@ -146,7 +146,7 @@ void FilterOneRow(const float* row, int left, const Taps& taps, float* rgba, std
         const float* const weights[4] = {next, next + count, next + 2 * count, next + 3 * count};
         StoreFour(FilterFour(rows, weights, count), rgba + i * 4);
     }
-    if (i < width) {  // the last pixel again, where there are no more
+    if (i < width) {  // padded by repeating the last pixel
         const float* rows[4];
         const float* weights[4];
         for (std::size_t j = 0; j < 4; ++j) {

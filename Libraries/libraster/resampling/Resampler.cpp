@@ -16,7 +16,8 @@ namespace Raster {
 
 namespace {
 
-/// Whether each pixel of one side is exactly one of the other: mirrors and quarter turns.
+/// Whether the map permutes pixels: flips, rotations by multiples of 90 degrees and translations by
+/// whole pixels.
 bool IsPermutation(const AffineTransform::Params& map) noexcept {
     const auto isUnit = [](double a, double b) {
         return (a == 0 && std::fabs(b) == 1) || (std::fabs(a) == 1 && b == 0);

@@ -1,4 +1,4 @@
-// A source seen through a transform.
+// Resampling of a source by a transform.
 
 #pragma once
 
@@ -11,9 +11,9 @@
 
 namespace Raster {
 
-/// What one run needs to read its source through a transform: worked out once, for all tiles.
+/// The precomputed data of a run with a transform, shared by all its tiles.
 ///
-/// Threads: OpenTile() is called by many at once.
+/// Threads: OpenTile() is called concurrently.
 class Resampler {
 public:
     Resampler() = default;
@@ -24,15 +24,16 @@ public:
     /// The rows of `tile`, which lies in the rectangle of the run. They must not outlive this.
     virtual std::unique_ptr<TileRows> OpenTile(const Rect& tile) const = 0;
 
-    /// Fills a tile of `target` with pixels of the source as they are; false if there are none of
-    /// its format.
+    /// Copies pixels of the source unchanged to a tile of `target`; false if pixels are
+    /// interpolated, not in memory or of another format.
     virtual bool CopyTile(const PixelView& target, const Rect& tile) const;
 
-    /// Fills `picture`, which is RGBAF, tiles side by side. Ends early when the flag is set.
+    /// Fills `picture`, which is RGBAF, with its tiles in parallel. Ends early when the flag is
+    /// set.
     void Fill(const PixelView& picture, const bool* abort) const;
 
-    /// `inverse` maps the destination to the source, `rect` is what will be asked for. `abort` ends
-    /// early what has to be done in advance.
+    /// `inverse` maps the destination to the source, `rect` is the part of the destination that
+    /// will be read. `abort` ends the precomputation early.
     static std::unique_ptr<const Resampler> Create(const SpanSource& source,
                                                    const AffineTransform::Params& inverse,
                                                    Sampler sampler, const Rect& rect,
