@@ -9,21 +9,21 @@ HWY_BEFORE_NAMESPACE();
 namespace Raster {
 namespace HWY_NAMESPACE {
 
-/// The sum of two pictures, each pixel with its share of the whole, which becomes the alpha.
+/// The mean of two straight colours, weighted by their shares, whose sum becomes the alpha.
 HWY_INLINE PixelLanes Mix(PixelLanes a, PixelLanes shareOfA, PixelLanes b, PixelLanes shareOfB) {
     const PixelLanes share = shareOfA + shareOfB;
     const PixelLanes sum = Times(a, shareOfA) + Times(b, shareOfB);
     return WhereAboveZero(share, Join(sum / share, share));
 }
 
-/// What `blend` makes of a destination pixel; `weight` is within 0..1.
+/// The result of a blend mode for destination pixels; `weight` is within 0..1.
 template <Blend TheBlend>
 HWY_INLINE PixelLanes Apply(PixelLanes source, PixelLanes destination, PixelLanes weight) {
     const PixelLanes before = AlphaOf(destination);
     if constexpr (TheBlend == Blend::Over) {
         const PixelLanes share = Unit(AlphaOf(source)) * weight;
         const PixelLanes rest = Unit(before) * (PixelLanes::All(1) - share);
-        // What nothing is laid over stays to the bit.
+        // Destination pixels stay bit-exact where the source's share is 0.
         return Select(share > PixelLanes::All(0), Mix(source, share, destination, rest),
                       WhereAboveZero(before, destination));
     } else if constexpr (TheBlend == Blend::DestinationIn) {
@@ -37,7 +37,7 @@ HWY_INLINE PixelLanes Apply(PixelLanes source, PixelLanes destination, PixelLane
     }
 }
 
-/// From `before` to `after` by `share`, at either end to the bit.
+/// Interpolates from `before` to `after` by `share` in premultiplied alpha, bit-exact at both ends.
 HWY_INLINE PixelLanes Fade(PixelLanes before, PixelLanes after, PixelLanes share) {
     const PixelLanes rest = PixelLanes::All(1) - share;
     const PixelLanes alphaBefore = WhereAboveZero(AlphaOf(before), AlphaOf(before));
@@ -65,7 +65,7 @@ void BlendAll(const float* source, const float* mask, float weight, float* rgba,
     }
 }
 
-// A name of their own for what is looked up at run time.
+// Named functions for HWY_EXPORT(), which takes no templates.
 void BlendReplace(const float* source, const float* mask, float weight, float* rgba,
                   std::size_t count) {
     BlendAll<Blend::Replace>(source, mask, weight, rgba, count);

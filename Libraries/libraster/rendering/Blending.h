@@ -1,4 +1,4 @@
-// How the pixels of one span meet those of the destination.
+// Blending of spans.
 
 #pragma once
 
@@ -6,9 +6,9 @@
 
 namespace Raster {
 
-/// Lays `count` pixels of `source` over those in `rgba`, by the rules of `blend`. The alpha of
-/// `mask`, which may be null, says how much of it happens; `weight` counts under Over only. All are
-/// 64-byte aligned and hold a multiple of four pixels.
+/// Blends `count` pixels of `source` into those in `rgba`, by the mode `blend`, in straight alpha.
+/// The alpha of `mask`, which may be null, weights the result; `weight` applies to Over only. All
+/// are 64-byte aligned and hold a multiple of four pixels.
 void BlendSpan(Blend blend, const float* source, const float* mask, float weight, float* rgba,
                std::size_t count) noexcept;
 

@@ -11,14 +11,14 @@ namespace {
 
 struct TileJob {
     Rect tile;
-    /// As much of the tiles side by side, in whole rows: this job's share where there is a direct
-    /// way. Memory is quickest along rows, and threads that write to one row at a time get in each
-    /// other's way.
+    /// For direct conversions: the job's share of its row of tiles, a band of whole scanlines
+    /// instead of the tile. Memory bandwidth is best along rows, and threads that write to the same
+    /// row contend.
     Rect share;
     const RunContext* context = nullptr;
 };
 
-/// Without the intermediate, on which not every format keeps all its values.
+/// Copies without the intermediate, whose round trip is lossy for some formats.
 bool CopyResampled(const TileJob& job) {
     const RunContext& context = *job.context;
     const PixelView* const to = context.run.destination->GetView();
@@ -26,7 +26,7 @@ bool CopyResampled(const TileJob& job) {
            context.resampler->CopyTile(*to, job.tile);
 }
 
-/// The ways to do a tile, the quickest first.
+/// The paths for a tile, the fastest first.
 void RunTile(const TileJob& job) {
     const RunContext& context = *job.context;
     if (job.tile.IsEmpty() || IsAborted(context.run.abort)) {

@@ -24,7 +24,7 @@ bool IsLarge(const PixelView* view) noexcept {
                                   CacheShare;
 }
 
-/// The part of `rect` where the source, which is shifted only, has pixels.
+/// The part of `rect` that the source, which is only translated, covers.
 Rect FindCovered(const RunContext& context, const Rect& rect) noexcept {
     const auto move = [](int edge, int by, long long limit) {
         return static_cast<int>(std::clamp<long long>(static_cast<long long>(edge) + by, 0, limit));
@@ -36,7 +36,7 @@ Rect FindCovered(const RunContext& context, const Rect& rect) noexcept {
     return covered.Intersect(rect);
 }
 
-/// From rows in memory to the same place in the destination, or the other way round.
+/// Direct conversion without translation, by the target from a view or by the source into one.
 bool ConvertInPlace(const RunContext& context, const Rect& rect) {
     const HostRun& run = context.run;
     const ConstPixelView* const from = run.source->GetView();
@@ -45,7 +45,8 @@ bool ConvertInPlace(const RunContext& context, const Rect& rect) {
            (to != nullptr && run.source->ConvertInto(*to, rect, context.isLarge));
 }
 
-/// From rows in memory to rows in memory elsewhere; what the source does not cover becomes 0.
+/// Direct conversion between views with translation; pixels that the source does not cover become
+/// 0.
 bool ConvertShifted(const RunContext& context, const Rect& rect) {
     ConstPixelView from = *context.run.source->GetView();
     PixelView to = *context.run.destination->GetView();
@@ -60,12 +61,12 @@ bool ConvertShifted(const RunContext& context, const Rect& rect) {
     return ViewTarget(to).ConvertFrom(from, block, context.isLarge);
 }
 
-/// Null if there is none, for the whole run: formats do not change on the way.
+/// The direct conversion for the whole run; null if there is none.
 DirectWay FindDirectWay(const RunContext& context) {
     if (!context.IsPlain()) {
         return nullptr;
     }
-    constexpr Rect Nothing{};  // with which conversions only say whether they are there
+    constexpr Rect Nothing{};  // which only tests for a conversion
     const bool isInPlace = context.shiftX == 0 && context.shiftY == 0 &&
                            FindCovered(context, context.rect) == context.rect;
     if (isInPlace) {

@@ -1,4 +1,4 @@
-// What is settled once for a run on the host: how its source lies, and the quickest way to take it.
+// The precomputed data of a run on the host: translation or resampler, and direct conversion.
 
 #pragma once
 
@@ -15,17 +15,17 @@ struct RunContext;
 /// Converts a part of the destination without the intermediate.
 using DirectWay = bool (*)(const RunContext& context, const Rect& rect);
 
-/// What all tiles of a run have in common.
+/// The data shared by all tiles of a run.
 struct RunContext {
     HostRun run;
     Rect rect;
     int shiftX = 0;
     int shiftY = 0;
-    std::unique_ptr<const Resampler> resampler = nullptr;  // null if pixels are shifted only
+    std::unique_ptr<const Resampler> resampler = nullptr;  // null if pixels are only translated
     bool isLarge = false;
     DirectWay direct = nullptr;  // null if pixels must pass through the intermediate
 
-    /// Whether the destination's pixels become the source's, and nothing else happens to them.
+    /// Whether the source's pixels replace the destination's, without mask and stages.
     bool IsPlain() const noexcept;
 };
 

@@ -10,7 +10,7 @@ namespace Raster {
 
 namespace {
 
-/// Adds what one tile has seen to the sum of all.
+/// Adds the tally of a tile to that of the run, atomically.
 void AddUp(const CopyTally& tile, CopyTally& sum) noexcept {
     const auto add = [](std::uint64_t& total, std::uint64_t count) {
         std::atomic_ref(total).fetch_add(count, std::memory_order_relaxed);
@@ -27,7 +27,7 @@ void Count(const RowBuffer& row, ColumnRun run, CopyTally& tally) noexcept {
     }
 }
 
-/// To the bit: even what is no number may stay.
+/// Compares bits, so that NaN equals itself.
 bool IsSame(const float* a, const float* b) noexcept {
     return std::memcmp(static_cast<const void*>(a), static_cast<const void*>(b),
                        4 * sizeof(float)) == 0;
@@ -73,8 +73,8 @@ void SpanTile::ApplyStages(ColumnRun covered) {
     std::fill(m_row.At(covered.end), m_row.At(m_width), 0.0F);
 }
 
-/// Where the source has nothing, nothing is what a pixel becomes: all bytes 0, which is not what
-/// every format makes of transparent black.
+/// Pixels that the source does not cover become all bytes 0, which is not the transparent black of
+/// every format.
 void SpanTile::WriteReplaced(int y, ColumnRun covered) {
     const PixelView* const view = m_run.destination->GetView();
     if (view == nullptr) {
@@ -105,8 +105,8 @@ void SpanTile::BlendInto(int y, ColumnRun columns) {
     WriteChanged(y, columns, before, after);
 }
 
-/// Pixels that stay are not written: not every format keeps all its values on the way through
-/// the intermediate and back.
+/// Unchanged pixels are not written, since the round trip through the intermediate is lossy for
+/// some formats.
 void SpanTile::WriteChanged(int y, ColumnRun columns, const RowBuffer& before,
                             const RowBuffer& after) {
     const auto isSame = [&](int column) { return IsSame(before.At(column), after.At(column)); };
@@ -128,7 +128,7 @@ void SpanTile::Write(int y, ColumnRun columns, const RowBuffer& row) {
     const auto count = static_cast<std::size_t>(columns.end - columns.begin);
     const float* from = row.At(columns.begin);
     RowBuffer aligned;
-    if (columns.begin % 4 != 0) {  // writers read from aligned memory only
+    if (columns.begin % 4 != 0) {  // a SpanWriter needs aligned memory
         std::copy_n(from, count * 4, aligned.rgba);
         from = aligned.rgba;
     }

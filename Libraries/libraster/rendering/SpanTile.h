@@ -1,4 +1,4 @@
-// One tile of a run by way of the intermediate, and the count of its pixels.
+// Conversion of a tile through the intermediate, and the tally of its pixels.
 
 #pragma once
 
@@ -31,7 +31,8 @@ private:
     RowBuffer m_row;
 };
 
-/// Adds what lies in `tile` of a source that is shifted only to the run's tally, if there is one.
+/// Adds the pixels in `tile` of a source that is only translated to the run's tally, if there is
+/// one.
 void CountTile(const RunContext& context, const Rect& tile);
 
 }  // namespace Raster
