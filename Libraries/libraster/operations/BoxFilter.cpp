@@ -11,12 +11,12 @@ namespace Raster {
 
 namespace {
 
-/// Four numbers a pixel: sums of colours times alpha, and of alphas, both times the largest sample.
-/// Integer alphas make whole numbers, whose sums are exact: what was added and taken away again
-/// leaves nothing behind.
+/// Running sums, four numbers a pixel: premultiplied colours and alphas, scaled by the largest
+/// sample value. Integer alphas make whole numbers, whose sums are exact: sliding the window leaves
+/// no rounding error in them.
 using Sums = std::vector<double>;
 
-/// What all bands of a picture have in common.
+/// The data shared by all bands of a picture.
 struct BoxContext {
     const SpanSource& source;
     SpanTarget& destination;
@@ -27,14 +27,14 @@ struct BoxContext {
     int GetWidth() const noexcept { return source.GetWidth(); }
 };
 
-/// A band has its own sums, so that bands can be made side by side.
+/// A band has running sums of its own, so that bands are filtered in parallel.
 struct BandJob {
     int top;
     int bottom;
     const BoxContext* context;
 };
 
-/// Enough rows that starting the sums costs no more than moving them.
+/// Enough rows to amortise the initial sums.
 constexpr int MinimumBandHeight = 256;
 
 class BoxBand {
@@ -58,7 +58,7 @@ public:
     }
 
 private:
-    /// The window of the first row; beyond the picture, its edges count more than once.
+    /// Initial sums: the window of the first row. Edge mode: clamp, edge rows count more than once.
     void StartColumns() {
         const int last = m_context.source.GetHeight() - 1;
         const long long from = static_cast<long long>(m_job.top) - m_context.radius;
@@ -72,7 +72,7 @@ private:
         }
     }
 
-    /// Adds a row, multiplied by alpha, to the sums of the columns.
+    /// Adds a row, premultiplied and times `times`, to the column sums.
     void AddRow(int y, double times) {
         const int from = std::clamp(y, 0, m_context.source.GetHeight() - 1);
         for (int x = 0; x < m_context.GetWidth(); x += TileWidth) {
@@ -96,7 +96,7 @@ private:
         }
     }
 
-    /// What is not finite would stay in the sums for good. Only floats can be so.
+    /// NaN and infinity would never leave the running sums. Only floats can be so.
     void ReadFinite(int x, int y, int count) {
         m_context.source.Read(x, y, static_cast<std::size_t>(count), m_span.rgba);
         if (m_context.maximum == 1) {
@@ -105,7 +105,7 @@ private:
         }
     }
 
-    /// From the sums of the columns to the means of the squares.
+    /// The horizontal running sum: from column sums to the means of the squares.
     void FilterRow() {
         const int last = m_context.GetWidth() - 1;
         const auto column = [this, last](int x) {

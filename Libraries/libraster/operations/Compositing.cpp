@@ -11,7 +11,7 @@ namespace {
 
 using BitmapPipeline = Pipeline<DynamicBitmap, DynamicBitmap>;
 
-/// With the conversion between the colours of the two, if one is needed.
+/// A rendering with the conversion between the profiles of the two, if one is needed.
 Rendering MakeRendering(const DynamicBitmap& destination, const DynamicBitmap& source) {
     Rendering rendering;
     if (auto stage = ICCManager::CreateConversion(source.GetProfile(), destination.GetProfile())) {
@@ -24,7 +24,7 @@ bool HasSameColours(const PixelFormat& a, const PixelFormat& b) {
     return std::ranges::equal(a.channels, b.channels, {}, &ChannelFacts::role, &ChannelFacts::role);
 }
 
-/// A transparent bitmap whose colours are those of `source`, where the format allows.
+/// A transparent bitmap with the profile of `source`, if both formats have the same channel roles.
 Kernel::Counted<DynamicBitmap> CreateLike(const DynamicBitmap& source, int width, int height,
                                           const PixelFormat& format) {
     auto bitmap = Kernel::MakeCounted<DynamicBitmap>(width, height, format);
@@ -34,7 +34,7 @@ Kernel::Counted<DynamicBitmap> CreateLike(const DynamicBitmap& source, int width
     return bitmap;
 }
 
-/// A side that is too long is left to the bitmap, which refuses it.
+/// Clamped to a length that the constructor of DynamicBitmap refuses.
 int ToSide(long long length) noexcept {
     return static_cast<int>(std::min<long long>(length, DynamicBitmap::MaximumSide + 1));
 }
