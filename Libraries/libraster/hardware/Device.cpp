@@ -15,7 +15,8 @@ namespace Raster {
 
 namespace {
 
-constexpr std::size_t GroupWidth = 64;  // work items that run together; one row, so they read on
+constexpr std::size_t GroupWidth =
+    64;  // work items of a group; of one row, so that memory accesses coalesce
 
 /// All devices that were ever used.
 struct Registry {
@@ -24,7 +25,7 @@ struct Registry {
 };
 
 Registry& GetRegistry() {
-    static Kernel::NeverDestroyed<Registry> registry;  // as Device says
+    static Kernel::NeverDestroyed<Registry> registry;  // never destroyed, see Device
     return *registry;
 }
 
@@ -41,10 +42,10 @@ std::string GetText(cl_device_id id, cl_device_info name) {
     CheckOpenCL("clGetDeviceInfo", GetOpenCL().GetDeviceInfo(id, name, 0, nullptr, &size));
     std::string text(size, '\0');
     CheckOpenCL("clGetDeviceInfo", GetOpenCL().GetDeviceInfo(id, name, size, text.data(), nullptr));
-    return text.c_str();  // up to the end that OpenCL marks
+    return text.c_str();  // up to the terminating zero
 }
 
-/// Whether the device computes as the host does, down to the last bit, and can run our kernels.
+/// Whether the device's float arithmetic is bit-exact with the host's, and it can run our kernels.
 bool IsSuitable(cl_device_id id) {
     constexpr cl_device_fp_config Precision =
         CL_FP_CORRECTLY_ROUNDED_DIVIDE_SQRT | CL_FP_DENORM | CL_FP_INF_NAN | CL_FP_ROUND_TO_NEAREST;
@@ -55,8 +56,8 @@ bool IsSuitable(cl_device_id id) {
            GetInfo<std::size_t>(id, CL_DEVICE_MAX_WORK_GROUP_SIZE) >= GroupWidth;
 }
 
-/// OpenCL's lists come in two calls: how many there are, and then they themselves. None on failure,
-/// which is also how OpenCL says that there are none.
+/// An OpenCL list, queried in two calls: the count, then the items. Empty on failure, which is also
+/// what OpenCL reports for an empty list.
 template <class Item, class List>
 std::vector<Item> GetItems(List list) {
     cl_uint count = 0;
@@ -81,7 +82,7 @@ std::vector<cl_device_id> GetDeviceIds(cl_device_type type) {
     return all;
 }
 
-/// The device of that id; null, with a line in the log, if it does not work.
+/// The device of that id; null if it is not suitable or, with a line in the log, fails.
 Device* Open(cl_device_id id) {
     Registry& registry = GetRegistry();
     const Kernel::ScopedLock lock(registry.section);

@@ -19,8 +19,8 @@ namespace Raster {
 
 class DeviceImage;
 
-/// A device with its context, its queue, which keeps the order, and its programs. Lives as long as
-/// the process: drivers are gone before our statics would be. Its handle is its address.
+/// A device with its context, its in-order queue and its programs. Never destroyed: drivers are
+/// unloaded before our statics would be. Its handle is its address.
 ///
 /// Threads: any.
 class Device {
@@ -33,11 +33,13 @@ public:
 
     /// The first device that fits `use`; null if there is none.
     static Device* Choose(HardwareUse use);
-    /// The device of that handle; null for what is no handle, and for a device that was given up.
+    /// The device of that handle; null for an unknown handle, and for a device that is no longer
+    /// used.
     static Device* Find(void* handle);
 
     bool IsGivenUp() const noexcept { return m_isGivenUp; }
-    /// Has the device never be used again, and says why, once; unless its memory was merely full.
+    /// Disables the device for the rest of the process, and logs why, once; out of memory is
+    /// ignored.
     void Blame(const OpenCLError& error) noexcept;
 
     /// Whether that program was tried and can't be built.
@@ -63,7 +65,7 @@ private:
     OpenCLContext m_context;
     OpenCLQueue m_queue;
     Kernel::Counted<DeviceImage> m_identity;
-    Kernel::CriticalSection m_section;  // of the programs, whose arguments are set one by one
+    Kernel::CriticalSection m_section;  // guards the programs, whose arguments are set one by one
     std::map<KernelKey, std::unique_ptr<KernelProgram>> m_programs;  // null for what did not build
     std::atomic<bool> m_isGivenUp = false;
 };

@@ -1,4 +1,4 @@
-// The copy of a bitmap's pixels on a device, and which of the two copies is out of date where.
+// The copy of a bitmap's pixels on a device, and the stale rectangles of the two copies.
 
 #pragma once
 
@@ -13,11 +13,11 @@ namespace Raster {
 class Device;
 class DeviceImage;
 
-/// Keeps the host's pixels and their copy on a device in step. At any moment at most one of them is
-/// out of date: whoever writes to one brings it up to date first. Both sides need one rectangle
-/// only, since a transfer always moves the whole of it.
+/// Synchronises the host's pixels with their copy on a device. At any moment at most one of them is
+/// stale: a copy is brought up to date before it is written. One rectangle for each side suffices,
+/// since a transfer always moves the whole of it.
 ///
-/// Threads: any; but the pixels are for one writer at a time.
+/// Threads: any; but the pixels have one writer at a time.
 class DeviceCopy {
 public:
     DeviceCopy() noexcept;
@@ -31,17 +31,17 @@ public:
     /// The copy on `device`, made or moved there if need be, with a reference for the caller; null
     /// if there can be none.
     void* Retain(void* device, const PixelView& host);
-    /// Waits for what was sent to the device.
+    /// Waits until the queue of the device is finished.
     void Finish() const noexcept;
     /// Brings the host up to date and drops the copy.
     void Drop(const PixelView& host) noexcept;
 
-    /// Bring one side up to date. `overwritten`: what the caller writes next on that side; where
-    /// that is all that is out of date, nothing is moved.
+    /// Bring one side up to date. `overwritten`: the rectangle that the caller writes next on that
+    /// side; if it contains the stale one, nothing is transferred.
     void Download(const PixelView& host, const Rect& overwritten) noexcept;
     [[nodiscard]] bool Upload(void* device, const PixelView& host, const Rect& overwritten);
 
-    /// Tell that one side was written.
+    /// Mark the other side stale in `rect`, which was written on this one.
     void HostHasChanged(const Rect& rect) noexcept;
     void DeviceHasChanged(const Rect& rect) noexcept;
 

@@ -11,8 +11,8 @@ namespace Raster {
 
 class Device;
 
-/// Rows of pixels on a device, as far apart as on the host. All members that move pixels return
-/// when that is done, and throw OpenCLError.
+/// Rows of pixels on a device, with the host's stride. Transfers are blocking and throw
+/// OpenCLError.
 class DeviceImage : public Kernel::Countable {
 public:
     /// An image like `layout`; its pixels are not set.

@@ -5,7 +5,7 @@ namespace Raster {
 void FailureCounts::Increment(void* device) noexcept {
     for (Entry& entry : m_entries) {
         void* owner = entry.device.load(std::memory_order_relaxed);
-        // A free entry is taken, unless another thread was faster: then `owner` is the new owner.
+        // Claims a free entry; if another thread was faster, `owner` becomes that thread's device.
         if (owner == nullptr && &entry != &m_entries.front() &&
             entry.device.compare_exchange_strong(owner, device, std::memory_order_relaxed)) {
             owner = device;

@@ -12,7 +12,7 @@ namespace Raster {
 
 namespace {
 
-// Looked at for every run, so they are read without the lock.
+// Read without the lock, since every run does.
 std::atomic<HardwareUse> use = HardwareUse::GPUs;
 std::atomic<bool> isChosen = false;
 std::atomic<Device*> chosen = nullptr;
@@ -87,7 +87,7 @@ void Hardware<Implementation>::SetUse(HardwareUse newUse) {
 template class Hardware<DefaultImplementation>;
 
 bool ShouldExecuteKernel(const Rect& rect) {
-    // Below, the way to the device and back costs more than the work.
+    // Below, the transfers cost more than the work.
     constexpr std::uint64_t FewestPixels = std::uint64_t{512} * 512;
     const std::uint64_t pixels =
         static_cast<std::uint64_t>(rect.GetWidth()) * static_cast<std::uint64_t>(rect.GetHeight());
@@ -105,7 +105,7 @@ bool KernelDescriptor::IsComplete() const {
         perPixelFragment == nullptr) {
         return false;
     }
-    // Under a mask, what is there already is read, too.
+    // Under a mask the destination's pixels are read, too.
     if (mask.format != nullptr &&
         destination.format->getSourceFragment(GetKernelLanguage(device)) == nullptr) {
         return false;

@@ -6,7 +6,8 @@ namespace Raster {
 
 namespace {
 
-/// `fragment` with its function `name` called `newName`, so that several fragments have one each.
+/// `fragment` with its function `name` renamed to `newName`, so that several fragments may define
+/// it.
 std::string Rename(const char* fragment, const std::string& name, const std::string& newName) {
     return "#define " + name + ' ' + newName + '\n' + fragment + "\n#undef " + name + '\n';
 }
@@ -15,7 +16,7 @@ std::string DefineSize(const char* name, const PixelFormat& format) {
     return std::string("#define ") + name + ' ' + std::to_string(format.GetPixelSize()) + '\n';
 }
 
-/// What a kernel with a mask needs: the mask, and a way to read what is there.
+/// The fragments for a mask: its own, and the reader of the destination's format.
 std::string JoinMaskFragments(const KernelDescriptor& descriptor) {
     const PixelFormat& destination = *descriptor.destination.format;
     std::string text = "#define HasMask\n" + DefineSize("MaskPixelSize", *descriptor.mask.format) +
@@ -36,7 +37,7 @@ std::string GetBuildLog(const Device& device, cl_program program) {
     CheckOpenCL("clGetProgramBuildInfo",
                 GetOpenCL().GetProgramBuildInfo(program, device.GetId(), CL_PROGRAM_BUILD_LOG, size,
                                                 log.data(), nullptr));
-    return log.c_str();  // up to the end that OpenCL marks
+    return log.c_str();  // up to the terminating zero
 }
 
 OpenCLProgram Build(const Device& device, const std::string& text) {

@@ -1,4 +1,4 @@
-// Kernels: how their fragments are joined, and what they are built to.
+// Joining of kernel fragments, and the programs built from them.
 
 #pragma once
 
@@ -14,16 +14,16 @@ namespace Raster {
 
 class Device;
 
-/// What tells kernels apart: the formats and the fragments, all of which live as long as the
-/// process.
+/// The cache key of a kernel: the addresses of its formats and fragments, all of which live as long
+/// as the process.
 using KernelKey = std::array<const void*, 8>;
 KernelKey GetKernelKey(const KernelDescriptor& descriptor) noexcept;
 
-/// The text of the program: a line for each size of pixel, the fragments, and between them the
-/// names that keep those of source, destination and mask apart.
+/// The text of the program: a #define for each pixel size, and the fragments between #defines that
+/// rename the functions of source, destination and mask.
 std::string JoinFragments(const KernelDescriptor& descriptor);
 
-/// A program is not accepted; the message is what the compiler said.
+/// A program does not compile; the message is the build log.
 class KernelBuildError : public std::runtime_error {
 public:
     using runtime_error::runtime_error;

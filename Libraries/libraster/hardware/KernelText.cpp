@@ -32,7 +32,7 @@ void ConvertPixel(__global const uchar* source, __global uchar* destination) {
 }
 )";
 
-// Under a mask as BlendSpan() of the host does it, step by step.
+// Under a mask, the steps of the host's BlendSpan().
 constexpr const char* JointConversion = R"(
 void ConvertPixel(__global const uchar* source, __global uchar* destination) {
     WriteDestination(ReadSource(source), destination);

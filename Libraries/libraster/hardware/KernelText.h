@@ -6,7 +6,7 @@
 
 namespace Raster {
 
-/// How a bitmap's pixels are found from their coordinates. Null if the language is not known.
+/// The fragments that compute a pixel's address from its coordinates. Null for an unknown language.
 const char* GetSourceAddressing(HardwareKernelLanguage language) noexcept;
 const char* GetDestAddressing(HardwareKernelLanguage language) noexcept;
 const char* GetMaskAddressing(HardwareKernelLanguage language) noexcept;

@@ -1,6 +1,6 @@
-// The OpenCL library, which is opened when it is first asked for and never linked: a driver brings
-// hundreds of megabytes and a compiler with it, which clashes with other copies of that compiler in
-// the process. The only file that includes OpenCL's header.
+// The OpenCL library, which is loaded on first use and never linked: a driver loads hundreds of
+// megabytes, with a compiler that conflicts with other copies of it in the process. The only file
+// that includes OpenCL's header.
 
 #pragma once
 
@@ -48,14 +48,14 @@ struct OpenCLFunctions {
 
 /// Opens the library on the first call; null if there is none.
 const OpenCLFunctions* FindOpenCL() noexcept;
-/// For those who hold something that the library made.
+/// Requires that FindOpenCL() does not return null, which holds for owners of a handle.
 inline const OpenCLFunctions& GetOpenCL() noexcept {
     return *FindOpenCL();
 }
 
 /// The address of a function of the system's OpenCL library; null if either is missing.
 void* FindOpenCLFunction(const char* name) noexcept;
-/// Whether the system has a device that draws, the only kind worth opening OpenCL for.
+/// Whether the system has a GPU, without which OpenCL is not worth loading.
 bool HasDisplayDevice() noexcept;
 
 /// A call to OpenCL failed.
@@ -63,14 +63,14 @@ class OpenCLError : public std::runtime_error {
 public:
     OpenCLError(const char* function, cl_int code);
 
-    /// Whether memory was full, which tells nothing about the next call.
+    /// Whether memory was full: the next call may succeed.
     bool IsOutOfMemory() const noexcept;
 
 private:
     cl_int m_code;
 };
 
-/// Throws OpenCLError unless `code` is that of success.
+/// Throws OpenCLError unless `code` is CL_SUCCESS.
 inline void CheckOpenCL(const char* function, cl_int code) {
     if (code != CL_SUCCESS) {
         throw OpenCLError(function, code);

@@ -13,7 +13,7 @@ namespace Raster {
 
 namespace {
 
-/// Whether a driver of the kernel's own graphics subsystem offers a device to draw with.
+/// Whether a driver of the kernel's graphics subsystem (DRM) has a render node.
 bool HasRenderNode() {
     std::error_code error;
     const std::filesystem::directory_iterator nodes("/dev/dri", error);
@@ -31,7 +31,7 @@ void* FindOpenCLFunction(const char* name) noexcept {
 }
 
 bool HasDisplayDevice() noexcept {
-    // Drivers outside the graphics subsystem, and that of a Linux inside Windows.
+    // Drivers outside DRM, and that of a Linux inside Windows.
     constexpr std::array Others{"/dev/nvidiactl", "/dev/kfd", "/dev/dxg", "/dev/mali0"};
     try {
         return HasRenderNode() || std::any_of(Others.begin(), Others.end(), [](const char* path) {
@@ -39,7 +39,7 @@ bool HasDisplayDevice() noexcept {
                    return std::filesystem::exists(path, error);
                });
     } catch (const std::exception&) {
-        return false;  // what can't be looked at can't be used
+        return false;  // without access to it, a device can't be used either
     }
 }
 
