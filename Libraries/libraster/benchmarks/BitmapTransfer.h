@@ -1,4 +1,4 @@
-// Between the plain pixels of a row and bitmaps.
+// Copies between the packed pixels of a row and bitmaps.
 
 #pragma once
 

@@ -91,7 +91,7 @@ bool AddReading(const char* row, Bytes (*makePicture)(Size), Write write, double
                   });
 }
 
-// Quality 70 at half the resolution of colours: a hard edge may be off by a quarter of the range.
+// Quality 70 with 4:2:0 chroma subsampling: a hard edge may be off by a quarter of the range.
 const bool IsAdded = AddWriting("WriteJPEG", MakePhoto, WriteJPEG, 64) &&
                      AddReading("ReadJPEG", MakePhoto, WriteJPEG, 64) &&
                      AddWriting("WritePNG", MakeCutout, WritePNG, 0) &&

@@ -35,7 +35,7 @@ void Append(png_structp png, png_bytep bytes, std::size_t count) {
     size += count;
 }
 
-/// The quickest of the library's settings that does not give up compression.
+/// The fastest of the library's settings that still compresses.
 void WritePNG(const Task& task) {
     *task.destination.As<std::uint64_t>() = 0;
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);

@@ -10,7 +10,7 @@ namespace PixelPeers {
 
 namespace {
 
-/// The profile as the bytes of its file, whose numbers have fewer digits than those in memory.
+/// The profile as serialised, whose numbers have less precision than those in memory.
 std::vector<std::byte> Save(cmsHPROFILE profile) {
     cmsUInt32Number size = 0;
     cmsSaveProfileToMem(profile, nullptr, &size);
@@ -52,7 +52,7 @@ Row MakeRow(const char* name, cmsUInt32Number format, Sample maximum, double tol
             value *= maximum;
             value = maximum > 1 ? std::round(value) : value;
         });
-        // What is outside of the profile's colours is cut off by lcms2, not by others.
+        // lcms2 clamps colours out of gamut, others do not.
         std::vector<float> got(count * 4);
         std::transform(task.destination.As<Sample>(), task.destination.As<Sample>() + got.size(),
                        got.begin(),

@@ -2,8 +2,7 @@
 
 #include <algorithm>
 
-// Each conversion as plainly as it can be put, a sample at a time: what every contender has to
-// give.
+// Scalar reference definitions of the conversions, which all contenders must match.
 
 namespace PixelPeers {
 

@@ -1,4 +1,4 @@
-// Each row by SIMD written for nothing else: what the machine allows.
+// Each row by SIMD written for it alone: what the machine allows.
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "HandWrittenPeer.cpp"
@@ -55,12 +55,12 @@ HWY_INLINE WordVector Pack(WordVector red, WordVector green, WordVector blue, Wo
                   hn::Or(hn::ShiftLeft<16>(blue), hn::ShiftLeft<24>(alpha)));
 }
 
-/// Whether a task's pictures exceed the caches, so that it pays to write around them.
+/// Whether a task's pictures exceed the caches, so that non-temporal stores are faster.
 bool IsLarge(const Task& task) {
     return task.source.GetSize() + task.destination.GetSize() > (std::size_t{1} << 25);
 }
 
-/// Around the cache if that is asked for and the vector fills a store.
+/// A non-temporal store if that is requested and the vector is large enough for one.
 template <class D>
 HWY_INLINE void Put(bool isStreaming, hn::Vec<D> vector, D tag, hn::TFromD<D>* to) {
     if (isStreaming && hn::Lanes(tag) * sizeof(*to) >= 16) {
@@ -162,7 +162,7 @@ void BytesToShorts(const Task& task, std::size_t first, std::size_t last) {
     }
 }
 
-constexpr std::size_t TileSize = 128;  // five-byte pixels are taken apart in the first cache
+constexpr std::size_t TileSize = 128;  // five-byte pixels are deinterleaved in the L1 cache
 
 template <int shift>
 HWY_INLINE WordVector MixInk(WordVector inks, FloatVector black) {
@@ -245,7 +245,8 @@ HWY_INLINE bool HasOther(std::uint32_t alpha, const std::uint32_t* pixels, std::
                        [=](auto pixel) { return pixel >> 24 != alpha; });
 }
 
-/// Rows from both ends, then of each row between only the columns that are not in the box yet.
+/// The bounding box: rows from both ends, then of each row between only the columns outside the box
+/// so far.
 void FindAlphaBox(const Task& task) {
     const auto* const pixels = task.source.As<std::uint32_t>();
     const auto width = static_cast<std::size_t>(task.size.width);
@@ -277,7 +278,7 @@ void FindAlphaBox(const Task& task) {
     }
 }
 
-/// Sums weighted rows of RGBA8 into `line`, colours multiplied by alpha if that is asked for.
+/// Sums weighted rows of RGBA8 into `line`, premultiplied if that is requested.
 template <bool isMultiplied>
 void SumRows(const std::uint8_t* rows, std::size_t rowSize, const float* weights, std::size_t count,
              float* line) {
@@ -287,7 +288,7 @@ void SumRows(const std::uint8_t* rows, std::size_t rowSize, const float* weights
         for (std::size_t k = 0; k < count; ++k) {
             const auto bytes = hn::LoadU(Narrow(), rows + k * rowSize + i);
             auto values = hn::ConvertTo(floats, hn::PromoteTo(Ints(), bytes));
-#if HWY_TARGET != HWY_SCALAR  // which has no vector of a whole pixel; nobody measures it
+#if HWY_TARGET != HWY_SCALAR  // which has no vector of a whole pixel; it is not measured
             if constexpr (isMultiplied) {
                 const auto three = hn::Set(Words(), 3U);
                 const auto isAlpha = hn::Eq(hn::And(hn::Iota(Words(), 0), three), three);
@@ -379,7 +380,8 @@ Peer ByHand(const char* row, Kernel kernel, bool isByRows = false) {
 }  // namespace
 
 std::vector<Peer> GetHandWrittenPeers() {
-    // Until the processor is known, what HWY_DYNAMIC_DISPATCH gives asks for it in every call.
+    // Until the instruction set is chosen, what HWY_DYNAMIC_DISPATCH gives detects it in every
+    // call.
     hwy::GetChosenTarget().Update(hwy::SupportedTargets());
     std::vector<Peer> peers{ByHand("Copy", HWY_DYNAMIC_DISPATCH(Copy)),
                             ByHand("RGBA8ToPlanar", HWY_DYNAMIC_DISPATCH(BytesToPlanes)),

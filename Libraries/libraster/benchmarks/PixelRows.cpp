@@ -30,7 +30,7 @@ public:
         return *task;
     }
 
-    /// Has a run done once more over a spoilt destination, and reports on it.
+    /// Repeats a run over an overwritten destination, and reports its difference.
     void Check(const Task& task, const Run& run, benchmark::UserCounters& counters) const {
         std::memset(task.destination.As<std::byte>(), 0x5A, task.destination.GetSize());
         run.work();

@@ -17,14 +17,14 @@
 
 namespace PixelPeers {
 
-/// Memory that starts on a cache line. It is touched throughout, and goes on behind its end far
-/// enough for the store of a whole vector.
+/// Memory that starts on a cache line. All its pages are touched, and it is padded for the store of
+/// a whole vector at its end.
 class Bytes {
 public:
     explicit Bytes(std::size_t size);
 
     std::size_t GetSize() const noexcept { return m_size; }
-    /// The bytes as samples: a picture's owner may write what a const reference lends.
+    /// The bytes as samples, writable even through a const reference.
     template <class Sample>
     Sample* As() const noexcept {
         return reinterpret_cast<Sample*>(m_bytes.get());
@@ -45,11 +45,11 @@ struct Size {
 };
 inline constexpr Size Large{4096, 3072};  // far beyond the caches
 inline constexpr Size Small{1024, 1024};
-inline constexpr Size Tiny{100, 100};  // shows what a call costs beside its pixels
+inline constexpr Size Tiny{100, 100};  // shows the overhead of a call
 inline constexpr Size Photo{4000, 3000};
 inline constexpr Size ReducedPhoto{1536, 1152};
 
-/// One size of a row. Pixels lie in rows without gaps; destinations are there to be written.
+/// One size of a row. Rows of pixels are contiguous; destinations are written.
 struct Task {
     Size size;
     Size target;  // of the destination
@@ -72,7 +72,7 @@ struct Row {
 /// What a contender does with a task.
 struct Run {
     std::function<void()> work;
-    /// Brings the result to the task's destination, unless work() does.
+    /// Copies the result to the task's destination, unless work() does.
     std::function<void()> deliver{};
 };
 using Contender = std::function<Run(const Task&)>;
@@ -83,7 +83,7 @@ Contender InPlace(Work work) {
     return [work](const Task& task) { return Run{[work, &task] { work(task); }}; };
 }
 
-/// Another library's way, or a way by hand, to do the row of that name.
+/// Another library's, or a hand-written, contender for the row of that name.
 struct Peer {
     std::string name;
     std::string row;
@@ -99,9 +99,9 @@ bool AddRow(Row row, const Contender& ours);
 /// The row of that name, which is one of those below. Throws std::invalid_argument for another.
 Row GetRow(const std::string& name);
 /// Conversions, "RGBA8ToRGBAF", checked against their scalar definitions, and a plain copy, which
-/// shows what memory allows.
+/// shows the memory bandwidth.
 std::vector<Row> MakeConversionRows();
-/// Reductions and enlargements of a photograph, and boxes around what is visible.
+/// Downscaling and upscaling of a photograph, and bounding boxes of visible pixels.
 std::vector<Row> MakeRenderingRows();
 /// From sRGB to the profile of MakeWideProfile(), checked against lcms2's floats.
 std::vector<Row> MakeColourRows();
@@ -139,7 +139,7 @@ double GetMaximumDifference(const Sample* got, const Sample* expected, std::size
     for (std::size_t i = 0; i < count; ++i) {
         const double difference =
             std::fabs(static_cast<double>(got[i]) - static_cast<double>(expected[i]));
-        worst = difference <= worst ? worst : difference;  // what is no number is worst
+        worst = difference <= worst ? worst : difference;  // NaN is worst
     }
     return worst;
 }

@@ -7,8 +7,7 @@ namespace PixelPeers {
 
 namespace {
 
-/// One axis after the other: the mean of the area that is pixel (column, row), its colours
-/// multiplied by alpha.
+/// One axis after the other: the mean of the area that is pixel (column, row), premultiplied.
 std::array<double, 4> DefineMean(const Task& task, const Shares& columns, std::size_t column,
                                  const Shares& rows, std::size_t row) {
     std::array<double, 4> sum{};
@@ -37,7 +36,7 @@ double CompareMeans(const Task& task) {
     for (std::size_t i = 0; i < task.target.GetPixelCount(); ++i) {
         const auto mean = DefineMean(task, columns, i % width, rows, i / width);
         const std::uint8_t* const got = task.destination.As<std::uint8_t>() + i * 4;
-        // Nothing has no colour, and alpha counts where it varies.
+        // A transparent pixel has no colour; alpha is compared where it varies.
         const std::size_t end = mean[3] < 254.5 ? 4 : 3;
         for (std::size_t c = mean[3] < 0.5 ? 3 : 0; c < end; ++c, ++count) {
             const double distance = got[c] - (c < 3 ? mean[c] / mean[3] : mean[3]);
@@ -55,7 +54,7 @@ Row MakeResampling(const char* name, Size from, Size to) {
     return {name, {from}, MakePhoto, 4, {}, 0, to};
 }
 
-/// The box around a disc of that radius: left, top, and the pixel after right and bottom.
+/// The bounding box of a disc of that radius: left, top, and the pixel after right and bottom.
 Row MakeBox(const char* name, int radius) {
     constexpr int X = 2000;
     constexpr int Y = 1500;
