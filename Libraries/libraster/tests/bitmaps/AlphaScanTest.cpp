@@ -24,7 +24,7 @@ TEST(AlphaScan, FindsBoxesOfEveryFormat) {
         const int width = below(150), height = below(9), rarity = 1 + below(2000);
         Rect box = isInverse ? EmptyRect : Rect{};
         for (int i = 0; i < width * height; ++i) {
-            const bool isWanted = below(rarity) == 0;  // no number is neither visible nor opaque
+            const bool isWanted = below(rarity) == 0;  // NaN is neither visible nor opaque
             rgba[i] = {1, 1, 1, isWanted == isInverse ? NAN : isInverse ? 1.0f : 0.01f};
             if (isWanted) {
                 const int x = i % width, y = i / width;

@@ -129,7 +129,7 @@ TEST(DynamicBitmap, ClonesAllThatItIsUnlessAborted) {
     EXPECT_FALSE(dynamic.Clone(&abort));
 }
 
-/// Fills with 7, after having done `meanwhile` half-way.
+/// Fills with 7, then calls `meanwhile`.
 class Loader : public DelayLoader {
 public:
     explicit Loader(std::function<void()> meanwhile) : m_meanwhile(std::move(meanwhile)) {}

@@ -52,7 +52,7 @@ std::string MakeChunk(const std::string& chunk) {
     return chunk + MakeNumber(crc32(0, data, static_cast<uInt>(chunk.size())), 4);
 }
 
-/// Puts a chunk, or the segment that is its like, where it belongs: first.
+/// Inserts a PNG chunk or a JPEG segment before all others but IHDR or SOI.
 std::string Insert(std::string file, const char* chunk, int segment, const std::string& data) {
     return IsPNG(file) ? file.insert(33, MakeNumber(data.size(), 4) + MakeChunk(chunk + data))
                        : file.insert(2, "\xFF"s + static_cast<char>(segment) +
@@ -111,7 +111,7 @@ TEST_P(EveryKind, IsRefusedWhereverItIsCut) {
         EXPECT_THROW(ReadPicture(stream), Kernel::IoException) << size << " of " << file.size();
     }
     if (!IsPNG(file)) {
-        file.replace(file.find("\xFF\xDA") + 16, 2, "\xFF\xD9");  // the mark of the end
+        file.replace(file.find("\xFF\xDA") + 16, 2, "\xFF\xD9");  // the marker EOI
         EXPECT_NE(GetReasonOfRefusal(file), "none");
     }
 }

@@ -11,7 +11,7 @@ namespace Raster::Testing {
 
 namespace {
 
-/// Samples of PNG files are spread over all that the depth allows.
+/// Samples of PNG files cover the range of the bit depth.
 int GetSample(int depth, int x, int y, int channel) {
     return (x * 31 + y * 57 + channel * 101) * 48611 % (1 << depth);
 }
@@ -60,7 +60,7 @@ SampleFile MakePNG(const char* name, Format format, int colourType, int depth,
     }
     png_write_end(png, info);
     png_destroy_write_struct(&png, &info);
-    for (int i = 0; i < SampleHeight * SampleWidth * 4; ++i) {  // what the PNG standard says
+    for (int i = 0; i < SampleHeight * SampleWidth * 4; ++i) {  // as the PNG standard defines
         const int maximum = (1 << depth) - 1;
         const int stored = isPalette ? 0 : channels < 3 ? i % 4 / 3 : i % 4;
         const int sample = GetSample(depth, i / 4 % SampleWidth, i / 4 / SampleWidth, stored);

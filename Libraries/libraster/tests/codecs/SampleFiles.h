@@ -15,18 +15,18 @@ namespace Raster::Testing {
 struct SampleFile {
     std::string name;
     Format format;                // of the bitmap that holds it without loss
-    int colourType;               // the smallest one of PNG that can hold the RGBA picture
+    int colourType;               // the smallest lossless colour type of PNG for the RGBA picture
     std::string bytes{};          // of the file
-    std::vector<int> expected{};  // RGBA; what comes of JPEG is up to 3 off
+    std::vector<int> expected{};  // RGBA; decoded JPEG is up to 3 off
 };
 
 inline constexpr int SampleWidth = 13;
-inline constexpr int SampleHeight = 19;  // more than are turned at a time
+inline constexpr int SampleHeight = 19;  // more rows than are transposed at a time
 
 /// All of SampleWidth x SampleHeight.
 const std::vector<SampleFile>& GetSampleFiles();
 
-/// Gives few bytes at a time, and fails where more than `capacity` would be given or taken.
+/// Reads few bytes at a time, and throws if more than `capacity` bytes are read or written.
 class FrailStream : public Kernel::MemoryInOutStream {
 public:
     explicit FrailStream(const std::string& file, std::size_t capacity = std::size_t{1} << 30)

@@ -41,7 +41,7 @@ TEST(Writer, KeepsEveryFormatInPNGAndAlmostInJPEG) {
     for (const Format format :
          {RGBA8, RGBA16, RGBAF, GreyA8, GreyA16, CMYKA8, LabA16, Alpha8, Alpha16, AlphaF}) {
         DynamicBitmap noise(Width, Height, format);
-        unsigned seed = 1;  // floats are of every kind, too
+        unsigned seed = 1;  // floats include NaN and infinity
         for (std::byte* byte = GetRow(noise, 0); byte != GetRow(noise, Height); ++byte) {
             *byte = static_cast<std::byte>((seed = seed * 1'664'525 + 1'013'904'223) >> 24);
         }

@@ -33,7 +33,7 @@ Profile Read(const LcmsProfile& profile) {
     return ICCProfile::CreateFromBytes(bytes);
 }
 
-/// Wider than sRGB, with the same white. Takes over the curve.
+/// A gamut wider than sRGB's, with the same white point. Takes ownership of the curve.
 Profile MakeWide(cmsToneCurve* curve) {
     const LcmsCurve owner(curve);
     const cmsCIExyY white{0.3127, 0.3290, 1};
@@ -56,7 +56,7 @@ LcmsTransform MakeTransformToLab(cmsUInt32Number from, cmsUInt32Number to) {
                                             cmsFLAGS_COPY_ALPHA));
 }
 
-/// sRGB as a scanner's profile, of a table alone.
+/// sRGB as an input profile of a scanner, with a look-up table (AToB) only.
 LcmsProfile MakeTable() {
     return LcmsProfile(cmsTransform2DeviceLink(MakeTransformToLab(TYPE_RGB_16, TYPE_Lab_16).get(),
                                                2.1, cmsFLAGS_GUESSDEVICECLASS));
@@ -70,7 +70,8 @@ auto Apply(const Stage& stage) {
     return [stage](float* rgba) { stage->Apply(rgba, SpanSize); };
 }
 
-/// The worst that `convert(rgba)` differs from `expect(rgba)` in 0..1, for colours even and dark.
+/// The largest difference of `convert(rgba)` from `expect(rgba)` in 0..1, for colours of even
+/// distribution and dark ones.
 template <class Convert, class Expect = decltype(Keep)>
 float FindWorst(const Convert& convert, const Expect& expect = Keep) {
     std::mt19937 random(1);
@@ -173,7 +174,7 @@ TEST(Conversion, TakesOtherColoursForSRGB) {
 TEST(ICCProfile, IsOneObjectForTheSameBytes) {
     const Profile profile = MakeWide(cmsBuildGamma(nullptr, 2));
     std::vector<std::byte> bytes(profile->GetBytes().begin(), profile->GetBytes().end());
-    bytes[47] = bytes[67] = bytes[99] = std::byte{1};  // flags, intent, identity: do not count
+    bytes[47] = bytes[67] = bytes[99] = std::byte{1};  // flags, intent and ID: not compared
     bytes.resize(ICCProfile::MaximumSize);
     EXPECT_EQ(ICCProfile::CreateFromBytes(bytes), profile);
     bytes.push_back({});

@@ -25,7 +25,7 @@ const PixelFormat* const Lab = &GetPixelFormat(Format::LabA16);
 constexpr auto Unit = [](float x) { return x > 0 ? std::min(x, 1.0f) : 0.0f; };
 constexpr auto Largest = [](const PixelFormat& f) { return f.sampleSize == 1 ? 255.0f : 65535.0f; };
 
-/// What a pixel of any format but Lab stands for.
+/// The RGBA value of a pixel in any format but Lab.
 Colour Read(const PixelFormat& format, const std::byte* p) {
     float s[5] = {};
     for (std::size_t i = 0; i < format.channelCount; ++i) {
@@ -42,7 +42,7 @@ Colour Read(const PixelFormat& format, const std::byte* p) {
                                       : Colour{light(0), light(1), light(2), s[4]};
 }
 
-/// The pixel of any format but Lab.
+/// The pixel of an RGBA value in any format but Lab.
 void Write(const PixelFormat& format, const Colour& c, std::byte* p) {
     const float r = Unit(c[0]), g = Unit(c[1]), b = Unit(c[2]);
     const float k = std::min({1.0f - r, 1.0f - g, 1.0f - b});
@@ -58,7 +58,7 @@ void Write(const PixelFormat& format, const Colour& c, std::byte* p) {
     }
 }
 
-/// The intermediate, aligned as it must be.
+/// The intermediate, 64-byte aligned.
 alignas(64) Colour rgba[1 << 19];
 
 /// Pixels from an odd address on, with all values of 16 bits and of pairs of bytes.
@@ -71,7 +71,8 @@ Bytes MakePixels(const PixelFormat& format, std::size_t count) {
     return bytes;
 }
 
-/// What is next to every place where rounding changes, beside anything else.
+/// Values on both sides of every rounding threshold, and special values: negative, large, denormal,
+/// NaN and infinite.
 std::vector<Colour> MakeColours() {
     std::vector<float> x{-0.0f, -1, 2, 1e-40f, 1e30f, -1e30f, NAN, INFINITY, -INFINITY};
     for (float i = 0; i < 65536; ++i) {
@@ -97,7 +98,7 @@ TEST(Format, ReadsAndWritesAsDefined) {
             format.write(rgba->data(), &written[1], colours.size());
             format.read(&pixels[1], rgba->data(), colours.size());
         };
-        run();  // of Lab, only whether all instruction sets agree: its definition is tested below
+        run();  // for Lab only that all instruction sets agree: its definition is tested below
         std::vector<Colour> expected(rgba, rgba + colours.size());
         Bytes expectedPixels = written;
         for (std::size_t i = 0; &format != Lab && i < colours.size(); ++i) {
@@ -119,7 +120,7 @@ TEST(Format, ConvertsBlocksAsThroughTheIntermediate) {
                            BlockConverter convert) {
         const Bytes source = MakePixels(from, Stride * Height);
         for (int run = 0; run < 4; ++run) {
-            const std::size_t offset = run % 2;  // aligned for streaming, and not
+            const std::size_t offset = run % 2;  // aligned for non-temporal stores, and not
             std::fill(target, std::end(target), std::byte{});
             Bytes expected(sizeof(target));
             for (std::size_t y = 0; y < Height; ++y) {
@@ -136,7 +137,7 @@ TEST(Format, ConvertsBlocksAsThroughTheIntermediate) {
             for (const DirectConversion& direct : to.directConversions) {
                 check(*direct.source, to, Width, direct.convert);
             }
-            if (&to != Lab && to.channelCount != 5) {  // where not all bytes come back
+            if (&to != Lab && to.channelCount != 5) {  // whose round trip is lossy
                 check(to, to, Width * to.GetPixelSize(), CopyBlock);
             }
         }

@@ -1,4 +1,4 @@
-// Tests that are to give the same on every instruction set of this machine.
+// Running tests on every instruction set of this machine, whose results must be equal.
 
 #pragma once
 

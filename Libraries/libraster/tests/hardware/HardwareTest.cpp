@@ -21,7 +21,7 @@ using Picture = Kernel::Counted<DynamicBitmap>;
 using Log = Kernel::Testing::Recorded<Kernel::Log>;
 using FloatLimits = std::numeric_limits<float>;
 
-/// Of 64 samples, a few beyond all bounds, the others within and around 0..1.
+/// Of 64 samples, a few are far out of range, the others within and around 0..1.
 float MakeSample(std::mt19937& random) {
     constexpr std::array Extremes{FloatLimits::quiet_NaN(), -FloatLimits::infinity(),
                                   FloatLimits::max(), FloatLimits::denorm_min(), -0.0F};
@@ -50,7 +50,7 @@ bool Render(const Picture& destination, const Picture& source, const Picture& ma
                                                                       mask.Get(), rect, {}, abort);
 }
 
-/// Every size goes to the processor's own device.
+/// Runs of every size use the OpenCL device of the CPU.
 class HardwareTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -75,7 +75,7 @@ struct KernelCase {
     F destination;
     std::optional<F> mask;
 };
-// Each format is read and written once; any pair would be a program more.
+// Each format is read and written once, since every pair would need a program.
 constexpr KernelCase Cases[] = {
     {F::RGBA8, F::RGBA8, {}},          {F::RGBA8, F::LabA16, {}},
     {F::LabA16, F::RGBA16, {}},        {F::RGBA16, F::RGBAF, {}},
@@ -115,7 +115,7 @@ TEST_F(HardwareTest, KeepsTheCopiesInStepWhoeverWritesWhen) {
     const auto choose = [&](int count) { return static_cast<int>(random() % unsigned(count)); };
     const auto render = [&](HardwareUse use, const Picture& through) {
         const Picture& source = sources[random() % sources.size()];
-        // Of few places and sizes, so that many lie within each other.
+        // Few positions and sizes, so that many contain each other.
         const int left = choose(3) * 20;
         const int top = choose(3) * 5;
         const Rect rect{left, top, left + (1 + choose(3)) * 25, top + (1 + choose(3)) * 7};
@@ -141,7 +141,7 @@ TEST_F(HardwareTest, KeepsTheCopiesInStepWhoeverWritesWhen) {
         },
         [&] { picture->DestroyHardwareBuffer(); },
         [&] { EXPECT_TRUE(picture->GetLevel(1)->IsEqual(*expected->GetLevel(1))); }};
-    // Mostly parts: what concerns the whole picture makes the copies agree.
+    // Mostly rectangles: operations on the whole picture synchronise the copies.
     std::discrete_distribution<std::size_t> step{8, 4, 8, 4, 1, 1, 1, 4};
     for (int i = 0; i < 2000; ++i) {
         steps[step(random)]();
@@ -199,7 +199,7 @@ TEST_F(HardwareTest, SurvivesTheLossOfItsDevice) {
     const Picture source = MakePicture(90, 9, Format::RGBA8, 8);
     const Picture copy = source->CloneEmpty();
     EXPECT_TRUE(Render(copy, source, nullptr, source->GetBounds()));
-    // A call fails, as all do when a device goes away: the kernel is not to be found.
+    // An OpenCL call fails, as all do on a lost device: there is no kernel of that name.
     static PixelFormat failing = GetPixelFormat(Format::RGBA16);
     failing.getSourceFragment = [](HardwareKernelLanguage) {
         return "#define ConvertPixels Other\n"
@@ -208,12 +208,12 @@ TEST_F(HardwareTest, SurvivesTheLossOfItsDevice) {
     const auto loseDevice = [&] {
         const auto last = Kernel::MakeCounted<DynamicBitmap>(90, 9, failing);
         const bool isRendered = Render(source->CloneEmpty(), last, nullptr, last->GetBounds());
-        Process::SetUse(HardwareUse::AnyDevice);  // chooses again, but not that one
+        Process::SetUse(HardwareUse::AnyDevice);  // chooses again, but not the failed device
         return isRendered && Process::GetDevice() == nullptr &&
                copy->GetHardwareDevice() == nullptr && copy->IsEqual(*source) &&
                Render(source->CloneEmpty(), copy, nullptr, copy->GetBounds());
     };
-    // In a process of its own, since a device is given up for good.
+    // In a process of its own, since a failed device is disabled until the process ends.
     EXPECT_EXIT(std::exit(loseDevice() ? 0 : 1), testing::ExitedWithCode(0),
                 "is no longer used: clCreateKernel failed with code");
 }

@@ -35,7 +35,7 @@ TEST(BoxFilter, IsTheMeanOfTheSquare) {
 }
 
 TEST(BoxFilter, LeavesNothingBehind) {
-    DynamicBitmap fading(40, 200, Format::RGBA16);  // to nothing, in the lower half
+    DynamicBitmap fading(40, 200, Format::RGBA16);  // transparent in the lower half
     std::mt19937 random(3);
     std::generate_n(reinterpret_cast<std::uint16_t*>(fading.GetHostView().pixels),
                     fading.GetHostView().stride / 2 * 100, [&random, i = 0]() mutable {

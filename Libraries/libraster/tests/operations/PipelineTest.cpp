@@ -18,7 +18,7 @@ namespace {
 using Params = AffineTransform::Params;
 constexpr int Most = std::numeric_limits<int>::max();
 
-/// Writes down what a run asks of it, and sets the abort flag once `end` is reached.
+/// Logs the calls of a run, and sets the abort flag at call number `end`.
 struct Diary {
     void Write(const std::string& line) {
         lines.push_back(line);

@@ -9,7 +9,7 @@
 namespace Raster::Testing {
 namespace {
 
-/// Porter and Duff on colours multiplied by alpha, then faded by the mask.
+/// Porter and Duff in premultiplied alpha, then interpolated by the mask.
 std::array<double, 4> GetBlended(Blend blend, Colour s, Colour d, double weight, double mask) {
     std::array<double, 4> result{};
     const double share = blend == Blend::Over ? s[3] * weight * mask : mask;

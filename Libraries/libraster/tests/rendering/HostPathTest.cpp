@@ -17,7 +17,7 @@ namespace {
 
 using Params = AffineTransform::Params;
 
-/// Gives each pixel its coordinates, and remembers what it was asked for.
+/// A source whose pixels are their coordinates, which records the spans read.
 class Recorder : public SpanSource {
 public:
     struct Span {
@@ -115,7 +115,7 @@ TEST(HostPath, ConvertsManyTilesWithoutTheIntermediate) {
         const Rect covered = Part.Intersect({dx, dy, 2500 + dx, 600 + dy});
         const auto expected = [&](int x, int y) {
             if (Part.Intersect({x, y, x + 1, y + 1}).IsEmpty()) {
-                return 0x101;  // as it was
+                return 0x101;  // unchanged
             }
             return covered.Intersect({x, y, x + 1, y + 1}).IsEmpty()
                        ? 0

@@ -19,12 +19,13 @@ using Params = AffineTransform::Params;
 using BitmapPointer = Kernel::Counted<DynamicBitmap>;
 using Colour = std::array<float, 4>;
 
-/// A map of each kind: lower, higher, mirrored and turned, none along the pixels.
+/// A map of each kind: downscaling, upscaling, mirrored and rotated; none maps the pixel grid onto
+/// itself.
 const Params Maps[] = {{0.37, 0, 0, 0.41, 3.3, 2.1},     {1.7, 0, 0, 2.3, -40.3, -90.7},
                        {-0.6, 0, 0, -0.7, 170.2, 190.1}, {0.9, 0, 0, -1.6, 0, 250.5},
                        {0.9, 0.8, -0.8, 0.9, 20, 100},   {0.2, 0.3, -0.3, 0.25, 20, 100}};
 
-/// A host's own format, whose pixels have a size like no other's: red, green and blue of eight
+/// A format of the host, whose pixel size no built-in format has: red, green and blue of eight
 /// bits.
 const PixelFormat& GetOwnFormat() {
     static const PixelFormat own = [] {
@@ -169,8 +170,7 @@ TEST_P(Resampling, FadesFinePatternsAndSurvivesHostileMaps) {
             }
         }
     }
-    for (const double huge :
-         {1e-300, 1e-12, 1e9, 1e18, 1e150}) {  // no more than surviving is asked
+    for (const double huge : {1e-300, 1e-12, 1e9, 1e18, 1e150}) {  // only must not crash
         for (const Params& map :
              {Params{huge, 0, 0, huge, 0, 0}, Params{huge, 0, 0, 1, -huge, 0},
               Params{1, huge, 0, 1, 7, 0}, Params{huge, -huge, huge, huge, 1e18, -1e18},
@@ -202,7 +202,7 @@ double Evaluate(Sampler sampler, double x, double step) {
 
 TEST_P(Resampling, FollowsTheDefinitionOfItsFilter) {
     const auto source = MakeNoise(40, 1, GetPixelFormat(Format::AlphaF));
-    // Under the last one, the first pixel that is asked for lies right on one of the source.
+    // Under the last one, the first destination pixel maps exactly to a source pixel.
     for (const auto& [scale, offset] :
          {std::pair{0.3, 0.31}, {-0.4, 15.33}, {1.0, 0.31}, {2.7, 0.31}, {3.0, 0.0}}) {
         const Params map{scale, 0, 0, 1, offset, 0};
