@@ -25,7 +25,9 @@ _OPERATOR = r"(?<=\S) (?P<operator>\|\||&&|<<=|>>=|<=>|[=!<>]=|[-+*/%&|^]=|<<|>>
 _TOKEN = re.compile(_OPERATOR + r"|(?P<open>[(\[{])|(?P<close>[)\]}])|(?P<end>[,;]|\b(?:return|throw)\b)")
 _LABELS = re.compile(r"\s*(?:(?:case (?:[^:]|::)+|default):(?!:)\s*)*")
 _UNSUITABLE = re.compile(r"(?:(?:static|inline|const) )*constexpr\b|(?:else )?if constexpr\b|"
-                         r"(?:static_assert|using|typedef|template|assert|friend)\b")
+                         r"(?:static_assert|using|typedef|template|assert|friend|alignas)\b|"
+                         r"(?!return|throw|delete|else)[\w:]+(?:<[^;=(]*>)? \w+\[|"  # the extents of an array
+                         r"[\w.>-]+(?:\.|->)reserve\(")                              # a capacity changes nothing
 _NUMBER = re.compile(r"(?<![\w.'<])(?:0[xX][\da-fA-F']+|\d[\d']*)(?P<float>\.[\da-fA-F']*)?(?:[eEpP][-+]?\d+)?\w*"
                      r"(?![\w.'>])")
 _SUBSCRIPT = re.compile(r"(?<=[\w)\]])\[([^\[\]\"]+)\]")
@@ -165,6 +167,8 @@ def _find_operators(text, masked, piece):
         begin = _find_edge(reversed(tokens[:place]), level, "close", "open", piece.begin, lambda t: t.end())
         end = _find_edge(tokens[place + 1:], level, "open", "close", piece.end, lambda t: t.start())
         if begin is None or end is None or end - begin > 300 or re.search(r"//|/\*", text[begin:end]):
+            continue
+        if kind == "arithmetic" and '"' in masked[begin:end]:  # joins texts
             continue
         begin += len(masked[begin:end]) - len(masked[begin:end].lstrip())
         end -= len(masked[begin:end]) - len(masked[begin:end].rstrip())
