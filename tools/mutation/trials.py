@@ -12,6 +12,7 @@ import signal
 import subprocess
 import tempfile
 import time
+import typing
 
 # All but the test's own folder, which /tmp is too, is read-only: a mutated program may write and delete anything.
 _CONFINE = ('mount --bind "$0" "$0" && mount -o remount,bind,ro / && cd "$0" && '
@@ -33,6 +34,13 @@ class Test:
 class Program:
     name: str
     library: str  # the folder of what it tests, such as Libraries/libkernel
+
+
+class Result(typing.NamedTuple):
+    failed: str      # the first test that failed; empty if none did
+    seconds: float
+    skipped: int     # tests that did not find what they need
+    reached: tuple   # numbers of mutations
 
 
 def find_programs(folder):
@@ -59,8 +67,7 @@ class Runner:
         scratch.mkdir(parents=True)
 
     def run(self, program, names, number, limit):
-        """Runs tests with a mutation: 0 for none, -1 to note which ones are reached. Returns the name of the
-        test that failed, empty if none did; after how many seconds; and what was reached."""
+        """Runs tests until one fails, with a mutation: 0 for none, -1 to note which ones are reached."""
         home = pathlib.Path(tempfile.mkdtemp(dir=self._scratch))
         try:
             return self._run_in(home, program, names, number, limit)
@@ -90,10 +97,12 @@ class Runner:
                 pass
             process.wait()
         seconds = time.monotonic() - start
-        failed = "" if is_passed else _find_failure((home / "output").read_text(errors="replace")) or program.name
+        output = (home / "output").read_text(errors="replace")
+        failed = "" if is_passed else _find_failure(output) or program.name
+        skipped = len(re.findall(r"^\[  SKIPPED \] .* \(", output, re.MULTILINE))
         notes = home / "notes"
         reached = {int(line) for line in notes.read_text().split()} if notes.exists() else set()
-        return failed, seconds, tuple(sorted(reached))
+        return Result(failed, seconds, skipped, tuple(sorted(reached)))
 
     def _find(self, program, home):
         """The program; or, if it has a folder of its own, which its tests change, a copy of that."""
