@@ -146,6 +146,7 @@ TEST_F(TemporaryFiles, AreDeletedOnceAbandoned) {
                              GetUniqueTemporaryFilename("%1"),
                              GetUniqueTemporaryFilename("x%1.part"),
                              GetUniqueTemporaryFilename("%1x.part"),
+                             GetUniqueTemporaryFilename("%1_.part"),
                              GetUniqueTemporaryFilename("orvantis-model.part")};
     const auto date = std::filesystem::file_time_type::clock::now() - std::chrono::hours(49);
     for (const auto& file : std::filesystem::directory_iterator((m_folder / "").c_str())) {

@@ -41,12 +41,19 @@ TEST(Base64OutStream, GivesTheSameTextHoweverTheBytesAreCut) {
     }
 }
 
+class CountingStream : public MemoryInOutStream {
+public:
+    void Flush() override { ++flushes; }
+    int flushes = 0;
+};
+
 TEST(Base64OutStream, HandsOnWholeGroupsAndBeginsAnewAfterThePadding) {
-    const auto target = MakeCounted<MemoryInOutStream>();
+    const auto target = MakeCounted<CountingStream>();
     Base64OutStream stream(target);
     Write(stream, "foob");
     stream.Flush();
     EXPECT_EQ(GetText(*target), "Zm9v");
+    EXPECT_EQ(target->flushes, 1);
     Write(stream, "a");
     stream.FlushBase64();
     stream.FlushBase64();

@@ -78,36 +78,57 @@ TEST(LoopPool, ThrowsTheFailureThatCameFirst) {
                 testing::ThrowsMessage<std::runtime_error>("first"));
 }
 
-TEST(LoopPool, GivesItsThreadsToAMoreUrgentLoopAtTheNextTurn) {
+/// Which loop a pool's thread works for when it is done with a job of the older one.
+std::string FindNextLoop(Priority older, Priority newer) {
     LoopPool pool(1);
-    Semaphore lowBegun;
+    std::atomic<int> turns = 0;  // of the pool's thread
+    std::atomic<const char*> next = "none";
+    Semaphore begun;
     Semaphore callerMayGoOn;
     Semaphore poolMayGoOn;
+    Semaphore poolWentOn;
+    const auto takeTurn = [&](const char* name) {
+        if (turns++ == 1) {
+            next = name;
+            poolWentOn.Signal();
+        }
+    };
     const std::jthread caller([&] {
         const auto self = std::this_thread::get_id();
-        const Job low = [&](std::size_t) {
-            lowBegun.Signal();
-            (std::this_thread::get_id() == self ? callerMayGoOn : poolMayGoOn).Wait();
+        const Job job = [&](std::size_t) {
+            const bool isOwn = std::this_thread::get_id() == self;
+            if (!isOwn) {
+                takeTurn("older");
+            }
+            begun.Signal();
+            (isOwn ? callerMayGoOn : poolMayGoOn).Wait();
         };
-        RunLoop(pool, low, 3, 1, Priority::Low);
+        RunLoop(pool, job, 3, 1, older);
     });
-    lowBegun.Wait();
-    lowBegun.Wait();  // one job on the caller, one on the pool's thread
+    begun.Wait();
+    begun.Wait();  // one job on the caller, one on the pool's thread
 
-    Semaphore highHelped;
     const auto self = std::this_thread::get_id();
-    const Job high = [&](std::size_t) {
+    const Job job = [&](std::size_t) {
         if (std::this_thread::get_id() != self) {
-            return highHelped.Signal();
+            return takeTurn("newer");
         }
         poolMayGoOn.Signal();
-        EXPECT_TRUE(highHelped.WaitFor(std::chrono::seconds(10)));
+        EXPECT_TRUE(poolWentOn.WaitFor(std::chrono::seconds(10)));
+        poolWentOn.Signal();
     };
-    RunLoop(pool, high, 2, 1, Priority::High);
+    RunLoop(pool, job, 2, 1, newer);
     for (int i = 0; i < 2; ++i) {
         callerMayGoOn.Signal();
         poolMayGoOn.Signal();
     }
+    return next.load();
+}
+
+TEST(LoopPool, GivesItsThreadsToTheMostUrgentLoopOrTheOldestAtTheNextTurn) {
+    EXPECT_EQ(FindNextLoop(Priority::Low, Priority::High), "newer");
+    EXPECT_EQ(FindNextLoop(Priority::Normal, Priority::Normal), "older");
+    EXPECT_EQ(FindNextLoop(Priority::Normal, Priority::Idle), "older");
 }
 
 INSTANTIATE_TEST_SUITE_P(ThreadCounts, LoopPoolOf, testing::Values(0, 1, 5));
