@@ -93,6 +93,8 @@ const Fault Faults[] = {
     // Redirects to where none may lead.
     {"RedirectLoop", Plain, Reply(302, {{"Location", "/"}}), "302!.*Maximum .5. redirects.*"},
     {"RedirectToFile", Plain, Reply(302, {{"Location", "file:///etc/passwd"}}), "302!.*.file..*"},
+    {"RedirectToFtp", Plain, Reply(302, {{"Location", "ftp://127.0.0.1:1/"}}),
+     "302!.*.ftp. .*disabled.*"},
     {"RedirectToNonsense", Plain, Reply(302, {{"Location", "http://a b:c/"}}), "302!.*"},
 };
 

@@ -99,6 +99,19 @@ TEST_F(TransferTest, TellsAuthorizationToNoOtherHost) {
     EXPECT_THAT(other.GetRequests(), testing::Each(testing::ResultOf(isTold, false)));
 }
 
+TEST_F(TransferTest, FlushesTheStreamOfItsSink) {
+    struct Stream : Kernel::MemoryInOutStream {
+        void Flush() override { flushed = ToText(*this); }
+        std::string flushed;
+    };
+    const TestServer server(Reply(200, {}, "text"));
+    const auto stream = Kernel::MakeCounted<Stream>();
+    Http::Request request = MakeRequest(server.GetAddress());
+    request.sink = Kernel::MakeCounted<StreamDataSink>(stream);
+    Http::DoRequest(request, true);
+    EXPECT_EQ(stream->flushed, "text");
+}
+
 TEST_F(TransferTest, TakesTheNewestRouteThatIsThere) {
     std::vector<std::unique_ptr<ScopedRoute>> routes(3);
     std::vector<std::unique_ptr<TestServer>> servers;
@@ -146,6 +159,7 @@ TEST_F(TransferTest, SendsBodiesBitForBit) {
             EXPECT_TRUE(arrived.body == expected);
             EXPECT_EQ(arrived.method, method == Http::Method::Post ? "POST" : "PUT");
             EXPECT_FALSE(FindHeader(arrived.headers, "Expect"));
+            EXPECT_FALSE(FindHeader(arrived.headers, "Range"));
             EXPECT_EQ(*FindHeader(arrived.headers, "Content-Length"),
                       std::to_string(expected.size()));
         }
