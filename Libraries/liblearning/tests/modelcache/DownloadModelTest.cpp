@@ -12,6 +12,7 @@ namespace {
 
 using namespace Server;  // the steps of scripts
 using testing::Contains;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
@@ -93,6 +94,12 @@ TEST_F(DownloadTest, FailsWhenItsProgressHandlerThrows) {
     EXPECT_THAT(DescribeTree(m_models), IsEmpty());
     EXPECT_TRUE(HasTemporaryFile());
     EXPECT_THAT(m_log.GetMessages(), Contains(HasSubstr("enough")));
+}
+
+TEST_F(DownloadTest, RefusesAPackageThatTheDiskHasNoRoomFor) {
+    m_cache.SetModelCacheFolder("/proc");
+    EXPECT_FALSE(DownloadPackage(MakePackage()));
+    EXPECT_THAT(m_log.GetMessages(), ElementsAre(HasSubstr("free space")));
 }
 
 TEST_F(DownloadTest, SaysThatItHasNoFolderForTemporaryFiles) {

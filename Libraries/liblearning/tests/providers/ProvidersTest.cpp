@@ -12,6 +12,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <utility>
+
 namespace Learning {
 namespace {
 
@@ -59,6 +62,26 @@ TEST_F(Providers, FollowTheModeOfTheSharedInstanceAlone) {
     ModelCache().SetInferenceMode(ModelCache::MaxPerformance);
     Model model({TestModelPath("Add")}, Model::Default);
     EXPECT_EQ(GetDevice(model), "CPU");
+}
+
+TEST_F(Providers, AreChosenForTheModelsOfTheCacheThatMayUseThem) {
+    const Kernel::String folder = GetModuleFolder() + "models";
+    Kernel::FileSystem::CreateDirectoryRecursive(folder);
+    ModelCache& cache = ModelCache::GetInstance();
+    cache.SetModelCacheFolder(folder);
+    SetMode(1);
+    const std::pair<ModelCache::ModelType, const char*> devices[] = {
+        {ModelCache::SegmentationEncoder, "FakeGpu"}, {ModelCache::SegmentationDecoder, "FakeGpu"},
+        {ModelCache::DepthEstimation, "CPU"},         {ModelCache::Colourisation, "CPU"},
+        {ModelCache::SuperResolution, "FakeGpu"},
+    };
+    for (const auto& [type, device] : devices) {
+        std::filesystem::copy_file(TestModelPath("Add").c_str(),
+                                   cache.ModelTypeToModelPaths(type).front().c_str());
+        EXPECT_EQ(GetDevice(*cache.GetModel(type)), device) << type;
+    }
+    cache.Shutdown();
+    Kernel::FileSystem::DeleteAll(folder);
 }
 
 TEST_F(Providers, AreRegisteredOnceInEachLifeOfTheEnvironment) {
