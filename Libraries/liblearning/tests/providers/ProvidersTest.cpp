@@ -7,6 +7,7 @@
 #include "Learning/ModelCache.h"
 
 #include "inference/ONNXRuntime.h"
+#include "inference/RuntimeEnvironment.h"
 #include "tests/TestModels.h"
 
 #include <gmock/gmock.h>
@@ -91,6 +92,23 @@ TEST_F(Providers, AreRegisteredOnceInEachLifeOfTheEnvironment) {
     const Model keepsTheEnvironment({TestModelPath("First")}, Model::CPUOnly);
     for (int life = 0; life < 3; ++life) {
         EXPECT_EQ(GetDeviceInMode(2), "FakeNpu");
+    }
+}
+
+TEST_F(Providers, MayBeRegisteredByOthersOfTheProcess) {
+    RuntimeEnvironment environment;
+    environment.Get().RegisterExecutionProviderLibrary(
+        "fake.virtual", (GetModuleFolder() + "libonnxruntime_ep_fake.virtual.so").c_str());
+    EXPECT_EQ(GetDeviceInMode(1), "FakeGpu");
+    environment.Get().UnregisterExecutionProviderLibrary("fake.virtual");
+}
+
+TEST_F(Providers, AreNotSoughtInOtherFiles) {
+    for (const char* const name :
+         {"libonnxruntime_ep_.so", "libonnxruntime_ep_old.so.1", "xlibonnxruntime_ep_other.so"}) {
+        Kernel::FileOutStream::Create(GetModuleFolder() + name);
+        EXPECT_EQ(GetDeviceInMode(1), "FakeGpu") << name;
+        Kernel::FileSystem::Delete(GetModuleFolder() + name);
     }
 }
 
