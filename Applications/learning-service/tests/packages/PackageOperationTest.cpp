@@ -45,7 +45,9 @@ TEST_F(Packages, AreFoundByPlainNamesAlone) {
          {"/", "/Nothing.zip", "/.hidden", "/.", "/folder", "/folder/Inner.zip",
           "/folder%2FInner.zip", "/folder/../Empty.zip", "/../../../../etc/passwd",
           "/%2e%2e/etc/passwd", "//etc/passwd", "/Link.zip", "/Pipe.zip"}},
-        {400, {"/Empty.zip%00", "/Empty.zip%", "/Empty.zip%+1", "Empty.zip", "http://a", "*"}},
+        {400,
+         {"/Empty.zip%00", "/Empty.zip%7F", "/Empty.zip%", "/Empty.zip%+1", "Empty.zip", "http://a",
+          "*"}},
     };
     for (const auto& [status, ofStatus] : targets) {
         for (const char* const target : ofStatus) {
@@ -66,6 +68,7 @@ TEST_F(Packages, AreServedInRanges) {
         const char* body;
     } cases[] = {
         {{"bytes=3-5"}, 206, "bytes 3-5/10", "345"},
+        {{"bytes=5-5"}, 206, "bytes 5-5/10", "5"},
         {{"bytes=8-", "bytes=8-99999999999999999999", "bytes=-2"}, 206, "bytes 8-9/10", "89"},
         {{"bytes=-11"}, 206, "bytes 0-9/10", "0123456789"},
         {{"bytes=10-", "bytes=99999999999999999999-", "bytes=-0"},
