@@ -43,8 +43,10 @@ TEST_F(CommandLine, TellsWrongUseFromTheRightOne) {
         {{"segment", photo, "--at", "1,1", "--not", "1,-1", "-o", result}, "outside the photo"},
         {{"segment", photo, "--at", "1,1", "--show", "all", "-o", result}, "all"},
         {{"run", model, "--input", "input", "--output", shape}, "write NAME=SOURCE"},
+        {{"run", model, "--input", "=1x2:1,2", "--output", shape}, "write NAME=SOURCE"},
         {{"run", model, "--input", "input=photo.gif", "--output", shape}, "a source is"},
         {{"run", model, "--input", "input=1x2:1,2,3", "--output", shape}, "3 values do not fill"},
+        {{"run", model, "--input", "input=1x3:1,2", "--output", shape}, "2 values do not fill"},
         {{"run", model, "--input", "input=1x2:1,", "--output", shape}, "is not a number"},
         {{"run", model, "--input", "x=1:0", "--input", "x=1:1", "--output", shape}, "x=1:1"},
         {{"run", model, "--output", shape, "--output", shape}, "asked for already"},
@@ -53,6 +55,7 @@ TEST_F(CommandLine, TellsWrongUseFromTheRightOne) {
         {{"run", model, "--output", "output:1xtwo"}, "two is not a number"},
         {{"run", model, "--output", "output:1x2=" + At("x.txt")}, "not in"},
         {{"run", model, "--output", "output:1x2x8x8=" + result}, "no picture of 1 or 3 channels"},
+        {{"run", model, "--output", "output:1x1x1x8x8=" + result}, "no picture of 1 or 3 channels"},
         {{"run", model, "--output", "output:8=" + result}, "no picture of 1 or 3 channels"},
         {{"run", model, "--output", "output:=" + result}, "shape scalar is no picture"},
     };

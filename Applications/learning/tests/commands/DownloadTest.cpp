@@ -197,9 +197,23 @@ TEST(DownloadProgress, TellsWhatIsKnown) {
               " 45%  30.1 MB/66.3 MB  12.0 MB/s  0:03 left");
     EXPECT_EQ(FormatProgress(999, 0, 0), "999 B");
     EXPECT_EQ(FormatProgress(1'500, 0, 1e9), "1.50 kB  1.00 GB/s");
+    EXPECT_EQ(FormatProgress(999'600, 0, 0), "1.00 MB");
+    EXPECT_EQ(FormatProgress(0, 3'600, 1), "  0%  0 B/3.60 kB  1 B/s  1:00:00 left");
     EXPECT_EQ(FormatProgress(7, 5, 1), "100%  7 B/5 B  1 B/s");
     EXPECT_EQ(FormatProgress(0, 4'000, 1), "  0%  0 B/4.00 kB  1 B/s  1:06:40 left");
     EXPECT_EQ(FormatProgress(0, ~0ULL, 1e-9), "  0%  0 B/18446744 TB  0 B/s");
+}
+
+TEST(DownloadProgress, TellsNoRateFromTooShortATimeNorAcrossARestart) {
+    using namespace std::chrono_literals;
+    Rate rate;
+    const Rate::Clock::time_point start;
+    rate.Add(start, 1'000);
+    rate.Add(start + 200ms, 5'000);
+    EXPECT_EQ(rate.Get(), 0);
+    rate.Add(start + 1s, 0);
+    rate.Add(start + 2s, 1'000);
+    EXPECT_EQ(rate.Get(), 1'000);
 }
 
 TEST(DownloadProgress, ShowsTheRateOfTheLastSecondsAndNotTooOften) {

@@ -74,6 +74,7 @@ TEST_F(RunCommand, RefusesFilesOfArraysThatItCannotTrust) {
         {MakeNpy(replaced("(1, 3, 2, 2)", "(65536, 65536)"), 12), "more than"},
         {MakeNpy(replaced("(1, 3, 2, 2)", "(99999999999,)"), 12), "damaged"},
         {MakeNpy(replaced("(1, 3, 2, 2)", "(1, -3, 2, 2)"), 12), "a dimension of -3"},
+        {MakeNpy(replaced("(1, 3, 2, 2)", "(1, 0, 2, 2)"), 0), "a dimension of 0"},
         {MakeNpy(replaced("(1, 3, 2, 2), }", "(1, 3, "), 12), "damaged"},
         {MakeNpy(replaced("(1, 3, 2, 2), }", ""), 12), "damaged"},
         {MakeNpy("{}", 12), "damaged"},
