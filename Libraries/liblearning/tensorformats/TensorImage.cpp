@@ -144,13 +144,8 @@ void TensorImage::Store(int x, int y, std::size_t count, const float* rgba) cons
     }
 }
 
-bool TensorImage::IsDirect(const Raster::PixelFormat& format) const noexcept {
+bool TensorImage::HasDirectWay(const Raster::PixelFormat& format) const noexcept {
     return m_isPlanar && m_picks.size() == 3 && format.code == Raster::Format::RGBA8;
-}
-
-/// Whether what is written will not stay in the cache until a model reads it.
-bool TensorImage::IsLarge() const noexcept {
-    return m_elements.size_bytes() > Raster::CacheShare;
 }
 
 PlaneBlock TensorImage::GetPlanes(int x, int y) const {
@@ -162,26 +157,21 @@ PlaneBlock TensorImage::GetPlanes(int x, int y) const {
     return block;
 }
 
-bool TensorImage::FillFrom(const Raster::ConstPixelView& source, const Raster::Rect& rect) const {
-    if (!IsDirect(*source.format)) {
-        return false;
-    }
+void TensorImage::FillFrom(const Raster::ConstPixelView& source, const Raster::Rect& rect) const {
     ConvertBytesToPlanes({source.At(rect.left, rect.top), source.stride},
                          GetPlanes(rect.left, rect.top), static_cast<std::size_t>(rect.GetWidth()),
-                         static_cast<std::size_t>(rect.GetHeight()), IsLarge());
-    return true;
+                         static_cast<std::size_t>(rect.GetHeight()),
+                         m_elements.size_bytes() > Raster::CacheShare);
 }
 
-bool TensorImage::ReadInto(const Raster::PixelView& target, const Raster::Rect& rect,
-                           bool isLarge) const {
-    if (!IsDirect(*target.format)) {
-        return false;
-    }
+void TensorImage::ReadInto(const Raster::PixelView& target, const Raster::Rect& rect) const {
+    const std::size_t size = target.format->GetPixelSize() *
+                             static_cast<std::size_t>(target.width) *
+                             static_cast<std::size_t>(target.height);
     ConvertPlanesToBytes(GetPlanes(rect.left, rect.top),
                          {target.At(rect.left, rect.top), target.stride},
                          static_cast<std::size_t>(rect.GetWidth()),
-                         static_cast<std::size_t>(rect.GetHeight()), isLarge);
-    return true;
+                         static_cast<std::size_t>(rect.GetHeight()), size > Raster::CacheShare);
 }
 
 }  // namespace Learning

@@ -29,14 +29,13 @@ public:
     void Load(int x, int y, std::size_t count, float* rgba) const;
     void Store(int x, int y, std::size_t count, const float* rgba) const;
 
-    // The quick way, for planes of red, green and blue: false if it is not open.
-    bool FillFrom(const Raster::ConstPixelView& source, const Raster::Rect& rect) const;
-    bool ReadInto(const Raster::PixelView& target, const Raster::Rect& rect, bool isLarge) const;
+    // The quick way, between planes of red, green and blue and RGBA8.
+    bool HasDirectWay(const Raster::PixelFormat& format) const noexcept;
+    void FillFrom(const Raster::ConstPixelView& source, const Raster::Rect& rect) const;
+    void ReadInto(const Raster::PixelView& target, const Raster::Rect& rect) const;
 
 private:
     void TakeShape(const std::vector<int>& dimensions, AxisOrder order);
-    bool IsDirect(const Raster::PixelFormat& format) const noexcept;
-    bool IsLarge() const noexcept;
     PlaneBlock GetPlanes(int x, int y) const;
     float* At(std::size_t channel, int x, int y) const noexcept;
 
@@ -59,9 +58,11 @@ public:
     void Read(int x, int y, std::size_t count, float* rgba) const override {
         m_image.Load(x, y, count, rgba);
     }
-    bool ConvertInto(const Raster::PixelView& target, const Raster::Rect& rect,
-                     bool isLarge) const override {
-        return m_image.ReadInto(target, rect, isLarge);
+    bool HasDirectWayInto(const Raster::PixelFormat& format) const noexcept override {
+        return m_image.HasDirectWay(format);
+    }
+    void ConvertInto(const Raster::PixelView& target, const Raster::Rect& rect) const override {
+        m_image.ReadInto(target, rect);
     }
 
 private:
@@ -78,9 +79,11 @@ public:
     void Read(int x, int y, std::size_t count, float* rgba) const override {
         m_image.Load(x, y, count, rgba);
     }
-    bool ConvertFrom(const Raster::ConstPixelView& source, const Raster::Rect& rect,
-                     bool /*isLarge*/) override {
-        return m_image.FillFrom(source, rect);
+    bool HasDirectWayFrom(const Raster::PixelFormat& format) const noexcept override {
+        return m_image.HasDirectWay(format);
+    }
+    void ConvertFrom(const Raster::ConstPixelView& source, const Raster::Rect& rect) override {
+        m_image.FillFrom(source, rect);
     }
 
 private:

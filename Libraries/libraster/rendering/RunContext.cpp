@@ -18,12 +18,6 @@ bool IsWholeShift(const AffineTransform::Params& transform) noexcept {
            IsWhole(transform.dx) && IsWhole(transform.dy);
 }
 
-bool IsLarge(const PixelView* view) noexcept {
-    return view != nullptr && static_cast<std::size_t>(view->width) * view->format->GetPixelSize() *
-                                      static_cast<std::size_t>(view->height) >
-                                  CacheShare;
-}
-
 /// The part of `rect` that the source, which is only translated, covers.
 Rect FindCovered(const RunContext& context, const Rect& rect) noexcept {
     const auto move = [](int edge, int by, long long limit) {
@@ -36,29 +30,30 @@ Rect FindCovered(const RunContext& context, const Rect& rect) noexcept {
     return covered.Intersect(rect);
 }
 
-/// Direct conversion without translation, by the target from a view or by the source into one.
-bool ConvertInPlace(const RunContext& context, const Rect& rect) {
-    const HostRun& run = context.run;
-    const ConstPixelView* const from = run.source->GetView();
-    const PixelView* const to = run.destination->GetView();
-    return (from != nullptr && run.destination->ConvertFrom(*from, rect, context.isLarge)) ||
-           (to != nullptr && run.source->ConvertInto(*to, rect, context.isLarge));
+/// Direct conversion without translation, by the target from a view.
+void ConvertFromRows(const RunContext& context, const Rect& rect) {
+    context.run.destination->ConvertFrom(*context.run.source->GetView(), rect);
+}
+
+/// Direct conversion without translation, by the source into a view.
+void ConvertIntoRows(const RunContext& context, const Rect& rect) {
+    context.run.source->ConvertInto(*context.run.destination->GetView(), rect);
 }
 
 /// Direct conversion between views with translation; pixels that the source does not cover become
 /// 0.
-bool ConvertShifted(const RunContext& context, const Rect& rect) {
+void ConvertShifted(const RunContext& context, const Rect& rect) {
     ConstPixelView from = *context.run.source->GetView();
     PixelView to = *context.run.destination->GetView();
     const Rect covered = FindCovered(context, rect);
     ClearAround(to, rect, covered);
     if (covered.IsEmpty()) {
-        return true;
+        return;
     }
     from.pixels = from.At(covered.left - context.shiftX, covered.top - context.shiftY);
     to.pixels = to.At(covered.left, covered.top);
     const Rect block{0, 0, covered.right - covered.left, covered.bottom - covered.top};
-    return ViewTarget(to).ConvertFrom(from, block, context.isLarge);
+    ViewTarget(to).ConvertFrom(from, block);
 }
 
 /// The direct conversion for the whole run; null if there is none.
@@ -66,17 +61,21 @@ DirectWay FindDirectWay(const RunContext& context) {
     if (!context.IsPlain()) {
         return nullptr;
     }
-    constexpr Rect Nothing{};  // which only tests for a conversion
+    const SpanSource& source = *context.run.source;
+    const SpanTarget& destination = *context.run.destination;
+    const ConstPixelView* const from = source.GetView();
+    const PixelView* const to = destination.GetView();
     const bool isInPlace = context.shiftX == 0 && context.shiftY == 0 &&
                            FindCovered(context, context.rect) == context.rect;
-    if (isInPlace) {
-        return ConvertInPlace(context, Nothing) ? ConvertInPlace : nullptr;
+    if (!isInPlace) {
+        const bool isKnown =
+            from != nullptr && to != nullptr && ViewTarget(*to).HasDirectWayFrom(*from->format);
+        return isKnown ? ConvertShifted : nullptr;
     }
-    const ConstPixelView* const from = context.run.source->GetView();
-    const PixelView* const to = context.run.destination->GetView();
-    const bool isKnown =
-        from != nullptr && to != nullptr && ViewTarget(*to).ConvertFrom(*from, Nothing, false);
-    return isKnown ? ConvertShifted : nullptr;
+    if (from != nullptr && destination.HasDirectWayFrom(*from->format)) {
+        return ConvertFromRows;
+    }
+    return to != nullptr && source.HasDirectWayInto(*to->format) ? ConvertIntoRows : nullptr;
 }
 
 }  // namespace
@@ -88,7 +87,6 @@ bool RunContext::IsPlain() const noexcept {
 
 RunContext PrepareRun(const HostRun& run, const Rect& rect) {
     RunContext context{run, rect};
-    context.isLarge = IsLarge(run.destination->GetView());
     const auto& transform = run.rendering->transform;
     if (transform && !IsWholeShift(*transform)) {
         const auto inverse = transform->Invert();

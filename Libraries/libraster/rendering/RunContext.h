@@ -13,7 +13,7 @@ namespace Raster {
 struct RunContext;
 
 /// Converts a part of the destination without the intermediate.
-using DirectWay = bool (*)(const RunContext& context, const Rect& rect);
+using DirectWay = void (*)(const RunContext& context, const Rect& rect);
 
 /// The data shared by all tiles of a run.
 struct RunContext {
@@ -22,7 +22,6 @@ struct RunContext {
     int shiftX = 0;
     int shiftY = 0;
     std::unique_ptr<const Resampler> resampler = nullptr;  // null if pixels are only translated
-    bool isLarge = false;
     DirectWay direct = nullptr;  // null if pixels must pass through the intermediate
 
     /// Whether the source's pixels replace the destination's, without mask and stages.

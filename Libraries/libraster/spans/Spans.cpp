@@ -1,23 +1,53 @@
 #include "Raster/Spans.h"
 
 #include "formats/DirectConversions.h"
+#include "spans/CacheShare.h"
 
 #include <algorithm>
 
 namespace Raster {
 
+namespace {
+
+/// Calls `convert(x, y, count, rgba)` for each span of `rect`; `rgba` has room for it.
+template <class Convert>
+void ForSpans(const Rect& rect, const Convert& convert) {
+    alignas(64) float rgba[MaximumSpanLength * 4];
+    for (int y = rect.top; y < rect.bottom; ++y) {
+        const auto width = static_cast<std::size_t>(rect.GetWidth());
+        for (std::size_t i = 0; i < width; i += MaximumSpanLength) {
+            convert(rect.left + static_cast<int>(i), y, std::min(MaximumSpanLength, width - i),
+                    rgba);
+        }
+    }
+}
+
+}  // namespace
+
 SpanSource::~SpanSource() = default;
 
-bool SpanSource::ConvertInto(const PixelView& /*target*/, const Rect& /*rect*/,
-                             bool /*isLarge*/) const {
+bool SpanSource::HasDirectWayInto(const PixelFormat& /*format*/) const noexcept {
     return false;
+}
+
+void SpanSource::ConvertInto(const PixelView& target, const Rect& rect) const {
+    ForSpans(rect, [&](int x, int y, std::size_t count, float* rgba) {
+        Read(x, y, count, rgba);
+        target.format->write(rgba, target.At(x, y), count);
+    });
 }
 
 SpanTarget::~SpanTarget() = default;
 
-bool SpanTarget::ConvertFrom(const ConstPixelView& /*source*/, const Rect& /*rect*/,
-                             bool /*isLarge*/) {
+bool SpanTarget::HasDirectWayFrom(const PixelFormat& /*format*/) const noexcept {
     return false;
+}
+
+void SpanTarget::ConvertFrom(const ConstPixelView& source, const Rect& rect) {
+    ForSpans(rect, [&](int x, int y, std::size_t count, float* rgba) {
+        source.format->read(source.At(x, y), rgba, count);
+        Write(x, y, count, rgba);
+    });
 }
 
 void ViewSource::Read(int x, int y, std::size_t count, float* rgba) const {
@@ -32,22 +62,28 @@ void ViewTarget::Read(int x, int y, std::size_t count, float* rgba) const {
     m_view.format->read(m_view.At(x, y), rgba, count);
 }
 
-bool ViewTarget::ConvertFrom(const ConstPixelView& source, const Rect& rect, bool isLarge) {
-    const SourceBlock from{source.At(rect.left, rect.top), source.stride};
-    const DestinationBlock to{m_view.At(rect.left, rect.top), m_view.stride};
+/// Null if there is none.
+BlockConverter ViewTarget::FindConverter(const PixelFormat& source) const noexcept {
+    const auto& converters = m_view.format->directConversions;
+    const auto found = std::ranges::find(converters, &source, &DirectConversion::source);
+    return found != converters.end() ? found->convert : nullptr;
+}
+
+bool ViewTarget::HasDirectWayFrom(const PixelFormat& format) const noexcept {
+    return &format == m_view.format || FindConverter(format) != nullptr;
+}
+
+void ViewTarget::ConvertFrom(const ConstPixelView& source, const Rect& rect) {
+    const bool isSame = source.format == m_view.format;
+    const BlockConverter convert = isSame ? CopyBlock : FindConverter(*source.format);
+    if (convert == nullptr) {
+        return SpanTarget::ConvertFrom(source, rect);
+    }
     const auto width = static_cast<std::size_t>(rect.GetWidth());
-    const auto height = static_cast<std::size_t>(rect.GetHeight());
-    if (source.format == m_view.format) {
-        CopyBlock(from, to, width * m_view.format->GetPixelSize(), height, isLarge);
-        return true;
-    }
-    const auto direct = std::ranges::find(m_view.format->directConversions, source.format,
-                                          &DirectConversion::source);
-    if (direct == m_view.format->directConversions.end()) {
-        return false;
-    }
-    direct->convert(from, to, width, height, isLarge);
-    return true;
+    convert({source.At(rect.left, rect.top), source.stride},
+            {m_view.At(rect.left, rect.top), m_view.stride},
+            isSame ? width * m_view.format->GetPixelSize() : width,
+            static_cast<std::size_t>(rect.GetHeight()), ExceedsCacheShare(m_view));
 }
 
 }  // namespace Raster

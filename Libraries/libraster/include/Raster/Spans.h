@@ -26,10 +26,11 @@ public:
     /// them inside, to `rgba`, which is as for SpanReader.
     virtual void Read(int x, int y, std::size_t count, float* rgba) const = 0;
 
-    /// Converts the pixels of `rect` directly into `target` at the same place; false, whatever
-    /// `rect` is, if there is no direct conversion. An empty `rect` only tests for one. `isLarge`
-    /// as for BlockConverter. Called concurrently, for distinct pixels.
-    virtual bool ConvertInto(const PixelView& target, const Rect& rect, bool isLarge) const;
+    /// Whether ConvertInto() is quicker than Read() for targets of that format.
+    virtual bool HasDirectWayInto(const PixelFormat& format) const noexcept;
+    /// Converts the pixels of `rect` into `target` at the same place: directly where
+    /// HasDirectWayInto() says so, else span by span. Called concurrently, for distinct pixels.
+    virtual void ConvertInto(const PixelView& target, const Rect& rect) const;
 
     /// The pixels in memory, GetWidth() x GetHeight() of them; null if they are not in memory.
     virtual const ConstPixelView* GetView() const noexcept { return nullptr; }
@@ -57,8 +58,9 @@ public:
     /// Reads the target's pixels, for blending.
     virtual void Read(int x, int y, std::size_t count, float* rgba) const = 0;
 
-    /// As SpanSource::ConvertInto(), from the target's side.
-    virtual bool ConvertFrom(const ConstPixelView& source, const Rect& rect, bool isLarge);
+    // As HasDirectWayInto() and ConvertInto() of SpanSource, from the target's side.
+    virtual bool HasDirectWayFrom(const PixelFormat& format) const noexcept;
+    virtual void ConvertFrom(const ConstPixelView& source, const Rect& rect);
 
     virtual const PixelView* GetView() const noexcept { return nullptr; }
 
@@ -84,11 +86,14 @@ public:
     explicit ViewTarget(const PixelView& view) noexcept : m_view(view) {}
     void Write(int x, int y, std::size_t count, const float* rgba) override;
     void Read(int x, int y, std::size_t count, float* rgba) const override;
-    /// Tries the direct conversions of the format.
-    bool ConvertFrom(const ConstPixelView& source, const Rect& rect, bool isLarge) override;
+    // By the direct conversions of the format.
+    bool HasDirectWayFrom(const PixelFormat& format) const noexcept override;
+    void ConvertFrom(const ConstPixelView& source, const Rect& rect) override;
     const PixelView* GetView() const noexcept override { return &m_view; }
 
 private:
+    BlockConverter FindConverter(const PixelFormat& source) const noexcept;
+
     PixelView m_view;
 };
 
