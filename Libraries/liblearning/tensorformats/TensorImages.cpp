@@ -2,7 +2,7 @@
 
 #include "Raster/Rendering.h"
 
-#include "tensorformats/TensorImage.h"
+#include "tensorformats/TensorSamples.h"
 
 #include <cmath>
 #include <stdexcept>
@@ -18,8 +18,8 @@ Area ToArea(const Raster::Rect& rect) {
             static_cast<double>(rect.right), static_cast<double>(rect.bottom)};
 }
 
-Raster::Rect GetBounds(const TensorImage& image) {
-    return {0, 0, image.GetWidth(), image.GetHeight()};
+Raster::Rect GetBounds(const Raster::PlaneView& planes) {
+    return {0, 0, planes.width, planes.height};
 }
 
 Area FindPictureArea(const Raster::DynamicBitmap& bitmap, const TensorMapping& mapping) {
@@ -71,26 +71,27 @@ Raster::Rendering Resample(const Area& from, const Area& to, Raster::Sampler sam
     return rendering;
 }
 
-void Fill(const TensorImage& image, const Raster::DynamicBitmap& bitmap,
+void Fill(const Raster::PlaneView& planes, const Raster::DynamicBitmap& bitmap,
           const TensorMapping& mapping) {
+    Raster::PlaneTarget destination(planes);
     const Area area = FindPictureArea(bitmap, mapping);
     const Raster::Rect pixels = FindTouched(area);
-    const Raster::Rect bounds = GetBounds(image);
+    const Raster::Rect bounds = GetBounds(planes);
     const Raster::Rendering rendering =
         Resample(SeeFrom(pixels, area), ToArea(bounds), mapping.sampler);
     bitmap.SyncHostCache(nullptr, false, nullptr);
     const Raster::ViewSource source(Crop(bitmap.GetHostView(), pixels));
-    TensorTarget destination(image);
     Raster::RunHostPath({&source, &destination, nullptr, &rendering, nullptr}, bounds);
 }
 
-void Read(const TensorImage& image, Raster::DynamicBitmap& bitmap, const TensorMapping& mapping) {
+void Read(const Raster::PlaneView& planes, Raster::DynamicBitmap& bitmap,
+          const TensorMapping& mapping) {
+    const Raster::PlaneSource source(planes);
     const Area area = FindPictureArea(bitmap, mapping);
     Raster::Rect pixels = FindCentred(area).Intersect(bitmap.GetBounds());
     const Raster::Rendering rendering =
-        Resample(ToArea(GetBounds(image)), SeeFrom(pixels, area), mapping.sampler);
+        Resample(ToArea(GetBounds(planes)), SeeFrom(pixels, area), mapping.sampler);
     bitmap.SyncHostCache(&pixels, true, nullptr);
-    const TensorSource source(image);
     const Raster::PixelView view = Crop(bitmap.GetHostView(), pixels);
     Raster::ViewTarget destination(view);
     Raster::RunHostPath({&source, &destination, nullptr, &rendering, nullptr}, view.GetBounds());
@@ -101,22 +102,22 @@ void Read(const TensorImage& image, Raster::DynamicBitmap& bitmap, const TensorM
 
 void FillTensorCHW(Tensor& tensor, const Raster::DynamicBitmap& bitmap,
                    const TensorMapping& mapping) {
-    Fill({tensor, AxisOrder::CHW, mapping}, bitmap, mapping);
+    Fill(ViewSamples(tensor, AxisOrder::CHW, mapping), bitmap, mapping);
 }
 
 void FillTensorHWC(Tensor& tensor, const Raster::DynamicBitmap& bitmap,
                    const TensorMapping& mapping) {
-    Fill({tensor, AxisOrder::HWC, mapping}, bitmap, mapping);
+    Fill(ViewSamples(tensor, AxisOrder::HWC, mapping), bitmap, mapping);
 }
 
 void ReadTensorCHW(const Tensor& tensor, Raster::DynamicBitmap& bitmap,
                    const TensorMapping& mapping) {
-    Read({tensor, AxisOrder::CHW, mapping}, bitmap, mapping);
+    Read(ViewSamples(tensor, AxisOrder::CHW, mapping), bitmap, mapping);
 }
 
 void ReadTensorHWC(const Tensor& tensor, Raster::DynamicBitmap& bitmap,
                    const TensorMapping& mapping) {
-    Read({tensor, AxisOrder::HWC, mapping}, bitmap, mapping);
+    Read(ViewSamples(tensor, AxisOrder::HWC, mapping), bitmap, mapping);
 }
 
 }  // namespace Learning

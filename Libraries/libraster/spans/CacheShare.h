@@ -8,7 +8,10 @@
 
 namespace Raster {
 
-/// Whether a whole picture of that size exceeds CacheShare, whatever part of it is written.
+/// A picture of more bytes does not stay in the cache until it is read: half of a usual last level.
+inline constexpr std::size_t CacheShare = std::size_t{16} << 20;
+
+/// Whether a whole picture of that size exceeds it, whatever part of it is written.
 inline bool ExceedsCacheShare(int width, int height, std::size_t pixelSize) noexcept {
     return static_cast<std::size_t>(width) * pixelSize * static_cast<std::size_t>(height) >
            CacheShare;

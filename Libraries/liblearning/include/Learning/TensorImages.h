@@ -6,7 +6,7 @@
 #include "Learning/Export.h"
 #include "Learning/Tensor.h"
 #include "Raster/DynamicBitmap.h"
-#include "Raster/PixelView.h"
+#include "Raster/Planes.h"
 #include "Raster/Sampler.h"
 
 #include <array>
@@ -30,11 +30,7 @@ namespace Learning {
 // meanwhile.
 
 /// What a tensor holds for the value v of a channel, 0..1: (v * range - mean) / deviation.
-struct ChannelMapping {
-    float range = 1;  // 255 for models that want 0..255
-    float mean = 0;
-    float deviation = 1;
-};
+using ChannelMapping = Raster::ChannelMapping;
 
 /// What the channels of a tensor are.
 enum class TensorChannels : std::uint8_t {

@@ -41,12 +41,8 @@ struct DestinationBlock {
     std::ptrdiff_t stride;
 };
 
-/// A picture of more bytes is evicted from the cache before it is read: half of a usual last-level
-/// cache.
-inline constexpr std::size_t CacheShare = std::size_t{16} << 20;
-
-/// Converts a block at once. `isLarge`: the whole picture exceeds CacheShare, so non-temporal
-/// stores, which bypass the cache, are faster.
+/// Converts a block at once. `isLarge`: the whole picture is evicted from the cache before it is
+/// read, so non-temporal stores, which bypass the cache, are faster.
 using BlockConverter = void (*)(const SourceBlock& source, const DestinationBlock& destination,
                                 std::size_t width, std::size_t height, bool isLarge);
 
