@@ -1,4 +1,4 @@
-// When it pays to write around the cache.
+// When non-temporal stores, which bypass the cache, are faster.
 
 #pragma once
 
@@ -8,7 +8,7 @@
 
 namespace Raster {
 
-/// A picture of more bytes does not stay in the cache until it is read: half of a usual last level.
+/// A picture of more bytes is evicted before it is read: half of a usual last-level cache.
 inline constexpr std::size_t CacheShare = std::size_t{16} << 20;
 
 /// Whether a whole picture of that size exceeds it, whatever part of it is written.

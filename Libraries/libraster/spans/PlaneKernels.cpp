@@ -190,7 +190,7 @@ void WritePlanes(const float* rgba, const PlaneView& view, float* samples, std::
 
 // --- between bytes and planes ---
 
-/// Whether whole vectors may be written around the cache from there on.
+/// Whether non-temporal stores, which need alignment, are possible from there on.
 bool IsAligned(const void* row) {
     return reinterpret_cast<std::uintptr_t>(row) % (LaneCount * sizeof(float)) == 0;
 }

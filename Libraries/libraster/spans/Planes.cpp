@@ -14,12 +14,12 @@ namespace {
 
 using Role = PlaneChannel::Role;
 
-bool HasWayBack(const ChannelMapping& mapping) noexcept {
+bool IsInvertible(const ChannelMapping& mapping) noexcept {
     return std::isfinite(mapping.range) && mapping.range != 0 && std::isfinite(mapping.mean) &&
            std::isfinite(mapping.deviation) && mapping.deviation != 0;
 }
 
-/// `view` itself if it has a meaning.
+/// `view` if its channels are valid.
 template <class View>
 const View& Check(const View& view) {
     if (view.channelCount < 1 || view.channelCount > view.channels.size()) {
@@ -30,10 +30,10 @@ const View& Check(const View& view) {
         const auto& [role, mapping] = view.channels[i];
         const unsigned holds = role == Role::Luma ? 7U : 1U << static_cast<unsigned>(role);
         if ((held & holds) != 0) {
-            throw std::invalid_argument("two channels hold the same");
+            throw std::invalid_argument("two channels hold the same colour");
         }
         held |= holds;
-        if (!HasWayBack(mapping)) {
+        if (!IsInvertible(mapping)) {
             throw std::invalid_argument(
                 "the mapping of a channel has a range or a deviation of 0, or what is no number");
         }

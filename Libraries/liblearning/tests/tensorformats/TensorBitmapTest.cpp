@@ -157,6 +157,21 @@ TYPED_TEST(TensorBitmap, PassesPipelinesUnchangedBothWays) {
     EXPECT_TRUE(result.IsEqual(bytes));
 }
 
+TYPED_TEST(TensorBitmap, IsWrittenWithinTheRectangleOnly) {
+    const Rect inside{1, 1, Width - 1, Height - 1};
+    TypeParam zeroed(Shape);
+    std::memcpy(zeroed.GetHostView().pixels, this->m_bitmap.GetHostView().pixels,
+                this->Count * this->PixelCount * sizeof(float));
+    DynamicBitmap black(Width, Height, Format::RGBAF);
+    ASSERT_TRUE((Pipeline<TypeParam, DynamicBitmap>::Run(zeroed, black, nullptr, inside)));
+    for (std::size_t i = 0; i < this->Count * this->PixelCount; ++i) {
+        const auto x = static_cast<int>(i / this->Count % Width);
+        const auto y = static_cast<int>(i / this->Count / Width);
+        const bool isInside = inside.Intersect({x, y, x + 1, y + 1}) == Rect{x, y, x + 1, y + 1};
+        ASSERT_EQ(zeroed.GetValueAtIndexedSubscript(i), isInside ? 0 : this->GetSample(i)) << i;
+    }
+}
+
 TYPED_TEST(TensorBitmap, IsMirroredPixelByPixel) {
     Rendering mirror;
     mirror.transform = AffineTransform::Params{-1, 0, 0, 1, Width, 0};

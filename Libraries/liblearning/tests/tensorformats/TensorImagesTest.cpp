@@ -168,7 +168,10 @@ TEST(TensorImages, RefuseWhatHasNoMeaning) {
         {{3, 2, 2}, {.mappings = {{{0, 0, 1}}}}},
         {{3, 2, 2}, {.mappings = {{{}, {}, {1, 0, NAN}}}}},
         {{3, 2, 2}, {.tensorArea = Raster::Rect{0, 0, 3, 2}}},
+        {{3, 2, 2}, {.pictureArea = Area{-0.1, 0, 4, 3}}},
+        {{3, 2, 2}, {.pictureArea = Area{0, -0.1, 4, 3}}},
         {{3, 2, 2}, {.pictureArea = Area{0, 0, 4.1, 3}}},
+        {{3, 2, 2}, {.pictureArea = Area{0, 0, 4, 3.1}}},
         {{3, 2, 2}, {.pictureArea = Area{0, 0, NAN, 3}}},
         {{3, 2, 2}, {.pictureArea = Area{0, 0, 1e-310, 1}}}};
     for (const auto& [shape, mapping] : cases) {

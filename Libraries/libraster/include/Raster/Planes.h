@@ -17,7 +17,7 @@ struct ChannelMapping {
     float deviation = 1;
 };
 
-/// What a plane holds, or each n-th of interleaved samples.
+/// The meaning of one channel: of a plane, or of each n-th of interleaved samples.
 struct PlaneChannel {
     enum class Role : std::uint8_t { Red, Green, Blue, Alpha, Luma };
 
@@ -25,8 +25,8 @@ struct PlaneChannel {
     ChannelMapping mapping{};
 };
 
-/// Float samples of pixels, which someone else owns. Where colours are missing they are 0, and
-/// alpha 1; luma (BT.601, of the encoded values) stands for equal red, green and blue.
+/// Float samples of pixels, not owned. Missing colours are 0 and missing alpha is 1; luma
+/// (BT.601, of the encoded values) stands for equal red, green and blue.
 template <class Sample>
 struct BasicPlaneView {
     Sample* samples = nullptr;       // of the first channel of the first pixel
@@ -52,15 +52,15 @@ struct BasicPlaneView {
 using PlaneView = BasicPlaneView<float>;
 using ConstPlaneView = BasicPlaneView<const float>;
 
-// Constructors throw std::invalid_argument unless there are one to four channels, of which no two
-// hold the same, and each mapping has a way back: all its numbers are finite, and neither range nor
+// Constructors throw std::invalid_argument unless there are one to four channels, no two of the
+// same colour, and each mapping is invertible: all its numbers are finite, and neither range nor
 // deviation is 0. Samples must outlive the object.
 
 class RASTER_API PlaneSource final : public SpanSource {
 public:
     explicit PlaneSource(const ConstPlaneView& view);
     void Read(int x, int y, std::size_t count, float* rgba) const override;
-    // Planes of red, green and blue, in any order, into RGBA8.
+    // Direct from planes of red, green and blue, in any order, into RGBA8.
     bool HasDirectWayInto(const PixelFormat& format) const noexcept override;
     void ConvertInto(const PixelView& target, const Rect& rect) const override;
 
@@ -73,7 +73,7 @@ public:
     explicit PlaneTarget(const PlaneView& view);
     void Write(int x, int y, std::size_t count, const float* rgba) override;
     void Read(int x, int y, std::size_t count, float* rgba) const override;
-    // And back.
+    // Direct from RGBA8 into planes of red, green and blue.
     bool HasDirectWayFrom(const PixelFormat& format) const noexcept override;
     void ConvertFrom(const ConstPixelView& source, const Rect& rect) override;
 
