@@ -52,7 +52,7 @@ public:
         if (passes == 1 || target.IsDirect()) {
             ReadRows(*decoder, passes, target, abort);
         } else {
-            ReadByWayOfWhole(*decoder, passes, target, abort);
+            ReadInterlaced(*decoder, passes, target, abort);
         }
     }
 
@@ -81,8 +81,7 @@ private:
 
     /// For interlaced files that must be converted or reoriented: decodes all passes into a bitmap
     /// of the file's format first.
-    void ReadByWayOfWhole(Decoder& decoder, int passes, RowTarget& target,
-                          const bool* abort) const {
+    void ReadInterlaced(Decoder& decoder, int passes, RowTarget& target, const bool* abort) const {
         const PixelFormat& format = GetPixelFormat(m_head.format);
         DynamicBitmap whole(m_head.width, m_head.height, format, MipmapMode::None,
                             HardwareCachePolicy::Never);

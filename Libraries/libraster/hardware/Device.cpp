@@ -106,7 +106,7 @@ Device* Open(cl_device_id id) {
 Device* OpenFirst(cl_device_type type) {
     for (const cl_device_id id : GetDeviceIds(type)) {
         Device* const device = Open(id);
-        if (device != nullptr && !device->IsGivenUp()) {
+        if (device != nullptr && !device->IsDisabled()) {
             return device;
         }
     }
@@ -177,11 +177,11 @@ Device* Device::Find(void* handle) {
     const Kernel::ScopedLock lock(registry.section);
     const auto found = std::find_if(registry.devices.begin(), registry.devices.end(),
                                     [&](const auto& device) { return device.get() == handle; });
-    return found != registry.devices.end() && !(*found)->IsGivenUp() ? found->get() : nullptr;
+    return found != registry.devices.end() && !(*found)->IsDisabled() ? found->get() : nullptr;
 }
 
-void Device::Blame(const OpenCLError& error) noexcept {
-    if (!error.IsOutOfMemory() && !m_isGivenUp.exchange(true)) {
+void Device::HandleError(const OpenCLError& error) noexcept {
+    if (!error.IsOutOfMemory() && !m_isDisabled.exchange(true)) {
         Kernel::Log::Write("The OpenCL device %1 is no longer used: %2\n", m_name, error.what());
     }
 }

@@ -37,10 +37,10 @@ public:
     /// used.
     static Device* Find(void* handle);
 
-    bool IsGivenUp() const noexcept { return m_isGivenUp; }
+    bool IsDisabled() const noexcept { return m_isDisabled; }
     /// Disables the device for the rest of the process, and logs why, once; out of memory is
     /// ignored.
-    void Blame(const OpenCLError& error) noexcept;
+    void HandleError(const OpenCLError& error) noexcept;
 
     /// Whether that program was tried and can't be built.
     bool IsKnownToFail(const KernelDescriptor& descriptor);
@@ -67,7 +67,7 @@ private:
     Kernel::Counted<DeviceImage> m_identity;
     Kernel::CriticalSection m_section;  // guards the programs, whose arguments are set one by one
     std::map<KernelKey, std::unique_ptr<KernelProgram>> m_programs;  // null for what did not build
-    std::atomic<bool> m_isGivenUp = false;
+    std::atomic<bool> m_isDisabled = false;
 };
 
 }  // namespace Raster

@@ -35,7 +35,7 @@ DeviceCopy::~DeviceCopy() = default;
 
 void* DeviceCopy::GetDevice() const noexcept {
     const Kernel::ScopedLock lock(m_section);
-    return m_image && !m_image->GetDevice().IsGivenUp() ? &m_image->GetDevice() : nullptr;
+    return m_image && !m_image->GetDevice().IsDisabled() ? &m_image->GetDevice() : nullptr;
 }
 
 std::uintptr_t DeviceCopy::GetQueue() const noexcept {
@@ -64,7 +64,7 @@ bool DeviceCopy::MakeImage(Device& device, const PixelView& host) {
         m_staleOnDevice = host.GetBounds();
         return true;
     } catch (const OpenCLError& error) {
-        device.Blame(error);
+        device.HandleError(error);
         return false;
     }
 }
@@ -87,7 +87,7 @@ void DeviceCopy::Download(const PixelView& host, const Rect& overwritten) noexce
     if (!m_image) {
         return;
     }
-    if (m_image->GetDevice().IsGivenUp()) {
+    if (m_image->GetDevice().IsDisabled()) {
         Leave(host);
     } else if (!Contains(overwritten, m_staleOnHost)) {
         MoveToHost(host);
@@ -96,7 +96,7 @@ void DeviceCopy::Download(const PixelView& host, const Rect& overwritten) noexce
 
 bool DeviceCopy::Upload(void* device, const PixelView& host, const Rect& overwritten) {
     const Kernel::ScopedLock lock(m_section);
-    if (!m_image || &m_image->GetDevice() != device || m_image->GetDevice().IsGivenUp()) {
+    if (!m_image || &m_image->GetDevice() != device || m_image->GetDevice().IsDisabled()) {
         return false;
     }
     if (Contains(overwritten, m_staleOnDevice)) {
@@ -107,7 +107,7 @@ bool DeviceCopy::Upload(void* device, const PixelView& host, const Rect& overwri
         m_staleOnDevice = {};
         return true;
     } catch (const OpenCLError& error) {
-        m_image->GetDevice().Blame(error);
+        m_image->GetDevice().HandleError(error);
         return false;
     }
 }
@@ -136,7 +136,7 @@ void DeviceCopy::MoveToHost(const PixelView& host) noexcept {
     try {
         m_image->Download(host, m_staleOnHost);
     } catch (const OpenCLError& error) {
-        m_image->GetDevice().Blame(error);
+        m_image->GetDevice().HandleError(error);
         Kernel::Log::Write("Pixels of a bitmap are lost with the device that held them.\n");
         m_staleOnDevice = Unite(m_staleOnDevice, m_staleOnHost);
     }

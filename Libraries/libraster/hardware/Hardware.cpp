@@ -50,7 +50,7 @@ bool IsWithin(const Rect& rect, const KernelImage& image) noexcept {
 template <class Implementation>
 void* Hardware<Implementation>::GetDevice() {
     Device* const device = isChosen ? chosen.load() : ChooseOnce();
-    return device != nullptr && !device->IsGivenUp() ? device : nullptr;
+    return device != nullptr && !device->IsDisabled() ? device : nullptr;
 }
 
 template <class Implementation>
@@ -124,7 +124,7 @@ bool ExecuteKernel(const KernelDescriptor& descriptor, const Rect& rect) {
     try {
         return device->Run(descriptor, rect);
     } catch (const OpenCLError& error) {
-        device->Blame(error);
+        device->HandleError(error);
         return false;
     }
 }

@@ -192,10 +192,10 @@ AffineResampler::AffineResampler(const SpanSource& source, const AffineTransform
       m_table(sampler),
       m_picture(&source),
       m_toPicture(inverse) {
-    constexpr double NotWorthIt = 1.001;
+    constexpr double SmallestReduction = 1.001;
     const double stepX = std::hypot(inverse.xx, inverse.xy);
     const double stepY = std::hypot(inverse.yx, inverse.yy);
-    if (std::max(stepX, stepY) > NotWorthIt && m_width > 0 && m_height > 0) {
+    if (std::max(stepX, stepY) > SmallestReduction && m_width > 0 && m_height > 0) {
         Reduce(source, std::max(stepX, 1.0), std::max(stepY, 1.0), rect, abort);
     }
 }

@@ -13,7 +13,7 @@ namespace {
 /// mapped edges, below a visible difference.
 constexpr double Tolerance = 1e-6;
 
-double Settle(double edge, double whole) noexcept {
+double SnapToInteger(double edge, double whole) noexcept {
     const double nearest = std::round(edge);
     return std::fabs(edge - nearest) < Tolerance ? nearest : whole;
 }
@@ -54,10 +54,10 @@ Kernel::RectT<int> AffineTransform::Params::MapRect(const Kernel::RectT<int>& re
                      std::max(image.right, corner.x), std::max(image.bottom, corner.y)};
         }
     }
-    return {ToInt(Settle(image.left, std::floor(image.left))),
-            ToInt(Settle(image.top, std::floor(image.top))),
-            ToInt(Settle(image.right, std::ceil(image.right))),
-            ToInt(Settle(image.bottom, std::ceil(image.bottom)))};
+    return {ToInt(SnapToInteger(image.left, std::floor(image.left))),
+            ToInt(SnapToInteger(image.top, std::floor(image.top))),
+            ToInt(SnapToInteger(image.right, std::ceil(image.right))),
+            ToInt(SnapToInteger(image.bottom, std::ceil(image.bottom)))};
 }
 
 AffineTransform::Params AffineTransform::Params::Compose(const Params& inner) const noexcept {
