@@ -14,9 +14,9 @@ namespace Kernel {
 /// Owns an open file and closes it. All failures but those of closing are IoException.
 class FileHandle {
 public:
-    static std::unique_ptr<FileHandle> OpenForReading(const String& path);
     enum class Existing { Truncate, Refuse };
 
+    static std::unique_ptr<FileHandle> OpenForReading(const String& path);
     /// Creates a file; what becomes of one that is there is said by `existing`.
     static std::unique_ptr<FileHandle> CreateForWriting(const String& path, Existing existing);
     /// Creates an empty file that only the current user may open; false if there is one already.
@@ -24,22 +24,18 @@ public:
     /// Moves the file `source` to the place of `target` in one step that survives a loss of power.
     static void Replace(const String& source, const String& target);
 
-    FileHandle(int descriptor, const String& path) : m_descriptor(descriptor), m_path(path) {}
+    FileHandle() = default;
     FileHandle(const FileHandle&) = delete;
     FileHandle& operator=(const FileHandle&) = delete;
-    ~FileHandle();
+    virtual ~FileHandle() = default;
 
     /// Reads what is there at `position`, up to the size of `buffer`; 0 at the end.
-    std::size_t ReadAt(std::uint64_t position, std::span<std::byte> buffer);
+    virtual std::size_t ReadAt(std::uint64_t position, std::span<std::byte> buffer) = 0;
     /// Writes all of `bytes` at the position of the last write.
-    void Write(std::span<const std::byte> bytes);
-    std::uint64_t GetSize();
+    virtual void Write(std::span<const std::byte> bytes) = 0;
+    virtual std::uint64_t GetSize() = 0;
     /// Returns once everything written is safe on the disk.
-    void Sync();
-
-private:
-    int m_descriptor;
-    String m_path;
+    virtual void Sync() = 0;
 };
 
 }  // namespace Kernel

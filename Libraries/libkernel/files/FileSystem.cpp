@@ -6,7 +6,6 @@
 #include "files/FileHandle.h"
 #include "files/RandomName.h"
 
-#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <limits>
@@ -21,7 +20,9 @@ constexpr std::chrono::hours AbandonedAge{48};
 
 std::filesystem::path ToPath(const String& path) {
     if (std::string_view(path).find('\0') != std::string_view::npos) {
-        throw IoException("use", path, EINVAL);  // the system would see another path
+        throw IoException("use", path,
+                          std::make_error_code(
+                              std::errc::invalid_argument));  // the system would see another path
     }
     return std::filesystem::path(reinterpret_cast<const char8_t*>(path.begin()),
                                  reinterpret_cast<const char8_t*>(path.end()));
@@ -88,7 +89,7 @@ String GetCanonicalPath(const String& path) {
     try {
         return FromPath(std::filesystem::weakly_canonical(std::filesystem::absolute(ToPath(path))));
     } catch (const std::filesystem::filesystem_error& error) {
-        throw IoException("find", path, error.code().value());
+        throw IoException("find", path, error.code());
     }
 }
 
@@ -105,7 +106,7 @@ String GetTemporaryFolder() {
     std::error_code error;
     const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
     if (error) {
-        throw IoException("use", "the folder for temporary files", error.value());
+        throw IoException("use", "the folder for temporary files", error);
     }
     return FromPath(folder);
 }
@@ -134,7 +135,8 @@ String GetUniqueTemporaryFilename(const String& pattern) {
             return path;
         }
     }
-    throw IoException("create", path, EEXIST);  // a pattern without "%1"
+    // A pattern without "%1".
+    throw IoException("create", path, std::make_error_code(std::errc::file_exists));
 }
 
 }  // namespace Kernel::FileSystem

@@ -10,10 +10,16 @@
 #include <cstdio>
 #include <limits>
 #include <string_view>
+#include <system_error>
 
 namespace Kernel {
 
 namespace {
+
+/// The error of the last system call.
+std::error_code GetLastError() noexcept {
+    return {errno, std::generic_category()};
+}
 
 /// Calls `call` again for as long as signals interrupt it.
 template <class Call>
@@ -41,7 +47,7 @@ int Open(const String& path, int flags, mode_t mode) {
 struct stat GetStatus(int descriptor, const String& path) {
     struct stat status {};
     if (fstat(descriptor, &status) != 0) {
-        throw IoException("read", path, errno);
+        throw IoException("read", path, GetLastError());
     }
     return status;
 }
@@ -59,57 +65,26 @@ void SyncFolder(const String& path) {
     }
 }
 
-}  // namespace
+class PosixFileHandle : public FileHandle {
+public:
+    PosixFileHandle(int descriptor, const String& path) : m_descriptor(descriptor), m_path(path) {}
+    ~PosixFileHandle() override;
 
-std::unique_ptr<FileHandle> FileHandle::OpenForReading(const String& path) {
-    // Without O_NONBLOCK, a pipe would keep us waiting for its writer; files don't know it.
-    const int descriptor = Open(path, O_RDONLY | O_NONBLOCK, 0);
-    if (descriptor < 0) {
-        throw IoException("open", path, errno);
-    }
-    auto file = std::make_unique<FileHandle>(descriptor, path);
-    if (S_ISDIR(GetStatus(descriptor, path).st_mode)) {
-        throw IoException("open", path, EISDIR);  // open() itself lets folders through
-    }
-    return file;
-}
+    std::size_t ReadAt(std::uint64_t position, std::span<std::byte> buffer) override;
+    void Write(std::span<const std::byte> bytes) override;
+    std::uint64_t GetSize() override;
+    void Sync() override;
 
-std::unique_ptr<FileHandle> FileHandle::CreateForWriting(const String& path, Existing existing) {
-    const int flags = existing == Existing::Truncate ? O_TRUNC : O_EXCL;
-    const int descriptor = Open(path, O_WRONLY | O_CREAT | flags, 0666);
-    if (descriptor < 0) {
-        throw IoException("create", path, errno);
-    }
-    return std::make_unique<FileHandle>(descriptor, path);
-}
+private:
+    int m_descriptor;
+    String m_path;
+};
 
-bool FileHandle::CreateExclusively(const String& path) {
-    const int descriptor = Open(path, O_WRONLY | O_CREAT | O_EXCL, 0600);
-    if (descriptor < 0 && errno == EEXIST) {
-        return false;
-    }
-    if (descriptor < 0) {
-        throw IoException("create", path, errno);
-    }
-    close(descriptor);
-    return true;
-}
-
-void FileHandle::Replace(const String& source, const String& target) {
-    if (HasZeroByte(target)) {
-        throw IoException("write", target, EINVAL);
-    }
-    if (rename(source.c_str(), target.c_str()) != 0) {
-        throw IoException("write", target, errno);
-    }
-    SyncFolder(target);
-}
-
-FileHandle::~FileHandle() {
+PosixFileHandle::~PosixFileHandle() {
     close(m_descriptor);
 }
 
-std::size_t FileHandle::ReadAt(std::uint64_t position, std::span<std::byte> buffer) {
+std::size_t PosixFileHandle::ReadAt(std::uint64_t position, std::span<std::byte> buffer) {
     constexpr std::uint64_t Limit = std::numeric_limits<off_t>::max();  // of all that is read
     if (position > Limit || buffer.size() > Limit - position) {
         return 0;
@@ -118,30 +93,78 @@ std::size_t FileHandle::ReadAt(std::uint64_t position, std::span<std::byte> buff
         return pread(m_descriptor, buffer.data(), buffer.size(), static_cast<off_t>(position));
     });
     if (count < 0) {
-        throw IoException("read", m_path, errno);
+        throw IoException("read", m_path, GetLastError());
     }
     return static_cast<std::size_t>(count);
 }
 
-void FileHandle::Write(std::span<const std::byte> bytes) {
+void PosixFileHandle::Write(std::span<const std::byte> bytes) {
     while (!bytes.empty()) {
         const auto count =
             RetryInterrupted([&] { return write(m_descriptor, bytes.data(), bytes.size()); });
         if (count < 0) {
-            throw IoException("write", m_path, errno);
+            throw IoException("write", m_path, GetLastError());
         }
         bytes = bytes.subspan(static_cast<std::size_t>(count));
     }
 }
 
-void FileHandle::Sync() {
+void PosixFileHandle::Sync() {
     if (RetryInterrupted([&] { return fsync(m_descriptor); }) != 0) {
-        throw IoException("write", m_path, errno);
+        throw IoException("write", m_path, GetLastError());
     }
 }
 
-std::uint64_t FileHandle::GetSize() {
+std::uint64_t PosixFileHandle::GetSize() {
     return static_cast<std::uint64_t>(GetStatus(m_descriptor, m_path).st_size);
+}
+
+}  // namespace
+
+std::unique_ptr<FileHandle> FileHandle::OpenForReading(const String& path) {
+    // Without O_NONBLOCK, a pipe would keep us waiting for its writer; files don't know it.
+    const int descriptor = Open(path, O_RDONLY | O_NONBLOCK, 0);
+    if (descriptor < 0) {
+        throw IoException("open", path, GetLastError());
+    }
+    auto file = std::make_unique<PosixFileHandle>(descriptor, path);
+    if (S_ISDIR(GetStatus(descriptor, path).st_mode)) {
+        throw IoException(
+            "open", path,
+            std::make_error_code(std::errc::is_a_directory));  // open() itself lets folders through
+    }
+    return file;
+}
+
+std::unique_ptr<FileHandle> FileHandle::CreateForWriting(const String& path, Existing existing) {
+    const int flags = existing == Existing::Truncate ? O_TRUNC : O_EXCL;
+    const int descriptor = Open(path, O_WRONLY | O_CREAT | flags, 0666);
+    if (descriptor < 0) {
+        throw IoException("create", path, GetLastError());
+    }
+    return std::make_unique<PosixFileHandle>(descriptor, path);
+}
+
+bool FileHandle::CreateExclusively(const String& path) {
+    const int descriptor = Open(path, O_WRONLY | O_CREAT | O_EXCL, 0600);
+    if (descriptor < 0 && errno == EEXIST) {
+        return false;
+    }
+    if (descriptor < 0) {
+        throw IoException("create", path, GetLastError());
+    }
+    close(descriptor);
+    return true;
+}
+
+void FileHandle::Replace(const String& source, const String& target) {
+    if (HasZeroByte(target)) {
+        throw IoException("write", target, std::make_error_code(std::errc::invalid_argument));
+    }
+    if (rename(source.c_str(), target.c_str()) != 0) {
+        throw IoException("write", target, GetLastError());
+    }
+    SyncFolder(target);
 }
 
 }  // namespace Kernel

@@ -6,6 +6,7 @@
 #include "Kernel/String.h"
 
 #include <stdexcept>
+#include <system_error>
 
 namespace Kernel {
 
@@ -13,12 +14,18 @@ namespace Kernel {
 /// reason.
 class KERNEL_API IoException : public std::runtime_error {
 public:
+    /// A failure that is not the system's, such as damaged data.
     using std::runtime_error::runtime_error;
 
-    /// "cannot ACTION PATH: REASON", with the reason that the system gives for error `code` (errno
-    /// on POSIX systems).
-    IoException(const char* action, const String& path, int code);
+    /// "cannot ACTION PATH: REASON", with the text of `code` as the reason.
+    IoException(const char* action, const String& path, std::error_code code);
     ~IoException() override;
+
+    /// The system's error; 0 for a failure that is not the system's.
+    const std::error_code& GetCode() const noexcept { return m_code; }
+
+private:
+    std::error_code m_code;
 };
 
 }  // namespace Kernel

@@ -112,6 +112,12 @@ TEST(FileStreams, SayInOneLineWhatFailedAndWhy) {
     EXPECT_EQ(write(folder / ""), "cannot create " + place + ": Is a directory");
     EXPECT_EQ(write(folder / "file/x"), "cannot create " + place + "file/x: Not a directory");
     EXPECT_EQ(write("/dev/full"), "cannot write /dev/full: No space left on device");
+    try {
+        WriteFile("/dev/full", "x");
+    } catch (const IoException& error) {
+        EXPECT_EQ(error.GetCode(), std::errc::no_space_on_device);
+    }
+    EXPECT_FALSE(IoException("damaged").GetCode());
 }
 
 }  // namespace
