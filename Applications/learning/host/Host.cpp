@@ -77,11 +77,8 @@ std::string FindModelFolder(const std::string& named) {
     if (std::string chosen = GetVariable("ORVANTIS_MODELS"); !chosen.empty()) {
         return chosen;
     }
-    if (const std::string cache = GetVariable("XDG_CACHE_HOME"); !cache.empty()) {
-        return cache + "/orvantis/models";
-    }
-    if (const std::string home = GetVariable("HOME"); !home.empty()) {
-        return home + "/.cache/orvantis/models";
+    if (const auto cache = Kernel::FileSystem::GetUserCacheFolder()) {
+        return std::string(std::string_view(*cache)) + "/orvantis/models";
     }
     throw Failure("there is no folder of networks: name one with --models");
 }

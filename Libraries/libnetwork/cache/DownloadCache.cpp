@@ -1,7 +1,6 @@
 #include "Network/DownloadCache.h"
 
 #include "Kernel/AtomicFileOutStream.h"
-#include "Kernel/Environment.h"
 #include "Kernel/FileSystem.h"
 #include "Kernel/Format.h"
 #include "Kernel/IoException.h"
@@ -15,14 +14,6 @@
 namespace Network {
 
 namespace {
-
-/// The user's folder for what can be had again (XDG Base Directory).
-Kernel::String GetUserCacheFolder() {
-    if (const auto folder = Kernel::GetEnv("XDG_CACHE_HOME"); folder && !folder->empty()) {
-        return *folder;
-    }
-    return Kernel::GetEnv("HOME").value_or(".") + "/.cache";
-}
 
 void Download(const Kernel::String& address, Kernel::OutStream& target) {
     Http::Request request;
@@ -42,7 +33,8 @@ void Download(const Kernel::String& address, Kernel::OutStream& target) {
 DownloadCache::DownloadCache(Kernel::String folder) : m_folder(std::move(folder)) {}
 
 DownloadCache& DownloadCache::Instance() {
-    static DownloadCache instance(GetUserCacheFolder() + "/orvantis/downloads");
+    static DownloadCache instance(Kernel::FileSystem::GetUserCacheFolder().value_or("./.cache") +
+                                  "/orvantis/downloads");
     return instance;
 }
 

@@ -6,6 +6,7 @@
 #include "Kernel/String.h"
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 namespace Kernel::FileSystem {
@@ -37,6 +38,10 @@ KERNEL_API std::uint64_t GetFreeSpace(const String& folder) noexcept;
 
 /// The folder for temporary files. Throws IoException if there is none.
 KERNEL_API String GetTemporaryFolder();
+
+/// The current user's folder for what can be had again, such as downloads; nothing if the system
+/// names none. On POSIX systems $XDG_CACHE_HOME, else $HOME/.cache (XDG Base Directory).
+KERNEL_API std::optional<String> GetUserCacheFolder();
 
 /// Deletes the files in `folder` that this library has named with random letters, and that nobody
 /// has written to for two days: what processes left behind that did not come to their end.

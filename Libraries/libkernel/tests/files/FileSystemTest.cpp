@@ -163,5 +163,20 @@ TEST_F(TemporaryFiles, AreDeletedOnceAbandoned) {
     }
 }
 
+TEST(FileSystem, KnowsTheUsersCacheFolder) {
+    const std::string home = std::getenv("HOME") != nullptr ? std::getenv("HOME") : "";
+    setenv("HOME", "/home/user", 1);
+    unsetenv("XDG_CACHE_HOME");
+    EXPECT_EQ(GetUserCacheFolder(), "/home/user/.cache");
+    setenv("XDG_CACHE_HOME", "", 1);
+    EXPECT_EQ(GetUserCacheFolder(), "/home/user/.cache");
+    setenv("XDG_CACHE_HOME", "/cache", 1);
+    EXPECT_EQ(GetUserCacheFolder(), "/cache");
+    unsetenv("XDG_CACHE_HOME");
+    setenv("HOME", "", 1);
+    EXPECT_EQ(GetUserCacheFolder(), std::nullopt);
+    setenv("HOME", home.c_str(), 1);
+}
+
 }  // namespace
 }  // namespace Kernel::FileSystem

@@ -27,8 +27,8 @@ public:
     /// A cache in `folder`, which is created when it is needed.
     explicit DownloadCache(Kernel::String folder);
 
-    /// The one in the user's cache folder: $XDG_CACHE_HOME/orvantis/downloads, or the same under
-    /// ~/.cache.
+    /// The one in "orvantis/downloads" in the user's cache folder (see
+    /// Kernel::FileSystem::GetUserCacheFolder()).
     static DownloadCache& Instance();
 
     /// Forgets what is kept under `key`, if anything is.
