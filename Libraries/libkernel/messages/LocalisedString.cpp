@@ -9,4 +9,8 @@ LocalisedString LocalisedString::CreateFakeFromString(String text) {
     return result;
 }
 
+String LocalisedString::GetDisplayText() const {
+    return m_text;  // there are no translations yet
+}
+
 }  // namespace Kernel

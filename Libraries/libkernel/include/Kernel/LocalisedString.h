@@ -1,4 +1,4 @@
-// Text for the user, with what is needed to translate it.
+// Texts for the user, with what is needed to translate them.
 
 #pragma once
 
@@ -9,20 +9,26 @@
 
 namespace Kernel {
 
-/// A text in the language of the source code, which is the key to its translations, and the context
-/// that tells equal texts of different meaning apart. Without a translation it reads as it stands.
+/// A text for the user: its source text in English, which is the key to its translations, and a
+/// context that tells equal source texts of different meaning apart.
 class KERNEL_API LocalisedString {
 public:
-    /// Empty: shows nothing.
+    /// The empty text.
     LocalisedString() = default;
 
     LocalisedString(String context, String text)
         : m_context(std::move(context)), m_text(std::move(text)) {}
 
-    /// A text that is shown as it is and never looked up: a name, or what is translated already.
+    /// A text that is shown as it is and never translated: a name, or a text that is translated
+    /// already.
     static LocalisedString CreateFakeFromString(String text);
 
+    /// The text to show: its translation, or the source text if there is none. Whatever shows a
+    /// text gets it from here.
+    String GetDisplayText() const;
+
     const String& GetContext() const noexcept { return m_context; }
+    /// The source text.
     const String& GetText() const noexcept { return m_text; }
     /// Whether this was made by CreateFakeFromString().
     bool IsFake() const noexcept { return m_isFake; }
