@@ -8,6 +8,10 @@ namespace Kernel {
 
 namespace {
 
+constexpr std::size_t GroupSize = 3;  // bytes, which make...
+constexpr std::size_t TextSize = 4;   // ...as many characters
+constexpr std::size_t BufferSize = 4096 * TextSize;
+
 /// Two characters for each value of 12 bits: half as many look-ups as one for each 6 bits.
 constexpr auto Pairs = [] {
     constexpr std::string_view Alphabet =
@@ -54,8 +58,8 @@ void Encode(std::span<const std::byte> groups, char* text) noexcept {
 
 }  // namespace
 
-Base64OutStream::Base64OutStream(Counted<OutStream> target) noexcept
-    : m_target(std::move(target)) {}
+Base64OutStream::Base64OutStream(Counted<OutStream> target)
+    : m_target(std::move(target)), m_text(BufferSize) {}
 
 Base64OutStream::~Base64OutStream() = default;
 
@@ -70,7 +74,7 @@ void Base64OutStream::Write(std::span<const std::byte> bytes) {
 }
 
 void Base64OutStream::Flush() {
-    HandOn();
+    WriteText();
     m_target->Flush();
 }
 
@@ -79,9 +83,9 @@ void Base64OutStream::FlushBase64() {
         std::fill(m_group.begin() + m_groupFill, m_group.end(), std::byte{0});
         m_groupFill = 0;
         EncodeGroups(m_group);
-        std::fill_n(m_text.begin() + m_textFill - missing, missing, '=');
+        std::fill_n(m_text.data() + m_textFill - missing, missing, '=');
     }
-    HandOn();
+    WriteText();
 }
 
 /// Moves bytes to the group that was begun, encodes it if that completes it, and returns the bytes
@@ -100,7 +104,7 @@ std::span<const std::byte> Base64OutStream::CompleteGroup(std::span<const std::b
 void Base64OutStream::EncodeGroups(std::span<const std::byte> groups) {
     while (!groups.empty()) {
         if (m_textFill == m_text.size()) {
-            HandOn();
+            WriteText();
         }
         const std::size_t room = (m_text.size() - m_textFill) / TextSize;
         const auto piece = groups.first(std::min(groups.size(), room * GroupSize));
@@ -110,7 +114,7 @@ void Base64OutStream::EncodeGroups(std::span<const std::byte> groups) {
     }
 }
 
-void Base64OutStream::HandOn() {
+void Base64OutStream::WriteText() {
     const auto text = std::span(m_text).first(std::exchange(m_textFill, 0));
     if (!text.empty()) {
         m_target->Write(std::as_bytes(text));

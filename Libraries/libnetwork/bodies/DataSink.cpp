@@ -6,9 +6,18 @@
 
 namespace Network {
 
+namespace {
+
+constexpr std::uint64_t DefaultMaximumSize = std::uint64_t{16} << 30;
+
+}  // namespace
+
 StreamDataSink::StreamDataSink(Kernel::Counted<Kernel::OutStream> stream,
                                std::uint64_t maximumSize) noexcept
     : m_stream(std::move(stream)), m_bytesLeft(maximumSize) {}
+
+StreamDataSink::StreamDataSink(Kernel::Counted<Kernel::OutStream> stream) noexcept
+    : StreamDataSink(std::move(stream), DefaultMaximumSize) {}
 
 StreamDataSink::~StreamDataSink() = default;
 

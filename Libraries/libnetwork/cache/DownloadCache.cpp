@@ -9,17 +9,20 @@
 #include "cache/Digest.h"
 #include "requests/Address.h"
 
+#include <cstdint>
 #include <utility>
 
 namespace Network {
 
 namespace {
 
+constexpr std::uint64_t MaximumSize = std::uint64_t{256} << 20;
+
 void Download(const Kernel::String& address, Kernel::OutStream& target) {
     Http::Request request;
     request.address = address;
     request.sink = Kernel::MakeCounted<StreamDataSink>(
-        Kernel::Counted<Kernel::OutStream>::Share(&target), DownloadCache::MaximumSize);
+        Kernel::Counted<Kernel::OutStream>::Share(&target), MaximumSize);
     const Http::Response response = Http::DoRequest(request, true);
     if (response.status != 200) {
         throw Http::Exception(Kernel::Format("%1: the server answers with status %2",

@@ -5,6 +5,7 @@
 #include "Kernel/Streams.h"
 
 #include <array>
+#include <vector>
 
 namespace Kernel {
 
@@ -15,7 +16,7 @@ namespace Kernel {
 /// lost with this stream.
 class KERNEL_API Base64OutStream : public OutStream {
 public:
-    explicit Base64OutStream(Counted<OutStream> target) noexcept;
+    explicit Base64OutStream(Counted<OutStream> target);
     ~Base64OutStream() override;
 
     void Write(std::span<const std::byte> bytes) override;
@@ -28,18 +29,15 @@ public:
     void FlushBase64();
 
 private:
-    static constexpr std::size_t GroupSize = 3;  // bytes, of which each group makes...
-    static constexpr std::size_t TextSize = 4;   // ...as many characters
-
     std::span<const std::byte> CompleteGroup(std::span<const std::byte> bytes);
     void EncodeGroups(std::span<const std::byte> groups);
-    void HandOn();
+    void WriteText();
 
     Counted<OutStream> m_target;
-    std::array<std::byte, GroupSize> m_group;  // the first m_groupFill bytes of the group begun
+    std::array<std::byte, 3> m_group;  // the first m_groupFill bytes of an incomplete group
     std::size_t m_groupFill = 0;
+    std::vector<char> m_text;  // a buffer, of which m_textFill characters are to be written
     std::size_t m_textFill = 0;
-    std::array<char, 4096 * TextSize> m_text;
 };
 
 }  // namespace Kernel

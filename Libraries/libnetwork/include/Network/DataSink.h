@@ -24,13 +24,11 @@ public:
 /// Writes to a stream.
 class NETWORK_API StreamDataSink : public DataSink {
 public:
-    /// More than any model or picture has.
-    static constexpr std::uint64_t DefaultMaximumSize = std::uint64_t{16} << 30;
-
-    /// Writes to `stream`, but never more than `maximumSize` bytes: a server that sends more ends
-    /// its transfer as a failure.
-    explicit StreamDataSink(Kernel::Counted<Kernel::OutStream> stream,
-                            std::uint64_t maximumSize = DefaultMaximumSize) noexcept;
+    /// Writes to `stream`. A body of more than `maximumSize` bytes ends the transfer as a failure
+    /// before more than that is written.
+    StreamDataSink(Kernel::Counted<Kernel::OutStream> stream, std::uint64_t maximumSize) noexcept;
+    /// The same with a limit of 16 GiB, more than any model or picture has.
+    explicit StreamDataSink(Kernel::Counted<Kernel::OutStream> stream) noexcept;
     ~StreamDataSink() override;
 
     void Write(std::span<const std::byte> bytes) override;

@@ -5,8 +5,6 @@
 #include "Kernel/String.h"
 #include "Network/Export.h"
 
-#include <cstdint>
-
 namespace Network {
 
 /// Keeps one file for each key in a folder of the current user. A file is always whole: it is
@@ -21,9 +19,6 @@ public:
         Kernel::String key;
     };
 
-    /// The largest document that is taken.
-    static constexpr std::uint64_t MaximumSize = std::uint64_t{256} << 20;
-
     /// A cache in `folder`, which is created when it is needed.
     explicit DownloadCache(Kernel::String folder);
 
@@ -35,8 +30,9 @@ public:
     void Invalidate(const Kernel::String& key);
 
     /// The path of the file kept under the resource's key, downloaded first if there is none.
-    /// Blocks. Throws Http::Exception for a failed transfer or a status other than 200, and
-    /// Kernel::IoException if the file can't be written; nothing is kept then.
+    /// Blocks. Throws Http::Exception for a failed transfer, a document of more than 256 MiB or a
+    /// status other than 200, and Kernel::IoException if the file can't be written; nothing is kept
+    /// then.
     Kernel::String DownloadSync(const ResourceIdentifier& resource);
 
 private:
