@@ -63,7 +63,7 @@ private:
     zip_int64_t Answer(void* data, zip_uint64_t size, zip_source_cmd_t command);
     zip_int64_t Read(std::span<std::byte> buffer);
     zip_int64_t Seek(void* arguments, zip_uint64_t size) noexcept;
-    zip_int64_t DescribeTo(zip_stat_t& status) const noexcept;
+    zip_int64_t FillStatus(zip_stat_t& status) const noexcept;
 
     Counted<SeekableInStream> m_stream;
     std::uint64_t m_size;
@@ -157,7 +157,7 @@ zip_int64_t ZipArchive::Reader::Answer(void* data, zip_uint64_t size, zip_source
             m_position = 0;
             return 0;
         case ZIP_SOURCE_STAT:
-            return DescribeTo(*static_cast<zip_stat_t*>(data));
+            return FillStatus(*static_cast<zip_stat_t*>(data));
         case ZIP_SOURCE_READ:
             return Read({static_cast<std::byte*>(data), static_cast<std::size_t>(size)});
         case ZIP_SOURCE_SEEK:
@@ -193,7 +193,7 @@ zip_int64_t ZipArchive::Reader::Seek(void* arguments, zip_uint64_t size) noexcep
     return 0;
 }
 
-zip_int64_t ZipArchive::Reader::DescribeTo(zip_stat_t& status) const noexcept {
+zip_int64_t ZipArchive::Reader::FillStatus(zip_stat_t& status) const noexcept {
     zip_stat_init(&status);
     status.valid = ZIP_STAT_SIZE;
     status.size = m_size;

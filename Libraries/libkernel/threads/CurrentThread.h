@@ -8,7 +8,7 @@ namespace Kernel {
 
 /// Names the calling thread after its purpose and sets its priority. A system that refuses is not
 /// an error: both are wishes.
-void DescribeCurrentThread(Dispatch::ThreadPurpose purpose, Dispatch::Priority priority) noexcept;
+void SetUpCurrentThread(Dispatch::ThreadPurpose purpose, Dispatch::Priority priority) noexcept;
 
 /// How many processors the calling thread may use, at least 1: a process may be confined to some.
 unsigned CountProcessors() noexcept;

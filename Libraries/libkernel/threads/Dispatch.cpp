@@ -59,7 +59,7 @@ void DispatchAndForget(std::function<void()> task, Priority priority, ThreadPurp
     // A thread of its own, not one of a pool: a task may wait for others or go on for minutes, and
     // must neither keep those behind it waiting nor wait for them.
     std::thread([task = std::move(task), priority, purpose] {
-        DescribeCurrentThread(purpose, priority);
+        SetUpCurrentThread(purpose, priority);
         RunTask(task);
     }).detach();
 }

@@ -45,7 +45,7 @@ void LoopPool::Run(Loop& loop) {
 
 void LoopPool::RunThread() {
     auto purpose = Dispatch::ThreadPurpose::General;
-    DescribeCurrentThread(purpose, Dispatch::Priority::Normal);
+    SetUpCurrentThread(purpose, Dispatch::Priority::Normal);
     std::unique_lock lock(m_mutex);
     while (!m_isEnding) {
         Loop* const loop = FindLoop();  // at each turn, since a more urgent one may have come
@@ -56,7 +56,7 @@ void LoopPool::RunThread() {
         ++loop->workers;
         if (loop->purpose != purpose) {
             purpose = loop->purpose;
-            DescribeCurrentThread(purpose, Dispatch::Priority::Normal);
+            SetUpCurrentThread(purpose, Dispatch::Priority::Normal);
         }
         TakeTurn(*loop, lock);
         if (--loop->workers == 0) {

@@ -55,16 +55,16 @@ struct Task {
         bool isSuccess = false;
         try {
             response = Perform(request, std::move(handlers));
-            isSuccess = Judge(response);
+            isSuccess = !NoteFailure(response);
         } catch (...) {  // no memory, not even for the reason
         }
         Complete(isSuccess ? onSuccess : onFailure, request, std::move(response));
     }
 
 private:
-    /// Whether `response` is a success; else it says why not, and so does the log: handlers of
-    /// failures often can't say more than that there was one.
-    bool Judge(Response& response) const {
+    /// Whether `response` is a failure. If so, its `failure` says why and a line is logged, since
+    /// many failure handlers do not look at the response.
+    bool NoteFailure(Response& response) const {
         if (response.failure.empty() && (response.status < 200 || response.status > 299)) {
             response.failure = Kernel::Format("%1: the server answers with status %2",
                                               DescribeAddress(request.address), response.status);
@@ -72,7 +72,7 @@ private:
         if (!response.failure.empty()) {
             Kernel::Log::Write("[Network] %1\n", response.failure);
         }
-        return response.failure.empty();
+        return !response.failure.empty();
     }
 };
 

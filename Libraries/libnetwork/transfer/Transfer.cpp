@@ -69,7 +69,7 @@ Transfer::Transfer(const Http::Request& request, TransferHandlers handlers)
 
 Http::Response Transfer::Run() {
     Guard(0, [this] {
-        Enter(Phase::Connecting);
+        ReportPhase(Phase::Connecting);
         return 0;
     });
     const CURLcode code = m_thrown ? CURLE_ABORTED_BY_CALLBACK : curl_easy_perform(m_handle.get());
@@ -78,7 +78,7 @@ Http::Response Transfer::Run() {
     m_response.status = static_cast<int>(status);
     Guard(0, [this, code] {
         if (code == CURLE_OK) {
-            TellResponse();
+            ReportResponse();
         }
         if (m_request.sink) {
             m_request.sink->Flush();
@@ -221,7 +221,7 @@ int Transfer::OnProgress(void* self, curl_off_t toReceive, curl_off_t received, 
                          curl_off_t sent) {
     auto& transfer = *static_cast<Transfer*>(self);
     return transfer.Guard(1, [&] {
-        transfer.TellProgress(
+        transfer.ReportProgress(
             {static_cast<std::uint64_t>(received), static_cast<std::uint64_t>(toReceive),
              static_cast<std::uint64_t>(sent), static_cast<std::uint64_t>(toSend)});
         return 0;
@@ -233,13 +233,13 @@ int Transfer::OnConnected(void* self, char* /*peer*/, char* /*own*/, int /*peerP
     auto& transfer = *static_cast<Transfer*>(self);
     return transfer.Guard(CURL_PREREQFUNC_ABORT, [&] {
         transfer.CheckRedirect();
-        transfer.Enter(Phase::Waiting);
+        transfer.ReportPhase(Phase::Waiting);
         transfer.m_lastSign = Clock::now();
         return CURL_PREREQFUNC_OK;
     });
 }
 
-void Transfer::Enter(Phase phase) {
+void Transfer::ReportPhase(Phase phase) {
     if (!m_handlers.onStatus) {
         return;
     }
@@ -261,8 +261,8 @@ void Transfer::CheckRedirect() {
 }
 
 /// Says once that a response has come.
-void Transfer::TellResponse() {
-    if (!std::exchange(m_isResponseTold, true) && m_handlers.onResponse) {
+void Transfer::ReportResponse() {
+    if (!std::exchange(m_isResponseReported, true) && m_handlers.onResponse) {
         m_handlers.onResponse();
     }
 }
@@ -285,9 +285,9 @@ void Transfer::TakeHeader(std::string_view line) {
 }
 
 void Transfer::TakeBody(std::span<const std::byte> bytes) {
-    if (!m_isResponseTold) {
-        Enter(Phase::Receiving);
-        TellResponse();
+    if (!m_isResponseReported) {
+        ReportPhase(Phase::Receiving);
+        ReportResponse();
     }
     if (m_request.sink) {
         m_request.sink->Write(bytes);
@@ -297,7 +297,7 @@ void Transfer::TakeBody(std::span<const std::byte> bytes) {
 /// Passes progress on, and gives up when there has been none for too long: libcurl calls once a
 /// second at least. Its own limit (LOW_SPEED_TIME) is one on the mean of some seconds: late for a
 /// server that stalls, and wrong for one that is slow but steady.
-void Transfer::TellProgress(const Http::ProgressInformation& progress) {
+void Transfer::ReportProgress(const Http::ProgressInformation& progress) {
     const bool isNew = progress.received != m_progress.received || progress.sent != m_progress.sent;
     m_progress = progress;
     if (m_handlers.onProgress) {

@@ -62,12 +62,12 @@ private:
                           curl_off_t sent);
     static int OnConnected(void* self, char* peer, char* own, int peerPort, int ownPort);
 
-    void Enter(Phase phase);
+    void ReportPhase(Phase phase);
     void CheckRedirect();
-    void TellResponse();
+    void ReportResponse();
     void TakeHeader(std::string_view line);
     void TakeBody(std::span<const std::byte> bytes);
-    void TellProgress(const Http::ProgressInformation& progress);
+    void ReportProgress(const Http::ProgressInformation& progress);
     std::size_t GiveBody(std::span<std::byte> buffer);
 
     bool IsLengthUnknown() const;
@@ -94,7 +94,7 @@ private:
     std::uint64_t m_bodySize = 0;
     std::uint64_t m_bodyPosition = 0;
     std::optional<Clock::time_point> m_lastSign;  // of life from a server, once one is connected
-    bool m_isResponseTold = false;
+    bool m_isResponseReported = false;
     bool m_isEncrypted = false;
     std::exception_ptr m_thrown;
 };

@@ -25,7 +25,7 @@ const char* GetThreadName(Dispatch::ThreadPurpose purpose) noexcept {
 
 }  // namespace
 
-void DescribeCurrentThread(Dispatch::ThreadPurpose purpose, Dispatch::Priority priority) noexcept {
+void SetUpCurrentThread(Dispatch::ThreadPurpose purpose, Dispatch::Priority priority) noexcept {
     pthread_setname_np(pthread_self(), GetThreadName(purpose));
     // Linux keeps the nice value for each thread, 0 naming the calling one. Only a privileged
     // process may go below 0, so High is Normal here.
