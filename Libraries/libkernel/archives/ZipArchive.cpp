@@ -16,7 +16,7 @@ namespace Kernel {
 
 namespace {
 
-/// An error of libzip, with its text.
+/// Owner of an error of libzip.
 class ZipError {
 public:
     ZipError() noexcept { zip_error_init(&m_error); }
@@ -42,8 +42,8 @@ using ZipFile = std::unique_ptr<zip_file_t, CloseFile>;
 
 }  // namespace
 
-/// The archive as libzip sees it, which reads it through Answer(). What the stream throws there
-/// must not cross libzip's frames: it is kept, and thrown when libzip reports the failure.
+/// The archive as a source of libzip, which reads it through Answer(). An exception of the stream
+/// must not cross libzip's C frames: it is stored, and rethrown when libzip reports the failure.
 class ZipArchive::Reader : public Countable {
 public:
     explicit Reader(Counted<SeekableInStream> stream);
@@ -53,7 +53,7 @@ public:
     std::uint32_t GetUnixMode(std::uint64_t index) const noexcept;
     ZipFile Open(std::uint64_t index, const String& name);
 
-    /// Throws what the stream threw, or else an IoException with the text of `error`.
+    /// Rethrows the stream's exception, or throws an IoException with the text of `error`.
     [[noreturn]] void Throw(std::string_view subject, zip_error_t* error);
     [[noreturn]] void ThrowForEntry(const String& name, zip_error_t* error);
 
@@ -77,8 +77,8 @@ private:
 ZipArchive::Reader::Reader(Counted<SeekableInStream> stream)
     : m_stream(std::move(stream)),
       m_size(m_stream->GetSize()),
-      // Opening takes a few times the size at most. But an archive can end in thousands of records
-      // that each claim to be its end, and libzip reads the whole directory for each.
+      // Opening reads a few times the size at most. But an archive may contain thousands of end of
+      // central directory records, and libzip reads the whole directory for each.
       m_budget(8 * m_size + 1'000'000) {
     ZipError error;
     zip_source_t* const source = zip_source_function_create(Answer, this, error.Get());
@@ -109,7 +109,7 @@ zip_stat_t ZipArchive::Reader::GetStatus(std::uint64_t index) {
 std::uint32_t ZipArchive::Reader::GetUnixMode(std::uint64_t index) const noexcept {
     zip_uint32_t attributes = 0;
     zip_file_get_external_attributes(m_archive.get(), index, 0, nullptr, &attributes);
-    // Whatever system the entry claims to be from: those without such modes leave them 0.
+    // Whatever the "made by" system: those without Unix modes leave them 0.
     return attributes >> 16;
 }
 
@@ -149,7 +149,7 @@ zip_int64_t ZipArchive::Reader::Answer(void* data, zip_uint64_t size, zip_source
         case ZIP_SOURCE_SUPPORTS:
             return ZIP_SOURCE_SUPPORTS_SEEKABLE |
                    ZIP_SOURCE_MAKE_COMMAND_BITMASK(ZIP_SOURCE_ACCEPT_EMPTY);
-        case ZIP_SOURCE_ACCEPT_EMPTY:  // a file without a byte is no archive
+        case ZIP_SOURCE_ACCEPT_EMPTY:  // an empty file is no archive
         case ZIP_SOURCE_CLOSE:
         case ZIP_SOURCE_FREE:
             return 0;
@@ -177,7 +177,7 @@ zip_int64_t ZipArchive::Reader::Read(std::span<std::byte> buffer) {
         throw IoException("cannot read the ZIP archive: it has too many ends");
     }
     m_budget -= buffer.size();
-    m_stream->Seek(m_position);  // the stream's owner may have moved it
+    m_stream->Seek(m_position);  // other users of the stream may have moved it
     const std::size_t count = m_stream->Read(buffer);
     m_position += count;
     return static_cast<zip_int64_t>(count);
@@ -200,7 +200,7 @@ zip_int64_t ZipArchive::Reader::FillStatus(zip_stat_t& status) const noexcept {
     return static_cast<zip_int64_t>(sizeof(status));
 }
 
-/// The contents of an entry: of the declared size, or damaged.
+/// The contents of an entry. A size other than the declared one is damage.
 class ZipArchive::Contents : public InStream {
 public:
     Contents(Counted<Reader> reader, ZipFile file, String name, std::uint64_t size) noexcept
@@ -217,14 +217,14 @@ private:
     Counted<Reader> m_reader;
     ZipFile m_file;
     String m_name;
-    std::uint64_t m_rest;  // bytes that are to come
+    std::uint64_t m_rest;  // bytes left to read
 };
 
 std::size_t ZipArchive::Contents::Read(std::span<std::byte> buffer) {
     const std::size_t wanted = std::min<std::uint64_t>(buffer.size(), m_rest);
     const std::size_t count = ReadSome(buffer.first(wanted));
     m_rest -= count;
-    // libzip compares the checksum where it finds the end, so read on to there; but not every size.
+    // libzip verifies the checksum at the end of the data, so read up to it; not so all sizes.
     std::byte surplus{};
     const bool isShort = count == 0 && wanted != 0;
     if (isShort || (m_rest == 0 && ReadSome({&surplus, 1}) != 0)) {
@@ -247,7 +247,7 @@ namespace {
 
 ZipArchive::Entry::Kind GetKind(std::uint32_t unixMode, std::string_view name) noexcept {
     using Kind = ZipArchive::Entry::Kind;
-    switch (unixMode & 0170000) {  // S_IFMT and its values, which POSIX leaves open but all share
+    switch (unixMode & 0170000) {  // S_IFMT; its values are the same on all systems
         case 0:
         case 0100000:
             return name.ends_with('/') ? Kind::Folder : Kind::File;

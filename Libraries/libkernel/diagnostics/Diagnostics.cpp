@@ -34,12 +34,12 @@ Counted<DiagnosticSink> MakeFirstSink() {
 
 template <class Tag>
 State& GetState() {
-    // Singletons of other libraries still log while they are destroyed.
+    // Destructors of other libraries' singletons may log.
     static NeverDestroyed<State> state(MakeFirstSink<Tag>());
     return *state;
 }
 
-/// Calls `use` with the sink, if there is one, under the lock.
+/// Calls `use` with the sink, if there is one, under the lock; exceptions are ignored.
 template <class Tag, class Use>
 void WithSink(Use use) noexcept {
     try {
@@ -49,7 +49,7 @@ void WithSink(Use use) noexcept {
             use(*sink);
         }
     } catch (...) {
-        // As DiagnosticSink promises: diagnostics make no operation fail.
+        // Diagnostics fail no operation, as DiagnosticSink says.
     }
 }
 

@@ -10,7 +10,7 @@
 namespace Kernel {
 
 Counted<AtomicFileOutStream> AtomicFileOutStream::Create(const String& path) {
-    // In the same folder: a file can't be moved to another disk in one step.
+    // In the same folder: a rename to another file system is not atomic.
     const std::string_view text = path;
     String partialPath = text.substr(0, text.find_last_of('/') + 1);
     partialPath += MakeRandomName();
@@ -25,7 +25,7 @@ AtomicFileOutStream::AtomicFileOutStream(std::unique_ptr<FileHandle> file, Strin
 
 AtomicFileOutStream::~AtomicFileOutStream() {
     if (m_file) {
-        m_file = nullptr;  // some systems delete no open file
+        m_file = nullptr;  // some systems can't delete open files
         FileSystem::Delete(m_partialPath);
     }
 }

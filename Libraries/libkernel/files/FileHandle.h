@@ -11,17 +11,17 @@
 
 namespace Kernel {
 
-/// Owns an open file and closes it. All failures but those of closing are IoException.
+/// Owns an open file. All operations but closing throw IoException on failure.
 class FileHandle {
 public:
     enum class Existing { Truncate, Refuse };
 
     static std::unique_ptr<FileHandle> OpenForReading(const String& path);
-    /// Creates a file; what becomes of one that is there is said by `existing`.
+    /// Creates a file; `existing` says what happens if there is one already.
     static std::unique_ptr<FileHandle> CreateForWriting(const String& path, Existing existing);
-    /// Creates an empty file that only the current user may open; false if there is one already.
+    /// Creates an empty file that only the current user may open; false if `path` exists already.
     static bool CreateExclusively(const String& path);
-    /// Moves the file `source` to the place of `target` in one step that survives a loss of power.
+    /// Renames `source` to `target` atomically and flushes the folder to the disk.
     static void Replace(const String& source, const String& target);
 
     FileHandle() = default;
@@ -29,12 +29,12 @@ public:
     FileHandle& operator=(const FileHandle&) = delete;
     virtual ~FileHandle() = default;
 
-    /// Reads what is there at `position`, up to the size of `buffer`; 0 at the end.
+    /// Reads up to `buffer.size()` bytes at `position` and returns their number; 0 at the end.
     virtual std::size_t ReadAt(std::uint64_t position, std::span<std::byte> buffer) = 0;
-    /// Writes all of `bytes` at the position of the last write.
+    /// Appends all of `bytes` to what was written before.
     virtual void Write(std::span<const std::byte> bytes) = 0;
     virtual std::uint64_t GetSize() = 0;
-    /// Returns once everything written is safe on the disk.
+    /// Flushes all written data to the disk.
     virtual void Sync() = 0;
 };
 

@@ -15,14 +15,13 @@ namespace Kernel::FileSystem {
 
 namespace {
 
-// Long after whatever writes such a file can still be running.
+// Longer than any download or other write takes.
 constexpr std::chrono::hours AbandonedAge{48};
 
 std::filesystem::path ToPath(const String& path) {
     if (std::string_view(path).find('\0') != std::string_view::npos) {
-        throw IoException("use", path,
-                          std::make_error_code(
-                              std::errc::invalid_argument));  // the system would see another path
+        // The system would truncate it.
+        throw IoException("use", path, std::make_error_code(std::errc::invalid_argument));
     }
     return std::filesystem::path(reinterpret_cast<const char8_t*>(path.begin()),
                                  reinterpret_cast<const char8_t*>(path.end()));
@@ -33,7 +32,7 @@ String FromPath(const std::filesystem::path& path) {
     return {reinterpret_cast<const char*>(text.data()), text.size()};
 }
 
-/// What `operation` answers, or false if it throws, as ToPath() does.
+/// The result of `operation`; false if it throws, as ToPath() may.
 template <class Operation>
 bool Try(Operation operation) noexcept {
     try {
@@ -135,7 +134,7 @@ String GetUniqueTemporaryFilename(const String& pattern) {
             return path;
         }
     }
-    // A pattern without "%1".
+    // The pattern has no "%1".
     throw IoException("create", path, std::make_error_code(std::errc::file_exists));
 }
 

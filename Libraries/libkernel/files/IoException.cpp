@@ -5,7 +5,7 @@
 
 namespace Kernel {
 
-// Names of files may hold any byte: line ends and zeros would cut the message.
+// File names may contain any byte; line ends and zeros would truncate the message.
 IoException::IoException(const char* action, const String& path, std::error_code code)
     : std::runtime_error(
           MakePrintable(Format("cannot %1 %2: %3", action, path, code.message())).c_str()),

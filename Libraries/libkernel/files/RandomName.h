@@ -1,4 +1,4 @@
-// Names for files that must not meet any other.
+// Unique names for temporary files.
 
 #pragma once
 
@@ -8,11 +8,11 @@
 
 namespace Kernel {
 
-/// FileSystem::TemporaryFilePrefix and 80 random bits as letters and digits: two processes never
-/// meet by chance, and none can guess.
+/// FileSystem::TemporaryFilePrefix and 80 random bits as letters and digits: collisions are
+/// improbable, and the name can't be guessed.
 String MakeRandomName();
 
-/// Whether `fileName` is such a name, followed by an extension.
+/// Whether `fileName` is such a name followed by an extension.
 bool IsRandomName(std::string_view fileName) noexcept;
 
 }  // namespace Kernel

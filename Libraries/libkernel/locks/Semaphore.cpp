@@ -8,14 +8,14 @@ namespace Kernel {
 
 namespace {
 
-// As good as none and for ever, and no sum of times overflows.
+// Limits within which sums of times do not overflow.
 constexpr std::chrono::milliseconds Shortest{0};
 constexpr std::chrono::milliseconds Longest = std::chrono::hours(24 * 365 * 100);
 
 }  // namespace
 
 void Semaphore::Signal() {
-    // Notified under the lock: the waiter may destroy this object as soon as it gets the lock.
+    // Notified under the lock: a waiter may destroy this object as soon as it holds the lock.
     const std::lock_guard lock(m_mutex);
     ++m_count;
     m_changed.notify_one();

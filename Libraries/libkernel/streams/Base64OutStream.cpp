@@ -12,7 +12,7 @@ constexpr std::size_t GroupSize = 3;  // bytes, which make...
 constexpr std::size_t TextSize = 4;   // ...as many characters
 constexpr std::size_t BufferSize = 4096 * TextSize;
 
-/// Two characters for each value of 12 bits: half as many look-ups as one for each 6 bits.
+/// The two characters of each 12-bit value: half as many look-ups as one for each 6 bits.
 constexpr auto Pairs = [] {
     constexpr std::string_view Alphabet =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -23,7 +23,7 @@ constexpr auto Pairs = [] {
     return pairs;
 }();
 
-/// Writes the pair of the 12 bits of `bits` that begin at bit `shift`.
+/// Writes the two characters of the 12 bits of `bits` from bit `shift` up.
 void EncodePair(std::uint64_t bits, int shift, char* text) noexcept {
     std::memcpy(text, Pairs[(bits >> shift) & 0xFFF].data(), 2);
 }
@@ -32,17 +32,17 @@ std::uint64_t Load(const std::byte* bytes, int index, int shift) noexcept {
     return std::to_integer<std::uint64_t>(bytes[index]) << shift;
 }
 
-/// Eight bytes, the first one highest: a form that compilers make one instruction of.
+/// Eight bytes in big-endian order, in a form that compilers turn into one load.
 std::uint64_t LoadEight(const std::byte* bytes) noexcept {
     return Load(bytes, 0, 56) | Load(bytes, 1, 48) | Load(bytes, 2, 40) | Load(bytes, 3, 32) |
            Load(bytes, 4, 24) | Load(bytes, 5, 16) | Load(bytes, 6, 8) | Load(bytes, 7, 0);
 }
 
-/// Writes four characters for each three bytes.
+/// Encodes complete groups: four characters for each three bytes.
 void Encode(std::span<const std::byte> groups, char* text) noexcept {
     const std::byte* next = groups.data();
     const std::byte* const end = next + groups.size();
-    for (; end - next >= 8; next += 6, text += 8) {  // reads eight bytes, of which six count
+    for (; end - next >= 8; next += 6, text += 8) {  // loads eight bytes, of which six are used
         const std::uint64_t bits = LoadEight(next);
         EncodePair(bits, 52, text);
         EncodePair(bits, 40, text + 2);
@@ -88,8 +88,7 @@ void Base64OutStream::FlushBase64() {
     WriteText();
 }
 
-/// Moves bytes to the group that was begun, encodes it if that completes it, and returns the bytes
-/// after it.
+/// Adds bytes to the incomplete group, encodes it if it is complete, and returns the other bytes.
 std::span<const std::byte> Base64OutStream::CompleteGroup(std::span<const std::byte> bytes) {
     const std::size_t count = std::min(bytes.size(), GroupSize - m_groupFill);
     std::copy_n(bytes.begin(), count, m_group.begin() + m_groupFill);

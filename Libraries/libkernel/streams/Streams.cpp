@@ -6,7 +6,7 @@ namespace Kernel {
 
 namespace {
 
-// Large enough that the cost of a system call vanishes beside that of the copying.
+// Large enough to make the cost of a system call negligible beside that of copying.
 constexpr std::size_t CopyBufferSize = 262'144;
 
 }  // namespace

@@ -62,8 +62,8 @@ void ManualClock::Sleep(std::chrono::nanoseconds duration) {
 
 void ManualClock::WaitFor(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
                           std::chrono::nanoseconds /*timeout*/) {
-    // The caller looks at GetNow() after each return, so a short real wait stands in for knowing
-    // everybody whom Advance() would have to wake.
+    // Callers check GetNow() after each return, so polling in real time replaces a list of
+    // conditions for Advance() to notify.
     condition.wait_for(lock, std::chrono::milliseconds(1));
 }
 
@@ -75,7 +75,7 @@ void ManualClock::Advance(std::chrono::nanoseconds duration) {
 
 void ManualClock::WaitForSleepers(int count) {
     std::unique_lock lock(m_mutex);
-    // Those whose time has come don't count, even if they have not noticed yet.
+    // Threads whose time has come do not count, even if they have not woken yet.
     m_changed.wait(lock, [&] {
         return std::distance(m_wakeTimes.upper_bound(m_now), m_wakeTimes.end()) >= count;
     });

@@ -6,7 +6,7 @@ namespace Kernel {
 
 namespace {
 
-/// Calls `emit` with each piece of the result in turn: stretches of the pattern, and arguments.
+/// Calls `emit` with each piece of the result in order: parts of the pattern, and arguments.
 template <class Emit>
 void ForEachPiece(std::string_view pattern, std::span<const FormatArgument> arguments, Emit emit) {
     std::size_t start = 0;

@@ -11,7 +11,7 @@ namespace Kernel {
 
 namespace {
 
-/// Throws for sizes that no memory has room for; below them, sums of sizes don't overflow.
+/// Throws for sizes that can't be allocated; sums of smaller sizes do not overflow.
 void CheckSize(std::size_t size) {
     if (size > std::numeric_limits<std::size_t>::max() / 4) {
         throw std::length_error("Kernel::String: too long");
@@ -60,10 +60,10 @@ String& String::append(const char* text, std::size_t count) {
     }
     const std::less<const char*> isBefore;
     if (!isBefore(text, begin()) && isBefore(text, end())) {
-        return append(String(text, count).data(), count);  // the bytes would move while we read
+        return append(String(text, count).data(), count);  // a reallocation would move the bytes
     }
     const std::size_t oldSize = size();
-    CheckSize(count);  // so that the sum is right
+    CheckSize(count);  // so that the sum does not overflow
     MakeWritable(oldSize + count);
     std::memcpy(m_buffer->GetText() + oldSize, text, count);
     SetSize(oldSize + count);
@@ -79,7 +79,7 @@ String::Buffer* String::Allocate(std::size_t capacity) {
 }
 
 void String::Release() noexcept {
-    // Acquire and release: the last owner must see every earlier owner's reads as finished.
+    // Acquire and release: reads of all owners happen before the buffer is freed.
     if (m_buffer->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
         m_buffer->~Buffer();
         ::operator delete(m_buffer);
@@ -92,7 +92,7 @@ void String::MakeWritable(std::size_t capacity) {
     if (m_buffer != nullptr && !isShared && m_buffer->capacity >= capacity) {
         return;
     }
-    // Room for half as much again when a string grows, so that appending byte by byte stays linear.
+    // Growth by half, so that appending byte by byte takes amortised constant time.
     const bool isGrowing = m_buffer != nullptr && capacity > m_buffer->capacity;
     String own;
     own.m_buffer = Allocate(isGrowing ? std::max(capacity, size() + size() / 2) : capacity);

@@ -9,14 +9,14 @@ namespace {
 
 constexpr char32_t Replacement = 0xFFFD;
 
-/// One step of decoding: what was read, and whether it was well-formed.
+/// A decoded code point, and whether its bytes were well-formed.
 struct Decoded {
     char32_t codePoint;
     bool isValid;
 };
 
 /// The bytes that may follow a lead byte: how many, and the range of the first of them. A range
-/// narrower than 80..BF keeps out overlong forms, surrogates and values above U+10FFFF (Unicode
+/// narrower than 80..BF excludes overlong forms, surrogates and values above U+10FFFF (Unicode
 /// Standard, table 3-7).
 struct Lead {
     int continuations;
@@ -45,7 +45,7 @@ constexpr Lead ClassifyLead(std::uint8_t byte) noexcept {
     return {-1, 0, 0, 0};
 }
 
-/// Reads one code point at `position`, or one maximal ill-formed sequence, and moves past it.
+/// Decodes one code point at `position`, or one maximal ill-formed sequence, and advances past it.
 Decoded DecodeUtf8(std::string_view text, std::size_t& position) noexcept {
     Lead lead = ClassifyLead(static_cast<std::uint8_t>(text[position++]));
     if (lead.continuations < 0) {
@@ -65,7 +65,7 @@ Decoded DecodeUtf8(std::string_view text, std::size_t& position) noexcept {
     return {codePoint, true};
 }
 
-/// Reads one code point at `position`, or one unpaired surrogate, and moves past it.
+/// Decodes one code point at `position`, or one unpaired surrogate, and advances past it.
 char32_t DecodeUtf16(std::u16string_view text, std::size_t& position) noexcept {
     const char16_t unit = text[position++];
     if (unit < 0xD800 || unit > 0xDFFF) {

@@ -1,4 +1,4 @@
-// What the system is told about the calling thread.
+// Properties of the calling thread.
 
 #pragma once
 
@@ -6,11 +6,11 @@
 
 namespace Kernel {
 
-/// Names the calling thread after its purpose and sets its priority. A system that refuses is not
-/// an error: both are wishes.
+/// Names the calling thread after its purpose and sets its priority. Failures are ignored: both are
+/// hints to the system.
 void SetUpCurrentThread(Dispatch::ThreadPurpose purpose, Dispatch::Priority priority) noexcept;
 
-/// How many processors the calling thread may use, at least 1: a process may be confined to some.
+/// The number of processors that the calling thread may use (its affinity mask), at least 1.
 unsigned CountProcessors() noexcept;
 
 }  // namespace Kernel

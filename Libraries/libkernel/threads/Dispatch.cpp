@@ -15,13 +15,13 @@ namespace Kernel::Dispatch {
 namespace {
 
 LoopPool& GetPool() {
-    // Tasks may still run loops while the process exits.
+    // Detached tasks may run loops during exit.
     static NeverDestroyed<LoopPool> pool(CountProcessors() - 1);
     return *pool;
 }
 
-/// Eight turns for each thread: enough to even out jobs of unequal length, few enough that taking
-/// them costs nothing.
+/// Eight pieces for each thread: enough to balance jobs of unequal length, and few enough to make
+/// the locking negligible.
 std::size_t ChooseGrain(std::size_t count, std::size_t threads) noexcept {
     return std::max<std::size_t>(1, count / (8 * threads));
 }
@@ -55,9 +55,9 @@ void RunLoop(IndexedJob job, void* context, std::size_t count, Priority priority
 }
 
 void DispatchAndForget(std::function<void()> task, Priority priority, ThreadPurpose purpose) {
-    GetPool();  // begun here: from the task's thread it would inherit a low priority, for good
-    // A thread of its own, not one of a pool: a task may wait for others or go on for minutes, and
-    // must neither keep those behind it waiting nor wait for them.
+    GetPool();  // started here: its threads would inherit a low priority from the task's
+    // Not a thread of a pool: tasks may block each other or run for minutes, and queued tasks would
+    // wait for them.
     std::thread([task = std::move(task), priority, purpose] {
         SetUpCurrentThread(purpose, priority);
         RunTask(task);

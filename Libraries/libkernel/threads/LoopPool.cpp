@@ -14,7 +14,7 @@ LoopPool::LoopPool(std::size_t threadCount) {
             m_threads.emplace_back([this] { RunThread(); });
         }
     } catch (const std::system_error&) {
-        // Every loop ends without help from the pool, only later.
+        // Loops end with fewer threads, too, only later.
     }
 }
 
@@ -36,7 +36,7 @@ void LoopPool::Run(Loop& loop) {
     while (loop.next < loop.count) {
         TakeTurn(loop, lock);
     }
-    m_loops.erase(place);  // no thread enters it from here on
+    m_loops.erase(place);  // no thread starts on it after this
     m_loopLeft.wait(lock, [&loop] { return loop.workers == 0; });
     if (loop.failure) {
         std::rethrow_exception(loop.failure);
@@ -48,7 +48,7 @@ void LoopPool::RunThread() {
     SetUpCurrentThread(purpose, Dispatch::Priority::Normal);
     std::unique_lock lock(m_mutex);
     while (!m_isEnding) {
-        Loop* const loop = FindLoop();  // at each turn, since a more urgent one may have come
+        Loop* const loop = FindLoop();  // each time: one of higher priority may be new
         if (loop == nullptr) {
             m_loopAdded.wait(lock);
             continue;
@@ -65,8 +65,8 @@ void LoopPool::RunThread() {
     }
 }
 
-/// Takes the next jobs of `loop`, which has some left, and runs them. Called and left with the lock
-/// held.
+/// Takes the next jobs of `loop`, which has some left, and runs them. `lock` is held at the call
+/// and at the return, but not in between.
 void LoopPool::TakeTurn(Loop& loop, std::unique_lock<std::mutex>& lock) {
     const std::size_t begin = loop.next;
     const std::size_t end = std::min(loop.count, begin + loop.grain);
@@ -89,7 +89,7 @@ void LoopPool::TakeTurn(Loop& loop, std::unique_lock<std::mutex>& lock) {
     }
 }
 
-/// The most urgent loop that has jobs to take, the oldest among equals; null if there is none.
+/// The loop of the highest priority that has jobs left, the oldest among equals; null if none has.
 Loop* LoopPool::FindLoop() noexcept {
     Loop* best = nullptr;
     for (Loop* const loop : m_loops) {

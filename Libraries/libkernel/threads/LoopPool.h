@@ -1,4 +1,4 @@
-// The threads behind Dispatch::RunLoop().
+// The thread pool of Dispatch::RunLoop().
 
 #pragma once
 
@@ -13,7 +13,7 @@
 
 namespace Kernel {
 
-/// One loop in progress, on the stack of the thread that asked for it. LoopPool's lock guards it.
+/// A running loop, on the stack of the calling thread. Guarded by the lock of LoopPool.
 struct Loop {
     Dispatch::IndexedJob job;
     void* context;
@@ -21,19 +21,18 @@ struct Loop {
     std::size_t grain;
     Dispatch::Priority priority;
     Dispatch::ThreadPurpose purpose;
-    std::size_t next = 0;          // the first job that nobody has taken
-    int workers = 0;               // threads of the pool that are in it
+    std::size_t next = 0;          // the first job that no thread has taken
+    int workers = 0;               // threads of the pool that run its jobs
     std::exception_ptr failure{};  // the first one
 };
 
-/// As many threads as the machine has cores beside the one that calls.
+/// A pool of threads that run parallel loops together with the threads that start them.
 ///
-/// A loop's caller works on its own loop until there is nothing left to take, then waits for the
-/// threads of the pool that are still in it. So a loop always ends, with any number of threads, and
-/// loops may be started from within jobs.
+/// The caller of a loop runs jobs of its own loop until none is left, then waits for the threads of
+/// the pool that still run some. So loops end with any number of threads and may be nested.
 class LoopPool {
 public:
-    /// Starts `threadCount` threads, or as many of them as the system allows.
+    /// Starts `threadCount` threads, or fewer if the system refuses more.
     explicit LoopPool(std::size_t threadCount);
     LoopPool(const LoopPool&) = delete;
     LoopPool& operator=(const LoopPool&) = delete;
@@ -41,7 +40,7 @@ public:
 
     std::size_t GetThreadCount() const noexcept { return m_threads.size(); }
 
-    /// Runs all jobs of `loop`, and throws its failure if there is one.
+    /// Runs all jobs of `loop` and rethrows its failure, if there is one.
     void Run(Loop& loop);
 
 private:
@@ -50,9 +49,9 @@ private:
     Loop* FindLoop() noexcept;
 
     std::mutex m_mutex;
-    std::condition_variable m_loopAdded;  // or the pool is ending
+    std::condition_variable m_loopAdded;  // or the pool is being destroyed
     std::condition_variable m_loopLeft;
-    std::list<Loop*> m_loops;  // those with jobs to take may be among them
+    std::list<Loop*> m_loops;  // running ones, some without jobs left to take
     bool m_isEnding = false;
     std::vector<std::thread> m_threads;
 };

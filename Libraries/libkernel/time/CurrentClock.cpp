@@ -24,7 +24,7 @@ public:
 };
 
 std::atomic<Clock*>& CurrentClock() noexcept {
-    static NeverDestroyed<SystemClock> system;  // tasks may still run while the process exits
+    static NeverDestroyed<SystemClock> system;  // detached tasks may run during exit
     static std::atomic<Clock*> current{&*system};
     return current;
 }

@@ -1,4 +1,4 @@
-// Which clock the process uses.
+// The clock of the process.
 
 #pragma once
 
@@ -6,10 +6,10 @@
 
 namespace Kernel {
 
-/// The clock to ask: the system's, unless a test has put its own in its place.
+/// The clock in use: the system's, unless a test has replaced it.
 Clock& GetClock() noexcept;
 
-/// Makes `clock` the one that GetClock() returns, and returns the one that was.
+/// Replaces the clock that GetClock() returns, and returns the previous one.
 Clock& ExchangeClock(Clock& clock) noexcept;
 
 }  // namespace Kernel

@@ -1,4 +1,4 @@
-// Cryptographic digests, by OpenSSL.
+// Cryptographic digests (OpenSSL).
 
 #pragma once
 

@@ -57,7 +57,7 @@ Kernel::String DownloadCache::DownloadSync(const ResourceIdentifier& resource) {
     return path;
 }
 
-/// Keys may hold anything, so files are named by their digest.
+/// Keys may contain any byte, so files are named by their digest.
 Kernel::String DownloadCache::GetPath(const Kernel::String& key) const {
     return Kernel::Format("%1/%2", m_folder, ComputeSha256(key));
 }

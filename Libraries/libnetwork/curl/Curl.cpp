@@ -14,7 +14,7 @@ void CurlList::Add(const Kernel::String& line) {
 }
 
 CurlHandle MakeCurlHandle() {
-    // Never undone: a request of another thread may outlive every object that could do it.
+    // Without curl_global_cleanup(): requests of other threads may run until the process ends.
     static const CURLcode ready = curl_global_init(CURL_GLOBAL_DEFAULT);
     CurlHandle handle(ready == CURLE_OK ? curl_easy_init() : nullptr);
     if (!handle) {

@@ -1,4 +1,4 @@
-// libcurl's handles as owners. The only header through which libcurl's is included.
+// Owners of libcurl's handles. All includes of libcurl's header go through this one.
 
 #pragma once
 
@@ -21,7 +21,7 @@ using CurlHandle = std::unique_ptr<CURL, CurlFree>;
 using CurlAddress = std::unique_ptr<CURLU, CurlFree>;
 using CurlText = std::unique_ptr<char, CurlFree>;
 
-/// A list of lines.
+/// A list of text lines.
 class CurlList {
 public:
     /// Throws std::bad_alloc if there is no memory.
@@ -32,7 +32,7 @@ private:
     std::unique_ptr<curl_slist, CurlFree> m_list;
 };
 
-/// A new handle, once libcurl is ready. Throws std::bad_alloc if there is no memory.
+/// A new handle; initialises libcurl first. Throws std::bad_alloc if there is no memory.
 CurlHandle MakeCurlHandle();
 
 }  // namespace Network

@@ -15,7 +15,7 @@ namespace Network::Http {
 
 namespace {
 
-/// The whole of a request, failures included: never throws but for want of memory.
+/// Makes a request and reports failures in the response. Throws only if memory runs out.
 Response Perform(const Request& request, TransferHandlers handlers) {
     try {
         return Transfer(request, std::move(handlers)).Run();
@@ -23,7 +23,7 @@ Response Perform(const Request& request, TransferHandlers handlers) {
         Response response;
         response.failure = error.what();
         return response;
-    } catch (...) {  // a source may throw anything
+    } catch (...) {  // a source may throw any type
         Response response;
         response.failure = "a callback failed";
         return response;
@@ -43,7 +43,7 @@ void Complete(const CompletionHandler& handler, const Request& request,
     }
 }
 
-/// Everything that an asynchronous request needs for as long as it runs.
+/// The state of an asynchronous request.
 struct Task {
     Request request;
     CompletionHandler onSuccess;
@@ -56,7 +56,7 @@ struct Task {
         try {
             response = Perform(request, std::move(handlers));
             isSuccess = !NoteFailure(response);
-        } catch (...) {  // no memory, not even for the reason
+        } catch (...) {  // out of memory, even for the reason
         }
         Complete(isSuccess ? onSuccess : onFailure, request, std::move(response));
     }

@@ -12,7 +12,7 @@ namespace Network {
 
 namespace {
 
-// Longer ones are of no use to any server and of much to an attacker.
+// A limit on untrusted input; servers accept less.
 constexpr std::size_t MaximumLength = 65'536;
 constexpr std::size_t MaximumDescription = 300;
 
@@ -36,7 +36,7 @@ CurlAddress MakeAddress() {
             .c_str());
 }
 
-/// The part `what` of an address, or nothing if it has none.
+/// The part `what` of an address; empty if it has none.
 Kernel::String GetPart(const CurlAddress& address, CURLUPart what) {
     char* text = nullptr;
     curl_url_get(address.get(), what, &text, 0);
@@ -48,17 +48,17 @@ Kernel::String Shorten(std::string_view text) {
     return Kernel::MakePrintable(text.substr(0, MaximumDescription));
 }
 
-/// What may be shown of an address that can't be taken apart.
+/// What may be shown of an address that can't be parsed.
 Kernel::String DescribeBadAddress(std::string_view address) {
     if (address.find('@') != std::string_view::npos) {
-        return "...";  // where its password ends, nobody knows
+        return "...";  // the end of a password can't be found
     }
     return Shorten(address.substr(0, address.find_first_of("?#")));
 }
 
 void AddParameters(CURLU* address, const Http::Fields& parameters) {
     for (const auto& [name, value] : parameters) {
-        // libcurl encodes all but the first "=", so a name must not hold one of its own.
+        // libcurl encodes all but the first "=", so one in a name is encoded here.
         const CurlText encodedName(
             curl_easy_escape(nullptr, name.data(), static_cast<int>(name.size())));
         const CurlText encodedValue(

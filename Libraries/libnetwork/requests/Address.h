@@ -1,4 +1,4 @@
-// Web addresses, checked before they are used.
+// Parsing and validation of web addresses.
 
 #pragma once
 
@@ -8,11 +8,11 @@
 
 namespace Network {
 
-/// The address of `request` with its parameters, taken apart. Throws Http::Exception if it is not
-/// absolute, not http or https, or not well-formed.
+/// The parsed address of `request`, with its parameters in the query. Throws Http::Exception if it
+/// is not absolute, not http or https, or not well-formed.
 CurlAddress ParseAddress(const Http::Request& request);
 
-/// `address` for messages: without its user, password, query and fragment, which may be secret.
+/// `address` for messages: without user, password, query and fragment, which may contain secrets.
 Kernel::String DescribeAddress(const Kernel::String& address);
 
 }  // namespace Network

@@ -18,11 +18,11 @@ struct SharedSettings {
 };
 
 SharedSettings& GetShared() {
-    static Kernel::NeverDestroyed<SharedSettings> shared;  // requests may still begin at exit
+    static Kernel::NeverDestroyed<SharedSettings> shared;  // requests may start during exit
     return *shared;
 }
 
-/// Calls `change` with the settings, alone.
+/// Calls `change` with the settings, under the lock.
 template <class Change>
 auto WithSettings(Change change) {
     SharedSettings& shared = GetShared();

@@ -1,4 +1,4 @@
-// What holds for all transfers of the process: the authorities to trust, the proxy, and routes.
+// Settings for all transfers of the process: certificate authorities, proxy and routes.
 
 #pragma once
 
@@ -9,10 +9,10 @@
 
 namespace Network {
 
-/// What the setters of this library have set, at one moment.
+/// A snapshot of the settings.
 struct TransferSettings {
     Kernel::String certificateAuthorities;  // empty: the system's
-    std::optional<Kernel::String> proxy;    // nothing: as the environment says; empty: none
+    std::optional<Kernel::String> proxy;    // std::nullopt: from the environment; empty: none
     std::vector<Kernel::String> routes;     // as CURLOPT_CONNECT_TO takes them, newest first
 };
 

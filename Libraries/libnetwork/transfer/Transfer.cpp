@@ -16,8 +16,8 @@ namespace {
 
 constexpr long MaximumRedirects = 5;
 constexpr std::size_t MaximumHeaderBytes = 262'144;
-constexpr int MaximumTimeout = 24 * 60 * 60;  // more is no limit, and too much for libcurl
-constexpr long BufferSize = 262'144;          // fewer, larger pieces for sinks that write to a disk
+constexpr int MaximumTimeout = 24 * 60 * 60;  // seconds; libcurl overflows for large values
+constexpr long BufferSize = 262'144;          // large writes for sinks that write to a disk
 
 bool SendsBody(Http::Method method) noexcept {
     return method == Http::Method::Post || method == Http::Method::Put;
@@ -135,12 +135,12 @@ void Transfer::SetUpMethod() {
 }
 
 void Transfer::SetUpHeaders() {
-    m_headers.Add("Expect:");  // a server that does not know it costs a second of waiting
+    m_headers.Add("Expect:");  // servers that ignore it cost a wait of a second
     for (const auto& [name, value] : m_request.headers) {
         if (!IsHeaderName(name) || !IsHeaderValue(value)) {
             throw Http::Exception("a header of the request is not well-formed");
         }
-        // A header without a value is written with ";" for libcurl, which else leaves it out.
+        // libcurl omits a header without a value unless it ends in ";".
         m_headers.Add(value.empty() ? name + ";" : Kernel::Format("%1: %2", name, value));
     }
     Set(CURLOPT_HTTPHEADER, m_headers.Get());
@@ -151,7 +151,7 @@ void Transfer::SetUpLimits() {
     Set(CURLOPT_CONNECTTIMEOUT, static_cast<long>(m_timeout.count()));
     Set(CURLOPT_FRESH_CONNECT, 1L);
     Set(CURLOPT_FORBID_REUSE, 1L);
-    Set(CURLOPT_NOSIGNAL, 1L);  // signals are the host's
+    Set(CURLOPT_NOSIGNAL, 1L);  // signal handlers belong to the host
     Set(CURLOPT_BUFFERSIZE, BufferSize);
 }
 
@@ -165,7 +165,7 @@ void Transfer::SetUpTrust() {
     }
     if (settings.proxy) {
         Set(CURLOPT_PROXY, settings.proxy->c_str());
-        Set(CURLOPT_NOPROXY, "");  // else the environment's exceptions would hold
+        Set(CURLOPT_NOPROXY, "");  // overrides no_proxy
     }
     for (const Kernel::String& route : settings.routes) {
         m_routes.Add(route);
@@ -234,7 +234,7 @@ int Transfer::OnConnected(void* self, char* /*peer*/, char* /*own*/, int /*peerP
     return transfer.Guard(CURL_PREREQFUNC_ABORT, [&] {
         transfer.CheckRedirect();
         transfer.ReportPhase(Phase::Waiting);
-        transfer.m_lastSign = Clock::now();
+        transfer.m_lastActivity = Clock::now();
         return CURL_PREREQFUNC_OK;
     });
 }
@@ -249,7 +249,7 @@ void Transfer::ReportPhase(Phase phase) {
     m_handlers.onStatus(Kernel::LocalisedString("Network", text));
 }
 
-/// Refuses to go on without encryption what began with it: a redirect must not take it away.
+/// Throws for a redirect from https to http.
 void Transfer::CheckRedirect() {
     const char* address = "";
     curl_easy_getinfo(m_handle.get(), CURLINFO_EFFECTIVE_URL, &address);
@@ -260,16 +260,16 @@ void Transfer::CheckRedirect() {
     m_isEncrypted = isEncrypted;
 }
 
-/// Says once that a response has come.
+/// Calls the response handler, once.
 void Transfer::ReportResponse() {
     if (!std::exchange(m_isResponseReported, true) && m_handlers.onResponse) {
         m_handlers.onResponse();
     }
 }
 
-/// Takes one line of a response's head. Each response of a chain of redirects starts anew.
+/// Stores one header line. Each response of a chain of redirects replaces the headers.
 void Transfer::TakeHeader(std::string_view line) {
-    m_lastSign = Clock::now();
+    m_lastActivity = Clock::now();
     m_headerBytes += line.size();
     if (m_headerBytes > MaximumHeaderBytes) {
         throw Http::Exception("the server sends too many headers");
@@ -294,9 +294,9 @@ void Transfer::TakeBody(std::span<const std::byte> bytes) {
     }
 }
 
-/// Passes progress on, and gives up when there has been none for too long: libcurl calls once a
-/// second at least. Its own limit (LOW_SPEED_TIME) is one on the mean of some seconds: late for a
-/// server that stalls, and wrong for one that is slow but steady.
+/// Calls the progress handler, and throws after a timeout of inactivity: libcurl calls at least
+/// once a second. Its own limit (CURLOPT_LOW_SPEED_TIME) works on a mean of several seconds: late
+/// for a server that stalls, and wrong for one that is slow but steady.
 void Transfer::ReportProgress(const Http::ProgressInformation& progress) {
     const bool isNew = progress.received != m_progress.received || progress.sent != m_progress.sent;
     m_progress = progress;
@@ -304,8 +304,8 @@ void Transfer::ReportProgress(const Http::ProgressInformation& progress) {
         m_handlers.onProgress(progress);
     }
     if (isNew) {
-        m_lastSign = Clock::now();
-    } else if (m_lastSign && Clock::now() - *m_lastSign > m_timeout) {
+        m_lastActivity = Clock::now();
+    } else if (m_lastActivity && Clock::now() - *m_lastActivity > m_timeout) {
         throw Http::Exception("the server neither sends nor takes anything");
     }
 }
@@ -315,7 +315,7 @@ std::size_t Transfer::GiveBody(std::span<std::byte> buffer) {
     if (rest == 0) {
         return 0;
     }
-    // No more than was promised: the server would take the rest for another request.
+    // Not more than Content-Length: the server would parse the rest as another request.
     const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), rest));
     const std::size_t count = m_request.body->Read(m_bodyPosition, buffer.first(wanted));
     if (count == 0) {
@@ -325,14 +325,14 @@ std::size_t Transfer::GiveBody(std::span<std::byte> buffer) {
     return count;
 }
 
-/// Whether a response came that does not say how long it is, though it had to.
+/// Whether the response has neither Content-Length nor chunked encoding, but should.
 bool Transfer::IsLengthUnknown() const {
     const bool hasNoBody = m_request.method == Http::Method::Head || m_response.status == 204 ||
                            m_response.status == 304;
     if (m_request.allowsUnknownLength || hasNoBody) {
         return false;
     }
-    // Not by the header alone: a length can be too large to be one.
+    // Not by the header alone: its value may be out of range.
     curl_off_t length = -1;
     curl_easy_getinfo(m_handle.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
     const auto encoding = m_response.headers.find("transfer-encoding");
@@ -367,7 +367,7 @@ Answer Transfer::Guard(Answer failed, Call call) noexcept {
     }
     try {
         return call();
-    } catch (...) {  // anything that a handler throws: kept, since C frames lie below
+    } catch (...) {  // of any type: stored, since it must not cross C frames
         m_thrown = std::current_exception();
         return failed;
     }

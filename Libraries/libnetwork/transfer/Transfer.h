@@ -19,7 +19,7 @@
 
 namespace Network {
 
-/// What to call while a transfer runs; each may be empty.
+/// The callbacks of a running transfer; each may be empty.
 struct TransferHandlers {
     Http::ResponseHandler onResponse;
     Http::StatusHandler onStatus;
@@ -28,21 +28,21 @@ struct TransferHandlers {
 
 /// Runs one request on the calling thread.
 ///
-/// libcurl calls back into this object, through C frames that no exception may cross: what a
-/// handler, a source or a sink throws is kept, ends the transfer, and is the reason for its
-/// failure.
+/// libcurl calls back into this object through C frames, which exceptions must not cross: an
+/// exception from a handler, source or sink is stored, ends the transfer and becomes the reason of
+/// its failure.
 class Transfer {
 public:
-    /// Throws Http::Exception for an address that can't be used; nothing has been sent then.
+    /// Throws Http::Exception for an invalid address or header, before anything is sent.
     Transfer(const Http::Request& request, TransferHandlers handlers);
     Transfer(const Transfer&) = delete;
     Transfer& operator=(const Transfer&) = delete;
 
-    /// Makes the request. A response with `failure` set tells of anything that went wrong.
+    /// Makes the request. Failures are reported by `failure` of the response.
     Http::Response Run();
 
 private:
-    using Clock = std::chrono::steady_clock;  // real time: servers know no other
+    using Clock = std::chrono::steady_clock;  // not Kernel::Clock: servers run in real time
 
     enum class Phase { Connecting, Waiting, Receiving };
 
@@ -53,7 +53,7 @@ private:
     void SetUpTrust();
     void SetUpCallbacks();
 
-    // What libcurl calls; `self` is the transfer.
+    // Callbacks of libcurl; `self` is the transfer.
     static std::size_t OnHeader(char* data, std::size_t one, std::size_t size, void* self);
     static std::size_t OnBody(char* data, std::size_t one, std::size_t size, void* self);
     static std::size_t OnRead(char* data, std::size_t one, std::size_t size, void* self);
@@ -73,7 +73,7 @@ private:
     bool IsLengthUnknown() const;
     Kernel::String DescribeFailure(CURLcode code) const;
 
-    /// Runs `call` for a callback of libcurl; `failed` is what to answer if it throws.
+    /// Runs `call` for a callback of libcurl and returns its result; `failed` if it throws.
     template <class Answer, class Call>
     Answer Guard(Answer failed, Call call) noexcept;
     template <class Option, class Value>
@@ -93,7 +93,7 @@ private:
     std::size_t m_headerBytes = 0;
     std::uint64_t m_bodySize = 0;
     std::uint64_t m_bodyPosition = 0;
-    std::optional<Clock::time_point> m_lastSign;  // of life from a server, once one is connected
+    std::optional<Clock::time_point> m_lastActivity;  // once connected
     bool m_isResponseReported = false;
     bool m_isEncrypted = false;
     std::exception_ptr m_thrown;

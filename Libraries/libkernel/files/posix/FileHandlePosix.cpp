@@ -21,7 +21,7 @@ std::error_code GetLastError() noexcept {
     return {errno, std::generic_category()};
 }
 
-/// Calls `call` again for as long as signals interrupt it.
+/// Repeats `call` while signals interrupt it (EINTR).
 template <class Call>
 auto RetryInterrupted(Call call) {
     auto result = call();
@@ -31,7 +31,7 @@ auto RetryInterrupted(Call call) {
     return result;
 }
 
-/// Whether `path` has a zero byte, at which the system would end it.
+/// Whether `path` has a zero byte, at which the system would truncate it.
 bool HasZeroByte(const String& path) noexcept {
     return std::string_view(path).find('\0') != std::string_view::npos;
 }
@@ -52,8 +52,7 @@ struct stat GetStatus(int descriptor, const String& path) {
     return status;
 }
 
-/// Makes the names in the folder of `path` safe on the disk. Some file systems can't, which is no
-/// failure: the files are there.
+/// Flushes the folder of `path` to the disk. Ignores errors: some file systems can't do it.
 void SyncFolder(const String& path) {
     const auto slash = std::string_view(path).find_last_of('/');
     const String folder =
@@ -85,7 +84,7 @@ PosixFileHandle::~PosixFileHandle() {
 }
 
 std::size_t PosixFileHandle::ReadAt(std::uint64_t position, std::span<std::byte> buffer) {
-    constexpr std::uint64_t Limit = std::numeric_limits<off_t>::max();  // of all that is read
+    constexpr std::uint64_t Limit = std::numeric_limits<off_t>::max();  // for position plus size
     if (position > Limit || buffer.size() > Limit - position) {
         return 0;
     }
@@ -122,7 +121,7 @@ std::uint64_t PosixFileHandle::GetSize() {
 }  // namespace
 
 std::unique_ptr<FileHandle> FileHandle::OpenForReading(const String& path) {
-    // Without O_NONBLOCK, a pipe would keep us waiting for its writer; files don't know it.
+    // O_NONBLOCK has no effect on files; without it, open() of a pipe would wait for a writer.
     const int descriptor = Open(path, O_RDONLY | O_NONBLOCK, 0);
     if (descriptor < 0) {
         throw IoException("open", path, GetLastError());
@@ -131,7 +130,7 @@ std::unique_ptr<FileHandle> FileHandle::OpenForReading(const String& path) {
     if (S_ISDIR(GetStatus(descriptor, path).st_mode)) {
         throw IoException(
             "open", path,
-            std::make_error_code(std::errc::is_a_directory));  // open() itself lets folders through
+            std::make_error_code(std::errc::is_a_directory));  // open() accepts folders
     }
     return file;
 }

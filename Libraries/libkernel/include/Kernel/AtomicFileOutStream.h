@@ -1,4 +1,4 @@
-// Replacing files so that others see the old one or the new one, and nothing between.
+// Atomic replacement of files.
 
 #pragma once
 
@@ -11,14 +11,14 @@ namespace Kernel {
 
 class FileHandle;
 
-/// Writes a file beside the place where it belongs and, once it is whole, moves it there. Whoever
-/// has the old file open goes on reading that; a link there is replaced, not followed. What is not
-/// committed leaves nothing behind, unless the process itself is killed: then a file whose name
-/// starts with FileSystem::TemporaryFilePrefix.
+/// Writes a temporary file in the folder of the target and renames it to the target once it is
+/// complete, so that other processes see the old file or the new one and nothing between. A process
+/// that has the old file open goes on reading the old contents; a symbolic link at the target is
+/// replaced, not followed. The temporary file is deleted if it is not committed; a process that is
+/// killed leaves it, with a name that starts with FileSystem::TemporaryFilePrefix.
 class KERNEL_API AtomicFileOutStream : public OutStream {
 public:
-    /// Begins a file that is to stand at `path`. Throws IoException if none can be created in that
-    /// folder.
+    /// Creates the temporary file for the target `path`. Throws IoException if that fails.
     static Counted<AtomicFileOutStream> Create(const String& path);
 
     AtomicFileOutStream(std::unique_ptr<FileHandle> file, String partialPath, String path) noexcept;
@@ -26,9 +26,9 @@ public:
 
     void Write(std::span<const std::byte> bytes) override;
 
-    /// Puts the file in its place, over a file that is there: once this returns, a loss of power
-    /// leaves it whole. Throws IoException if that fails; the old file is then as it was. Nothing
-    /// may be written any more.
+    /// Renames the file to its target, over a file that is there, and flushes both to the disk:
+    /// after this returns, the file survives a loss of power. Throws IoException if that fails; the
+    /// old file is then unchanged. No Write() may follow.
     void Commit();
 
 private:

@@ -9,11 +9,12 @@
 
 namespace Kernel {
 
-/// Writes what it takes to `target` as base64: the standard alphabet, padded, without line breaks.
-/// The text does not depend on how the bytes were cut into writes.
+/// Encodes the bytes that are written as base64 and writes the text to `target`: the standard
+/// alphabet, padded, without line breaks. The text does not depend on how the bytes were divided
+/// among calls of Write().
 ///
-/// The text is handed on in large pieces and in the end by FlushBase64(); what was never flushed is
-/// lost with this stream.
+/// The text is buffered. FlushBase64() writes the end of it; what is not flushed before this stream
+/// is destroyed is lost.
 class KERNEL_API Base64OutStream : public OutStream {
 public:
     explicit Base64OutStream(Counted<OutStream> target);
@@ -21,11 +22,12 @@ public:
 
     void Write(std::span<const std::byte> bytes) override;
 
-    /// Hands on the text of all whole groups of three bytes, and flushes the target. The one or two
-    /// bytes after them wait for the rest of their group.
+    /// Writes the text of all complete groups of three bytes and flushes the target. One or two
+    /// bytes after them stay buffered until their group is complete.
     void Flush() override;
 
-    /// Ends the text: hands it on up to its padding. What is written next begins another text.
+    /// Ends the text: writes what is buffered, with its padding. Bytes that are written after this
+    /// begin another base64 text.
     void FlushBase64();
 
 private:

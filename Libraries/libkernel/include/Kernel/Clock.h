@@ -10,15 +10,15 @@
 
 namespace Kernel {
 
-/// What timers, sleeps and timed waits ask for the time.
+/// The source of time for timers, sleeps and timed waits.
 class KERNEL_API Clock {
 public:
     virtual ~Clock();
 
-    /// Time since some fixed moment; never goes back.
+    /// Monotonic time since an unspecified start.
     virtual std::chrono::nanoseconds GetNow() = 0;
     virtual void Sleep(std::chrono::nanoseconds duration) = 0;
-    /// Waits on `condition` for at most `timeout`. May return early for no reason.
+    /// Waits on `condition` for at most `timeout`. May wake spuriously.
     virtual void WaitFor(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
                          std::chrono::nanoseconds timeout) = 0;
 };

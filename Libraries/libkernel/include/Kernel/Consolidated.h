@@ -1,4 +1,4 @@
-// Shared values that are kept once: equal values are one object.
+// Interning: equal values share one object.
 
 #pragma once
 
@@ -12,13 +12,13 @@
 
 namespace Kernel {
 
-/// A pointer to a value of which the process keeps one copy, or null. Two of them are equal exactly
-/// when their values have the same identity, so comparing costs as much as comparing pointers.
+/// A pointer to an interned value, or null: the process keeps one copy of each value. Two of them
+/// are equal exactly when their values have the same identity, so a comparison is one of pointers.
 ///
-/// T is Countable, never changes, and has `GetIdentity()`, a value that can be ordered and is
-/// equal for equal values. A value lives at least as long as a Consolidated points at it; those
-/// that nobody holds any more go when the next one comes. The library of T instantiates this class,
-/// so that all libraries share one table.
+/// T is Countable and immutable, and has `GetIdentity()`, a value that can be ordered and is equal
+/// for equal values. A value lives at least as long as a Consolidated points at it; values without
+/// references are deleted when the next one is interned. The library that defines T instantiates
+/// this class explicitly, so that all libraries share one table.
 ///
 /// Threads: any.
 template <class T>
@@ -26,7 +26,8 @@ class Consolidated {
 public:
     Consolidated() noexcept = default;
 
-    /// The value of that identity which is there already, else `value` itself. Null for null.
+    /// The interned value with the identity of `value`; `value` itself if there is none yet. Null
+    /// for null.
     explicit Consolidated(const Counted<T>& value) : m_value(value ? Find(value) : nullptr) {}
 
     const T* Get() const noexcept { return m_value.Get(); }
@@ -48,8 +49,7 @@ private:
         static NeverDestroyed<Table> shared;
         Table& table = *shared;
         const ScopedLock lock(table.section);
-        // Only this table holds it, and only this function, under the lock, could hand it out
-        // again.
+        // A count of 1 is this table's reference; new ones are made here alone, under the lock.
         std::erase_if(table.values,
                       [](const auto& entry) { return entry.second->GetReferenceCount() == 1; });
         return table.values.try_emplace(value->GetIdentity(), value).first->second;

@@ -1,4 +1,4 @@
-// Diagnostic output: the trace, for developers, and the log, for whoever runs the program.
+// Diagnostic output: the trace, for developers, and the log, for operators.
 
 #pragma once
 
@@ -11,27 +11,26 @@
 
 namespace Kernel {
 
-/// Where diagnostic text goes. Never called by two threads at once, so it must not wait for another
-/// thread, which may be waiting to write. What it throws is dropped: no operation fails because its
-/// diagnostics do.
+/// The receiver of diagnostic text. Calls are serialised by a lock, so a sink must not wait for
+/// another thread, which may be waiting for that lock. Exceptions are ignored: a failure to write
+/// diagnostics fails no operation.
 class KERNEL_API DiagnosticSink : public Countable {
 public:
-    /// Takes one message, which brings its own line ending.
+    /// Writes one message, which contains its line ending.
     virtual void Write(std::string_view text) = 0;
     virtual void Flush() {}
 };
 
-/// One stream of diagnostic text with an exchangeable sink; used as Trace or Log.
+/// A channel of diagnostic text with a replaceable sink; used as Trace or Log.
 ///
 /// Threads: any. Once SetSink() has returned, the previous sink is no longer called.
 template <class Tag>
 class DiagnosticChannel {
 public:
-    /// Replaces the sink and returns the previous one. Null drops everything.
+    /// Replaces the sink and returns the previous one. Null discards all messages.
     static Counted<DiagnosticSink> SetSink(Counted<DiagnosticSink> sink);
 
-    /// Writes `pattern` with its placeholders filled as Format() fills them; while there is no
-    /// sink, formats nothing.
+    /// Writes `pattern` with its placeholders replaced as by Format(); without a sink does nothing.
     template <class... Arguments>
     static void Write(std::string_view pattern, const Arguments&... arguments) noexcept {
         if constexpr (sizeof...(Arguments) == 0) {
@@ -52,12 +51,12 @@ private:
 extern template class KERNEL_API DiagnosticChannel<struct TraceTag>;
 extern template class KERNEL_API DiagnosticChannel<struct LogTag>;
 
-/// For developers: states, timings and, on occasion, secrets such as access tokens. Silent until a
-/// sink is set, so that none of it reaches a disk by itself.
+/// For developers: states, timings and possibly secrets such as access tokens. Has no sink at
+/// first, so that no secret is written anywhere by default.
 using Trace = DiagnosticChannel<TraceTag>;
 
-/// For whoever runs the program: failures that an operation reports in no other way. Goes to the
-/// standard error stream until another sink is set.
+/// For operators: failures that an operation reports in no other way. Written to the standard error
+/// stream until another sink is set.
 using Log = DiagnosticChannel<LogTag>;
 
 }  // namespace Kernel

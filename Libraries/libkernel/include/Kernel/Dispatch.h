@@ -1,4 +1,4 @@
-// Work on other threads: loops split over all cores, and tasks that nobody waits for.
+// Work on other threads: parallel loops and detached tasks.
 
 #pragma once
 
@@ -12,7 +12,7 @@
 
 namespace Kernel::Dispatch {
 
-/// How urgent work is beside other work of this process.
+/// The priority of work relative to other work of this process.
 enum class Priority {
     Idle = 0,
     Low = 1,
@@ -20,25 +20,25 @@ enum class Priority {
     High = 3,
 };
 
-/// What a thread is for; debuggers and profilers show it as the thread's name.
+/// The purpose of a thread, which becomes the name that debuggers and profilers show.
 enum class ThreadPurpose {
     General = 0,
     Background = 1,
     Pixels = 2,
 };
 
-/// Job number `index` of a loop, over whatever `context` points at.
+/// Job number `index` of a loop; `context` is passed through by RunLoop().
 using IndexedJob = void (*)(void* context, std::size_t index);
 
-/// Runs jobs 0 to `count` - 1 on the calling thread and the pool's, and returns when all have
-/// ended.
+/// Runs jobs 0 to `count` - 1 on the calling thread and on the threads of a pool, and returns when
+/// all have ended.
 ///
-/// `grain` is how many neighbouring jobs a thread takes in one turn; 0 leaves the choice to the
-/// dispatcher. At each turn the pool's threads go to the loop of the highest priority. If jobs
-/// throw, those not yet begun are left out and the first exception is thrown here.
+/// `grain` is the number of consecutive jobs that a thread takes at a time; 0 leaves the choice to
+/// the dispatcher. A thread of the pool takes its next jobs from the loop of the highest priority.
+/// If a job throws, jobs that have not started are skipped and the first exception is rethrown.
 ///
-/// Threads: any, and from within a job too: the caller works itself, so it never waits for a thread
-/// that is not there.
+/// Threads: any; loops may be nested. The calling thread runs jobs itself, so a loop ends even if
+/// no thread of the pool is free.
 KERNEL_API void RunLoop(IndexedJob job, void* context, std::size_t count, Priority priority,
                         ThreadPurpose purpose, int grain);
 
@@ -57,8 +57,8 @@ void DispatchParallelFor(Job&& job, std::size_t count, Record* records, Priority
     RunLoop(runOne, &context, count, priority, purpose, grain);
 }
 
-/// Runs `task` on a thread of its own and returns at once. An exception that leaves it is logged.
-/// Throws std::system_error if no thread can be had; the task is then not run.
+/// Runs `task` on a new, detached thread and returns at once. An exception that leaves it is
+/// logged. Throws std::system_error if no thread can be created; the task is then not run.
 KERNEL_API void DispatchAndForget(std::function<void()> task, Priority priority,
                                   ThreadPurpose purpose);
 

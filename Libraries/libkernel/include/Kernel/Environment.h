@@ -1,4 +1,4 @@
-// The process's environment variables.
+// Environment variables of the process.
 
 #pragma once
 
@@ -9,7 +9,7 @@
 
 namespace Kernel {
 
-/// The value of the environment variable `name`, which may be empty; nothing if it is not set.
+/// The value of the environment variable `name`, which may be empty; std::nullopt if it is not set.
 /// Threads: as for std::getenv, no thread may change the environment at the same time.
 KERNEL_API std::optional<String> GetEnv(const String& name);
 

@@ -12,11 +12,11 @@ namespace Kernel {
 
 class FileHandle;
 
-/// Reads a file, each Read() from the system: for reading in large pieces.
+/// Reads a file without a buffer, one system call for each Read(): for large reads.
 class KERNEL_API FileInStream : public SeekableInStream {
 public:
-    /// Opens the file at `path`, which others may go on reading, writing and deleting. Throws
-    /// IoException if that fails, or if it is a folder.
+    /// Opens the file at `path`. Other processes may read, write and delete it meanwhile. Throws
+    /// IoException if that fails or `path` is a folder.
     static Counted<FileInStream> Open(const String& path);
 
     explicit FileInStream(std::unique_ptr<FileHandle> file) noexcept;
@@ -32,10 +32,10 @@ private:
     std::uint64_t m_position = 0;
 };
 
-/// Reads a file through a buffer: for reading in small pieces.
+/// Reads a file through a buffer: for small reads.
 class KERNEL_API FastFileInStream : public SeekableInStream {
 public:
-    /// Opens as FileInStream::Open() does, with a buffer of `bufferSize` bytes (1 at least).
+    /// Opens as FileInStream::Open() does, with a buffer of `bufferSize` bytes (at least 1).
     static Counted<FastFileInStream> Open(const String& path, std::size_t bufferSize);
 
     FastFileInStream(Counted<FileInStream> file, std::size_t bufferSize);
@@ -53,12 +53,11 @@ private:
     std::size_t m_end = 0;
 };
 
-/// Writes a file. Nothing is buffered here: what Write() has returned from, other processes can
-/// read.
+/// Writes a file without a buffer: once Write() has returned, other processes can read the bytes.
 class KERNEL_API FileOutStream : public OutStream {
 public:
-    /// Creates the file at `path`, or empties the one that is there; others may go on reading and
-    /// deleting it. Throws IoException if that fails.
+    /// Creates the file at `path`, or truncates an existing one. Other processes may read and
+    /// delete it meanwhile. Throws IoException if that fails.
     static Counted<FileOutStream> Create(const String& path);
 
     explicit FileOutStream(std::unique_ptr<FileHandle> file) noexcept;

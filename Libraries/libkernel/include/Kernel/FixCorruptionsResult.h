@@ -1,4 +1,4 @@
-// What a check of an object for damage found.
+// The result of a check for damaged data.
 
 #pragma once
 

@@ -14,14 +14,14 @@
 
 namespace Kernel {
 
-/// Numbers; not bool and char, whose text form is a matter of taste.
+/// Numbers except bool and char, which have no single text form.
 template <class T>
 concept PrintableNumber =
     std::is_arithmetic_v<T> && !std::same_as<T, bool> && !std::same_as<T, char>;
 
-/// A value to put for a placeholder, as text. Numbers are written by std::to_chars: integers in
-/// decimal, floating-point numbers in the shortest form that reads back as the same value, with "."
-/// whatever the locale. Borrows what it is made of; meant to live as long as one call.
+/// The text that replaces a placeholder. Numbers are formatted by std::to_chars, independently of
+/// the locale: integers in decimal, floating-point numbers in the shortest form that parses to the
+/// same value. Refers to its argument: lives no longer than one call.
 class FormatArgument {
 public:
     // NOLINTBEGIN(google-explicit-constructor): what can be printed is an argument
@@ -51,12 +51,12 @@ private:
 
 /// `pattern` with each "%1" to "%9" replaced by the argument of that number.
 ///
-/// One pass: inserted text is never looked at again, so a "%1" inside an argument stays as it is.
-/// So does a placeholder that has no argument, and any other "%". A placeholder is one digit: "%10"
-/// is the first argument and a zero. Allocates once.
+/// Works in one pass: a "%1" inside an argument is not replaced. A placeholder that has no argument
+/// and any other "%" stay as they are. A placeholder has one digit: "%10" is the first argument
+/// followed by "0". Allocates once.
 KERNEL_API String FormatList(std::string_view pattern, std::span<const FormatArgument> arguments);
 
-/// FormatList() for arguments of any printable type: strings and numbers.
+/// FormatList() for strings and numbers.
 template <class... Arguments>
 String Format(std::string_view pattern, const Arguments&... arguments) {
     if constexpr (sizeof...(Arguments) == 0) {

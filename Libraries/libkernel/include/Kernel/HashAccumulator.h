@@ -1,4 +1,4 @@
-// A fast, non-cryptographic hash of data that comes in pieces.
+// A fast, non-cryptographic, incremental hash.
 
 #pragma once
 
@@ -13,13 +13,13 @@
 
 namespace Kernel {
 
-/// Whole numbers and enumerators: they hold no addresses, and equal values have equal bytes.
+/// Integers and enumerators: no addresses, no padding, and equal values have equal bytes.
 template <class T>
 concept HashableValue = std::is_integral_v<T> || std::is_enum_v<T>;
 
 /// Hashes bytes with XXH3 (64 bits, https://xxhash.com). The result depends on the bytes alone, not
-/// on how they were cut into pieces, and is the same on every machine of one byte order. Not for
-/// keeping an attacker out.
+/// on how they were divided among calls, and is the same on all machines of one byte order. Not
+/// secure against deliberate collisions.
 class KERNEL_API HashAccumulator {
 public:
     HashAccumulator();
@@ -37,7 +37,7 @@ public:
         Add(std::as_bytes(std::span(&value, 1)));
     }
 
-    /// The hash of all that was added so far.
+    /// The hash of all bytes added so far.
     std::uint64_t GetHash() const;
 
 private:

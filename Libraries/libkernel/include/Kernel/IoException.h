@@ -10,8 +10,7 @@
 
 namespace Kernel {
 
-/// Thrown by streams. what() is one line of UTF-8 that names the file, if there is one, and the
-/// reason.
+/// Thrown by streams and files. what() is one line of UTF-8: the path, if any, and the reason.
 class KERNEL_API IoException : public std::runtime_error {
 public:
     /// A failure that is not the system's, such as damaged data.

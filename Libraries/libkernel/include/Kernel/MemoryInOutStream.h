@@ -8,12 +8,12 @@
 
 namespace Kernel {
 
-/// Bytes in memory that can be written at the end and read from any position. Reading and writing
-/// do not disturb each other: only reads and Seek() move the position.
+/// Bytes in memory that can be appended and read from any position. Write() always appends; only
+/// Read() and Seek() change the read position.
 class KERNEL_API MemoryInOutStream : public SeekableInStream, public OutStream {
 public:
     MemoryInOutStream() = default;
-    /// Starts with `bytes` to read.
+    /// Initial contents: `bytes`, with the read position at their start.
     explicit MemoryInOutStream(std::vector<std::byte> bytes) noexcept;
     ~MemoryInOutStream() override;
 
@@ -23,7 +23,7 @@ public:
     void Seek(std::uint64_t position) override { m_position = position; }
     void Write(std::span<const std::byte> bytes) override;
 
-    /// All bytes, read or not; valid until the next Write().
+    /// All bytes, whatever the read position; valid until the next Write().
     std::span<const std::byte> GetBytes() const noexcept { return m_bytes; }
 
 private:

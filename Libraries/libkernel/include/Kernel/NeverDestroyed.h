@@ -1,4 +1,4 @@
-// Process-wide objects that outlive everything.
+// Process-wide objects whose destructors never run.
 
 #pragma once
 
@@ -6,9 +6,8 @@
 
 namespace Kernel {
 
-/// Holds an object whose destructor never runs. As a function's static variable, it can be used as
-/// long as the process lives: by background threads while it exits, and by the destructors of
-/// other statics.
+/// Holds an object whose destructor never runs. As a static variable of a function it stays usable
+/// until the process ends: for background threads during exit and for destructors of other statics.
 template <class T>
 class NeverDestroyed {
 public:
@@ -17,7 +16,7 @@ public:
         : value(std::forward<Arguments>(arguments)...) {}
     NeverDestroyed(const NeverDestroyed&) = delete;
     NeverDestroyed& operator=(const NeverDestroyed&) = delete;
-    ~NeverDestroyed() {}  // a union leaves its member alone
+    ~NeverDestroyed() {}  // a union does not destroy its member
 
     T& operator*() noexcept { return value; }
     T* operator->() noexcept { return &value; }

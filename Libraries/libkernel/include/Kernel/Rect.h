@@ -7,8 +7,8 @@
 
 namespace Kernel {
 
-/// The points from (left, top) up to, not including, (right, bottom). Empty when right is not
-/// greater than left or bottom not greater than top; all edges 0 by default.
+/// A half-open rectangle: left and top are included, right and bottom are not. Empty if right is
+/// not greater than left or bottom not greater than top; all edges are 0 by default.
 template <class T>
 struct RectT {
     T left{};
@@ -21,7 +21,7 @@ struct RectT {
     using Extent = std::conditional_t<std::is_integral_v<T>, long long, T>;
 
     constexpr bool IsEmpty() const noexcept { return right <= left || bottom <= top; }
-    /// 0 for a rectangle whose edges are the wrong way round; never overflows.
+    /// 0 if right is less than left; never overflows.
     constexpr Extent GetWidth() const noexcept {
         return std::max(Extent{}, static_cast<Extent>(right) - static_cast<Extent>(left));
     }
@@ -29,7 +29,7 @@ struct RectT {
         return std::max(Extent{}, static_cast<Extent>(bottom) - static_cast<Extent>(top));
     }
 
-    /// The points that lie in both; an empty rectangle if there are none.
+    /// The intersection; RectT{} if it is empty.
     constexpr RectT Intersect(const RectT& other) const noexcept {
         const RectT both{std::max(left, other.left), std::max(top, other.top),
                          std::min(right, other.right), std::min(bottom, other.bottom)};

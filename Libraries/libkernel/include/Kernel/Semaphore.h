@@ -11,10 +11,10 @@
 
 namespace Kernel {
 
-/// A count that Signal() raises and Wait() lowers, waiting while it is 0.
+/// A count that Signal() increments and Wait() decrements, blocking while it is 0.
 ///
-/// Threads: any, at the same time. The one that Wait() let go may destroy the semaphore at once,
-/// even while the Signal() that did so is still returning.
+/// Threads: any. A thread whose Wait() has returned may destroy the semaphore, even while the
+/// Signal() that released it has not returned yet.
 class KERNEL_API Semaphore {
 public:
     explicit Semaphore(std::size_t count = 0) noexcept : m_count(count) {}
@@ -22,7 +22,7 @@ public:
     void Signal();
     void Wait();
 
-    /// Waits for at most `timeout`; false, with the count unchanged, if it passed.
+    /// Waits for at most `timeout`; false, with the count unchanged, on a timeout.
     [[nodiscard]] bool WaitFor(std::chrono::milliseconds timeout);
 
 private:

@@ -15,22 +15,22 @@
 
 namespace Kernel {
 
-/// Encoding tag: UTF-8, one `char` a code unit.
+/// Encoding tag: UTF-8 with `char` as code unit.
 struct TEncUtf8;
 
-/// A string in encoding `TEncoding`. Declared only: an encoding that is not supported does not
-/// compile.
+/// A string in encoding `TEncoding`. Only the specialisations are defined: an encoding that is not
+/// supported does not compile.
 template <class TEncoding>
 class StringT;
 
-/// A string of UTF-8 bytes that is cheap to copy: copies share one buffer, which the first change
-/// through one of them separates. A new empty string owns no buffer.
+/// A reference-counted copy-on-write string of UTF-8 bytes: copies share one buffer until one of
+/// them is changed. A new empty string has no buffer.
 ///
-/// The bytes are kept as they come and may hold anything, zero bytes included; they are always
-/// followed by one zero byte. Functions that need well-formed UTF-8 say so, and ToUtf16() replaces
-/// what is not. Comparison is by byte value, which is also the order of code points.
+/// The bytes are not validated and may include zero bytes; they are always followed by one zero
+/// byte. Functions that need well-formed UTF-8 say so, and ToUtf16() replaces ill-formed sequences.
+/// Comparison is by byte value, which is also the order of code points.
 ///
-/// Threads: as for std::string; strings that share a buffer count as separate objects.
+/// Threads: as for std::string; strings that share a buffer are separate objects.
 template <>
 class KERNEL_API StringT<TEncUtf8> {
 public:
@@ -68,7 +68,7 @@ public:
     const_iterator begin() const noexcept { return data(); }
     const_iterator end() const noexcept { return data() + size(); }
 
-    /// The byte at `index`, which is not checked; `index == size()` gives the closing zero.
+    /// The byte at `index`, which is not checked; `index == size()` gives the terminating zero.
     char operator[](std::size_t index) const noexcept { return data()[index]; }
     /// The last byte. The string must not be empty.
     char back() const noexcept { return data()[size() - 1]; }
@@ -79,11 +79,11 @@ public:
 
     void clear() noexcept { *this = StringT(); }
     void push_back(char character) { append(&character, 1); }
-    /// Cuts to `count` bytes, or fills up to them with `character`.
+    /// Truncates to `count` bytes, or appends `character` up to them.
     void resize(std::size_t count, char character = '\0');
-    /// Makes room for `capacity` bytes, so that appending up to there allocates nothing.
+    /// Allocates a buffer for `capacity` bytes, so that appending up to them allocates nothing.
     void reserve(std::size_t capacity);
-    /// Appends `count` bytes, which may lie in this string.
+    /// Appends `count` bytes, which may be part of this string.
     StringT& append(const char* text, std::size_t count);
     StringT& operator+=(std::string_view text) { return append(text.data(), text.size()); }
 
@@ -115,7 +115,7 @@ public:
     }
 
 private:
-    // One allocation: this header, the bytes and the closing zero.
+    // One allocation: this header, the bytes and the terminating zero.
     struct Buffer {
         std::atomic<std::uint32_t> references{1};
         std::size_t size = 0;

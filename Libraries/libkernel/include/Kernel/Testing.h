@@ -1,5 +1,5 @@
-// Stand-ins for tests: time that a test controls, and diagnostics that it reads. Product code never
-// includes this header.
+// Test doubles: clocks that a test controls, and diagnostic sinks that it reads. Product code does
+// not include this header.
 
 #pragma once
 
@@ -18,8 +18,8 @@
 
 namespace Kernel::Testing {
 
-/// Makes `clock` the clock of the whole process for as long as this object lives. Nothing may be
-/// sleeping or in a timed wait when it comes or goes.
+/// Makes `clock` the clock of the process during the lifetime of this object. No thread may be in a
+/// sleep or timed wait when the clock changes.
 class KERNEL_API ScopedClock {
 public:
     explicit ScopedClock(Clock& clock);
@@ -31,11 +31,10 @@ private:
     Clock& m_previous;
 };
 
-/// A clock on which sleeps and timed waits take a small part of their time, and are noted down. For
-/// running a whole operation as it is, only faster.
+/// A clock that is faster than real time and records sleeps, for tests of whole operations.
 class KERNEL_API ScaledClock : public Clock {
 public:
-    /// `factor`: how many times faster than real time this clock runs.
+    /// `factor`: the speed of this clock relative to real time.
     explicit ScaledClock(double factor);
 
     std::chrono::nanoseconds GetNow() override;
@@ -43,7 +42,7 @@ public:
     void WaitFor(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
                  std::chrono::nanoseconds timeout) override;
 
-    /// The durations of all sleeps so far, in the order in which they began.
+    /// The durations of all sleeps so far, in the order of their start.
     std::vector<std::chrono::milliseconds> GetSleeps() const;
 
 private:
@@ -53,7 +52,7 @@ private:
     std::vector<std::chrono::milliseconds> m_sleeps;
 };
 
-/// A clock that stands still until Advance() moves it. For looking at each step of an operation.
+/// A clock that only Advance() moves, for tests of single steps of an operation.
 class KERNEL_API ManualClock : public Clock {
 public:
     std::chrono::nanoseconds GetNow() override;
@@ -62,7 +61,7 @@ public:
                  std::chrono::nanoseconds timeout) override;
 
     void Advance(std::chrono::nanoseconds duration);
-    /// Waits, in real time, until `count` threads are asleep on this clock.
+    /// Waits, in real time, until `count` threads sleep on this clock.
     void WaitForSleepers(int count);
 
 private:
@@ -72,7 +71,7 @@ private:
     std::multiset<std::chrono::nanoseconds> m_wakeTimes;  // of all in Sleep(), due or not
 };
 
-/// Keeps the text that a channel (Trace or Log) writes for as long as this object lives.
+/// Records the messages of a channel (Trace or Log) during the lifetime of this object.
 template <class Channel>
 class Recorded {
 public:

@@ -8,7 +8,7 @@
 
 namespace Kernel {
 
-/// A stopwatch that runs from its construction, on a clock that never goes back.
+/// A stopwatch on a monotonic clock, started by its construction.
 class KERNEL_API Timer {
 public:
     Timer();

@@ -21,14 +21,14 @@ KERNEL_API String FromUtf16(std::u16string_view text);
 /// Whether `text` is well-formed UTF-8.
 KERNEL_API bool IsValidUtf8(std::string_view text) noexcept;
 
-/// `text` with each maximal ill-formed sequence replaced by U+FFFD; the same buffer if there is
-/// none.
+/// `text` with each maximal ill-formed sequence replaced by U+FFFD; shares the buffer of `text` if
+/// there is none.
 KERNEL_API String ReplaceInvalidUtf8(const String& text);
 
-/// `text` fit for one line of a message: as ReplaceInvalidUtf8() leaves it, with "?" for control
-/// characters, those from U+0080 to U+009F too, which some terminals obey.
+/// `text` for one line of a message: ill-formed sequences replaced as by ReplaceInvalidUtf8(), and
+/// control characters by "?", including U+0080 to U+009F, which some terminals interpret.
 KERNEL_API String MakePrintable(std::string_view text);
-/// The same for a text of several lines, whose line feeds stay.
+/// The same for a text of several lines: line feeds are kept.
 KERNEL_API String MakePrintableLines(std::string_view text);
 
 }  // namespace Kernel

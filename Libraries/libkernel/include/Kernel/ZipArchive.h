@@ -11,13 +11,13 @@
 
 namespace Kernel {
 
-/// A ZIP archive read from a stream. Nothing is loaded but its directory.
+/// A ZIP archive in a stream. Only its central directory is loaded.
 ///
-/// Archives are not to be trusted: names may be "../x", repeat or hold any byte, sizes may lie, and
-/// a small archive may hold terabytes, so check names and cap sizes. What is promised here is that
-/// reading ends in the right bytes or in an IoException.
+/// Archives are untrusted input: names may be "../x", may repeat and contain any byte, declared
+/// sizes may be wrong, and a small archive may decompress to terabytes, so callers check names and
+/// limit sizes. This class guarantees that a read gives the right bytes or throws IoException.
 ///
-/// Threads: an archive, its entries and their streams belong to one thread at a time, together.
+/// Threads: an archive, its entries and their streams are used by one thread at a time, together.
 class KERNEL_API ZipArchive : public virtual Countable {
 public:
     class Entry;
@@ -26,13 +26,13 @@ public:
     explicit ZipArchive(Counted<SeekableInStream> stream);
     ~ZipArchive() override;
 
-    /// All entries, in the order of the directory; valid as long as the archive.
+    /// All entries, in the order of the central directory; valid as long as the archive.
     std::vector<Entry>::const_iterator begin() const noexcept;
     std::vector<Entry>::const_iterator end() const noexcept;
     std::size_t GetEntryCount() const noexcept;
 
-    /// Opens the entry of exactly this name, as Entry::Open() does. Throws IoException if there is
-    /// none, or more than one.
+    /// Opens the entry with exactly this name, as Entry::Open() does. Throws IoException if there
+    /// is none or more than one.
     Counted<InStream> Open(const String& name) const;
 
 private:
@@ -42,7 +42,7 @@ private:
     std::vector<Entry> m_entries;
 };
 
-/// A file, folder or other thing in a ZIP archive.
+/// An entry of a ZIP archive: a file, folder, symbolic link or special file.
 class KERNEL_API ZipArchive::Entry {
 public:
     enum class Kind {
@@ -57,22 +57,22 @@ public:
     Entry& operator=(Entry&&) noexcept;
     ~Entry();
 
-    /// The bytes that the archive has for the name, in whatever encoding; zero bytes read as
-    /// spaces.
+    /// The bytes of the name as the archive stores them, in an unknown encoding; zero bytes are
+    /// replaced by spaces.
     const String& GetName() const noexcept { return m_name; }
     Kind GetKind() const noexcept { return m_kind; }
-    /// The size that the archive declares, of which Open() gives no byte more.
+    /// The declared uncompressed size. Open() never gives more bytes than that.
     std::uint64_t GetSize() const noexcept { return m_size; }
-    /// The declared size in the archive. The sum over all entries exceeds the size of the archive
-    /// only where entries overlap, which no honest archive does.
+    /// The declared compressed size. The sum over all entries exceeds the size of the archive only
+    /// if entries overlap, which is a sign of an archive bomb.
     std::uint64_t GetCompressedSize() const noexcept { return m_compressedSize; }
 
     /// The contents, decompressed as they are read. Throws IoException if they are encrypted or
     /// compressed by an unsupported method.
     ///
-    /// Read() throws IoException on damage. That the size is the declared one and the checksum
-    /// right is known with the last byte: whoever got GetSize() bytes got the right ones. The
-    /// stream outlives the archive, and several may be read in turn.
+    /// Read() throws IoException if the data are damaged. Size and checksum (CRC-32) are verified
+    /// before the last byte is returned: GetSize() bytes that were read are the right ones. The
+    /// stream may outlive the archive, and several streams may be read alternately.
     Counted<InStream> Open() const;
 
 private:

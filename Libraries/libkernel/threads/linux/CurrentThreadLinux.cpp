@@ -27,8 +27,8 @@ const char* GetThreadName(Dispatch::ThreadPurpose purpose) noexcept {
 
 void SetUpCurrentThread(Dispatch::ThreadPurpose purpose, Dispatch::Priority priority) noexcept {
     pthread_setname_np(pthread_self(), GetThreadName(purpose));
-    // Linux keeps the nice value for each thread, 0 naming the calling one. Only a privileged
-    // process may go below 0, so High is Normal here.
+    // Linux has a nice value for each thread; who 0 is the calling one. Values below 0 need a
+    // privileged process, so High is the same as Normal.
     if (priority == Dispatch::Priority::Idle) {
         setpriority(PRIO_PROCESS, 0, 19);
     } else if (priority == Dispatch::Priority::Low) {

@@ -1,4 +1,4 @@
-// Where the body of a response goes.
+// Receivers of the body of a response.
 
 #pragma once
 
@@ -12,12 +12,12 @@
 
 namespace Network {
 
-/// Takes a response's body as it arrives, on the thread of the transfer. What it throws ends the
+/// Receives a response's body as it arrives, on the thread of the transfer. An exception ends the
 /// transfer as a failure.
 class NETWORK_API DataSink : public Kernel::Countable {
 public:
     virtual void Write(std::span<const std::byte> bytes) = 0;
-    /// Called once, after the last byte and before the request's completion is told.
+    /// Called once, after the last byte and before the completion handler.
     virtual void Flush() {}
 };
 

@@ -1,4 +1,4 @@
-// What a request sends as its body.
+// Sources of the body of a request.
 
 #pragma once
 
@@ -14,24 +14,24 @@
 
 namespace Network {
 
-/// Bytes of known number that can be read more than once, since a server may ask for them again.
-/// Used by one thread at a time, which may be the transfer's own.
+/// Bytes of known number that can be read repeatedly: a transfer may have to send them again.
+/// Used by one thread at a time, which may be that of the transfer.
 class NETWORK_API DataSource : public Kernel::Countable {
 public:
     virtual std::uint64_t GetSize() const = 0;
-    /// Copies up to `buffer.size()` bytes from number `position` on, and returns how many; 0 only
-    /// at the end.
+    /// Copies up to `buffer.size()` bytes from offset `position` on and returns their number; 0
+    /// only at the end.
     virtual std::size_t Read(std::uint64_t position, std::span<std::byte> buffer) const = 0;
 };
 
-/// Nothing.
+/// An empty body.
 class NETWORK_API NullDataSource : public DataSource {
 public:
     std::uint64_t GetSize() const override { return 0; }
     std::size_t Read(std::uint64_t position, std::span<std::byte> buffer) const override;
 };
 
-/// The bytes of a string, which it shares.
+/// The bytes of a string, which is shared.
 class NETWORK_API Utf8DataSource : public DataSource {
 public:
     explicit Utf8DataSource(Kernel::String text) noexcept : m_text(std::move(text)) {}
@@ -43,7 +43,7 @@ private:
     Kernel::String m_text;
 };
 
-/// Bytes in memory, which it owns.
+/// Bytes in memory, which are owned.
 class NETWORK_API BinaryDataSource : public DataSource {
 public:
     explicit BinaryDataSource(std::vector<std::byte> bytes) noexcept : m_bytes(std::move(bytes)) {}

@@ -1,4 +1,4 @@
-// Documents from the network that are kept on the disk.
+// A cache of downloaded documents on the disk.
 
 #pragma once
 
@@ -7,32 +7,30 @@
 
 namespace Network {
 
-/// Keeps one file for each key in a folder of the current user. A file is always whole: it is
-/// written beside its place and renamed into it.
+/// Keeps one file for each key in a folder. Files are replaced atomically, so each is complete.
 ///
-/// Threads: any; so may several processes.
+/// Threads: any; several processes may share a folder.
 class NETWORK_API DownloadCache {
 public:
-    /// An address, and the key under which what it gives is kept.
+    /// An address and the key under which its document is kept.
     struct ResourceIdentifier {
         Kernel::String address;
         Kernel::String key;
     };
 
-    /// A cache in `folder`, which is created when it is needed.
+    /// A cache in `folder`, which is created by the first download.
     explicit DownloadCache(Kernel::String folder);
 
-    /// The one in "orvantis/downloads" in the user's cache folder (see
+    /// The cache in "orvantis/downloads" below the user's cache folder (see
     /// Kernel::FileSystem::GetUserCacheFolder()).
     static DownloadCache& Instance();
 
-    /// Forgets what is kept under `key`, if anything is.
+    /// Deletes the file of `key`, if there is one.
     void Invalidate(const Kernel::String& key);
 
-    /// The path of the file kept under the resource's key, downloaded first if there is none.
-    /// Blocks. Throws Http::Exception for a failed transfer, a document of more than 256 MiB or a
-    /// status other than 200, and Kernel::IoException if the file can't be written; nothing is kept
-    /// then.
+    /// The path of the file of the resource's key, which is downloaded first if there is none.
+    /// Blocks. Keeps nothing and throws Http::Exception for a failed transfer, a document of more
+    /// than 256 MiB or a status other than 200, Kernel::IoException if the file can't be written.
     Kernel::String DownloadSync(const ResourceIdentifier& resource);
 
 private:

@@ -8,7 +8,7 @@
 
 namespace Network::Http {
 
-/// A request that got no complete response. what() is the line that Response::failure holds.
+/// Thrown for a request without a complete response. what() is Response::failure.
 class NETWORK_API Exception : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

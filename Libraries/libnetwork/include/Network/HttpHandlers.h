@@ -1,4 +1,4 @@
-// What a caller may want to be told of an HTTP request.
+// Callbacks of an HTTP request.
 
 #pragma once
 

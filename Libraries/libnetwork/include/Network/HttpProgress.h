@@ -1,4 +1,4 @@
-// How far an HTTP transfer is.
+// The progress of an HTTP transfer.
 
 #pragma once
 
@@ -6,7 +6,7 @@
 
 namespace Network::Http {
 
-/// How far a transfer is, in bytes. A total is 0 while it is not known.
+/// The bytes transferred so far. A total is 0 while it is unknown.
 struct ProgressInformation {
     std::uint64_t received = 0;
     std::uint64_t totalToReceive = 0;

@@ -13,42 +13,42 @@
 namespace Network::Http {
 
 enum class Method {
-    Head = 0,  // the headers alone
-    Get = 1,   // a plain retrieval
+    Head = 0,
+    Get = 1,
     Post = 2,  // sends a body
     Put = 3,   // sends a body
     Delete = 4,
 };
 
-/// What of the body a server is asked for, for downloads that go on where an earlier one stopped.
+/// The range of the body to request (Range, RFC 9110), to continue an interrupted download.
 enum class Fencepost {
-    None = 0,   // all of it
-    Start = 1,  // all from Request::firstByte on
+    None = 0,   // the whole body
+    Start = 1,  // from Request::firstByte to the end
 };
 
-/// Header or parameter values by name. Names of headers in a response are in lower case; of several
-/// headers with one name the last counts.
+/// Header or parameter values by name. In a response the names are in lower case, and the last of
+/// several headers with one name is kept.
 using Fields = std::map<Kernel::String, Kernel::String>;
 
 struct Request {
     Kernel::String address;
     Method method = Method::Get;
     Fields headers;
-    /// Added to the address as its query, percent-encoded, in the order of their names.
+    /// Appended to the query of the address, percent-encoded, in the order of their names.
     Fields parameters;
-    /// What Post and Put send. Null sends nothing.
+    /// The body of Post and Put; null for an empty one.
     Kernel::Counted<DataSource> body;
-    /// Takes the response's body, whatever the status. Null drops it.
+    /// Receives the response's body, whatever the status; null discards it.
     Kernel::Counted<DataSink> sink;
     Fencepost fencepost = Fencepost::None;
     std::uint64_t firstByte = 0;
-    /// Seconds: for the connection to be made, and then without a byte in either direction.
+    /// Seconds: the limit for connecting, and then for inactivity in both directions.
     int timeout = 20;
-    /// Whether Get and Head go where a response redirects them, at most five times and never from
-    /// https to http. Other methods never do: their bodies may hold secrets.
+    /// Whether Get and Head follow redirects, at most five and none from https to http. Other
+    /// methods never follow them: their bodies may contain secrets.
     bool followsRedirects = true;
-    /// Whether a response may come without any word of its length. The end of such a body can't be
-    /// told from a connection that broke.
+    /// Whether a response without Content-Length and chunked encoding is accepted. The end of such
+    /// a body can't be distinguished from a lost connection.
     bool allowsUnknownLength = false;
 };
 
@@ -56,7 +56,7 @@ struct Response {
     /// The HTTP status; 0 if there was no response.
     int status = 0;
     Fields headers;
-    /// One line that says why the request failed; empty if it did not.
+    /// The reason of a failure, in one line; empty for a success.
     Kernel::String failure;
 };
 

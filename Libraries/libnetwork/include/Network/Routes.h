@@ -1,4 +1,4 @@
-// Sending requests for one host to another: for tests, and for work with a local service.
+// Redirection of connections to another host, for tests and for a local service.
 
 #pragma once
 
@@ -9,9 +9,9 @@
 
 namespace Network {
 
-/// For as long as this object lives, connections to `host` (any port) go to `targetHost`, port
-/// `targetPort`. Nothing else changes: the request names `host`, and the certificate must be that
-/// of `host`. The newest route to a host counts.
+/// During the lifetime of this object, connections to `host` (any port) go to `targetHost`, port
+/// `targetPort`. The Host header still names `host`, and the certificate must be one for `host`.
+/// The newest of several routes for a host is used.
 class NETWORK_API ScopedRoute {
 public:
     ScopedRoute(const Kernel::String& host, const Kernel::String& targetHost,

@@ -1,4 +1,4 @@
-// What holds for all requests of the process.
+// Settings for all requests of the process.
 
 #pragma once
 
@@ -9,12 +9,13 @@
 
 namespace Network {
 
-/// Sets the file (PEM) of the certificate authorities to trust instead of the system's. Empty goes
-/// back to those. Requests under way are not affected.
+/// Sets the file (PEM) of the certificate authorities to trust instead of the system's; an empty
+/// path restores those. Requests that have started are not affected.
 NETWORK_API void SetCertificateAuthorities(const Kernel::String& path);
 
-/// Sets the proxy for all requests, for example "http://proxy:3128"; empty uses none. Without this,
-/// or with nothing, the environment decides (http_proxy, https_proxy, no_proxy).
+/// Sets the proxy for all requests, for example "http://proxy:3128"; an empty text for none. With
+/// std::nullopt, the initial setting, environment variables decide (http_proxy, https_proxy,
+/// no_proxy).
 NETWORK_API void SetProxy(const std::optional<Kernel::String>& proxy);
 
 }  // namespace Network
