@@ -2,7 +2,7 @@
 """Checks which way includes point. The folders of a library are its rooms, listed lowest first by
 orvantis_room() in its CMakeLists.txt, and the root CMakeLists.txt lists libraries lowest first. A file
 may include files of its own room, of rooms before it and public headers of libraries before its own.
-Tests may include anything of what they test; theirs and everybody's includes must name one file only.
+Tests may include anything of what they test; every include must name one file only.
 Usage: tools/check_rooms.py [--table]
   --table   prints which room includes which, instead of checking
 """

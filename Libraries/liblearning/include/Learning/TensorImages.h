@@ -20,14 +20,14 @@ namespace Learning {
 // channels), the samples of a pixel side by side. Leading dimensions of 1, such as a batch of one,
 // are passed over.
 //
-// Samples are those of the bitmap as it is: whoever wants sRGB converts first.
+// Samples are those of the bitmap, in the colour space of its profile: for sRGB, convert first.
 //
 // Errors: std::invalid_argument, before anything is written, for a tensor of another shape, for
 // channels that are not those of the mapping, for a range or a deviation that is 0 or not finite,
 // and for an area that is empty or reaches outside.
 //
-// Threads: many share the work. Nobody else may write the source, or touch the destination,
-// meanwhile.
+// Threads: the work is shared by the dispatcher's threads. The source must not be written, and the
+// destination not be accessed, during a call.
 
 /// What a tensor holds for the value v of a channel, 0..1: (v * range - mean) / deviation.
 using ChannelMapping = Raster::ChannelMapping;

@@ -83,7 +83,7 @@ TEST_F(DownloadTest, UnpacksToTheCurrentFolderWithoutACacheFolder) {
 
 TEST_F(DownloadTest, FailsWithoutAServer) {
     EXPECT_FALSE(m_cache.DownloadModel(Type, {}));   // no address
-    m_cache.SetModelURLRoot("http://127.0.0.1:1/");  // where nobody listens
+    m_cache.SetModelURLRoot("http://127.0.0.1:1/");  // refuses connections
     EXPECT_FALSE(m_cache.DownloadModel(Type, {}));
 }
 

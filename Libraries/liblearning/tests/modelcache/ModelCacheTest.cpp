@@ -92,7 +92,7 @@ TEST_F(ModelCacheTest, KeepsALoadedModelWhenTheModeChanges) {
     EXPECT_EQ(m_cache.GetModel(ModelCache::SuperResolution), model);
     m_cache.Shutdown();
     EXPECT_FALSE(m_cache.GetModel(ModelCache::SuperResolution));
-    EXPECT_TRUE(model->IsValid());  // whoever holds it may go on
+    EXPECT_TRUE(model->IsValid());  // stays usable while it is held
 }
 
 TEST_F(ModelCacheTest, ForgetsAndDeletesWhateverStandsInTheModelsPlace) {

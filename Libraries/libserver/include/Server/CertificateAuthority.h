@@ -1,4 +1,4 @@
-// Throw-away certificates for a server that nobody but its own clients shall trust.
+// Throw-away certificates for a server that only its own clients trust.
 
 #pragma once
 
