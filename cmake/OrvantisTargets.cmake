@@ -144,8 +144,10 @@ function(orvantis_test_models name script)
     file(MAKE_DIRECTORY "${folder}")
     list(TRANSFORM ARGN PREPEND "${folder}/" OUTPUT_VARIABLE files)
     list(TRANSFORM files APPEND ".onnx")
-    add_custom_command(OUTPUT ${files} DEPENDS "${script}" VERBATIM
-        COMMAND "${ORVANTIS_PYTHON}" "${CMAKE_CURRENT_SOURCE_DIR}/${script}" "${folder}")
+    set(support "${PROJECT_SOURCE_DIR}/tests/support")
+    add_custom_command(OUTPUT ${files} DEPENDS "${script}" "${support}/onnx_models.py" VERBATIM
+        COMMAND "${CMAKE_COMMAND}" -E env "PYTHONPATH=${support}" PYTHONDONTWRITEBYTECODE=1
+                "${ORVANTIS_PYTHON}" "${CMAKE_CURRENT_SOURCE_DIR}/${script}" "${folder}")
     add_custom_target(${name}TestModelFiles DEPENDS ${files})
     add_library(${name}TestModels INTERFACE)
     add_dependencies(${name}TestModels ${name}TestModelFiles)

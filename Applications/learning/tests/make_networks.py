@@ -1,36 +1,11 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Makes stand-ins for the networks: inputs and outputs as theirs, results that a test can foresee.
 
-Usage: make_networks.py FOLDER
+Usage: make_networks.py FOLDER, with tests/support in PYTHONPATH
 """
-import pathlib
-import sys
-
-import onnx
-from onnx import TensorProto, helper, numpy_helper
 import numpy as np
 
-FLOAT = TensorProto.FLOAT
-
-
-def tensor(name, shape):
-    return helper.make_tensor_value_info(name, FLOAT, shape)
-
-
-def constant(name, values, dtype=np.float32):
-    return numpy_helper.from_array(np.array(values, dtype=dtype), name)
-
-
-def save(folder, package, nodes, inputs, outputs, constants=()):
-    graph = helper.make_graph(nodes, package, inputs, outputs, list(constants))
-    model = helper.make_model(graph, opset_imports=[helper.make_opsetid("", 13)])
-    model.ir_version = 8
-    onnx.checker.check_model(model)
-    onnx.save(model, folder / f"{package}.onnx")
-
-
-def node(operator, inputs, output, **attributes):
-    return helper.make_node(operator, inputs.split(), [output], **attributes)
+from onnx_models import FLOAT, INT64, constant, node, save, tensor
 
 
 def fold(source, target, side):
@@ -48,9 +23,9 @@ def repeat(source, target):
                 coordinate_transformation_mode="asymmetric", nearest_mode="floor")
 
 
-def super_resolution(folder):
+def super_resolution():
     """Repeats every pixel twice each way; those on the tile's border it makes black."""
-    save(folder, "SuperResolution_2.6",
+    save("SuperResolution_2.6",
          fold("input", "even", 2) +
          [node("Slice", "even one_each minus_one_each axes", "inner"),
           node("Pad", "inner border", "bordered"),
@@ -62,22 +37,22 @@ def super_resolution(folder):
           constant("border", [0, 0, 1, 1, 0, 0, 1, 1], np.int64)])
 
 
-def enlarge(folder):
-    save(folder, "Enlarge",
+def enlarge():
+    save("Enlarge",
          [repeat("input", "output")],
          [tensor("input", ["n", 3, "h", "w"])], [tensor("output", ["n", 3, "h2", "w2"])],
          ENLARGE_CONSTANTS)
 
 
-def depth(folder):
+def depth():
     """Depth is the mean of the colours: what is dark is near."""
-    save(folder, "DepthEstimation_2.6", [node("ReduceMean", "0", "350", axes=[1])],
+    save("DepthEstimation_2.6", [node("ReduceMean", "0", "350", axes=[1])],
          [tensor("0", [1, 3, 224, 224])], [tensor("350", [1, 1, 224, 224])])
 
 
-def colourisation(folder):
+def colourisation():
     """Cb is 0.1 everywhere; Cr is 0.2 where luma is above a half, else -0.2."""
-    save(folder, "Colourisation_2.6",
+    save("Colourisation_2.6",
          fold("luma", "even", 8) +
          [node("Greater", "even half", "is_bright"),
           node("Where", "is_bright plus minus", "cr"),
@@ -89,19 +64,19 @@ def colourisation(folder):
           constant("zero", 0), constant("blue", 0.1)])
 
 
-def segmentation_encoder(folder):
+def segmentation_encoder():
     """The embedding repeats the colours at a sixteenth of the size."""
     weights = np.zeros((256, 3, 1, 1), np.float32)
     for channel in range(256):
         weights[channel, channel % 3] = 1
-    save(folder, "SegmentationEncoder_2.6",
+    save("SegmentationEncoder_2.6",
          [node("AveragePool", "input", "small", kernel_shape=[16, 16], strides=[16, 16]),
           node("Conv", "small weights", "output")],
          [tensor("input", ["n", 3, 1024, 1024])], [tensor("output", ["n", 256, 64, 64])],
-         [numpy_helper.from_array(weights, "weights")])
+         [constant("weights", weights)])
 
 
-def segmentation_decoder(folder):
+def segmentation_decoder():
     """The mask is what lies within 200 of an inside point and not within 200 of an outside point.
 
     Distances count in pixels of the encoder's square. The mask is empty unless exactly one point
@@ -110,7 +85,7 @@ def segmentation_decoder(folder):
     """
     nodes = [
         # Centres of the mask's pixels in the encoder's square: {height, 1} and {width}.
-        node("Cast", "orig_im_size", "sizes", to=TensorProto.INT64),
+        node("Cast", "orig_im_size", "sizes", to=INT64),
         node("Gather", "sizes first", "height"),
         node("Gather", "sizes second", "width"),
         node("ReduceMax", "orig_im_size", "longest", keepdims=0),
@@ -166,7 +141,7 @@ def segmentation_decoder(folder):
         node("ReduceMean", "channel", "mean", axes=[1, 2, 3], keepdims=0),
         node("Unsqueeze", "mean axis0", "iou_predictions"),
     ]
-    save(folder, "SegmentationDecoder_2.6", nodes,
+    save("SegmentationDecoder_2.6", nodes,
          [tensor("image_embeddings", [1, 256, 64, 64]), tensor("point_coords", [1, "n", 2]),
           tensor("point_labels", [1, "n"]), tensor("mask_input", [1, 1, 256, 256]),
           tensor("has_mask_input", [1]), tensor("orig_im_size", [2])],
@@ -182,11 +157,12 @@ def segmentation_decoder(folder):
 
 
 def main():
-    folder = pathlib.Path(sys.argv[1])
-    folder.mkdir(parents=True, exist_ok=True)
-    for make in (enlarge, super_resolution, depth, colourisation, segmentation_encoder,
-                 segmentation_decoder):
-        make(folder)
+    enlarge()
+    super_resolution()
+    depth()
+    colourisation()
+    segmentation_encoder()
+    segmentation_decoder()
 
 
 if __name__ == "__main__":
