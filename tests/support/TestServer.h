@@ -1,22 +1,15 @@
-// What tests of clients share: servers that they can trust, and a look at what clients leave
-// behind.
+// Servers for tests of clients, and the authority whose certificates clients can trust.
 
 #pragma once
 
 #include "Server/ScriptedServer.h"
 
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <filesystem>
-#include <iterator>
 #include <string>
-#include <thread>
 #include <utility>
 
 namespace Support {
 
-/// The authority behind all servers of a test program.
+/// The authority that has signed the certificates of all servers of a test program.
 inline const Server::CertificateAuthority& GetAuthority() {
     static const Server::CertificateAuthority authority;
     return authority;
@@ -30,7 +23,7 @@ inline Server::ScriptedServer::Options Encrypted(bool isEncrypted = true) {
     return options;
 }
 
-/// A server that knows its address, and may give the same answer always.
+/// A server with its address. Given a script, it answers each request with it.
 class TestServer : public Server::ScriptedServer {
 public:
     explicit TestServer(Handler handler, const Options& options = {})
@@ -44,29 +37,6 @@ public:
 
 private:
     const std::string m_address;
-};
-
-/// Expects at its end that this process has no more open files and threads than at its start.
-class LeakCheck {
-public:
-    LeakCheck() = default;
-    LeakCheck(const LeakCheck&) = delete;
-    LeakCheck& operator=(const LeakCheck&) = delete;
-    ~LeakCheck() {
-        for (int wait = 0; wait < 500 && CountAll() > m_before; ++wait) {
-            std::this_thread::sleep_for(
-                std::chrono::milliseconds(10));  // some are on their way out
-        }
-        EXPECT_LE(CountAll(), m_before);
-    }
-
-private:
-    static std::ptrdiff_t Count(const char* folder) {
-        return std::distance(std::filesystem::directory_iterator(folder), {});
-    }
-    static std::ptrdiff_t CountAll() { return Count("/proc/self/fd") + Count("/proc/self/task"); }
-
-    const std::ptrdiff_t m_before = CountAll();
 };
 
 }  // namespace Support

@@ -1,8 +1,8 @@
 #include "Kernel/Semaphore.h"
 
 #include "CommandLine.h"
-#include "support/TestClient.h"
 #include "support/TestFolder.h"
+#include "support/posix/TestClient.h"
 
 #include <gmock/gmock.h>
 

@@ -6,15 +6,14 @@
 
 #include "CommandLine.h"
 #include "files/Files.h"
+#include "support/TestFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <random>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -50,13 +49,16 @@ inline std::array<int, 4> GetPixel(const Photo& photo, int x, int y) {
             std::to_integer<int>(pixel[2]), std::to_integer<int>(pixel[3])};
 }
 
-/// Gives each test a folder that is empty at first and gone afterwards.
+/// Gives each test a folder of its own.
 class InFolder : public testing::Test {
 protected:
-    InFolder() { std::filesystem::create_directories(m_folder); }
-    ~InFolder() override { std::filesystem::remove_all(m_folder); }
+    std::string At(const std::string& name) const { return m_folder.At(name); }
 
-    std::string At(const std::string& name) const { return (m_folder / name).string(); }
+    std::string MakeFile(const std::string& name, const std::string& content) const {
+        return m_folder.Write(name, content);
+    }
+
+    std::set<std::string> GetFiles() const { return Support::GetNames(At("")); }
 
     std::string MakePhoto(int width, int height, const Paint& paint) const {
         Raster::DynamicBitmap picture(width, height);
@@ -71,23 +73,8 @@ protected:
         return At("photo.png");
     }
 
-    std::string MakeFile(const std::string& name, const std::string& content) const {
-        std::ofstream(At(name), std::ios::binary) << content;
-        return At(name);
-    }
-
-    std::vector<std::string> GetFiles() const {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(m_folder)) {
-            names.push_back(entry.path().filename().string());
-        }
-        return names;
-    }
-
 private:
-    const std::filesystem::path m_folder =
-        std::filesystem::temp_directory_path() /
-        ("learning-test-" + std::to_string(std::random_device()()));
+    const Support::TestFolder m_folder;
 };
 
 }  // namespace LearningApp::Testing

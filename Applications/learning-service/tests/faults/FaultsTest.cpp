@@ -1,8 +1,8 @@
 #include "Server/ScriptedServer.h"
 
 #include "faults/Faults.h"
-#include "support/TestClient.h"
 #include "support/TestFolder.h"
+#include "support/posix/TestClient.h"
 
 #include <gmock/gmock.h>
 

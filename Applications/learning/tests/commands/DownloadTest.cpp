@@ -17,16 +17,12 @@ namespace LearningApp {
 namespace {
 
 using namespace Server;  // the steps of scripts
+using Support::ReadFile;
 using testing::AllOf;
 using testing::HasSubstr;
 using Testing::Outcome;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
-
-std::string ReadFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 /// The package of the network `name`, with what `file` holds.
 std::string MakePackage(const std::string& name, const std::string& file) {

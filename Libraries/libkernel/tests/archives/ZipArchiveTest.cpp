@@ -1,6 +1,7 @@
 #include "Kernel/ZipArchive.h"
 
-#include "tests/TestSupport.h"
+#include "support/TestFolder.h"
+#include "tests/StreamTexts.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -25,8 +26,8 @@ struct Source {
 
 /// An archive of `sources`, written by libzip.
 std::string MakeZip(const std::vector<Source>& sources) {
-    const TemporaryFolder folder;
-    zip_t* const archive = zip_open((folder / "zip").c_str(), ZIP_CREATE, nullptr);
+    const Support::TestFolder folder;
+    zip_t* const archive = zip_open((folder.At("zip")).c_str(), ZIP_CREATE, nullptr);
     for (const Source& source : sources) {
         zip_source_t* const contents =
             zip_source_buffer(archive, source.contents.data(), source.contents.size(), 0);
@@ -37,7 +38,7 @@ std::string MakeZip(const std::vector<Source>& sources) {
         zip_file_set_external_attributes(archive, index, 0, ZIP_OPSYS_UNIX, source.unixMode << 16);
     }
     EXPECT_EQ(zip_close(archive), 0);
-    return ReadFile(folder / "zip");
+    return ReadFile(folder.At("zip"));
 }
 
 // Offsets in an entry of the directory, from the ZIP format.

@@ -1,6 +1,7 @@
 #include "Kernel/Diagnostics.h"
 
-#include "tests/TestSupport.h"
+#include "support/Threads.h"
+#include "tests/StreamTexts.h"
 
 #include <gtest/gtest.h>
 
@@ -36,7 +37,7 @@ TEST(Diagnostics, KeepTheMessagesOfManyThreadsWhole) {
     };
     const auto sink = MakeCounted<JoiningSink>();
     const Counted<DiagnosticSink> previous = Trace::SetSink(sink);
-    RunOnThreads(8, [](int thread) {
+    Support::RunOnThreads(8, [](int thread) {
         for (int i = 0; i < 200; ++i) {
             Trace::Write("%1%1%1%1\n", thread);
         }

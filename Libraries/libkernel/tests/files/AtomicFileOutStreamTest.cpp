@@ -1,19 +1,25 @@
 #include "Kernel/AtomicFileOutStream.h"
+#include "Kernel/FileSystem.h"
+#include "Kernel/IoException.h"
 
-#include "tests/TestSupport.h"
+#include "support/TestFolder.h"
+#include "support/Threads.h"
+#include "tests/StreamTexts.h"
 
-#include <filesystem>
+#include <gtest/gtest.h>
+
+#include <iterator>
 
 namespace Kernel {
 namespace {
 
-auto CountFiles(const TemporaryFolder& folder) {
-    return std::distance(std::filesystem::directory_iterator((folder / "").c_str()), {});
+auto CountFiles(const Support::TestFolder& folder) {
+    return std::ssize(Support::GetNames(folder.At("")));
 }
 
 TEST(AtomicFileOutStream, ReplacesAFileOnceItIsCommitted) {
-    const TemporaryFolder folder;
-    const String path = folder / "file";
+    const Support::TestFolder folder;
+    const String path = folder.At("file");
     WriteFile(path, "old");
     const auto reader = FileInStream::Open(path);
     {
@@ -28,27 +34,27 @@ TEST(AtomicFileOutStream, ReplacesAFileOnceItIsCommitted) {
 }
 
 TEST(AtomicFileOutStream, LeavesNothingBehindWhenItIsGivenUpOrFails) {
-    const TemporaryFolder folder;
-    WriteFile(folder / "file", "old");
-    Write(*AtomicFileOutStream::Create(folder / "file"), "new");
-    Write(*AtomicFileOutStream::Create(folder / "other"), "new");
-    EXPECT_EQ(ReadFile(folder / "file"), "old");
+    const Support::TestFolder folder;
+    WriteFile(folder.At("file"), "old");
+    Write(*AtomicFileOutStream::Create(folder.At("file")), "new");
+    Write(*AtomicFileOutStream::Create(folder.At("other")), "new");
+    EXPECT_EQ(ReadFile(folder.At("file")), "old");
     EXPECT_EQ(CountFiles(folder), 1);
 
-    EXPECT_THROW(AtomicFileOutStream::Create(folder / "missing/file"), IoException);
-    EXPECT_THROW(AtomicFileOutStream::Create(folder / "file/below"), IoException);
-    ASSERT_TRUE(FileSystem::CreateDirectoryRecursive(folder / "full/sub"));
-    EXPECT_THROW(AtomicFileOutStream::Create(folder / "full")->Commit(), IoException);
-    const auto cut = AtomicFileOutStream::Create(folder / std::string_view("file\0", 5));
+    EXPECT_THROW(AtomicFileOutStream::Create(folder.At("missing/file")), IoException);
+    EXPECT_THROW(AtomicFileOutStream::Create(folder.At("file/below")), IoException);
+    ASSERT_TRUE(FileSystem::CreateDirectoryRecursive(folder.At("full/sub")));
+    EXPECT_THROW(AtomicFileOutStream::Create(folder.At("full"))->Commit(), IoException);
+    const auto cut = AtomicFileOutStream::Create(folder.At(std::string_view("file\0", 5)));
     EXPECT_THROW(cut->Commit(), IoException);
-    EXPECT_EQ(ReadFile(folder / "file"), "old");
-    EXPECT_TRUE(FileSystem::Exists(folder / "full/sub"));
+    EXPECT_EQ(ReadFile(folder.At("file")), "old");
+    EXPECT_TRUE(FileSystem::Exists(folder.At("full/sub")));
 }
 
 TEST(AtomicFileOutStream, IsWholeWhoeverElseWritesIt) {
-    const TemporaryFolder folder;
-    const String path = folder / "file";
-    RunOnThreads(8, [&](int thread) {
+    const Support::TestFolder folder;
+    const String path = folder.At("file");
+    Support::RunOnThreads(8, [&](int thread) {
         const std::string text(100'000, static_cast<char>('a' + thread));
         for (int i = 0; i < 10; ++i) {
             const auto stream = AtomicFileOutStream::Create(path);

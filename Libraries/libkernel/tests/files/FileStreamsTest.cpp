@@ -1,6 +1,7 @@
 #include "Kernel/FileStreams.h"
 
-#include "tests/TestSupport.h"
+#include "support/TestFolder.h"
+#include "tests/StreamTexts.h"
 
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -20,14 +21,14 @@ namespace Kernel {
 namespace {
 
 TEST(FileStreams, ReadAsMemoryDoesWhateverTheirBuffers) {
-    const TemporaryFolder folder;
+    const Support::TestFolder folder;
     const std::string text = MakeText(1000);
-    WriteFile(folder / "file", text);
+    WriteFile(folder.At("file"), text);
     MemoryInOutStream memory;
     Write(memory, text);
-    std::vector<Counted<SeekableInStream>> files{FileInStream::Open(folder / "file")};
+    std::vector<Counted<SeekableInStream>> files{FileInStream::Open(folder.At("file"))};
     for (const std::size_t bufferSize : {0, 1, 7, 13, 64, 999, 5000}) {
-        files.push_back(FastFileInStream::Open(folder / "file", bufferSize));
+        files.push_back(FastFileInStream::Open(folder.At("file"), bufferSize));
     }
     std::mt19937 random(1);
     for (int step = 0; step < 5000; ++step) {
@@ -50,25 +51,25 @@ TEST(FileStreams, ReadAsMemoryDoesWhateverTheirBuffers) {
 }
 
 TEST(FileStreams, CopyWholeFilesFromWhereTheyStand) {
-    const TemporaryFolder folder;
+    const Support::TestFolder folder;
     const std::string text = MakeText(600'001);  // more than two buffers
-    const auto file = FileOutStream::Create(folder / "file");
+    const auto file = FileOutStream::Create(folder.At("file"));
     Write(*file, text.substr(0, 1000));
     Write(*file, text.substr(1000));
-    EXPECT_TRUE(ReadFile(folder / "file") == text);  // `file` is still open
+    EXPECT_TRUE(ReadFile(folder.At("file")) == text);  // `file` is still open
 
-    const auto source = FastFileInStream::Open(folder / "file", 100);
+    const auto source = FastFileInStream::Open(folder.At("file"), 100);
     EXPECT_EQ(ReadText(*source, 50), text.substr(0, 50));
-    EXPECT_EQ(source->CopyTo(*FileOutStream::Create(folder / "copy")), text.size() - 50);
-    EXPECT_TRUE(ReadFile(folder / "copy") == text.substr(50));
+    EXPECT_EQ(source->CopyTo(*FileOutStream::Create(folder.At("copy"))), text.size() - 50);
+    EXPECT_TRUE(ReadFile(folder.At("copy")) == text.substr(50));
 
-    WriteFile(folder / "copy", "short");
-    EXPECT_EQ(ReadFile(folder / "copy"), "short");
+    WriteFile(folder.At("copy"), "short");
+    EXPECT_EQ(ReadFile(folder.At("copy")), "short");
 }
 
 TEST(FileStreams, WriteAllThatSignalsCutShort) {
-    const TemporaryFolder folder;
-    const String path = folder / "pipe";
+    const Support::TestFolder folder;
+    const String path = folder.At("pipe");
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     struct sigaction action {};
     struct sigaction previous {};
@@ -95,12 +96,12 @@ TEST(FileStreams, WriteAllThatSignalsCutShort) {
 }
 
 TEST(FileStreams, SayInOneLineWhatFailedAndWhy) {
-    const TemporaryFolder folder;
-    WriteFile(folder / "file", "text");
-    ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
-    const std::string place = (folder / "").c_str();
+    const Support::TestFolder folder;
+    WriteFile(folder.At("file"), "text");
+    ASSERT_EQ(mkfifo((folder.At("pipe")).c_str(), 0600), 0);
+    const std::string place = (folder.At("")).c_str();
     const auto read = [&](std::string_view name) {
-        return GetError([&] { ReadFile(folder / name); });
+        return GetError([&] { ReadFile(folder.At(name)); });
     };
     const auto write = [](const String& path) { return GetError([&] { WriteFile(path, "x"); }); };
 
@@ -109,8 +110,8 @@ TEST(FileStreams, SayInOneLineWhatFailedAndWhy) {
     EXPECT_EQ(read("pipe"), "cannot read " + place + "pipe: Illegal seek");
     EXPECT_EQ(read("a\nb\xFF"), "cannot open " + place + "a?b\uFFFD: No such file or directory");
     EXPECT_EQ(read({"file\0x", 6}), "cannot open " + place + "file?x: Invalid argument");
-    EXPECT_EQ(write(folder / ""), "cannot create " + place + ": Is a directory");
-    EXPECT_EQ(write(folder / "file/x"), "cannot create " + place + "file/x: Not a directory");
+    EXPECT_EQ(write(folder.At("")), "cannot create " + place + ": Is a directory");
+    EXPECT_EQ(write(folder.At("file/x")), "cannot create " + place + "file/x: Not a directory");
     EXPECT_EQ(write("/dev/full"), "cannot write /dev/full: No space left on device");
     try {
         WriteFile("/dev/full", "x");

@@ -1,6 +1,8 @@
 #include "Kernel/FileSystem.h"
 
-#include "tests/TestSupport.h"
+#include "support/TestFolder.h"
+#include "support/Threads.h"
+#include "tests/StreamTexts.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -18,71 +20,71 @@ namespace {
 /// A folder that holds the temporary files of this process for as long as it lives.
 class TemporaryFiles : public testing::Test {
 protected:
-    void SetUp() override { SetFolder(m_folder / ""); }
+    void SetUp() override { SetFolder(m_folder.At("")); }
     void TearDown() override { SetFolder("/tmp"); }
 
     static void SetFolder(const String& path) { ASSERT_EQ(setenv("TMPDIR", path.c_str(), 1), 0); }
 
-    TemporaryFolder m_folder;
+    Support::TestFolder m_folder;
 };
 
 TEST(FileSystem, CreatesFoldersAndThoseAbove) {
-    const TemporaryFolder folder;
-    RunOnThreads(4, [&](int /*thread*/) {
-        EXPECT_TRUE(CreateDirectoryRecursive(folder / "ä/\xFF/c/"));  // \xFF is no UTF-8
+    const Support::TestFolder folder;
+    Support::RunOnThreads(4, [&](int /*thread*/) {
+        EXPECT_TRUE(CreateDirectoryRecursive(folder.At("ä/\xFF/c/")));  // \xFF is no UTF-8
     });
-    EXPECT_TRUE(Exists(folder / "ä/\xFF/c"));
-    EXPECT_TRUE(CreateDirectoryRecursive(folder / "ä/\xFF/c"));
+    EXPECT_TRUE(Exists(folder.At("ä/\xFF/c")));
+    EXPECT_TRUE(CreateDirectoryRecursive(folder.At("ä/\xFF/c")));
 
-    WriteFile(folder / "file", "text");
-    EXPECT_FALSE(CreateDirectoryRecursive(folder / "file"));
-    EXPECT_FALSE(CreateDirectoryRecursive(folder / "file/below"));
-    EXPECT_EQ(ReadFile(folder / "file"), "text");
+    WriteFile(folder.At("file"), "text");
+    EXPECT_FALSE(CreateDirectoryRecursive(folder.At("file")));
+    EXPECT_FALSE(CreateDirectoryRecursive(folder.At("file/below")));
+    EXPECT_EQ(ReadFile(folder.At("file")), "text");
 }
 
 TEST(FileSystem, DeletesFilesAndEmptyFolders) {
-    const TemporaryFolder folder;
-    ASSERT_TRUE(CreateDirectoryRecursive(folder / "full/empty"));
-    WriteFile(folder / "file", "text");
-    std::filesystem::create_directory_symlink("full/empty", (folder / "link").c_str());
-    EXPECT_FALSE(Delete(folder / "full"));
+    const Support::TestFolder folder;
+    ASSERT_TRUE(CreateDirectoryRecursive(folder.At("full/empty")));
+    WriteFile(folder.At("file"), "text");
+    std::filesystem::create_directory_symlink("full/empty", (folder.At("link")).c_str());
+    EXPECT_FALSE(Delete(folder.At("full")));
     for (const char* const kept : {"full", "file", "link"}) {
-        EXPECT_FALSE(DeleteEmptyFolder(folder / kept)) << kept;
-        EXPECT_TRUE(Exists(folder / kept)) << kept;
+        EXPECT_FALSE(DeleteEmptyFolder(folder.At(kept))) << kept;
+        EXPECT_TRUE(Exists(folder.At(kept))) << kept;
     }
-    EXPECT_TRUE(DeleteEmptyFolder(folder / "full/empty"));
-    EXPECT_FALSE(DeleteEmptyFolder(folder / "full/empty"));
+    EXPECT_TRUE(DeleteEmptyFolder(folder.At("full/empty")));
+    EXPECT_FALSE(DeleteEmptyFolder(folder.At("full/empty")));
     for (const char* const gone : {"full", "file", "missing"}) {
-        EXPECT_TRUE(Delete(folder / gone)) << gone;
-        EXPECT_FALSE(Exists(folder / gone)) << gone;
+        EXPECT_TRUE(Delete(folder.At(gone))) << gone;
+        EXPECT_FALSE(Exists(folder.At(gone))) << gone;
     }
 }
 
 TEST(FileSystem, DeletesLinksNotTheirTargets) {
-    const TemporaryFolder folder;
-    ASSERT_TRUE(CreateDirectoryRecursive(folder / "tree/sub"));
-    ASSERT_TRUE(CreateDirectoryRecursive(folder / "kept"));
-    WriteFile(folder / "kept/file", "text");
+    const Support::TestFolder folder;
+    ASSERT_TRUE(CreateDirectoryRecursive(folder.At("tree/sub")));
+    ASSERT_TRUE(CreateDirectoryRecursive(folder.At("kept")));
+    WriteFile(folder.At("kept/file"), "text");
     for (const char* const link : {"tree/sub/link", "first", "second"}) {
-        std::filesystem::create_directory_symlink((folder / "kept").c_str(),
-                                                  (folder / link).c_str());
+        std::filesystem::create_directory_symlink((folder.At("kept")).c_str(),
+                                                  (folder.At(link)).c_str());
     }
-    EXPECT_TRUE(DeleteAll(folder / "tree"));
-    EXPECT_TRUE(DeleteAll(folder / "first"));
-    EXPECT_TRUE(Delete(folder / "second"));
-    EXPECT_EQ(ReadFile(folder / "kept/file"), "text");
+    EXPECT_TRUE(DeleteAll(folder.At("tree")));
+    EXPECT_TRUE(DeleteAll(folder.At("first")));
+    EXPECT_TRUE(Delete(folder.At("second")));
+    EXPECT_EQ(ReadFile(folder.At("kept/file")), "text");
 }
 
 TEST(FileSystem, DoesNotCutPathsAtAZeroByte) {
-    const TemporaryFolder folder;
-    WriteFile(folder / "file", "text");
-    const String path = folder / std::string_view("file\0.txt", 9);
+    const Support::TestFolder folder;
+    WriteFile(folder.At("file"), "text");
+    const String path = folder.At(std::string_view("file\0.txt", 9));
     EXPECT_FALSE(Exists(path));
     EXPECT_FALSE(Delete(path));
     EXPECT_FALSE(DeleteAll(path));
-    EXPECT_FALSE(CreateDirectoryRecursive(folder / std::string_view("new\0folder", 10)));
-    EXPECT_EQ(ReadFile(folder / "file"), "text");
-    EXPECT_FALSE(Exists(folder / "new"));
+    EXPECT_FALSE(CreateDirectoryRecursive(folder.At(std::string_view("new\0folder", 10))));
+    EXPECT_EQ(ReadFile(folder.At("file")), "text");
+    EXPECT_FALSE(Exists(folder.At("new")));
 }
 
 TEST(FileSystem, KnowsTheRoomThatADiskHas) {
@@ -96,7 +98,7 @@ TEST(FileSystem, KnowsTheRoomThatADiskHas) {
 TEST_F(TemporaryFiles, AreNewAndPrivate) {
     std::mutex mutex;
     std::set<String> paths;
-    RunOnThreads(4, [&](int /*thread*/) {
+    Support::RunOnThreads(4, [&](int /*thread*/) {
         for (int i = 0; i < 250; ++i) {
             const String path = GetUniqueTemporaryFilename("%1.ä");
             const std::lock_guard lock(mutex);
@@ -105,7 +107,8 @@ TEST_F(TemporaryFiles, AreNewAndPrivate) {
     });
     EXPECT_EQ(paths.size(), 1000U);
     for (const String& path : paths) {
-        ASSERT_EQ(std::string_view(path).find(m_folder / TemporaryFilePrefix), 0U) << path.c_str();
+        ASSERT_EQ(std::string_view(path).find(m_folder.At(TemporaryFilePrefix)), 0U)
+            << path.c_str();
         struct stat status {};
         ASSERT_EQ(stat(path.c_str(), &status), 0);
         EXPECT_EQ(status.st_mode & 0777U, 0600U);
@@ -114,23 +117,23 @@ TEST_F(TemporaryFiles, AreNewAndPrivate) {
 }
 
 TEST_F(TemporaryFiles, AreRefusedWhereNoneCanBe) {
-    EXPECT_EQ(GetUniqueTemporaryFilename("fixed"), m_folder / "fixed");
+    EXPECT_EQ(GetUniqueTemporaryFilename("fixed"), m_folder.At("fixed"));
     EXPECT_THROW((void)GetUniqueTemporaryFilename("fixed"), IoException);
     EXPECT_THROW((void)GetUniqueTemporaryFilename("missing/%1"), IoException);
-    SetFolder(m_folder / "missing");
+    SetFolder(m_folder.At("missing"));
     EXPECT_THROW((void)GetUniqueTemporaryFilename("%1"), IoException);
 }
 
 TEST(FileSystem, KnowsOnePathForEachPlace) {
-    const TemporaryFolder folder;
-    const String root = GetCanonicalPath(folder / "");
-    ASSERT_TRUE(CreateDirectoryRecursive(folder / "ä/b"));
-    std::filesystem::create_directory_symlink("ä/b", (folder / "link").c_str());
-    std::filesystem::create_symlink("loop", (folder / "loop").c_str());
-    EXPECT_EQ(GetCanonicalPath(folder / "./link/../x//y"), GetCanonicalPath(folder / "ä/x/y"));
-    EXPECT_EQ(std::string_view(GetCanonicalPath(folder / "ä/x")).find(root), 0U);
+    const Support::TestFolder folder;
+    const String root = GetCanonicalPath(folder.At(""));
+    ASSERT_TRUE(CreateDirectoryRecursive(folder.At("ä/b")));
+    std::filesystem::create_directory_symlink("ä/b", (folder.At("link")).c_str());
+    std::filesystem::create_symlink("loop", (folder.At("loop")).c_str());
+    EXPECT_EQ(GetCanonicalPath(folder.At("./link/../x//y")), GetCanonicalPath(folder.At("ä/x/y")));
+    EXPECT_EQ(std::string_view(GetCanonicalPath(folder.At("ä/x"))).find(root), 0U);
     EXPECT_EQ(GetCanonicalPath(".") + "/x", GetCanonicalPath("x"));
-    EXPECT_THROW(GetCanonicalPath(folder / "loop/x"), IoException);
+    EXPECT_THROW(GetCanonicalPath(folder.At("loop/x")), IoException);
     EXPECT_THROW(GetCanonicalPath(std::string_view("a\0b", 3)), IoException);
 }
 
@@ -139,7 +142,7 @@ TEST_F(TemporaryFiles, AreDeletedOnceAbandoned) {
     const String folder = GetUniqueTemporaryFilename("%1.part");
     Delete(folder);
     std::filesystem::create_directory(folder.c_str());
-    const String link = m_folder / "orvantis-abcdefghij234567.part";
+    const String link = m_folder.At("orvantis-abcdefghij234567.part");
     std::filesystem::create_symlink("orvantis-model.part", link.c_str());
     const String others[] = {folder,
                              link,
@@ -149,13 +152,13 @@ TEST_F(TemporaryFiles, AreDeletedOnceAbandoned) {
                              GetUniqueTemporaryFilename("%1_.part"),
                              GetUniqueTemporaryFilename("orvantis-model.part")};
     const auto date = std::filesystem::file_time_type::clock::now() - std::chrono::hours(49);
-    for (const auto& file : std::filesystem::directory_iterator((m_folder / "").c_str())) {
+    for (const auto& file : std::filesystem::directory_iterator((m_folder.At("")).c_str())) {
         std::filesystem::last_write_time(file, date);
     }
     const String young = GetUniqueTemporaryFilename("%1.part");
     std::filesystem::last_write_time(young.c_str(), date + std::chrono::hours(2));
-    DeleteAbandonedFiles(m_folder / "");
-    DeleteAbandonedFiles(m_folder / "missing");
+    DeleteAbandonedFiles(m_folder.At(""));
+    DeleteAbandonedFiles(m_folder.At("missing"));
     EXPECT_FALSE(Exists(old));
     EXPECT_TRUE(Exists(young));
     for (const String& path : others) {

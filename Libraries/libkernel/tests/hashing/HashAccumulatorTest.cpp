@@ -1,6 +1,6 @@
 #include "Kernel/HashAccumulator.h"
 
-#include "tests/TestSupport.h"
+#include "tests/StreamTexts.h"
 
 #include <gtest/gtest.h>
 #include <xxhash.h>

@@ -1,6 +1,6 @@
 #include "Kernel/Consolidated.h"
 
-#include "tests/TestSupport.h"
+#include "support/Threads.h"
 
 #include <gtest/gtest.h>
 
@@ -38,7 +38,7 @@ TEST(Consolidated, KeepsEqualValuesOnceWhileSomebodyHoldsThem) {
 }
 
 TEST(Consolidated, GivesAllThreadsTheSame) {
-    RunOnThreads(4, [](int thread) {
+    Support::RunOnThreads(4, [](int thread) {
         for (int i = 0; i < 2000; ++i) {
             const Consolidated<Name> mine = Find(thread % 2 == 0 ? "even" : "odd");
             ASSERT_EQ(mine, Find(mine->GetIdentity().c_str()));

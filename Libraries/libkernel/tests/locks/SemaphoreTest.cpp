@@ -2,13 +2,14 @@
 #include "Kernel/Testing.h"
 #include "Kernel/Timer.h"
 
-#include "tests/TestSupport.h"
+#include "support/Threads.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <thread>
 
 namespace Kernel {
 namespace {
@@ -34,7 +35,7 @@ TEST(Semaphore, WaitsNoLongerThanItsTimeout) {
 
 TEST(Semaphore, LetsAsManyGoAsWereSignalled) {
     Semaphore semaphore;
-    RunOnThreads(8, [&semaphore](int thread) {
+    Support::RunOnThreads(8, [&semaphore](int thread) {
         for (int i = 0; i < 2000; ++i) {
             thread % 2 == 0 ? semaphore.Signal() : semaphore.Wait();
         }

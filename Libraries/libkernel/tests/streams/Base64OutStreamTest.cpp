@@ -1,6 +1,6 @@
 #include "Kernel/Base64OutStream.h"
 
-#include "tests/TestSupport.h"
+#include "tests/StreamTexts.h"
 
 #include <gtest/gtest.h>
 #include <openssl/evp.h>

@@ -1,6 +1,6 @@
 #include "Kernel/String.h"
 
-#include "tests/TestSupport.h"
+#include "support/Threads.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -104,7 +104,7 @@ TEST(String, CopiesMayChangeOnManyThreads) {
         }
     }
     // Of each string's owners, the last to change it has the buffer to itself.
-    RunOnThreads(4, [&owners](int thread) {
+    Support::RunOnThreads(4, [&owners](int thread) {
         for (String& text : owners[static_cast<std::size_t>(thread)]) {
             text.resize(29);
             ASSERT_EQ(text, std::string(29, 'x'));

@@ -1,6 +1,6 @@
 #include "Kernel/Semaphore.h"
 
-#include "tests/TestSupport.h"
+#include "support/Threads.h"
 #include "threads/LoopPool.h"
 
 #include <gmock/gmock.h>
@@ -11,6 +11,7 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 namespace Kernel {
 namespace {
@@ -35,7 +36,7 @@ protected:
 
 TEST_P(LoopPoolOf, RunsLoopsWithinJobsAndFromManyThreads) {
     std::atomic<int> runs = 0;
-    RunOnThreads(6, [&](int thread) {
+    Support::RunOnThreads(6, [&](int thread) {
         const auto priority = static_cast<Priority>(thread % 4);
         const Job inner = [&](std::size_t) { ++runs; };
         const Job middle = [&](std::size_t) { RunLoop(m_pool, inner, 5, 2, priority); };

@@ -3,12 +3,11 @@
 #include "Learning/ModelCache.h"
 
 #include "support/TestFolder.h"
+#include "support/Threads.h"
 #include "tests/TestModels.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <thread>
 
 namespace Learning {
 namespace {
@@ -158,18 +157,14 @@ TEST(Model, RunsInEveryMode) {
 
 TEST(Model, RunsOnManyThreadsAtOnce) {
     const auto model = MakeCounted<Model>(std::vector{TestModelPath("Add")}, Model::CPUOnly);
-    std::vector<std::jthread> threads;
     std::atomic<int> successes = 0;
-    for (int i = 0; i < 8; ++i) {
-        threads.emplace_back([&] {
-            Model::TensorMap outputs = MakeOutput("sum", {1, 4});
-            for (int run = 0; run < 50; ++run) {
-                successes += model->Execute(MakeInputs(), outputs) ? 1 : 0;
-            }
-            EXPECT_THAT(GetValues(*outputs["sum"], 4), ElementsAre(11, 22, 33, 44));
-        });
-    }
-    threads.clear();
+    Support::RunOnThreads(8, [&](int /*thread*/) {
+        Model::TensorMap outputs = MakeOutput("sum", {1, 4});
+        for (int run = 0; run < 50; ++run) {
+            successes += model->Execute(MakeInputs(), outputs) ? 1 : 0;
+        }
+        EXPECT_THAT(GetValues(*outputs["sum"], 4), ElementsAre(11, 22, 33, 44));
+    });
     EXPECT_EQ(successes, 8 * 50);
 }
 

@@ -1,3 +1,4 @@
+#include "support/Threads.h"
 #include "tests/modelcache/DownloadTesting.h"
 
 #include <gmock/gmock.h>
@@ -5,7 +6,6 @@
 #include <atomic>
 #include <chrono>
 #include <stdexcept>
-#include <thread>
 
 namespace Learning {
 namespace {
@@ -131,17 +131,13 @@ TEST_F(DownloadTest, ServesManyThreadsAtOnce) {
         return Reply(200, {}, MakePackage("Add", package.c_str()));
     });
     m_cache.SetModelURLRoot(server.GetAddress());
-    std::vector<std::jthread> threads;
-    for (int thread = 0; thread < 8; ++thread) {
-        threads.emplace_back([this, thread] {
-            for (int i = 0; i < 5; ++i) {
-                const auto type = static_cast<ModelType>((thread + i * (thread % 2)) % 5);
-                EXPECT_TRUE(m_cache.DownloadModel(type, [](auto, auto) {}));
-                EXPECT_TRUE(m_cache.GetModel(type));
-            }
-        });
-    }
-    threads.clear();
+    Support::RunOnThreads(8, [this](int thread) {
+        for (int i = 0; i < 5; ++i) {
+            const auto type = static_cast<ModelType>((thread + i * (thread % 2)) % 5);
+            EXPECT_TRUE(m_cache.DownloadModel(type, [](auto, auto) {}));
+            EXPECT_TRUE(m_cache.GetModel(type));
+        }
+    });
     for (const auto& [name, contents] : DescribeTree(m_models)) {
         EXPECT_EQ(contents, ReadFile(TestModelPath("Add").c_str())) << name;
     }

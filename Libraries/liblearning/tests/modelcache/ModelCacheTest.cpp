@@ -2,12 +2,11 @@
 #include "Learning/ModelCache.h"
 
 #include "support/TestFolder.h"
+#include "support/Threads.h"
 #include "tests/TestModels.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <thread>
 
 namespace Learning {
 namespace {
@@ -121,26 +120,22 @@ TEST_F(ModelCacheTest, IsHarmlessForATypeThatIsNone) {
 
 TEST_F(ModelCacheTest, ServesManyThreadsAtOnce) {
     Install("Colourisation_2.6");
-    std::vector<std::jthread> threads;
-    for (int thread = 0; thread < 8; ++thread) {
-        threads.emplace_back([this, thread] {
-            const auto ones = Kernel::MakeCounted<Tensor>(std::vector<int>{1, 4}, 1.0F);
-            Model::TensorMap outputs{{"sum", Kernel::MakeCounted<Tensor>(std::vector{1, 4}, 0.0F)}};
-            for (int i = 0; i < 20; ++i) {
-                if (const auto model = m_cache.GetModel(ModelCache::Colourisation)) {
-                    EXPECT_TRUE(model->Execute({{"a", ones}, {"b", ones}}, outputs));
-                }
-                if (thread == 0) {
-                    m_cache.Shutdown();
-                } else if (thread == 1 && i == 15) {
-                    m_cache.DeleteModel(ModelCache::Colourisation);
-                } else if (thread == 2) {
-                    m_cache.SetInferenceMode(static_cast<ModelCache::InferenceMode>(i % 3));
-                }
+    Support::RunOnThreads(8, [this](int thread) {
+        const auto ones = Kernel::MakeCounted<Tensor>(std::vector<int>{1, 4}, 1.0F);
+        Model::TensorMap outputs{{"sum", Kernel::MakeCounted<Tensor>(std::vector{1, 4}, 0.0F)}};
+        for (int i = 0; i < 20; ++i) {
+            if (const auto model = m_cache.GetModel(ModelCache::Colourisation)) {
+                EXPECT_TRUE(model->Execute({{"a", ones}, {"b", ones}}, outputs));
             }
-        });
-    }
-    threads.clear();
+            if (thread == 0) {
+                m_cache.Shutdown();
+            } else if (thread == 1 && i == 15) {
+                m_cache.DeleteModel(ModelCache::Colourisation);
+            } else if (thread == 2) {
+                m_cache.SetInferenceMode(static_cast<ModelCache::InferenceMode>(i % 3));
+            }
+        }
+    });
     EXPECT_FALSE(m_cache.IsModelAvailable(ModelCache::Colourisation));
 }
 

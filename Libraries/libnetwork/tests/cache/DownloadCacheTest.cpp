@@ -1,7 +1,8 @@
 #include "Kernel/IoException.h"
 #include "Network/DownloadCache.h"
 
-#include "tests/TestSupport.h"
+#include "support/Threads.h"
+#include "tests/NetworkTest.h"
 
 #include <filesystem>
 #include <set>
@@ -14,14 +15,7 @@ using Support::ReadFile;
 class DownloadCacheTest : public NetworkTest {
 protected:
     /// The names of all files that the cache keeps.
-    std::set<std::string> GetNames() const {
-        std::set<std::string> names;
-        std::error_code missing;
-        for (const auto& entry : std::filesystem::directory_iterator(m_path, missing)) {
-            names.insert(entry.path().filename());
-        }
-        return names;
-    }
+    std::set<std::string> GetNames() const { return Support::GetNames(m_path); }
 
     const std::string m_path = m_folder.At("cache/below");
     DownloadCache m_cache{m_path};
@@ -67,17 +61,13 @@ TEST_F(DownloadCacheTest, KeepsFilesOfAnyKeyInItsFolderForAllThreads) {
     });
     const std::vector<Kernel::String> keys{"",         ".",     "../x",      "/etc/passwd",
                                            "a\r\n\\b", "ä\xFF", {"a\0b", 3}, {10'000, 'x'}};
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 8; ++i) {
-        threads.emplace_back([&] {
-            for (std::size_t k = 0; k < keys.size(); ++k) {
-                const auto path =
-                    m_cache.DownloadSync({server.GetAddress("/" + std::to_string(k)), keys[k]});
-                EXPECT_EQ(ReadFile(path.c_str()), std::string(100'000, static_cast<char>('0' + k)));
-            }
-        });
-    }
-    threads.clear();
+    Support::RunOnThreads(8, [&](int /*thread*/) {
+        for (std::size_t k = 0; k < keys.size(); ++k) {
+            const auto path =
+                m_cache.DownloadSync({server.GetAddress("/" + std::to_string(k)), keys[k]});
+            EXPECT_EQ(ReadFile(path.c_str()), std::string(100'000, static_cast<char>('0' + k)));
+        }
+    });
     EXPECT_EQ(GetNames().size(), keys.size());
 }
 

@@ -1,4 +1,6 @@
-#include "tests/TestSupport.h"
+#include "support/Threads.h"
+#include "support/linux/LeakCheck.h"
+#include "tests/NetworkTest.h"
 
 #include <algorithm>
 #include <atomic>
@@ -107,24 +109,20 @@ TEST_F(HttpTest, LeavesNothingBehindUnderLoad) {
         [&](const Server::Request& request) { return scripts[request.target.size() % 4]; },
         options);
     std::atomic<std::ptrdiff_t> successes = 0;
-    std::vector<std::jthread> threads;
-    for (int thread = 0; thread < 8; ++thread) {
-        threads.emplace_back([&] {
-            std::vector<RecorderPointer> recorders(30);
-            for (std::size_t i = 0; i < recorders.size(); ++i) {
-                recorders[i] = std::make_shared<Recorder>();
-                Start(MakeRequest(server.GetAddress("/" + std::string(i % 4, 'x'))), recorders[i]);
-            }
-            for (const RecorderPointer& recorder : recorders) {
-                Await(recorder);
-                const Events events = recorder->GetEvents();
-                const auto count = std::ranges::count(events, "success");
-                EXPECT_EQ(count + std::ranges::count(events, "failure"), 1);
-                successes += count;
-            }
-        });
-    }
-    threads.clear();
+    Support::RunOnThreads(8, [&](int /*thread*/) {
+        std::vector<RecorderPointer> recorders(30);
+        for (std::size_t i = 0; i < recorders.size(); ++i) {
+            recorders[i] = std::make_shared<Recorder>();
+            Start(MakeRequest(server.GetAddress("/" + std::string(i % 4, 'x'))), recorders[i]);
+        }
+        for (const RecorderPointer& recorder : recorders) {
+            Await(recorder);
+            const Events events = recorder->GetEvents();
+            const auto count = std::ranges::count(events, "success");
+            EXPECT_EQ(count + std::ranges::count(events, "failure"), 1);
+            successes += count;
+        }
+    });
     EXPECT_NEAR(static_cast<double>(successes), 8 * 15, 24);  // every second, but for what is reset
 }
 

@@ -1,6 +1,6 @@
 #include "Network/Routes.h"
 
-#include "tests/TestSupport.h"
+#include "tests/NetworkTest.h"
 
 namespace Network {
 namespace {

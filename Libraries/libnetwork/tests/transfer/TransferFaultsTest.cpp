@@ -1,4 +1,4 @@
-#include "tests/TestSupport.h"
+#include "tests/NetworkTest.h"
 
 namespace Network {
 namespace {
@@ -124,13 +124,13 @@ TEST_P(AnyServer, EndsEachRequestAsItShould) {
 
     const bool isWhole = response.failure.empty();
     EXPECT_THAT(std::to_string(response.status) + (isWhole ? " " : "!") +
-                    (isWhole ? ToText(*body) : response.failure.c_str()),
+                    (isWhole ? Support::GetText(*body) : response.failure.c_str()),
                 testing::MatchesRegex(outcome));
     const bool isSuccess = isWhole && response.status / 100 == 2;
     EXPECT_EQ(recorder->GetEvents().back(), isSuccess ? "success" : "failure");
     EXPECT_EQ(m_log.GetMessages().size(), isSuccess ? 0U : 1U);
     if (isWhole) {
-        EXPECT_EQ(ToText(*sameBody), ToText(*body));
+        EXPECT_EQ(Support::GetText(*sameBody), Support::GetText(*body));
     }
 }
 

@@ -1,6 +1,6 @@
 #include "Network/Routes.h"
 
-#include "tests/TestSupport.h"
+#include "tests/NetworkTest.h"
 
 #include <limits>
 
@@ -101,7 +101,7 @@ TEST_F(TransferTest, TellsAuthorizationToNoOtherHost) {
 
 TEST_F(TransferTest, FlushesTheStreamOfItsSink) {
     struct Stream : Kernel::MemoryInOutStream {
-        void Flush() override { flushed = ToText(*this); }
+        void Flush() override { flushed = Support::GetText(*this); }
         std::string flushed;
     };
     const TestServer server(Reply(200, {}, "text"));

@@ -1,6 +1,6 @@
-#include "support/TestClient.h"
 #include "support/TestFolder.h"
 #include "support/TestServer.h"
+#include "support/posix/TestClient.h"
 
 #include <gmock/gmock.h>
 

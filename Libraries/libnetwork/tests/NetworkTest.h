@@ -7,6 +7,7 @@
 #include "Network/Http.h"
 #include "Network/Settings.h"
 
+#include "support/MemoryText.h"
 #include "support/TestFolder.h"
 #include "support/TestServer.h"
 
@@ -90,11 +91,6 @@ inline void Await(const RecorderPointer& recorder) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     ASSERT_EQ(recorder.use_count(), 1) << "the request does not end";
-}
-
-inline std::string ToText(const Kernel::MemoryInOutStream& stream) {
-    const auto bytes = stream.GetBytes();
-    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
 /// Trusts the authority of test servers and no other, uses no proxy, and keeps the log.
