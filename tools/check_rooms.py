@@ -2,11 +2,13 @@
 """Checks which way includes point. The folders of a library are its rooms, listed lowest first by
 orvantis_room() in its CMakeLists.txt, and the root CMakeLists.txt lists libraries lowest first. A file
 may include files of its own room, of rooms before it and public headers of libraries before its own.
-Tests may include anything of what they test; every include must name one file only.
+Tests may include anything of the library that they test, public headers of it and of libraries before it,
+and tests/support/; what they share has a name that no other test header has. Every include names one file.
 Usage: tools/check_rooms.py [--table]
   --table   prints which room includes which, instead of checking
 """
 import collections
+import os.path
 import pathlib
 import re
 import subprocess
@@ -60,32 +62,63 @@ class Rooms:
     def find(self, path, name):
         """The files that `name` may mean in `path`: public ones, of the library, or beside the file."""
         library = "/".join(path.split("/")[:2])
-        candidates = [self.public.get(name), f"{library}/{name}", str(pathlib.PurePath(path).parent / name)]
+        candidates = [self.public.get(name), f"{library}/{name}", f"{pathlib.PurePath(path).parent}/{name}"]
         candidates += [f"{library}/tests/{name}", f"tests/{name}"]
-        return {c for c in candidates if c and (ROOT / c).is_file()}
+        return {os.path.normpath(c) for c in candidates if c and (ROOT / c).is_file()}
+
+
+def is_test(path):
+    return bool(re.search(r"(^|/)tests/", path))
 
 
 def is_product(path):
-    return not re.search(r"/(tests|benchmarks)/", path)
+    return not is_test(path) and "/benchmarks/" not in path
+
+
+def check_test_header_names(paths):
+    """Yields a problem for each name that two headers of tests share."""
+    by_name = collections.defaultdict(list)
+    for path in paths:
+        if is_test(path) and path.endswith(".h"):
+            by_name[pathlib.PurePath(path).name].append(path)
+    for same in by_name.values():
+        if len(same) > 1:
+            yield f"{', '.join(same)}: test headers have names of their own"
+
+
+def may_test_include(here, there, path, libraries):
+    """Whether a test of the library `here` may include the file `path`, which belongs to `there`."""
+    if there == here or path.startswith("tests/support/"):
+        return True
+    is_public = "/include/" in path
+    return is_public and (here not in libraries or libraries.index(there) < libraries.index(here))
 
 
 def main():
     rooms = Rooms()
-    listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", "Libraries", "Applications"], cwd=ROOT,
-                            check=True, capture_output=True, text=True).stdout.split()
+    listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", "Libraries", "Applications",
+                             "tests/support"], cwd=ROOT, check=True, capture_output=True, text=True).stdout.split()
     uses = collections.Counter()
     rank = {room: index for index, room in enumerate(rooms.order)}
-    for path in (p for p in listed if p.endswith((".h", ".cpp")) and (ROOT / p).is_file()):
+    libraries = list(dict.fromkeys(library for library, room in rooms.order))
+    listed = [p for p in listed if p.endswith((".h", ".cpp")) and (ROOT / p).is_file()]
+    rooms.problems += check_test_header_names(listed)
+    for path in listed:
         if path.startswith("Libraries/") and is_product(path) and path not in rooms.room_of:
             rooms.problems.append(f"{path}: no orvantis_room() lists it")
         here = rooms.get_room(path)
         for name in INCLUDE.findall((ROOT / path).read_text()):
             found = rooms.find(path, name)
             if len(found) != 1:
-                if is_product(path) or found:
+                if is_product(path) or is_test(path) or found:
                     rooms.problems.append(f'{path}: "{name}" names {len(found)} files {sorted(found)}')
                 continue
-            there = rooms.get_room(found.pop())
+            target = found.pop()
+            there = rooms.get_room(target)
+            if is_test(path) and not may_test_include(here[0], there[0], target, libraries):
+                rooms.problems.append(f'{path}: "{name}" is {target}, which these tests have no part in')
+            if is_product(path) and is_test(target):
+                rooms.problems.append(f'{path}: "{name}" is a header of tests')
             if not is_product(path) or here == there:
                 continue
             uses[here, there] += 1
