@@ -2,50 +2,11 @@
 
 #include "packages/ByteRange.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <array>
-#include <cerrno>
-#include <cinttypes>
-#include <cstdio>
-#include <system_error>
 
 namespace Service {
 
 namespace {
-
-constexpr int ReadOnly = O_RDONLY | O_CLOEXEC;
-
-bool IsPlainName(const std::string& name) {
-    return !name.empty() && name.front() != '.' && name.find('/') == std::string::npos;
-}
-
-/// A file of the folder; not open if there is no such file, or if it is none to be shown.
-Server::FileDescriptor OpenPackage(const Server::FileDescriptor& folder, const std::string& name,
-                                   struct stat& status) {
-    if (!IsPlainName(name)) {
-        return {};
-    }
-    // A pipe that is opened without O_NONBLOCK waits for a writer.
-    Server::FileDescriptor file(
-        openat(folder.Get(), name.c_str(), ReadOnly | O_NOFOLLOW | O_NONBLOCK));
-    if (!file.IsOpen() || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) {
-        return {};
-    }
-    return file;
-}
-
-/// Changes whenever the file is written or replaced, as far as the file system's clock can tell.
-std::string MakeTag(const struct stat& status) {
-    std::array<char, 80> tag;
-    std::snprintf(tag.data(), tag.size(), "\"%" PRIxMAX "-%" PRIxMAX "-%" PRIxMAX ".%lx\"",
-                  static_cast<std::uintmax_t>(status.st_ino),
-                  static_cast<std::uintmax_t>(status.st_size),
-                  static_cast<std::uintmax_t>(status.st_mtim.tv_sec), status.st_mtim.tv_nsec);
-    return tag.data();
-}
 
 /// Whether the list of tags in If-None-Match names `tag`. Our tags hold no commas.
 bool NamesTag(std::string_view list, std::string_view tag) {
@@ -93,30 +54,21 @@ Response Deliver(const Server::Request& request, const Server::Content& file,
 
 }  // namespace
 
-PackageOperation::PackageOperation(const std::string& folder)
-    : m_folder(open(folder.c_str(), ReadOnly | O_DIRECTORY)) {
-    if (!m_folder.IsOpen()) {
-        throw std::system_error(errno, std::generic_category(),
-                                "cannot open the folder of the packages, " + folder);
-    }
-}
-
 Response PackageOperation::Handle(const Server::Request& request, const std::string& path) const {
     if (request.method != "GET" && request.method != "HEAD") {
         return Refuse(405, "packages can only be fetched", {{"Allow", "GET, HEAD"}});
     }
-    struct stat status {};
-    Server::FileDescriptor file = OpenPackage(m_folder, path, status);
-    if (!file.IsOpen()) {
+    const std::optional<PackageFolder::Package> package = m_folder.Open(path);
+    if (!package) {
         return Refuse(404, "there is no package of this name");
     }
-    const std::string tag = MakeTag(status);
+    const std::string& tag = package->tag;
     const std::string* const known = Server::FindHeader(request.headers, "If-None-Match");
     if (known != nullptr && NamesTag(*known, tag)) {
         return {304, {{"ETag", tag}}, {}};
     }
     return Deliver(
-        request, Server::Content::OfFile(std::move(file)),
+        request, package->content,
         {{"Content-Type", "application/octet-stream"}, {"Accept-Ranges", "bytes"}, {"ETag", tag}},
         tag);
 }

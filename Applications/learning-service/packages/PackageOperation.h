@@ -2,9 +2,8 @@
 
 #pragma once
 
-#include "Server/FileDescriptor.h"
-
 #include "operations/Operation.h"
+#include "packages/PackageFolder.h"
 
 #include <string>
 
@@ -17,12 +16,12 @@ namespace Service {
 class PackageOperation : public Operation {
 public:
     /// Throws std::system_error if `folder` can't be opened.
-    explicit PackageOperation(const std::string& folder);
+    explicit PackageOperation(const std::string& folder) : m_folder(folder) {}
 
     Response Handle(const Server::Request& request, const std::string& path) const override;
 
 private:
-    Server::FileDescriptor m_folder;
+    PackageFolder m_folder;
 };
 
 }  // namespace Service

@@ -2,9 +2,9 @@
 
 #include "Kernel/Utf.h"
 
-#include <array>
+#include "service/LocalTime.h"
+
 #include <chrono>
-#include <ctime>
 #include <iomanip>
 #include <ostream>
 #include <sstream>
@@ -12,14 +12,6 @@
 namespace Service {
 
 namespace {
-
-std::string FormatTime(std::chrono::system_clock::time_point time) {
-    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
-    std::tm parts{};
-    localtime_r(&seconds, &parts);
-    std::array<char, 16> text;
-    return {text.data(), std::strftime(text.data(), text.size(), "%H:%M:%S", &parts)};
-}
 
 /// "404" of "HTTP/1.1 404 Not Found".
 std::string_view GetStatus(std::string_view statusLine) {
@@ -39,7 +31,7 @@ void RequestLog::Write(const Server::Exchange& exchange) {
     const bool isRead = !request.method.empty();
     const std::chrono::duration<double, std::milli> duration = exchange.duration;
     std::ostringstream line;
-    line << FormatTime(std::chrono::system_clock::now()) << ' ' << request.peer << ' '
+    line << FormatLocalTime(std::chrono::system_clock::now()) << ' ' << request.peer << ' '
          << (request.isOverTls ? "https " : "http ") << (isRead ? request.method : "-") << ' '
          << (isRead ? request.target : "-") << ' ' << GetStatus(exchange.statusLine) << ' '
          << exchange.bytesSent << " bytes " << std::fixed << std::setprecision(1)

@@ -2,19 +2,11 @@
 
 #include "http/RequestReader.h"
 #include "scripts/ScriptPlayer.h"
+#include "sockets/Listener.h"
 #include "tls/TlsTransport.h"
 
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/eventfd.h>
-#include <sys/socket.h>
-
-#include <algorithm>
-#include <array>
-#include <cerrno>
 #include <condition_variable>
 #include <mutex>
-#include <system_error>
 #include <thread>
 
 namespace Server {
@@ -22,33 +14,6 @@ namespace Server {
 namespace {
 
 using SteadyClock = std::chrono::steady_clock;
-
-[[noreturn]] void ThrowSystemError(const std::string& action) {
-    throw std::system_error(errno, std::generic_category(), action);
-}
-
-FileDescriptor Listen(int port) {
-    FileDescriptor listener(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-    const int yes = 1;  // take over from connections of the last run that still linger
-    setsockopt(listener.Get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    const int bound =
-        bind(listener.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
-    if (bound != 0 || listen(listener.Get(), SOMAXCONN) != 0) {
-        ThrowSystemError("cannot listen on port " + std::to_string(port));
-    }
-    return listener;
-}
-
-int GetPortOf(const FileDescriptor& listener) {
-    sockaddr_in address{};
-    socklen_t size = sizeof address;
-    getsockname(listener.Get(), reinterpret_cast<sockaddr*>(&address), &size);
-    return ntohs(address.sin_port);
-}
 
 Script ReplyInWords(int status, const char* text) {
     return Reply(status, {{"Content-Type", "text/plain"}}, std::string(text) + "\n");
@@ -67,8 +32,7 @@ struct ScriptedServer::State {
 
     void Work();
     void AddThread();
-    FileDescriptor Accept() const;
-    void Serve(FileDescriptor connection, int number) noexcept;
+    void Serve(std::unique_ptr<Socket> socket, int number) noexcept;
     void Converse(Socket& socket, Exchange& exchange);
     void PlayScript(ScriptPlayer& player, const Script& script, Exchange& exchange) const;
     Script Answer(Transport& transport, Exchange& exchange);
@@ -77,8 +41,7 @@ struct ScriptedServer::State {
     const Options options;
     const Handler handler;
     const TlsContextPointer tls = options.identity ? MakeTlsContext(*options.identity) : nullptr;
-    const FileDescriptor listener = Listen(options.port);
-    const FileDescriptor stop{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};  // readable once stopping
+    Listener listener{options.port, options.idle};
 
     mutable std::mutex mutex;  // of all below
     mutable std::condition_variable requestCame;
@@ -91,9 +54,6 @@ struct ScriptedServer::State {
 };
 
 void ScriptedServer::State::Start() {
-    if (!stop.IsOpen()) {
-        ThrowSystemError("cannot start the server");
-    }
     const std::lock_guard lock(mutex);
     AddThread();
 }
@@ -103,7 +63,7 @@ void ScriptedServer::State::Stop() {
         const std::lock_guard lock(mutex);
         isStopping = true;  // no thread is added from here on
     }
-    eventfd_write(stop.Get(), 1);
+    listener.Stop();
     for (std::thread& thread : threads) {
         thread.join();
     }
@@ -116,7 +76,7 @@ void ScriptedServer::State::AddThread() {
 
 void ScriptedServer::State::Work() {
     for (;;) {
-        FileDescriptor connection = Accept();
+        std::unique_ptr<Socket> socket = listener.Accept();
         int number = 0;
         {
             const std::lock_guard lock(mutex);
@@ -131,40 +91,22 @@ void ScriptedServer::State::Work() {
                 }
             }
         }
-        Serve(std::move(connection), number);
+        Serve(std::move(socket), number);
         const std::lock_guard lock(mutex);
         ++idleThreads;
     }
 }
 
-/// The next connection; none if the server stops.
-FileDescriptor ScriptedServer::State::Accept() const {
-    for (;;) {
-        std::array<pollfd, 2> watched{{{stop.Get(), POLLIN, 0}, {listener.Get(), POLLIN, 0}}};
-        poll(watched.data(), watched.size(), -1);
-        if (watched[0].revents != 0) {
-            return {};
-        }
-        FileDescriptor connection(
-            accept4(listener.Get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
-        if (connection.IsOpen()) {
-            return connection;
-        }
-        if (errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == ENOBUFS) {
-            poll(watched.data(), 1, 10);  // until some other connection has ended
-        }
-    }
-}
-
-void ScriptedServer::State::Serve(FileDescriptor connection, int number) noexcept {
+void ScriptedServer::State::Serve(std::unique_ptr<Socket> socket, int number) noexcept {
     Exchange exchange;
     const auto start = SteadyClock::now();
     try {
-        Socket socket(std::move(connection), stop.Get(), options.idle);
+        const std::unique_ptr<Socket> connection =
+            std::move(socket);  // closed before it is observed
         exchange.request.connection = number;
         exchange.request.isOverTls = tls != nullptr;
-        exchange.request.peer = socket.GetPeer();
-        Converse(socket, exchange);
+        exchange.request.peer = connection->GetPeer();
+        Converse(*connection, exchange);
     } catch (const std::exception& exception) {
         exchange.problem = exception.what();
     }
@@ -244,7 +186,7 @@ ScriptedServer::~ScriptedServer() {
 }
 
 int ScriptedServer::GetPort() const noexcept {
-    return GetPortOf(m_state->listener);
+    return m_state->listener.GetPort();
 }
 
 std::vector<Request> ScriptedServer::GetRequests() const {

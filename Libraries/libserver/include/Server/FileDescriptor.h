@@ -1,9 +1,12 @@
-// Owns an open file or socket of the system.
+// An open file or socket of a POSIX system, with an owner. For files in folders posix/ and linux/.
 
 #pragma once
 
+#include "Server/Content.h"
+
 #include <unistd.h>
 
+#include <memory>
 #include <utility>
 
 namespace Server {
@@ -33,5 +36,8 @@ public:
 private:
     int m_descriptor = -1;
 };
+
+/// A file that is open for reading, as content. Throws std::system_error if its size can't be had.
+std::shared_ptr<const ContentFile> MakeContentFile(FileDescriptor file);
 
 }  // namespace Server

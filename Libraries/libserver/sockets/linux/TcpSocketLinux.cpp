@@ -1,4 +1,4 @@
-#include "sockets/Socket.h"
+#include "sockets/linux/TcpSocket.h"
 
 #include <arpa/inet.h>
 #include <linux/sockios.h>
@@ -39,13 +39,13 @@ milliseconds GetTimeUntil(SteadyClock::time_point end) {
 
 }  // namespace
 
-Socket::Socket(FileDescriptor connection, int stop, milliseconds idle)
+TcpSocket::TcpSocket(FileDescriptor connection, int stop, milliseconds idle)
     : m_connection(std::move(connection)), m_stop(stop), m_idle(idle) {
     const int yes = 1;  // the pieces of a drip go out one by one
     setsockopt(m_connection.Get(), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
 }
 
-std::size_t Socket::Receive(std::span<char> buffer) {
+std::size_t TcpSocket::Receive(std::span<char> buffer) {
     for (;;) {
         const ssize_t got = recv(m_connection.Get(), buffer.data(), buffer.size(), 0);
         if (got >= 0) {
@@ -60,7 +60,7 @@ std::size_t Socket::Receive(std::span<char> buffer) {
     }
 }
 
-void Socket::Send(std::string_view bytes) {
+void TcpSocket::Send(std::string_view bytes) {
     while (!bytes.empty()) {
         const ssize_t sent = send(m_connection.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
         if (sent >= 0) {
@@ -73,11 +73,11 @@ void Socket::Send(std::string_view bytes) {
     }
 }
 
-void Socket::Pause(milliseconds duration) {
+void TcpSocket::Pause(milliseconds duration) {
     WaitFor(POLLRDHUP, duration);
 }
 
-void Socket::Close() {
+void TcpSocket::Close() {
     // Closing while bytes of the client are unread would reset the connection, and the client
     // would lose what it has not read yet.
     shutdown(m_connection.Get(), SHUT_WR);
@@ -94,7 +94,7 @@ void Socket::Close() {
     m_connection.Close();
 }
 
-void Socket::Reset() {
+void TcpSocket::Reset() {
     const auto end = SteadyClock::now() + FarewellLimit;
     int onTheWay = 0;
     while (ioctl(m_connection.Get(), SIOCOUTQ, &onTheWay) == 0 && onTheWay > 0 &&
@@ -106,7 +106,7 @@ void Socket::Reset() {
     m_connection.Close();
 }
 
-std::string Socket::GetPeer() const {
+std::string TcpSocket::GetPeer() const {
     sockaddr_in address{};
     socklen_t size = sizeof address;
     getpeername(m_connection.Get(), reinterpret_cast<sockaddr*>(&address), &size);
@@ -116,7 +116,7 @@ std::string Socket::GetPeer() const {
 }
 
 /// Whether one of `events` (or a failure of the connection) came before `timeout` had passed.
-bool Socket::WaitFor(short events, milliseconds timeout) {
+bool TcpSocket::WaitFor(short events, milliseconds timeout) {
     const auto end = SteadyClock::now() + timeout;
     for (;;) {
         const auto rest = std::clamp<milliseconds::rep>(GetTimeUntil(end).count(), 0,

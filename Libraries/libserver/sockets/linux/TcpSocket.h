@@ -1,0 +1,33 @@
+// A connection as a descriptor of the system.
+
+#pragma once
+
+#include "Server/FileDescriptor.h"
+
+#include "sockets/Socket.h"
+
+namespace Server {
+
+class TcpSocket final : public Socket {
+public:
+    /// `connection` does not block; `stop` becomes readable when the server stops. A client that
+    /// neither sends nor takes anything for `idle` is given up.
+    TcpSocket(FileDescriptor connection, int stop, std::chrono::milliseconds idle);
+
+    std::size_t Receive(std::span<char> buffer) override;
+    void Send(std::string_view bytes) override;
+
+    void Pause(std::chrono::milliseconds duration) override;
+    void Close() override;
+    void Reset() override;
+    std::string GetPeer() const override;
+
+private:
+    bool WaitFor(short events, std::chrono::milliseconds timeout);
+
+    FileDescriptor m_connection;
+    int m_stop;
+    std::chrono::milliseconds m_idle;
+};
+
+}  // namespace Server
