@@ -1,4 +1,4 @@
-// ZIP archives made byte by byte, so that they can lie.
+// ZIP archives made byte by byte, so that their headers can be wrong.
 
 #pragma once
 
@@ -17,10 +17,10 @@ struct ZipEntry {
     std::uint32_t unixMode = 0;
     std::uint16_t method = 0;  // 0: stored, 8: deflated
     std::uint16_t flags = 0;   // 1: encrypted, 0x800: the name is UTF-8
-    // What the archive declares, if that is not the truth about stored bytes.
+    // What the archive declares, where that differs from the stored bytes.
     std::optional<std::uint64_t> size = {};
     std::optional<std::uint32_t> checksum = {};
-    std::optional<std::uint32_t> location = {};  // of bytes that are there already
+    std::optional<std::uint32_t> location = {};  // of the bytes of an earlier entry
 };
 
 /// The CRC-32 of the ZIP format.
@@ -44,7 +44,8 @@ inline std::string ToBytes(std::uint64_t number, int size) {
     return bytes;
 }
 
-/// What both heads of an entry hold, from the version that is needed to the size of the name.
+/// The fields that the local and the central header share, from the version to the size of the
+/// name.
 inline std::string FormatCommonFields(const ZipEntry& entry) {
     const std::uint64_t size = entry.size.value_or(entry.bytes.size());
     return ToBytes(20, 2) + ToBytes(entry.flags, 2) + ToBytes(entry.method, 2) + ToBytes(0, 4) +

@@ -1,4 +1,4 @@
-// A response on its way to becoming a script; what faults change.
+// A response with the manner of its sending, which faults change.
 
 #pragma once
 
@@ -18,7 +18,7 @@ struct Request;
 
 namespace Service {
 
-/// All that can be told of how a response is sent.
+/// A response and how it is sent.
 struct Answer {
     std::chrono::milliseconds delay{};  // before anything is sent
     std::string target;                 // of the request

@@ -1,4 +1,4 @@
-// What a server can do wrong, by name.
+// The faults of a server, by name.
 
 #pragma once
 
@@ -14,7 +14,7 @@ namespace Service {
 
 struct FaultKind;
 
-/// A set of faults to be made. The later of two faults of one kind counts.
+/// A set of faults. The later of two faults of one kind counts.
 class Faults {
 public:
     /// Adds "NAME" or "NAME=VALUE". Throws std::runtime_error if there is no such fault.

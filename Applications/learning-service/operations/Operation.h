@@ -1,4 +1,4 @@
-// What the service can do, one class each.
+// The interface of the service's operations.
 
 #pragma once
 

@@ -1,4 +1,4 @@
-// What an operation answers, before it is put on the wire.
+// The response of an operation, before it is sent.
 
 #pragma once
 
@@ -10,14 +10,14 @@
 
 namespace Service {
 
-/// An HTTP response. The lengths are left to whoever sends it; so is leaving the body out for HEAD.
+/// An HTTP response. The sender adds Content-Length, and leaves out the body for HEAD.
 struct Response {
     int status = 200;
     Server::Headers headers;
     Server::Content body;
 };
 
-/// A response that says in words why there is nothing better.
+/// An error response with its reason as text.
 inline Response Refuse(int status, std::string reason, Server::Headers headers = {}) {
     headers.emplace_back("Content-Type", "text/plain; charset=utf-8");
     return {status, std::move(headers), std::move(reason += '\n')};

@@ -10,9 +10,9 @@ namespace Service {
 /// The bytes that a request asks for.
 struct ByteRange {
     enum class Kind {
-        Whole,    // the header can't be made use of, and is as good as none
+        Whole,    // the header is ignored: not well-formed, or of another unit
         Part,     // `count` bytes from `start`
-        Outside,  // none that are there
+        Outside,  // beyond the end
     };
     Kind kind = Kind::Whole;
     std::uint64_t start = 0;

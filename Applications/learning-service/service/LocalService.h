@@ -1,4 +1,4 @@
-// The service on its ports: operations behind, faults in front.
+// The service on its ports: its operations, and the faults that change their answers.
 
 #pragma once
 
@@ -35,7 +35,7 @@ struct Settings {
 class LocalService {
 public:
     /// Logs to `out`; calls `onRequest` after each request. Throws what is derived from
-    /// std::runtime_error if a port or a file can't be had.
+    /// std::runtime_error if a port can't be bound or a file not be read or written.
     LocalService(const Settings& settings, std::ostream& out, std::function<void()> onRequest);
 
     /// Writes `text` between the lines of the log.

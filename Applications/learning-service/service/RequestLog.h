@@ -1,4 +1,4 @@
-// What the service did, a line each.
+// The log of requests.
 
 #pragma once
 
@@ -17,9 +17,9 @@ public:
     explicit RequestLog(std::ostream& out) : m_out(out) {}
 
     /// Time, client, scheme, method, target, status, bytes sent and duration; the status as it was
-    /// sent, and "-" for what there was none of.
+    /// sent, and "-" for a field that is not known.
     void Write(const Server::Exchange& exchange);
-    /// Writes `text`, made showable.
+    /// Writes `text`, with control characters escaped.
     void WriteLine(std::string_view text);
 
 private:

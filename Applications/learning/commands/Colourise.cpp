@@ -22,8 +22,8 @@ Size FindWorkingSize(Size size) {
     return {fit(size.width), fit(size.height)};
 }
 
-/// Colours `pixel`, by BT.601. Where a colour of that luma can't be so strong, it is weaker: the
-/// luma stays.
+/// Sets the chroma of `pixel` by BT.601 and keeps its luma: a chroma that would leave the gamut is
+/// reduced in saturation.
 void ApplyChroma(std::span<float, 4> pixel, float cb, float cr) {
     const float luma = 0.299F * pixel[0] + 0.587F * pixel[1] + 0.114F * pixel[2];
     const std::array<float, 3> change{cr / 0.713F, -0.344F * cb - 0.714F * cr, cb / 0.564F};

@@ -17,7 +17,7 @@ struct Range {
     float high;
 };
 
-/// From the 1st to the 99th percentile: a few wild values must not make the rest look flat.
+/// From the 1st to the 99th percentile, so that a few outliers do not compress the rest.
 Range FindUsualRange(const Tensor& tensor, std::uint64_t count) {
     std::vector<float> values;
     for (std::uint64_t i = 0; i < count; ++i) {

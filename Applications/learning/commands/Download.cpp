@@ -42,7 +42,7 @@ std::string MakeRoot(const std::string& server) {
     return server.ends_with('/') ? server : server + '/';
 }
 
-/// Whom the process talks to and trusts, for the time of one command.
+/// The server and the certificate authorities of the process, for the time of one command.
 class Connection {
 public:
     explicit Connection(const Settings& settings) {
@@ -64,7 +64,8 @@ std::string GetPath(ModelType type) {
     return std::string(ModelCache::GetInstance().ModelTypeToModelPaths(type).front().c_str());
 }
 
-/// Whether the network is there and can be loaded: not so what a damaged package has left.
+/// Whether the network is installed and can be loaded; a damaged package may have left one that
+/// can't.
 bool IsUsable(const NamedType& model) {
     ModelCache& cache = ModelCache::GetInstance();
     return cache.IsModelAvailable(model.type) && cache.GetModel(model.type);
@@ -75,7 +76,7 @@ void Fetch(const Host& host, const NamedType& model, const Interruption& interru
     ModelCache& cache = ModelCache::GetInstance();
     const std::string path = GetPath(model.type);
     const auto before = GetWriteTime(path);
-    cache.Shutdown();  // a network that is loaded already would hide that the new one can't be
+    cache.Shutdown();  // so that the new file is loaded, not the model that is in memory
     host.ClearLog();
     bool isThere = false;
     {
@@ -90,7 +91,7 @@ void Fetch(const Host& host, const NamedType& model, const Interruption& interru
         interruption.Check();
         throw DownloadFailure(model.name, host.GetLog());
     }
-    if (GetWriteTime(path) == before) {  // what is loaded is what was there
+    if (GetWriteTime(path) == before) {  // the package has not replaced it
         const std::string log = host.GetLog();
         throw DownloadFailure(model.name, log.empty() ? "no " + path + " exists in it" : log);
     }
@@ -115,7 +116,7 @@ void DownloadModels(const Host& host, const DownloadOptions& options) {
                     host.Complain(log);  // something else in the package is not as it should be
                 }
             }
-        } catch (const DownloadFailure& failure) {  // the next one may be had
+        } catch (const DownloadFailure& failure) {  // go on with the next one
             host.Complain(failure.what());
             cures.insert(failure.GetCure());
         }

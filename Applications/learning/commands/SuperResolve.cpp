@@ -134,7 +134,7 @@ private:
     ProgressBar m_progress;
 };
 
-/// The network knows no alpha: it is enlarged as everybody does it.
+/// The network takes no alpha, which is resampled by the default filter.
 void JoinAlpha(const Raster::DynamicBitmap& photo, Raster::DynamicBitmap& result) {
     Raster::Rendering rendering;
     rendering.transform = Raster::AffineTransform::Params::Scale(Scale, Scale);

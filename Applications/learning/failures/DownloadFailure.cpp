@@ -32,7 +32,8 @@ constexpr const char* FixPackage =
 
 }  // namespace
 
-// The first that fits counts: what fails early, such as the disk, has other failures follow.
+// The first one whose sign is found counts: an early failure, such as a full disk, causes later
+// ones.
 const DownloadFailure::Cause DownloadFailure::Causes[] = {
     {"No space left on device", "the disk is full", MakeRoom},
     {"Disk quota exceeded", "the disk is full for this user", MakeRoom},

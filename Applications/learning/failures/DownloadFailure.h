@@ -1,4 +1,4 @@
-// What can go wrong with a download, in words for whoever runs the program.
+// The causes of failed downloads, with messages and remedies for the user of the program.
 
 #pragma once
 
@@ -15,12 +15,12 @@ public:
     /// `name`: the network. `reason`: what the library's log says of it.
     DownloadFailure(std::string_view name, std::string_view reason);
 
-    /// What to do about it: a whole sentence, the same for failures of one kind.
+    /// What the user can do: a whole sentence, the same for failures with one cause.
     const char* GetCure() const noexcept { return m_cause.cure; }
 
 private:
     struct Cause {
-        const char* sign;  // what is found in the reason
+        const char* sign;  // a part of the reason that tells the cause
         const char* what;
         const char* cure;
     };

@@ -1,4 +1,4 @@
-// The ways in which a command ends early.
+// The errors that end a command, each with an exit code of its own.
 
 #pragma once
 
@@ -9,8 +9,8 @@
 
 namespace LearningApp {
 
-/// The command can't be done: exit code 1. The text says what failed, names the file and, where it
-/// can, the cure. Placeholders as for Kernel::Format().
+/// The command has failed: exit code 1. The text says what failed, names the file and, where one is
+/// known, a remedy. Placeholders as for Kernel::Format().
 class Failure : public std::runtime_error {
 public:
     template <class... Arguments>
@@ -18,13 +18,13 @@ public:
         : std::runtime_error(Kernel::Format(pattern, arguments...).c_str()) {}
 };
 
-/// The command is not well put: exit code 2.
+/// The arguments are wrong: exit code 2.
 class WrongUse : public Failure {
 public:
     using Failure::Failure;
 };
 
-/// The user has ended the command: exit code 130, as shells have it for Ctrl-C.
+/// The user has ended the command: exit code 130, by which shells report SIGINT.
 class Interrupted : public Failure {
 public:
     Interrupted() : Failure("interrupted") {}

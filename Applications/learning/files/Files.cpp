@@ -63,8 +63,9 @@ void CheckTarget(const std::string& path) {
         throw Failure("cannot write %1: that is a folder", path);
     }
     try {
-        Kernel::AtomicFileOutStream::Create(path);  // dropped at once: may there be a file at all?
-    } catch (const Kernel::IoException& exception) {  // names a file of which nobody knows
+        Kernel::AtomicFileOutStream::Create(
+            path);  // not committed: only checks that it can be created
+    } catch (const Kernel::IoException& exception) {  // names the temporary file
         throw Failure("cannot write %1: %2", path, exception.what());
     }
 }

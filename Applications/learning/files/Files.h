@@ -1,4 +1,4 @@
-// Photos in, results out.
+// Reading photos, and checking and writing the files of results.
 
 #pragma once
 
@@ -21,8 +21,8 @@ Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(const std::string& path);
 /// Whether the name `path` ends in `extension`, such as ".png", in either case.
 bool HasExtension(std::string_view path, std::string_view extension);
 
-/// To be called before the work, so that nobody waits for a result that can't be kept. Throws
-/// WrongUse unless `path` ends in ".png", and whatever CheckTarget() throws.
+/// To be called before a network runs, so that an unusable name fails at once. Throws WrongUse
+/// unless `path` ends in ".png", and as CheckTarget() does.
 void CheckPictureTarget(const std::string& path);
 /// Throws Failure if no file can be written at `path`.
 void CheckTarget(const std::string& path);
@@ -31,15 +31,14 @@ void CheckTarget(const std::string& path);
 /// that fails.
 void CreateFolder(const std::string& path);
 
-/// When the file was last written; nothing if that can't be found out.
+/// When the file was last written; nothing if the file system does not say.
 std::optional<std::filesystem::file_time_type> GetWriteTime(const std::string& path);
 
-/// Writes the file `path` by way of a new file beside it: the file is there as a whole, or as it
-/// was before. Throws whatever `write` throws, and Kernel::IoException if the file can't be created
-/// or put in place.
+/// Writes the file `path` atomically: to a temporary file beside it, which then replaces it. Passes
+/// on what `write` throws, and throws Kernel::IoException if the file can't be created or replaced.
 void WriteWhole(const std::string& path, const std::function<void(Kernel::OutStream&)>& write);
 
-/// Whether SavePicture() and LoadPhoto() can be asked for a picture of that size.
+/// Whether LoadPhoto() and SavePicture() support pictures of that size.
 bool IsPictureSize(std::int64_t width, std::int64_t height);
 void SavePicture(const Raster::DynamicBitmap& picture, const std::string& path);
 

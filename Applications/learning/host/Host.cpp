@@ -13,7 +13,7 @@
 
 namespace LearningApp {
 
-/// Keeps of the log what tells the reason for a failure.
+/// Keeps the first and the last line of the log, for the reason of a failure.
 class LogMemory : public Kernel::DiagnosticSink {
 public:
     void Write(std::string_view text) override {

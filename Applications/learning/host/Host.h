@@ -1,4 +1,4 @@
-// The inference library as this program sets it up and uses it.
+// The settings of the inference library for one command, and the console.
 
 #pragma once
 
@@ -65,7 +65,7 @@ public:
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
 
-    /// What the command has to say at its end.
+    /// Takes the text that is shown when the command has succeeded.
     std::ostream& GetOut() const noexcept { return m_said; }
     /// Shows a line at once. Placeholders as for Kernel::Format().
     template <class... Arguments>
@@ -91,8 +91,8 @@ public:
 
     /// Forgets what the library has logged so far.
     void ClearLog() const;
-    /// The first and the last line that the library has logged since: most often the cause and what
-    /// came of it. Empty if there is none.
+    /// The first and the last line that the library has logged since: usually the cause and its
+    /// effect. Empty if there is none.
     std::string GetLog() const;
 
 private:

@@ -1,5 +1,5 @@
-// What the commands know of the networks: tensors, sizes and ranges. All that would change with
-// another network of the same purpose is here.
+// The tensors of the networks: names, shapes and ranges. Whatever another network of the same
+// purpose would change is here.
 
 #pragma once
 

@@ -1,4 +1,4 @@
-// Laying what a network has made over a photo.
+// Compositing the output planes of a network onto a photo.
 
 #pragma once
 

@@ -1,4 +1,4 @@
-// Covering a length with overlapping tiles, and joining what comes out of them.
+// Covering a length with overlapping tiles, and blending the results at the overlaps.
 
 #pragma once
 
@@ -26,8 +26,8 @@ private:
 };
 
 /// How much of a tile, 0..1, shows at sample `i` of the `overlap` that it shares with the one
-/// before it. Rises over the middle half of the overlap: a network knows least about what is next
-/// to a tile's edge. 1 beyond the overlap.
+/// before it. Rises over the middle half of the overlap, since a network has the least context at a
+/// tile's edge. 1 beyond the overlap.
 float GetTileShare(int i, int overlap);
 
 }  // namespace LearningApp

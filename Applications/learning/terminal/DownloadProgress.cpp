@@ -13,7 +13,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// A rate that is told from less jumps; one that is told from more comes too late.
+// A rate over a shorter span is unstable; one over a longer span lags behind.
 constexpr auto ShortestSpan = 300ms;
 constexpr auto LongestSpan = 4s;
 constexpr auto SampleDistance = 50ms;
@@ -50,7 +50,7 @@ std::string FormatDuration(double seconds) {
 
 void Rate::Add(Clock::time_point time, std::uint64_t bytes) {
     if (!m_samples.empty() && bytes < m_samples.back().bytes) {
-        m_samples.clear();  // the server has sent us elsewhere, where it starts anew
+        m_samples.clear();  // after a redirect, the count starts again
     }
     if (m_samples.size() > 1 && time - m_samples[m_samples.size() - 2].time < SampleDistance) {
         m_samples.pop_back();
@@ -74,7 +74,7 @@ double Rate::Get() const {
 }
 
 std::string FormatProgress(std::uint64_t received, std::uint64_t total, double rate) {
-    constexpr double LongestTime = 100.0 * 3600;  // what takes longer can't be foreseen
+    constexpr double LongestTime = 100.0 * 3600;  // longer estimates are not meaningful
     const auto done = static_cast<double>(received);
     const auto all = static_cast<double>(total);
     std::string text = FormatSize(done);

@@ -19,7 +19,7 @@ public:
 
     /// At `time` it has `bytes`.
     void Add(Clock::time_point time, std::uint64_t bytes);
-    /// Bytes per second; 0 as long as there is nothing to tell it from.
+    /// Bytes per second; 0 until there are enough samples.
     double Get() const;
 
 private:
@@ -34,8 +34,8 @@ private:
 /// `rate` is 0, which means that it is not known.
 std::string FormatProgress(std::uint64_t received, std::uint64_t total, double rate);
 
-/// Shows a download as a bar on a terminal; anywhere else as a line now and then, which reads well
-/// in a log.
+/// Shows a download as a bar on a terminal; elsewhere, such as in a log, as a line every few
+/// seconds.
 ///
 /// Threads: one at a time, not always the same.
 class DownloadProgress {
@@ -47,7 +47,7 @@ public:
                 Rate::Clock::time_point now = Rate::Clock::now());
 
 private:
-    /// Whether what there is to show is new enough.
+    /// Whether enough has changed since the last line.
     bool IsDue(std::uint64_t received, std::uint64_t total, Rate::Clock::time_point now) const;
 
     std::ostream& m_out;

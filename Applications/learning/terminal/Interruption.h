@@ -1,4 +1,4 @@
-// Ctrl-C, and SIGTERM, for work that has to end in order.
+// SIGINT (Ctrl-C) and SIGTERM, for work that has to end in order.
 
 #pragma once
 

@@ -1,4 +1,4 @@
-// A bar on the terminal for work that takes more than a moment.
+// A progress bar on the terminal.
 
 #pragma once
 

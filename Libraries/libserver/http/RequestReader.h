@@ -12,7 +12,7 @@
 
 namespace Server {
 
-/// The request is not one that this server takes; `status` says it to the client.
+/// The request is malformed or too large; `status` is that of the response.
 class BadRequest : public std::runtime_error {
 public:
     BadRequest(int status, const char* text) : std::runtime_error(text), m_status(status) {}
@@ -22,7 +22,7 @@ private:
     int m_status;
 };
 
-/// Reads one request; believes nothing that it says.
+/// Reads one request and checks all of it.
 class RequestReader {
 public:
     RequestReader(Transport& transport, std::size_t maxHeadSize, std::size_t maxBodySize);

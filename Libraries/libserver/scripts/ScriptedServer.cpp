@@ -115,7 +115,7 @@ void ScriptedServer::State::Serve(std::unique_ptr<Socket> socket, int number) no
         if (options.observer) {
             options.observer(exchange);
         }
-    } catch (...) {  // an observer's troubles are its own
+    } catch (...) {  // as documented, what an observer throws is dropped
     }
 }
 

@@ -13,7 +13,7 @@ namespace Server {
 class Listener {
 public:
     /// `port`: 0 for any that is free. A client that neither sends nor takes anything for `idle` is
-    /// given up. Throws std::system_error if the port can't be had.
+    /// given up. Throws std::system_error if the port can't be bound.
     Listener(int port, std::chrono::milliseconds idle);
     Listener(const Listener&) = delete;
     Listener& operator=(const Listener&) = delete;

@@ -1,4 +1,4 @@
-// How the bytes of one connection come and go: as they are, or through TLS.
+// The bytes of one connection, with or without TLS.
 
 #pragma once
 
@@ -9,7 +9,7 @@
 
 namespace Server {
 
-/// The connection is of no more use; what() says why.
+/// The connection can't be used any more; what() has the reason.
 class ConnectionLost : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -23,7 +23,7 @@ public:
     /// Waits for bytes and returns how many there were; 0 once the client has ended its side.
     virtual std::size_t Receive(std::span<char> buffer) = 0;
     virtual void Send(std::string_view bytes) = 0;
-    /// Tells the client that no more will come, if there is a way to say so.
+    /// Tells the client that nothing follows, if the protocol has a message for it.
     virtual void SayEnd() {}
 };
 

@@ -1,4 +1,4 @@
-// A client that sees what happens to its connection, down to the error codes.
+// A client that reports how its connection ended, for POSIX.
 
 #pragma once
 
@@ -44,7 +44,7 @@ inline void SendText(const Server::FileDescriptor& connection, std::string_view 
     send(connection.Get(), text.data(), text.size(), MSG_NOSIGNAL);
 }
 
-/// All that `read` gives; `isEnd` tells whether what it returned at last is an end in order.
+/// All that `read` gives; `isEnd` tells whether its last result is an orderly end.
 template <class Read, class IsEnd>
 Received ReceiveAll(Read read, IsEnd isEnd) {
     Received received;
@@ -74,8 +74,8 @@ inline Received Exchange(int port, std::string_view request) {
     return ReceiveAll(connection);
 }
 
-/// What a client gets that trusts `authority` and wants to talk to localhost over TLS; nothing, cut
-/// off, if the handshake fails.
+/// What a client receives from localhost over TLS that trusts `authority`; nothing, with
+/// Seen::CutOff, if the handshake fails.
 inline Received ExchangeOverTls(int port, const std::string& authority, std::string_view request) {
     const Server::FileDescriptor connection = Connect(port);
     const Server::TlsContextPointer context(SSL_CTX_new(TLS_client_method()));

@@ -14,12 +14,12 @@ static_assert(std::atomic<bool>::is_always_lock_free);
 
 void Catch(int signal, struct sigaction& previous) {
     sigaction(signal, nullptr, &previous);
-    if (previous.sa_handler == SIG_IGN) {  // so a shell starts what Ctrl-C is not meant for
+    if (previous.sa_handler == SIG_IGN) {  // a shell's background jobs ignore SIGINT
         return;
     }
     struct sigaction action {};
     action.sa_handler = [](int) { IsEndWanted = true; };
-    // The second time, a signal does what it does by itself: it ends the process.
+    // The second signal has its default effect: it ends the process.
     action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
     sigemptyset(&action.sa_mask);
     sigaction(signal, &action, nullptr);

@@ -1,4 +1,4 @@
-// Downloads from a server that answers as a test wants, into a folder of the test's own.
+// Downloads from scripted servers into a temporary folder.
 
 #include "Network/Settings.h"
 #include "Server/CertificateAuthority.h"

@@ -1,4 +1,4 @@
-// Throw-away certificates for a server that only its own clients trust.
+// Short-lived certificates for a server, from an authority that only its own clients trust.
 
 #pragma once
 
@@ -8,7 +8,7 @@
 
 namespace Server {
 
-/// What a server shows its clients, and the key that proves it. PEM texts.
+/// A server's certificate and its private key, as PEM text.
 struct Identity {
     std::string certificate;
     std::string privateKey;

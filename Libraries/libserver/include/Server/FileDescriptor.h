@@ -37,7 +37,7 @@ private:
     int m_descriptor = -1;
 };
 
-/// A file that is open for reading, as content. Throws std::system_error if its size can't be had.
+/// A file that is open for reading, as content. Throws std::system_error if its size is not known.
 std::shared_ptr<const ContentFile> MakeContentFile(FileDescriptor file);
 
 }  // namespace Server

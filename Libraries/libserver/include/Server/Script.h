@@ -1,4 +1,4 @@
-// What a scripted server does with a connection: steps, one after the other.
+// The steps that a scripted server takes with a connection, in their order.
 
 #pragma once
 

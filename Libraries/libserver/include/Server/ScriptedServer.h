@@ -1,5 +1,5 @@
-// An HTTP server that does what a script says, well-behaved or not: for tests of clients, and under
-// the program `learning-service`.
+// An HTTP server that plays scripts, correct or faulty: for tests of clients, and for the program
+// `learning-service`.
 
 #pragma once
 
@@ -64,18 +64,18 @@ public:
         std::chrono::milliseconds idle{30'000};  // how long a client may neither send nor take
     };
 
-    /// Throws std::runtime_error if the port can't be had or the identity is not well formed.
+    /// Throws std::runtime_error if the port can't be bound or the identity is malformed.
     ScriptedServer(Options options, Handler handler);
     ScriptedServer(const ScriptedServer&) = delete;
     ScriptedServer& operator=(const ScriptedServer&) = delete;
-    /// Cuts all connections off and ends; no step, wait or slow client holds it up.
+    /// Closes all connections and ends, without waiting for steps of scripts or slow clients.
     ~ScriptedServer();
 
     int GetPort() const noexcept;
 
     /// The requests read so far, in the order in which they were.
     std::vector<Request> GetRequests() const;
-    /// How many connections were accepted, whatever became of them.
+    /// How many connections were accepted, with or without a request.
     int GetConnectionCount() const;
 
     /// Waits until `count` requests have been read; false if `timeout` passes first.

@@ -21,8 +21,8 @@ namespace {
 using std::chrono::milliseconds;
 using SteadyClock = std::chrono::steady_clock;
 
-// How long the end of a connection may take. Loopback needs next to nothing.
-constexpr milliseconds FarewellLimit{1000};
+// The time limit of an orderly close, which takes next to none on the loopback interface.
+constexpr milliseconds CloseLimit{1000};
 
 [[noreturn]] void ThrowLost(const char* action) {
     throw ConnectionLost(std::string(action) + ": " + std::generic_category().message(errno));
@@ -81,12 +81,12 @@ void TcpSocket::Close() {
     // Closing while bytes of the client are unread would reset the connection, and the client
     // would lose what it has not read yet.
     shutdown(m_connection.Get(), SHUT_WR);
-    const auto end = SteadyClock::now() + FarewellLimit;
+    const auto end = SteadyClock::now() + CloseLimit;
     std::array<char, 16384> unread;
     for (;;) {
         const ssize_t got = recv(m_connection.Get(), unread.data(), unread.size(), 0);
         const bool isOver = got == 0 || (got < 0 && !HasToWait());
-        const milliseconds rest = GetTimeUntil(end);  // not for ever, even if more always comes
+        const milliseconds rest = GetTimeUntil(end);  // bounded, even if the client goes on sending
         if (isOver || rest.count() <= 0 || !WaitFor(POLLIN, rest)) {
             break;
         }
@@ -95,7 +95,7 @@ void TcpSocket::Close() {
 }
 
 void TcpSocket::Reset() {
-    const auto end = SteadyClock::now() + FarewellLimit;
+    const auto end = SteadyClock::now() + CloseLimit;
     int onTheWay = 0;
     while (ioctl(m_connection.Get(), SIOCOUTQ, &onTheWay) == 0 && onTheWay > 0 &&
            SteadyClock::now() < end) {
