@@ -14,7 +14,7 @@ pkg_check_modules(HWY REQUIRED IMPORTED_TARGET libhwy)        # Raster: formats/
 pkg_check_modules(OPENCOLORIO REQUIRED IMPORTED_TARGET OpenColorIO)  # OCIO: processors/
 find_path(OPENCL_HEADERS CL/cl.h REQUIRED)                    # Raster: hardware/, which loads OpenCL when needed
 find_package(CLI11 REQUIRED)                                  # the programs `learning` and `learning-service`
-find_package(OpenSSL REQUIRED)                                # Network: cache/; learning-service: server/
+find_package(OpenSSL REQUIRED)                                # Network: cache/; Server: tls/
 
 # SIMD for the plain baseline, SSE4, AVX2 and AVX-512; what lies between gains too little for its size.
 add_library(Simd INTERFACE)
