@@ -167,6 +167,7 @@ TEST(DelayLoad, HappensOnceHoweverManyReadAtATime) {
 TEST(DelayLoad, StaysPendingUntilAnAttemptSucceeds) {
     const Trace trace;
     DynamicBitmap bitmap(2, 2);
+    *bitmap.GetHostView().At(0, 0) = std::byte{9};  // which a loader does not see
     bool abort = false;
     int loads = 0;
     bitmap.SetDelayLoader(std::make_unique<Loader>([&] {
@@ -198,6 +199,8 @@ TEST(Mipmaps, HalveUpToASinglePixelAndFollowTheirBitmap) {
     }
     EXPECT_FALSE(bitmap.GetLevel(0));
     EXPECT_FALSE(bitmap.GetLevel(5));
+    EXPECT_EQ(bitmap.GetWidth(-1), 13);
+    EXPECT_EQ(bitmap.GetHeight(70), 1);
     EXPECT_EQ(*bitmap.GetLevel(4)->GetHostView().At(0, 0), std::byte{40});
     Fill(PixelAccessor(bitmap).GetView(), std::byte{90});
     EXPECT_EQ(*bitmap.GetLevel(4)->GetHostView().At(0, 0), std::byte{90});
@@ -214,16 +217,16 @@ TEST(Mipmaps, AreMeans) {
 }
 
 TEST(Corruptions, AreSamplesThatAreNoNumbers) {
-    Bitmap<AlphaF, X2, X3, X4, X5> bitmap(3, 2);
+    DynamicBitmap bitmap(1, 2, Format::RGBAF);
     auto* const last = reinterpret_cast<float*>(bitmap.GetHostView().At(0, 1));
-    last[0] = 2;
+    last[0] = last[1] = 2;
     EXPECT_EQ(bitmap.CheckForCorruptions(true), Kernel::FixCorruptionsResult::Sound);
-    last[1] = std::numeric_limits<float>::quiet_NaN();
-    last[2] = -std::numeric_limits<float>::infinity();
+    last[2] = std::numeric_limits<float>::quiet_NaN();
+    last[3] = -std::numeric_limits<float>::infinity();
     EXPECT_EQ(bitmap.CheckForCorruptions(false), Kernel::FixCorruptionsResult::Sound);
     EXPECT_EQ(bitmap.CheckForCorruptions(true), Kernel::FixCorruptionsResult::Damaged);
     EXPECT_EQ(bitmap.FixCorruptions(), Kernel::FixCorruptionsResult::Repaired);
-    EXPECT_THAT(std::span(last, 3), testing::ElementsAre(2, 0, 0));
+    EXPECT_THAT(std::span(last, 4), testing::ElementsAre(2, 2, 0, 0));
 }
 
 }  // namespace

@@ -18,18 +18,21 @@ TEST(BoxFilter, IsTheMeanOfTheSquare) {
         const int reach = std::min(radius, 300);
         const double side = 2 * reach + 1;
         for (const int y : {0, 3, 255, 256, 299}) {
-            double sum[2] = {};
+            double sum[4] = {};
             for (int j = y - reach; j <= y + reach; ++j) {
                 for (int x = y % 40 - reach; x <= y % 40 + reach; ++x) {
                     const Colour c =
                         GetColour(*picture, std::clamp(j, 0, 299) * 40 + std::clamp(x, 0, 39));
-                    sum[0] += double{c[0]} * c[3];
-                    sum[1] += c[3];
+                    for (std::size_t i = 0; i < 4; ++i) {
+                        sum[i] += i < 3 ? double{c[i]} * c[3] : c[3];
+                    }
                 }
             }
             const Colour mean = GetColour(*result, y * 40 + y % 40);
-            EXPECT_NEAR(mean[0], sum[1] > 0 ? sum[0] / sum[1] : 0, 1e-5);
-            EXPECT_NEAR(mean[3], sum[1] / side / side, 1e-5);
+            for (std::size_t i = 0; i < 3; ++i) {
+                EXPECT_NEAR(mean[i], sum[3] > 0 ? sum[i] / sum[3] : 0, 1e-5);
+            }
+            EXPECT_NEAR(mean[3], sum[3] / side / side, 1e-5);
         }
     }
 }
@@ -50,6 +53,7 @@ TEST(BoxFilter, LeavesNothingBehind) {
     samples[4] = NAN;
     samples[5] = INFINITY;
     samples[6] = 1;
+    reinterpret_cast<float*>(damaged.GetHostView().At(0, 6))[5] = -1;  // less than nothing
     EXPECT_EQ(GetColour(*BoxFilter(damaged, 1), 125)[3], 1.0F / 9);
     EXPECT_EQ(GetColour(*BoxFilter(damaged, 1), 399)[3], 0);
 }

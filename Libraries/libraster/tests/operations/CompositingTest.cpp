@@ -1,17 +1,22 @@
 #include "Raster/Compositing.h"
 
 #include "tests/bitmaps/Noise.h"
+#include "tests/colour/SwappedProfile.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
+#include <functional>
+#include <limits>
+#include <stdexcept>
 
 namespace Raster::Testing {
 namespace {
 
 TEST(Compositing, LeavesAloneWhatItDoesNotTouch) {
     for (const Format format : {Format::RGBA8, Format::CMYKA8, Format::LabA16}) {
-        const auto picture = MakeNoise(300, 280, format, 4);
+        const auto picture = MakeBytes(300, 280, format, 4);
         const auto result = picture->Clone();
         const DynamicBitmap nothing(50, 50, format);
         EXPECT_TRUE(CompositeOver(*result, nothing, {1, 0.5, 0, 1, 7.5, 8}, 1));
@@ -33,11 +38,67 @@ TEST(Compositing, LeavesAloneWhatItDoesNotTouch) {
         EXPECT_TRUE(CompositeDestinationIn(*result, DynamicBitmap(20, 300, Format::Alpha8)));
         EXPECT_TRUE(result->GetAlphaBoundingBox().IsEmpty());
         EXPECT_FALSE(JoinAlpha(*picture, *wide));
+        const auto alpha = MakeBytes(300, 280, Format::Alpha8, 8);
+        const auto joined = JoinAlpha(*picture, *alpha);
+        for (int i = 0; i < 300 * 280; ++i) {
+            ASSERT_NEAR(GetColour(*joined, i)[3], GetColour(*alpha, i)[3], 1e-6);
+        }
     }
     bool abort = true;
+    CopyTally untouched{1, 2, 3};
+    EXPECT_FALSE(
+        CopyWithTally(*MakeNoise(9, 9, Format::RGBA8, 5), {0, 0, 9, 9}, untouched, &abort));
+    EXPECT_EQ(untouched.transparent, 1U);
     EXPECT_FALSE(BoxFilter(*MakeNoise(9, 9, Format::RGBA8, 5), 3, &abort));
     EXPECT_FALSE(
         Resize(*MakeNoise(9, 9, Format::RGBA8, 5), 4, 4, Format::RGBA8, Sampler::Area, &abort));
+}
+
+TEST(Compositing, ConvertsBetweenProfilesAndKeepsThoseThatFit) {
+    const auto swapped = MakeSwappedProfile();
+    for (const Format format : {Format::RGBA8, Format::RGBA16, Format::RGBAF}) {
+        DynamicBitmap red(4, 3, format);
+        alignas(64) const Colour colour{1, 0, 0, 1};
+        for (int i = 0; i < 12; ++i) {
+            red.GetPixelFormat().write(colour.data(), red.GetHostView().At(i % 4, i / 4), 1);
+        }
+        red.SetProfile(swapped);
+        using Copy = std::function<bool(DynamicBitmap&)>;
+        const Copy ways[] = {[&](auto& to) { return Convert(to, red); },
+                             [&](auto& to) { return Render(to, red, {}); },
+                             [&](auto& to) { return CompositeOver(to, red, {}, 1); }};
+        for (const Copy& copy : ways) {
+            DynamicBitmap green(5, 3);
+            green.SetProfile(ICCManager::GetProfileForString("sRGB IEC61966-2.1"));
+            std::fill_n(green.GetHostView().At(4, 0), 4, std::byte{9});
+            EXPECT_TRUE(copy(green));
+            EXPECT_EQ(GetColour(green, 0), (Colour{0, 1, 0, 1}));
+            const bool isWhole = &copy == &ways[1];
+            EXPECT_EQ(*green.GetHostView().At(4, 0), isWhole ? std::byte{0} : std::byte{9});
+        }
+        DynamicBitmap half(4, 3);
+        EXPECT_TRUE(CompositeOver(half, red, {}, 0.5F));
+        EXPECT_NEAR(GetColour(half, 0)[3], 0.5, 0.51 / 255);
+        const auto resize = [&](Format to) { return Resize(red, 2, 2, to, Sampler::Area); };
+        EXPECT_EQ(resize(Format::RGBA8)->GetProfile(), swapped);
+        EXPECT_FALSE(resize(Format::CMYKA8)->GetProfile());
+        EXPECT_FALSE(resize(Format::GreyA8)->GetProfile());
+    }
+}
+
+TEST(Compositing, RefusesSizesThatNoBitmapHasButNotEmptyOnes) {
+    const auto picture = MakeNoise(3, 2, Format::RGBA8, 7);
+    constexpr int Most = std::numeric_limits<int>::max();
+    CopyTally tally;
+    for (const int border : {Most, Most / 2, DynamicBitmap::MaximumSide}) {
+        EXPECT_THROW(AddBorder(*picture, border), std::invalid_argument);
+        EXPECT_THROW(CopyWithTally(*picture, {-border, 0, border, 1}, tally),
+                     std::invalid_argument);
+    }
+    EXPECT_EQ(AddBorder(*picture, -Most)->GetHeight(), 0);
+    EXPECT_EQ(Resize(*picture, 0, 7, Format::RGBA8, Sampler::Area)->GetHeight(), 7);
+    const auto empty = Resize(DynamicBitmap(0, 5), 4, 4, Format::RGBA8, Sampler::Area);
+    EXPECT_TRUE(empty->GetAlphaBoundingBox().IsEmpty());
 }
 
 }  // namespace

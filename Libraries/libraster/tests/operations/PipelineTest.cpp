@@ -109,6 +109,12 @@ TEST(Pipeline, TakesAnyRectangleAndSize) {
     EXPECT_FALSE(Run::Run(destination, source, nullptr, destination.GetBounds(), {}, &abort));
 }
 
+class Lamp : public SpanStage {
+    void Apply(float* rgba, std::size_t count) const override {
+        std::fill_n(rgba, count * 4, 1.0F);
+    }
+};
+
 TEST(Pipeline, LeavesZerosWhereTheSourceHasNothing) {
     for (const Format format : {Format::CMYKA8, Format::RGBA8, Format::GreyA8, Format::LabA16}) {
         const DynamicBitmap source(3, 2, format);
@@ -124,6 +130,20 @@ TEST(Pipeline, LeavesZerosWhereTheSourceHasNothing) {
                                         [](std::byte byte) { return byte == std::byte{}; }))
                     << static_cast<int>(format);
             }
+        }
+        // Nor does a stage make something of nothing.
+        std::fill_n(view.pixels, view.stride * 3, std::byte{7});
+        Pipeline<DynamicBitmap, DynamicBitmap>::Run(destination, source, nullptr,
+                                                    destination.GetBounds(),
+                                                    {.transform = Params::Translate(2, 1),
+                                                     .stages = {Kernel::MakeCounted<Lamp>()},
+                                                     .blend = Blend::DestinationIn});
+        EXPECT_EQ(destination.GetAlphaBoundingBox(), (Rect{2, 1, 5, 3}));
+        for (const double far : {1e12, -1e12}) {
+            Pipeline<DynamicBitmap, DynamicBitmap>::Run(
+                destination, source, nullptr, destination.GetBounds(),
+                {.transform = Params::Translate(far, 0), .stages = {}});
+            EXPECT_TRUE(destination.GetAlphaBoundingBox().IsEmpty());
         }
     }
 }
