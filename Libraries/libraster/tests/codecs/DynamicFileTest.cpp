@@ -134,6 +134,11 @@ TEST_P(EveryKind, IsReadOnceUnlessAborted) {
     DynamicBitmap bitmap(SampleWidth, SampleHeight);
     EXPECT_FALSE(file.ReadPixels(bitmap));
     ASSERT_TRUE(file.CreateFromStream(stream));
+    for (const int more : {-1, 1}) {
+        DynamicBitmap wide(SampleWidth + more, SampleHeight);
+        DynamicBitmap high(SampleWidth, SampleHeight + more);
+        EXPECT_FALSE(file.ReadPixels(wide) || file.ReadPixels(high));
+    }
     bool abort = true;
     EXPECT_FALSE(file.ReadPixels(bitmap, &abort));
     EXPECT_EQ(file.GetError(), "the reading was aborted");
@@ -144,7 +149,8 @@ INSTANTIATE_TEST_SUITE_P(DynamicFile, EveryKind, testing::ValuesIn(GetSampleFile
                          [](const auto& test) { return test.param.name; });
 
 TEST(DynamicFile, RefusesHugeSizesBeforeItAllocates) {
-    for (const std::string& size : {"\0\0\xFF\xFF\0\0\xFF\xFF"s, "\x7F\xFF\xFF\xFF\0\0\0\1"s}) {
+    for (const std::string& size :
+         {"\0\0\xFF\xFF\0\0\xFF\xFF"s, "\0\1\0\0\0\0\0\1"s, "\0\0\0\1\0\1\0\0"s}) {
         std::string png = GetSample("Grey");
         png.replace(12, 21, MakeChunk("IHDR" + size + png.substr(24, 5)));
         EXPECT_EQ(GetReasonOfRefusal(png), "the PNG picture has too many pixels");
@@ -169,8 +175,50 @@ TEST(DynamicFile, RefusesChannelsThatAreMissingButNotPaddingBeforeTheEnd) {
     const auto whole = Read(jpeg);
     const std::string padding(40, '\0');
     EXPECT_TRUE(Read(std::string(jpeg).insert(jpeg.size() - 2, padding))->IsEqual(*whole));
+    std::string padded = jpeg;
+    EXPECT_NE(GetReasonOfRefusal(padded.insert(padded.rfind("\xFF\xDA"), padding)), "none");
     jpeg.resize(jpeg.rfind("\xFF\xDA"));
     EXPECT_TRUE(GetReasonOfRefusal(jpeg + "\xFF\xD9").ends_with("a channel is missing"));
+}
+
+TEST(DynamicFile, IsReadWhateverItsSegmentsSay) {
+    const std::string file = GetSample("JPEGInksTransformed");
+    const auto whole = Read(file);
+    std::string strange = file;
+    strange[file.find("Adobe") + 11] = 9;  // a transform that there is not
+    EXPECT_TRUE(Read(strange)->IsEqual(*whole));
+    strange = GetSample("JPEGColours");
+    strange[strange.find("JFIF") + 5] = 9;  // a version that there is not
+    EXPECT_TRUE(Read(strange)->IsEqual(*Read(GetSample("JPEGColours"))));
+    const std::string start = "MM\0*\0\0\0\x8\0\1\1\x12\0"s;
+    const std::string turned = start + "\3\0\0\0\1\0\3"s;
+    for (const std::string& exif :
+         {start + "\3\0\0\0\1\0\0"s, start + "\3\0\0\0\1\0\x9"s, start + "\4\0\0\0\1\0\3"s,
+          start + "\3\0\0\0\1"s, "MM\0+"s + turned.substr(4), "MI"s + turned.substr(2), "M"s}) {
+        const std::string segment = "Exif\0\0"s + exif;
+        EXPECT_TRUE(Read(Insert(file, "", 0xE1, segment))->IsEqual(*whole)) << exif;
+        const std::string more = Insert(file, "", 0xE1, "Exif\0\0"s + turned);
+        EXPECT_TRUE(Read(Insert(more, "", 0xE1, segment))->IsEqual(*whole));  // the first counts
+    }
+    for (const char length : {'\0', '\1'}) {
+        const std::string segment = "\xFF\xE1\0"s + length;
+        EXPECT_TRUE(GetReasonOfRefusal(std::string(file).insert(2, segment))
+                        .ends_with("a segment has no length"));
+    }
+}
+
+TEST(DynamicFile, PassesOverLargeChunks) {
+    const std::string chunk("MM\0*\0\0\0\x8\0\1\1\x12\0\3\0\0\0\1\0\6"s);
+    for (const std::size_t more : {0, 1}) {
+        std::string exif = chunk;
+        exif.resize(ICCProfile::MaximumSize + more);
+        const std::string file = Insert(GetSample("Grey"), "eXIf", 0, exif);
+        Kernel::MemoryInOutStream stream;
+        stream.Write(std::as_bytes(std::span(file)));
+        DynamicFile opened;
+        EXPECT_TRUE(opened.CreateFromStream(stream));
+        EXPECT_EQ(opened.GetWidth(), more == 0 ? SampleHeight : SampleWidth);
+    }
 }
 
 TEST(DynamicFile, IsTurnedUprightInAFormatOfTheHostsOwn) {
@@ -207,6 +255,14 @@ TEST(DynamicFile, FindsProfilesThatAreComplete) {
     const std::string whole = Insert(half, "", 0xE2, second);
     EXPECT_EQ(Read(whole)->GetProfile(), sRGB);
     EXPECT_FALSE(Read(half)->GetProfile());
+    for (const char number : {'\0', '\3'}) {
+        const std::string piece = "ICC_PROFILE\0"s + number + '\2' + profile;
+        EXPECT_FALSE(Read(Insert(whole, "", 0xE2, piece))->GetProfile());
+        EXPECT_FALSE(Read(Insert(GetSample("JPEGColours"), "", 0xE2, piece))->GetProfile());
+    }
+    const std::string inks = Insert(GetSample("JPEGInks"), "", 0xE2, first);
+    FrailStream stream(Insert(inks, "", 0xE2, second));
+    EXPECT_FALSE(ReadPicture(stream)->GetProfile());  // as it is one of other colours
     EXPECT_FALSE(Read(Insert(half, "", 0xE2, "ICC_PROFILE\0\2\3"s + profile))->GetProfile());
     EXPECT_FALSE(Read(Insert(whole, "", 0xE2, second))->GetProfile());
     EXPECT_EQ(Read(Insert(GetSample("ColoursOf16Bits"), "sRGB", 0, "\1"))->GetProfile(), sRGB);

@@ -1,3 +1,4 @@
+#include "Raster/CodecException.h"
 #include "Raster/DynamicFile.h"
 #include "Raster/ICCManager.h"
 #include "Raster/JPEG.h"
@@ -5,16 +6,22 @@
 #include "Raster/Pipeline.h"
 
 #include "tests/codecs/SampleFiles.h"
+#include "tests/colour/SwappedProfile.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <string_view>
 
 namespace Raster::Testing {
 namespace {
 
 using enum Format;
 
-constexpr int Width = 150;  // more than one span
-constexpr int Height = 9;
+constexpr int Width = 150;   // more than one span
+constexpr int Height = 200;  // more bytes than a buffer of libjpeg holds
 
 Kernel::Counted<DynamicBitmap> Convert(const DynamicBitmap& from, Format format) {
     auto to = Kernel::MakeCounted<DynamicBitmap>(from.GetWidth(), from.GetHeight(), format);
@@ -26,14 +33,21 @@ std::byte* GetRow(DynamicBitmap& bitmap, int y) {
     return bitmap.GetHostView().At(0, y);
 }
 
+struct FlushedStream : Kernel::MemoryInOutStream {
+    void Flush() override { isFlushed = true; }
+
+    bool isFlushed = false;
+};
+
 template <class Writer>
 auto WriteAndRead(const DynamicBitmap& bitmap, const ExportOptions& options) {
-    Kernel::MemoryInOutStream stream;
+    FlushedStream stream;
     Writer writer(stream, bitmap.GetWidth(), bitmap.GetHeight(), bitmap.GetPixelFormat(), options);
     EXPECT_THROW(writer.Finish(), std::logic_error);
     writer.WritePixels(bitmap.GetHostView());
     EXPECT_THROW(writer.WriteRow(bitmap.GetHostView().pixels), std::logic_error);
     writer.Finish();
+    EXPECT_TRUE(stream.isFlushed);
     return ReadPicture(stream);
 }
 
@@ -76,30 +90,77 @@ TEST(Writer, KeepsPicturesInTheSmallestTypeOfPNG) {
         EXPECT_EQ(std::to_integer<int>(png.GetBytes()[25]), sample.colourType) << sample.name;
         EXPECT_TRUE(ReadPicture(png, RGBA8)->IsEqual(*picture)) << sample.name;
     }
+    using Pixel = std::array<std::uint8_t, 4>;
+    for (const auto& [pixel, colourType] : {std::pair{Pixel{7, 7, 7, 255}, 0},
+                                            {Pixel{7, 7, 7, 254}, 4},
+                                            {Pixel{7, 7, 8, 255}, 2},
+                                            {Pixel{8, 7, 7, 255}, 2},
+                                            {Pixel{7, 8, 7, 255}, 2},
+                                            {Pixel{7, 7, 8, 0}, 6}}) {
+        DynamicBitmap picture(3, 2);
+        std::fill_n(picture.GetHostView().pixels, picture.GetHostView().stride * 2, std::byte{255});
+        std::memcpy(picture.GetHostView().At(2, 1), pixel.data(), 4);
+        for (const Format format : {RGBA8, RGBA16, RGBAF}) {
+            Kernel::MemoryInOutStream png;
+            WritePNG(*Convert(picture, format), png);
+            EXPECT_EQ(std::to_integer<int>(png.GetBytes()[25]), colourType);
+            EXPECT_TRUE(ReadPicture(png, RGBA8)->IsEqual(picture)) << colourType;
+        }
+    }
+}
+
+TEST(Writer, TakesTheOptionsWithinTheirBounds) {
+    ExportOptions options;
+    const DynamicBitmap empty(Width, Height);
+    for (const auto& [quality, kept] : {std::pair{-9, 1}, {89, 89}, {90, 90}, {101, 100}}) {
+        options.SetQuality(quality);
+        EXPECT_EQ(options.GetQuality(), kept);
+        Kernel::MemoryInOutStream stream;
+        JPEGWriter writer(stream, Width, Height, empty.GetPixelFormat(), options);
+        writer.WritePixels(empty.GetHostView());
+        writer.Finish();
+        const auto bytes = stream.GetBytes();
+        const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+        // How many samples of the first channel a block has, across and down.
+        EXPECT_EQ(text[text.find("\xFF\xC0") + 11], kept < 90 ? '\x22' : '\x11') << quality;
+    }
+    for (const auto& [level, kept] : {std::pair{-1, 0}, {9, 9}, {10, 9}}) {
+        options.SetCompressionLevel(level);
+        EXPECT_EQ(options.GetCompressionLevel(), kept);
+    }
 }
 
 TEST(Writer, StoresProfilesThatFitAndReadersConvertThem) {
     const auto sRGB = ICCManager::GetProfileForString("sRGB IEC61966-2.1");
-    std::vector<std::byte> bytes(sRGB->GetBytes().begin(), sRGB->GetBytes().end());
-    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    std::swap(bytes[text.find("rXYZ")], bytes[text.find("gXYZ")]);  // red is green and green red
     ExportOptions options;
-    options.SetProfile(ICCProfile::CreateFromBytes(bytes));
+    options.SetProfile(MakeSwappedProfile());
     DynamicBitmap red(1, 1);
     GetRow(red, 0)[0] = GetRow(red, 0)[3] = std::byte{255};
     DynamicBitmap grey(1, 1, GreyA8);
     EXPECT_EQ(WriteAndRead<JPEGWriter>(red, options)->GetProfile(), options.GetProfile());
     EXPECT_FALSE(WriteAndRead<JPEGWriter>(grey, options)->GetProfile());
     EXPECT_FALSE(WriteAndRead<PNGBase>(grey, options)->GetProfile());
-    Kernel::MemoryInOutStream stream;
-    WritePNG(red, stream, options);
-    DynamicBitmap green(1, 1);
-    green.SetProfile(sRGB);
-    DynamicFile file;
-    ASSERT_TRUE(file.CreateFromStream(stream) && file.ReadPixels(green));
-    EXPECT_EQ(file.GetProfile(), options.GetProfile());
-    EXPECT_EQ(GetRow(green, 0)[0], std::byte{0});
-    EXPECT_EQ(GetRow(green, 0)[1], std::byte{255});
+    for (const Format format : {RGBA8, RGBA16}) {
+        Kernel::MemoryInOutStream stream;
+        WritePNG(*Convert(red, format), stream, options);
+        DynamicBitmap green(1, 1);
+        green.SetProfile(sRGB);
+        DynamicFile file;
+        ASSERT_TRUE(file.CreateFromStream(stream) && file.ReadPixels(green));
+        EXPECT_EQ(file.GetProfile(), options.GetProfile());
+        EXPECT_EQ(GetRow(green, 0)[0], std::byte{0});
+        EXPECT_EQ(GetRow(green, 0)[1], std::byte{255});
+    }
+    for (const auto& profile : {sRGB, options.GetProfile()}) {  // of a grey picture
+        Kernel::MemoryInOutStream stream;
+        grey.SetProfile(profile);
+        WritePNG(grey, stream);
+        EXPECT_EQ(std::to_integer<int>(stream.GetBytes()[25]), profile == sRGB ? 4 : 6);
+        EXPECT_EQ(ReadPicture(stream)->GetProfile(), profile);
+    }
+    options.SetProfile(MakeSwappedProfile(ICCProfile::MaximumSize));
+    EXPECT_EQ(WriteAndRead<PNGBase>(red, options)->GetProfile(), options.GetProfile());
+    EXPECT_THROW(WriteAndRead<JPEGWriter>(red, options), CodecException);
 }
 
 TEST(Writer, PassesOnWhatTheStreamThrowsAndIsBrokenThen) {
@@ -113,6 +174,13 @@ TEST(Writer, PassesOnWhatTheStreamThrowsAndIsBrokenThen) {
     writer.WritePixels(empty.GetHostView());
     EXPECT_THROW(writer.Finish(), Kernel::IoException);
     EXPECT_THROW(writer.Finish(), std::logic_error);
+    Kernel::MemoryInOutStream memory;
+    PNGBase png(memory, Width, Height, empty.GetPixelFormat(), {});
+    const DynamicBitmap others[]{
+        {Width - 1, Height}, {Width, Height + 1}, {Width, Height, Format::RGBA16}};
+    for (const DynamicBitmap& other : others) {
+        EXPECT_THROW(png.WritePixels(other.GetHostView()), std::invalid_argument);
+    }
     for (const int width : {0, 65'501}) {
         EXPECT_THROW(JPEGWriter(disk, width, 1, empty.GetPixelFormat(), {}), std::invalid_argument);
     }
