@@ -127,6 +127,9 @@ std::optional<ToneTable> ToneCurve::MakeDecodingTable() const {
 }
 
 std::optional<ToneTable> ToneCurve::MakeEncodingTable() const {
+    if (std::abs(Decode(0)) > NoLight) {
+        return std::nullopt;  // 0 stands for more light than none
+    }
     return MakeTable(
         m_samples.empty(), [this](double light) { return Encode(light); },
         [this](double light, double encoded) { return IsOnCurve(*this, encoded, light); });

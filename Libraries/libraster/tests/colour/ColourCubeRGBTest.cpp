@@ -34,6 +34,10 @@ TEST(ColourCubeRGB, LooksUpWhatItHolds) {
         EXPECT_EQ(rgba[0], way == Way::Trilinear ? 0.0625F : 0.25F);
     }
     EXPECT_THROW(ColourCubeRGB(4, twice), std::invalid_argument);
+    constexpr int TooLarge = ColourCubeRGB::MaximumSize + 1;
+    EXPECT_THROW(ColourCubeRGB(TooLarge, std::vector<float>(3 * TooLarge * TooLarge * TooLarge)),
+                 std::invalid_argument);
+    EXPECT_THROW(ColourCubeRGB(1, std::vector<float>(3)), std::invalid_argument);
     EXPECT_THROW(ColourCubeRGB("Sepia"), std::invalid_argument);
 }
 

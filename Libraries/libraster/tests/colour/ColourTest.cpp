@@ -33,21 +33,38 @@ Profile Read(const LcmsProfile& profile) {
     return ICCProfile::CreateFromBytes(bytes);
 }
 
-/// A gamut wider than sRGB's, with the same white point. Takes ownership of the curve.
-Profile MakeWide(cmsToneCurve* curve) {
-    const LcmsCurve owner(curve);
+/// A gamut wider than sRGB's, with the same white point. Takes ownership of the curves.
+Profile MakeWide(cmsToneCurve* red, cmsToneCurve* green, cmsToneCurve* blue) {
+    const LcmsCurve owners[]{LcmsCurve(red), LcmsCurve(green), LcmsCurve(blue)};
     const cmsCIExyY white{0.3127, 0.3290, 1};
     const cmsCIExyYTRIPLE primaries{{0.64, 0.33, 1}, {0.21, 0.71, 1}, {0.15, 0.06, 1}};
-    cmsToneCurve* curves[]{curve, curve, curve};
+    cmsToneCurve* curves[]{red, green, blue};
     return Read(LcmsProfile(cmsCreateRGBProfile(&white, &primaries, curves)));
 }
 
-Profile MakeSampled(cmsUInt32Number count) {
+Profile MakeWide(cmsToneCurve* curve) {
+    return MakeWide(curve, cmsDupToneCurve(curve), cmsDupToneCurve(curve));
+}
+
+cmsToneCurve* Sample(cmsUInt32Number count, double gamma) {
     std::vector<cmsUInt16Number> samples(count);
-    std::ranges::generate(samples, [i = 0, last = count - 1.0]() mutable {
-        return static_cast<cmsUInt16Number>(65535 * std::pow(i++ / last, 2.2) + 0.5);
+    std::ranges::generate(samples, [i = 0, last = count - 1.0, gamma]() mutable {
+        return static_cast<cmsUInt16Number>(65535 * std::pow(i++ / last, gamma) + 0.5);
     });
-    return MakeWide(cmsBuildTabulatedToneCurve16(nullptr, count, samples.data()));
+    return cmsBuildTabulatedToneCurve16(nullptr, count, samples.data());
+}
+
+Profile MakeSampled(cmsUInt32Number count) {
+    return MakeWide(Sample(count, 2.2));
+}
+
+/// Adds a table that makes everything black.
+void AddBlackTable(const LcmsProfile& profile, cmsUInt32Number channels) {
+    cmsPipeline* const pipeline = cmsPipelineAlloc(nullptr, channels, 3);
+    cmsStage* const table = cmsStageAllocCLut16bit(nullptr, 2, channels, 3, nullptr);
+    cmsPipelineInsertStage(pipeline, cmsAT_END, table);
+    cmsWriteTag(profile.get(), cmsSigAToB0Tag, pipeline);
+    cmsPipelineFree(pipeline);
 }
 
 LcmsTransform MakeTransformToLab(cmsUInt32Number from, cmsUInt32Number to) {
@@ -106,6 +123,27 @@ TEST(Conversion, OfCurvesAndMatrixIsThatOfLcms) {
         const Profile wide = MakeWide(cmsBuildGamma(nullptr, gamma));
         EXPECT_LT(std::max(find(GetSRGB(), wide), find(wide, GetSRGB())), Step) << gamma;
     }
+    for (const auto& [red, green, blue] :
+         {std::tuple{1.8, 2.2, 2.6}, {2.2, 2.2, 1.8}, {1.8, 2.2, 2.2}}) {
+        const Profile wide = MakeWide(cmsBuildGamma(nullptr, red), cmsBuildGamma(nullptr, green),
+                                      cmsBuildGamma(nullptr, blue));
+        EXPECT_LT(std::max(find(GetSRGB(), wide), find(wide, GetSRGB())), Step) << red << green;
+        const Profile sampled =
+            MakeWide(Sample(4096, red), Sample(4096, green), Sample(4096, blue));
+        EXPECT_LT(find(sampled, MakeWide(cmsBuildGamma(nullptr, 1))), 2 * Step) << red << green;
+    }
+    // Curves that no table of ours can stand for: black is bright, falling, not monotonic.
+    for (const std::array<cmsUInt16Number, 4>& samples :
+         {std::array<cmsUInt16Number, 4>{9000, 20000, 40000, 65535},
+          {65535, 40000, 20000, 0},
+          {0, 40000, 20000, 65535}}) {
+        const Profile odd = MakeWide(cmsBuildTabulatedToneCurve16(nullptr, 4, samples.data()));
+        EXPECT_LT(std::max(find(GetSRGB(), odd), find(odd, GetSRGB())), Step) << samples[1];
+    }
+    const LcmsProfile both(cmsCreate_sRGBProfile());
+    cmsSetProfileVersion(both.get(), 2.1);
+    AddBlackTable(both, 3);  // which counts, whatever the curves say
+    EXPECT_EQ(find(Read(both), GetSRGB()), 0);
     for (const auto count : {17U, 256U, 1024U, 4096U}) {  // lcms2 rounds these to 16 bits
         const Profile sampled = MakeSampled(count);
         EXPECT_LT(find(sampled, MakeWide(cmsBuildGamma(nullptr, 1))), 1.6f * Step) << count;
@@ -156,12 +194,8 @@ TEST(Conversion, TakesOtherColoursForSRGB) {
           {cmsSigCmykData, 4U, Format::CMYKA8},
           {cmsSigLabData, 3U, Format::LabA16}}) {
         const LcmsProfile black = MakeTable();
-        cmsPipeline* const pipeline = cmsPipelineAlloc(nullptr, channels, 3);
-        cmsStage* const table = cmsStageAllocCLut16bit(nullptr, 2, channels, 3, nullptr);
-        cmsPipelineInsertStage(pipeline, cmsAT_END, table);
         cmsSetColorSpace(black.get(), signature);
-        cmsWriteTag(black.get(), cmsSigAToB0Tag, pipeline);
-        cmsPipelineFree(pipeline);
+        AddBlackTable(black, channels);
         EXPECT_NE(Read(black)->GetColourSpace(), ColourSpace::RGB);
         EXPECT_FALSE(ICCManager::CreateConversion(Read(black), GetSRGB()));
         EXPECT_TRUE(ICCManager::CreateConversion(Read(black), MakeWide(cmsBuildGamma(nullptr, 2))));
