@@ -1,17 +1,22 @@
 #include "Kernel/Testing.h"
 #include "Raster/Bitmap.h"
+#include "Raster/Compositing.h"
 #include "Raster/Pipeline.h"
 #include "Raster/PixelAccessor.h"
+
+#include "hardware/FailureCounts.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <limits>
 #include <memory>
 #include <optional>
 #include <random>
+#include <string>
 
 namespace Raster {
 namespace {
@@ -57,6 +62,8 @@ protected:
         Process::SetUse(HardwareUse::AnyDevice);
         m_device = Process::GetDevice();
         if (m_device == nullptr) {
+            ASSERT_FALSE(std::filesystem::exists("/etc/OpenCL/vendors/pocl.icd"))
+                << "The driver for processors is installed.";
             GTEST_SKIP() << "There is no OpenCL device, not even the processor.";
         }
     }
@@ -124,7 +131,7 @@ TEST_F(HardwareTest, KeepsTheCopiesInStepWhoeverWritesWhen) {
         Process::SetUse(HardwareUse::Never);
         EXPECT_TRUE(Render(expected, source, through, rect));
     };
-    const std::array<std::function<void()>, 8> steps{
+    const std::array<std::function<void()>, 9> steps{
         [&] { render(HardwareUse::AnyDevice, nullptr); },
         [&] { render(HardwareUse::AnyDevice, mask); },
         [&] { render(HardwareUse::Never, nullptr); },
@@ -139,14 +146,122 @@ TEST_F(HardwareTest, KeepsTheCopiesInStepWhoeverWritesWhen) {
             bool abort = true;
             const PixelAccessor idle(*picture, &abort);
         },
+        [&] {
+            Process::SetUse(HardwareUse::Never);
+            EXPECT_TRUE(CompositeOver(*picture, *sources[0], {}, 0.5F));
+            EXPECT_TRUE(CompositeOver(*expected, *sources[0], {}, 0.5F));
+        },
         [&] { picture->DestroyHardwareBuffer(); },
         [&] { EXPECT_TRUE(picture->GetLevel(1)->IsEqual(*expected->GetLevel(1))); }};
     // Mostly rectangles: operations on the whole picture synchronise the copies.
-    std::discrete_distribution<std::size_t> step{8, 4, 8, 4, 1, 1, 1, 4};
+    std::discrete_distribution<std::size_t> step{8, 4, 8, 4, 1, 1, 1, 1, 4};
     for (int i = 0; i < 2000; ++i) {
         steps[step(random)]();
     }
     EXPECT_TRUE(picture->IsEqual(*expected));
+}
+
+TEST_F(HardwareTest, ShowsAnyReaderWhatTheDeviceWrote) {
+    const Picture source = MakePicture(70, 20, F::RGBAF, 10);
+    for (int i = 0; i < 70 * 3; ++i) {  // opaque but below
+        reinterpret_cast<float*>(source->GetHostView().At(i % 70, i / 70))[3] = 1;
+    }
+    const auto hash = [](const DynamicBitmap& bitmap) {
+        Kernel::HashAccumulator sum;
+        bitmap.AccumulateHashFast(sum);
+        return testing::PrintToString(sum.GetHash());
+    };
+    const auto print = [](const Rect& box) {
+        return testing::PrintToString(std::array{box.left, box.top, box.right, box.bottom});
+    };
+    using Text = std::string;
+    const std::function<Text(DynamicBitmap&)> readers[]{
+        hash,
+        [&](auto& bitmap) { return hash(*bitmap.Clone()); },
+        [&](auto& bitmap) { return hash(*bitmap.GetLevel(1)); },
+        [&](auto& bitmap) { return hash(*BoxFilter(bitmap, 1)); },
+        [&](auto& bitmap) { return print(bitmap.GetAlphaBoundingBox()); },
+        [&](auto& bitmap) { return print(bitmap.GetInverseAlphaBoundingBox()); },
+        [&](auto& bitmap) { return Text(bitmap.IsEqual(*source) ? "same" : "other"); },
+        [&](auto& bitmap) { return Text(source->IsEqual(bitmap) ? "same" : "other"); },
+        [&](auto& bitmap) {
+            const ConstPixelAccessor pixels(bitmap);
+            return testing::PrintToString(*pixels.GetView().At(0, 0));
+        },
+        [&](auto& bitmap) {
+            return testing::PrintToString(static_cast<int>(bitmap.CheckForCorruptions(true)));
+        },
+        [&](auto& bitmap) {
+            const Picture repaired = bitmap.CloneEmpty();
+            bitmap.FixCorruptions();
+            Process::SetUse(HardwareUse::AnyDevice);
+            Pipeline<DynamicBitmap, DynamicBitmap>::Run(*repaired, bitmap, nullptr,
+                                                        bitmap.GetBounds());
+            return hash(*repaired);
+        },
+        [&](auto& bitmap) {
+            bitmap.DestroyHardwareBuffer();
+            return hash(bitmap);
+        },
+        [&](auto& bitmap) {  // further than it reaches
+            bitmap.InvalidateHostCache({-9, -9, 900, 900});
+            const Text seen = hash(bitmap);
+            bitmap.InvalidateHardwareCache({-9, -9, 900, 900});
+            Process::SetUse(HardwareUse::AnyDevice);
+            const Picture copy = bitmap.CloneEmpty();
+            Pipeline<DynamicBitmap, DynamicBitmap>::Run(*copy, bitmap, nullptr, bitmap.GetBounds());
+            return seen + hash(*copy);
+        }};
+    for (std::size_t i = 0; i < std::size(readers); ++i) {
+        const auto onDevice =
+            Kernel::MakeCounted<DynamicBitmap>(70, 20, F::RGBAF, MipmapMode::OnDemand);
+        const Picture onHost = onDevice->Clone();
+        Process::SetUse(HardwareUse::Never);
+        EXPECT_TRUE(Render(onHost, source, nullptr, source->GetBounds()));
+        const Text expected = readers[i](*onHost);
+        Process::SetUse(HardwareUse::AnyDevice);
+        EXPECT_TRUE(Render(onDevice, source, nullptr, source->GetBounds()));
+        EXPECT_EQ(onDevice->GetHardwareDevice(), m_device);
+        EXPECT_EQ(readers[i](*onDevice), expected) << i;
+    }
+}
+
+TEST_F(HardwareTest, RunsKernelsWithinAllTheirImagesOnly) {
+    enum { Source, Destination, Mask, None };
+    for (const int tooSmall : {Source, Destination, Mask, None}) {
+        const auto make = [&](int which, Format format) {
+            return MakePicture(which == tooSmall ? 8 : 9, 9, format, 11);
+        };
+        const Picture pictures[]{make(Source, F::RGBA8), make(Destination, F::RGBA16),
+                                 make(Mask, F::Alpha8)};
+        const auto language = GetKernelLanguage(m_device);
+        const DeviceBuffer buffers[]{
+            DeviceBuffer(pictures[Source]->RetainHardwareBuffer(m_device, nullptr)),
+            DeviceBuffer(pictures[Destination]->RetainHardwareBuffer(m_device, nullptr)),
+            DeviceBuffer(pictures[Mask]->RetainHardwareBuffer(m_device, nullptr))};
+        const auto describe = [&](int which, const char* traits, const char* addressing) {
+            return KernelImage{&pictures[which]->GetPixelFormat(), traits, addressing,
+                               buffers[which].Get()};
+        };
+        const auto format = [&](int which) -> const PixelFormat& {
+            return pictures[which]->GetPixelFormat();
+        };
+        KernelDescriptor kernel{m_device,
+                                describe(Source, format(Source).getSourceFragment(language),
+                                         pictures[Source]->GetSourceHardwareFragment(language)),
+                                describe(Destination, format(Destination).getDestFragment(language),
+                                         pictures[Destination]->GetDestHardwareFragment(language)),
+                                describe(Mask, format(Mask).getMaskFragment(language),
+                                         pictures[Mask]->GetMaskHardwareFragment(language)),
+                                GetJointConversionFragment(language),
+                                KernelPerPixel<Horizontal>::GetHardwareFragment(language)};
+        EXPECT_EQ(ExecuteKernel(kernel, {0, 0, 9, 9}), tooSmall == None);
+        EXPECT_TRUE(ExecuteKernel(kernel, {0, 0, 8, 9}));
+        EXPECT_FALSE(ExecuteKernel(kernel, {-1, 0, 8, 9}));
+        EXPECT_FALSE(ExecuteKernel(kernel, {0, 0, 8, 10}));
+        kernel.mask.buffer = nullptr;
+        EXPECT_FALSE(ExecuteKernel(kernel, {0, 0, 8, 9}));
+    }
 }
 
 TEST_F(HardwareTest, LoadsPixelsBeforeAKernelReadsThem) {
@@ -216,6 +331,23 @@ TEST_F(HardwareTest, SurvivesTheLossOfItsDevice) {
     // In a process of its own, since a failed device is disabled until the process ends.
     EXPECT_EXIT(std::exit(loseDevice() ? 0 : 1), testing::ExitedWithCode(0),
                 "is no longer used: clCreateKernel failed with code");
+}
+
+TEST(FailureCounts, AreKeptForNoneAndSixteenDevices) {
+    FailureCounts counts;
+    std::array<int, 17> devices{};
+    for (int round = 0; round < 2; ++round) {
+        for (std::size_t i = 0; i < devices.size(); ++i) {
+            for (std::size_t times = 0; times <= i; ++times) {
+                counts.Increment(&devices[i]);
+            }
+            counts.Increment(nullptr);
+        }
+    }
+    EXPECT_EQ(counts.Get(nullptr), 34U);
+    for (std::size_t i = 0; i < devices.size(); ++i) {
+        EXPECT_EQ(counts.Get(&devices[i]), i < 16 ? 2 * i + 2 : 0);
+    }
 }
 
 TEST(FailedKernels, AreCountedWhereKernelsAreDeclined) {
