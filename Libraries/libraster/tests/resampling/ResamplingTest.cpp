@@ -154,6 +154,11 @@ TEST_P(Resampling, KeepsFlatColoursAndHidesHiddenOnes) {
         }
         EXPECT_FALSE(even->GetAlphaBoundingBox().IsEmpty());
     }
+    const auto veil = Paint(20, 20, GetPixelFormat(Format::AlphaF), [](int, int) {
+        return Colour{0, 0, 0, 0.9995F};
+    });
+    EXPECT_NEAR(GetColour(*Map(*veil, Params::Scale(3, 3), GetParam(), {{0, 0, 9, 9}}), {8, 8})[3],
+                0.9995, 1e-6);
 }
 
 TEST_P(Resampling, FadesFinePatternsAndSurvivesHostileMaps) {
@@ -186,7 +191,7 @@ double Evaluate(Sampler sampler, double x, double step) {
     const double angle = std::numbers::pi * std::max(t, 1e-9);
     switch (sampler) {
         case Sampler::Nearest:
-            return std::fabs(x) < 0.5 ? 1 : 0;
+            return x > -0.5 && x <= 0.5 ? 1 : 0;
         case Sampler::Area:
             return std::max(0.0, std::min(x + 0.5, step / 2) - std::max(x - 0.5, -step / 2));
         case Sampler::Bicubic:
@@ -200,26 +205,83 @@ double Evaluate(Sampler sampler, double x, double step) {
     }
 }
 
+/// The weights of a row or column of the source; pixels beyond it count for its edges.
+std::vector<double> Weigh(Sampler sampler, double centre, double step, int size) {
+    std::vector<double> weights(static_cast<std::size_t>(size));
+    double whole = 0;
+    for (int tap = -60; tap < 100; ++tap) {
+        const double weight = Evaluate(sampler, tap + 0.5 - centre, step);
+        weights[static_cast<std::size_t>(std::clamp(tap, 0, size - 1))] += weight;
+        whole += weight;
+    }
+    std::ranges::transform(weights, weights.begin(), [&](double weight) { return weight / whole; });
+    return weights;
+}
+
 TEST_P(Resampling, FollowsTheDefinitionOfItsFilter) {
-    const auto source = MakeNoise(40, 1, GetPixelFormat(Format::AlphaF));
-    // Under the last one, the first destination pixel maps exactly to a source pixel.
-    for (const auto& [scale, offset] :
-         {std::pair{0.3, 0.31}, {-0.4, 15.33}, {1.0, 0.31}, {2.7, 0.31}, {3.0, 0.0}}) {
-        const Params map{scale, 0, 0, 1, offset, 0};
-        const auto result = Map(*source, map, GetParam(), {{4, 0, 12, 1}});
-        for (double x = 4; x < 12; ++x) {
-            const double centre = (x + 0.5 - map.dx) / scale;
-            double sum = 0;
-            double whole = 0;
-            for (double tap = -60; tap < 100; ++tap) {
-                const double weight =
-                    Evaluate(GetParam(), tap + 0.5 - centre, 1 / std::fabs(scale));
-                sum += weight * GetColour(*source, {std::clamp(tap, 0.0, 39.0), 0})[3];
-                whole += weight;
-            }
-            EXPECT_NEAR(GetColour(*result, {x, 0})[3], std::clamp(sum / whole, 0.0, 1.0), 1e-5)
-                << scale << ' ' << x;
+    constexpr int Width = 40;
+    constexpr int Height = 30;
+    for (const Format format : {Format::AlphaF, Format::RGBA8}) {
+        const auto source = MakeNoise(Width, Height, GetPixelFormat(format));
+        std::vector<double> alphas;
+        for (int j = 0; j < Width * Height; ++j) {
+            alphas.push_back(GetColour(*source, {j % Width * 1.0, j / Width * 1.0})[3]);
         }
+        // Smaller, larger, mirrored; pixels right on others, on edges, between two; then turned.
+        for (const Params& map :
+             {Params{0.3, 0, 0, 1.7, 0.31, -7.1}, Params{-0.4, 0, 0, 0.3, 15.33, 0.2},
+              Params{1, 0, 0, -1, 0.31, 29.5}, Params{2.7, 0, 0, -0.6, 0.31, 20.7},
+              Params{3, 0, 0, 3, 0, 0}, Params{1, 0, 0, 1, 0.5, 0.5}, Params{0, -1, 1, 0, 30.5, 0},
+              Params{0, -1, 1, 0, 30, 0.5}, Params{1.2, 0.9, -0.9, 1.2, -9.83, 18.17}}) {
+            const Params inverse = *map.Invert();
+            const bool isTurned = !map.IsAxisAligned();
+            const Sampler sampler =
+                isTurned && GetParam() == Sampler::Area ? Sampler::Bilinear : GetParam();
+            const auto result = Map(*source, map, GetParam(), {{0, 0, 48, 48}});
+            for (int i = 0; i < 48 * 48; i += 13) {
+                const double x = i % 48;
+                const double y = i / 48;
+                const auto at = inverse.Map({x + 0.5, y + 0.5});
+                const bool isInside = at.x >= 0 && at.x < Width && at.y >= 0 && at.y < Height;
+                const auto columns = Weigh(sampler, at.x, std::fabs(inverse.xx), Width);
+                const auto rows = Weigh(sampler, at.y, std::fabs(inverse.yy), Height);
+                double sum = 0;
+                for (std::size_t j = 0; j < alphas.size() && isInside; ++j) {
+                    sum += columns[j % Width] * rows[j / Width] * alphas[j];
+                }
+                const double tolerance = format == Format::RGBA8 ? 0.502 / 255
+                                         : isTurned              ? 1e-4
+                                                                 : 1e-5;
+                ASSERT_NEAR(GetColour(*result, {x, y})[3], std::clamp(sum, 0.0, 1.0), tolerance)
+                    << map.xx << ' ' << map.dx << ' ' << x << ' ' << y;
+            }
+        }
+    }
+}
+
+TEST_P(Resampling, FadesOnlyAlongWhatShrinks) {
+    // To a quarter along x alone, then turned by 45 degrees.
+    const Params map =
+        Params{std::sqrt(0.5), -std::sqrt(0.5), std::sqrt(0.5), std::sqrt(0.5), 170, 0}.Compose(
+            Params::Scale(0.25, 1));
+    for (const bool isAlong : {false, true}) {
+        const auto source = Paint(240, 240, GetPixelFormat(Format::Alpha8), [&](int x, int y) {
+            return std::array{0.0F, 0.0F, 0.0F, (isAlong ? x : y) % 2 == 0 ? 1.0F : 0.0F};
+        });
+        const auto result = Map(*source, map, GetParam());
+        double least = 1;
+        double most = 0;
+        for (int i = 0; i < 270 * 300; i += 13) {
+            const AffineTransform::Point pixel{i % 270 + 0.5, i / 270 + 0.5};
+            const auto at = map.Invert()->Map(pixel);
+            if (std::min({at.x, at.y, 240 - at.x, 240 - at.y}) > 20) {
+                const double alpha = GetColour(*result, pixel)[3];
+                least = std::min(least, alpha);
+                most = std::max(most, alpha);
+            }
+        }
+        const bool isFaded = isAlong && GetParam() != Sampler::Nearest;
+        EXPECT_LT(isFaded ? most - least : 1 - most + least, 0.2);
     }
 }
 INSTANTIATE_TEST_SUITE_P(All, Resampling,
