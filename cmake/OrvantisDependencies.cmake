@@ -39,12 +39,14 @@ set(ORVANTIS_RUNTIME_LIBRARY "${ORVANTIS_RUNTIME_DIR}/linux/libonnxruntime.so.1"
 
 if(ORVANTIS_DEVELOPER)
     find_package(GTest REQUIRED)
-    find_package(benchmark REQUIRED)
     find_package(nlohmann_json REQUIRED)                      # Kernel's tests: String as its string type
+    # Makes small models for tests, with Debian's python3-onnx: so not any python3 on the search path.
+    find_program(ORVANTIS_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED)
+endif()
+if(ORVANTIS_BENCHMARKS)
+    find_package(benchmark REQUIRED)
     # Peers of the pixel benchmarks, which leave out what is not there.
     find_package(OpenCV QUIET COMPONENTS core imgproc)
     pkg_check_modules(BABL QUIET IMPORTED_TARGET babl)
     pkg_check_modules(TURBOJPEG QUIET IMPORTED_TARGET libturbojpeg)
-    # Makes small models for tests, with Debian's python3-onnx: so not any python3 on the search path.
-    find_program(ORVANTIS_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED)
 endif()
