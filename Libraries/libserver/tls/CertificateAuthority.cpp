@@ -1,6 +1,6 @@
 #include "Server/CertificateAuthority.h"
 
-#include "Server/OpenSsl.h"
+#include "Server/OpenSSL.h"
 
 #include <openssl/ec.h>
 #include <openssl/pem.h>
@@ -20,16 +20,16 @@ constexpr long Day = 24 * Hour;
 
 KeyPointer MakeKey() {
     KeyPointer key(EVP_EC_gen("P-256"));
-    CheckOpenSsl(key != nullptr, "make a key");
+    CheckOpenSSL(key != nullptr, "make a key");
     return key;
 }
 
 /// The subject `name` for `key`, valid from `start` to `end` (seconds from now). Not signed yet.
 CertificatePointer MakeCertificate(const char* name, EVP_PKEY* key, long start, long end) {
     CertificatePointer certificate(X509_new());
-    CheckOpenSsl(certificate != nullptr, "make a certificate");
+    CheckOpenSSL(certificate != nullptr, "make a certificate");
     std::uint64_t serial = 0;
-    CheckOpenSsl(RAND_bytes(reinterpret_cast<unsigned char*>(&serial), sizeof serial) == 1,
+    CheckOpenSSL(RAND_bytes(reinterpret_cast<unsigned char*>(&serial), sizeof serial) == 1,
                  "make a number");
     X509_set_version(certificate.get(), X509_VERSION_3);
     ASN1_INTEGER_set_uint64(X509_get_serialNumber(certificate.get()), serial >> 1);
@@ -37,7 +37,7 @@ CertificatePointer MakeCertificate(const char* name, EVP_PKEY* key, long start, 
     X509_gmtime_adj(X509_getm_notAfter(certificate.get()), end);
     X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate.get()), "CN", MBSTRING_UTF8,
                                reinterpret_cast<const unsigned char*>(name), -1, -1, 0);
-    CheckOpenSsl(X509_set_pubkey(certificate.get(), key) == 1, "make a certificate");
+    CheckOpenSSL(X509_set_pubkey(certificate.get(), key) == 1, "make a certificate");
     return certificate;
 }
 
@@ -54,17 +54,17 @@ void Sign(X509* certificate, X509* issuer, EVP_PKEY* issuerKey,
     for (const auto& [kind, value] : extensions) {
         const ExtensionPointer extension(
             X509V3_EXT_conf_nid(nullptr, &context, kind, value.c_str()));
-        CheckOpenSsl(extension && X509_add_ext(certificate, extension.get(), -1) == 1,
+        CheckOpenSSL(extension && X509_add_ext(certificate, extension.get(), -1) == 1,
                      "extend a certificate");
     }
-    CheckOpenSsl(X509_sign(certificate, issuerKey, EVP_sha256()) != 0, "sign a certificate");
+    CheckOpenSSL(X509_sign(certificate, issuerKey, EVP_sha256()) != 0, "sign a certificate");
 }
 
 /// What `write` puts into a BIO.
 template <class Write>
 std::string ToText(Write&& write) {
     const BioPointer bio(BIO_new(BIO_s_mem()));
-    CheckOpenSsl(bio && write(bio.get()) == 1, "write PEM");
+    CheckOpenSSL(bio && write(bio.get()) == 1, "write PEM");
     char* text = nullptr;
     const long size = BIO_get_mem_data(bio.get(), &text);
     return {text, static_cast<std::size_t>(size)};

@@ -23,14 +23,14 @@ int ToInt(std::size_t size) {
 
 TlsContextPointer MakeTlsContext(const Identity& identity) {
     TlsContextPointer context(SSL_CTX_new(TLS_server_method()));
-    CheckOpenSsl(context != nullptr, "make a TLS context");
+    CheckOpenSSL(context != nullptr, "make a TLS context");
     const CertificatePointer certificate(
         PEM_read_bio_X509(ReadFrom(identity.certificate).get(), nullptr, nullptr, nullptr));
     const KeyPointer key(
         PEM_read_bio_PrivateKey(ReadFrom(identity.privateKey).get(), nullptr, nullptr, nullptr));
-    CheckOpenSsl(certificate && SSL_CTX_use_certificate(context.get(), certificate.get()) == 1,
+    CheckOpenSSL(certificate && SSL_CTX_use_certificate(context.get(), certificate.get()) == 1,
                  "use the certificate");
-    CheckOpenSsl(key && SSL_CTX_use_PrivateKey(context.get(), key.get()) == 1, "use the key");
+    CheckOpenSSL(key && SSL_CTX_use_PrivateKey(context.get(), key.get()) == 1, "use the key");
     // Each connection shakes hands in full, and a client that leaves early leaves no ticket unread,
     // which would turn its FIN into a reset.
     SSL_CTX_set_session_cache_mode(context.get(), SSL_SESS_CACHE_OFF);
@@ -41,7 +41,7 @@ TlsContextPointer MakeTlsContext(const Identity& identity) {
 TlsTransport::TlsTransport(SSL_CTX& context, Socket& socket)
     : m_socket(socket), m_tls(SSL_new(&context)) {
     BIO* const bio = BIO_new(GetSocketMethod());
-    CheckOpenSsl(m_tls && bio != nullptr, "set TLS up");
+    CheckOpenSSL(m_tls && bio != nullptr, "set TLS up");
     BIO_set_data(bio, this);
     BIO_set_init(bio, 1);
     SSL_set_bio(m_tls.get(), bio, bio);  // owns it from here
@@ -86,7 +86,7 @@ const BIO_METHOD* TlsTransport::GetSocketMethod() {
     static const BioMethodPointer shared = [] {
         BioMethodPointer method(
             BIO_meth_new(BIO_get_new_index() | BIO_TYPE_SOURCE_SINK, "scripted server"));
-        CheckOpenSsl(method != nullptr, "set TLS up");
+        CheckOpenSSL(method != nullptr, "set TLS up");
         BIO_meth_set_read(method.get(), ReadSocket);
         BIO_meth_set_write(method.get(), WriteSocket);
         BIO_meth_set_ctrl(method.get(), ControlSocket);
@@ -126,7 +126,7 @@ void TlsTransport::ThrowFailure(const char* action) {
     if (m_failure) {
         std::rethrow_exception(std::exchange(m_failure, nullptr));
     }
-    throw ConnectionLost(std::string(action) + ": " + TakeOpenSslError());
+    throw ConnectionLost(std::string(action) + ": " + TakeOpenSSLError());
 }
 
 }  // namespace Server

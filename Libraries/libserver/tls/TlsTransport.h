@@ -3,7 +3,7 @@
 #pragma once
 
 #include "Server/CertificateAuthority.h"
-#include "Server/OpenSsl.h"
+#include "Server/OpenSSL.h"
 
 #include "sockets/Socket.h"
 

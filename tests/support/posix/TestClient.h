@@ -3,7 +3,7 @@
 #pragma once
 
 #include "Server/FileDescriptor.h"
-#include "Server/OpenSsl.h"
+#include "Server/OpenSSL.h"
 
 #include <arpa/inet.h>
 #include <netinet/tcp.h>

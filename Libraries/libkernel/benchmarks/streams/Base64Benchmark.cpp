@@ -44,7 +44,7 @@ void EncodeBase64(benchmark::State& state) {
 BENCHMARK(EncodeBase64)->Arg(10)->Arg(1000)->Arg(100'000)->Arg(Size);
 
 /// As above, in pieces that fit the cache too.
-void EncodeBase64OpenSsl(benchmark::State& state) {
+void EncodeBase64OpenSSL(benchmark::State& state) {
     const auto bytes = MakeBytes();
     const auto* const first = reinterpret_cast<const unsigned char*>(bytes.data());
     constexpr std::size_t PieceSize = 12'288;
@@ -58,7 +58,7 @@ void EncodeBase64OpenSsl(benchmark::State& state) {
     }
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(Size));
 }
-BENCHMARK(EncodeBase64OpenSsl);
+BENCHMARK(EncodeBase64OpenSSL);
 
 }  // namespace
 }  // namespace Kernel

@@ -1,4 +1,4 @@
-#include "Server/OpenSsl.h"
+#include "Server/OpenSSL.h"
 
 #include <openssl/err.h>
 
@@ -6,15 +6,15 @@
 
 namespace Server {
 
-std::string TakeOpenSslError() {
+std::string TakeOpenSSLError() {
     const char* const reason = ERR_reason_error_string(ERR_peek_error());
     ERR_clear_error();
     return reason != nullptr ? reason : "unknown reason";
 }
 
-void CheckOpenSsl(bool isDone, const char* action) {
+void CheckOpenSSL(bool isDone, const char* action) {
     if (!isDone) {
-        throw std::runtime_error(std::string("cannot ") + action + ": " + TakeOpenSslError());
+        throw std::runtime_error(std::string("cannot ") + action + ": " + TakeOpenSSLError());
     }
 }
 
