@@ -70,6 +70,7 @@ HWY_INLINE void WriteSpan(const float* rgba, void* destination, std::size_t coun
 }
 
 // The reader and the writer of a format by its codec, to be given to RASTER_DISPATCH_SPANS().
+// NOLINTBEGIN(bugprone-macro-parentheses): a template argument takes none
 #undef RASTER_SPANS
 #define RASTER_SPANS(FORMAT, CODEC)                                               \
     void Read##FORMAT(const void* source, float* rgba, std::size_t count) {       \
@@ -78,6 +79,7 @@ HWY_INLINE void WriteSpan(const float* rgba, void* destination, std::size_t coun
     void Write##FORMAT(const float* rgba, void* destination, std::size_t count) { \
         WriteSpan<WritePixels<CODEC>>(rgba, destination, count);                  \
     }
+// NOLINTEND(bugprone-macro-parentheses)
 
 }  // namespace HWY_NAMESPACE
 }  // namespace Raster

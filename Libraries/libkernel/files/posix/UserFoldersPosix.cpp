@@ -4,7 +4,7 @@
 namespace Kernel::FileSystem {
 
 std::optional<String> GetUserCacheFolder() {
-    if (const auto folder = GetEnv("XDG_CACHE_HOME"); folder && !folder->empty()) {
+    if (auto folder = GetEnv("XDG_CACHE_HOME"); folder && !folder->empty()) {
         return folder;
     }
     if (const auto home = GetEnv("HOME"); home && !home->empty()) {
