@@ -10,7 +10,7 @@ find_package(CURL 7.88 REQUIRED)                              # Network: http/
 find_package(JPEG REQUIRED)                                   # Raster: codecs/
 find_package(PNG REQUIRED)                                    # Raster: codecs/
 pkg_check_modules(LCMS REQUIRED IMPORTED_TARGET lcms2)        # Raster: colour/
-pkg_check_modules(HWY REQUIRED IMPORTED_TARGET libhwy)        # Raster: formats/
+pkg_check_modules(HWY REQUIRED IMPORTED_TARGET libhwy)        # Raster: formats/Highway.h
 pkg_check_modules(OPENCOLORIO REQUIRED IMPORTED_TARGET OpenColorIO)  # OCIO: processors/
 find_path(OPENCL_HEADERS CL/cl.h REQUIRED)                    # Raster: hardware/, which loads OpenCL when needed
 find_package(CLI11 REQUIRED)                                  # the programs `learning` and `learning-service`
