@@ -51,7 +51,7 @@ TEST(AtomicFileOutStream, LeavesNothingBehindWhenItIsGivenUpOrFails) {
     EXPECT_TRUE(FileSystem::Exists(folder.At("full/sub")));
 }
 
-TEST(AtomicFileOutStream, IsWholeWhoeverElseWritesIt) {
+TEST(AtomicFileOutStream, IsWholeWhenManyThreadsWriteIt) {
     const Support::TestFolder folder;
     const String path = folder.At("file");
     Support::RunOnThreads(8, [&](int thread) {

@@ -27,7 +27,7 @@ Consolidated<Name> Find(const char* text) {
     return Consolidated<Name>(MakeCounted<Name>(text));
 }
 
-TEST(Consolidated, KeepsEqualValuesOnceWhileSomebodyHoldsThem) {
+TEST(Consolidated, SharesEqualValuesUntilTheLastReferenceEnds) {
     Consolidated<Name> first = Find("first");
     EXPECT_EQ(first, Find("first"));
     EXPECT_NE(first, Find("second"));
