@@ -71,7 +71,6 @@ public:
                 png_set_swap(m_png);
             }
             m_passes = png_set_interlace_handling(m_png);
-            png_read_update_info(m_png, m_info);
         });
         return m_passes;
     }
