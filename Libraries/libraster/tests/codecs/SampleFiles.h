@@ -17,7 +17,7 @@ struct SampleFile {
     Format format;                // of the bitmap that holds it without loss
     int colourType;               // the smallest lossless colour type of PNG for the RGBA picture
     std::string bytes{};          // of the file
-    std::vector<int> expected{};  // RGBA; decoded JPEG is up to 3 off
+    std::vector<int> expected{};  // RGBA; decoded JPEG in colours is up to 1 off
 };
 
 inline constexpr int SampleWidth = 13;

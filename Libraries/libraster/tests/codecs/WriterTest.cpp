@@ -78,6 +78,9 @@ TEST(Writer, KeepsEveryFormatInPNGAndAlmostInJPEG) {
             const int sample = static_cast<int>(GetRow(*jpeg, Height - 1)[i]);
             EXPECT_NEAR(sample, i % count == count - 1 ? 255 : wanted, 6);
         }
+        const DynamicBitmap even(9, 9, format);  // loses nothing
+        EXPECT_EQ(*GetRow(*WriteAndRead<JPEGWriter>(even, options), 8),
+                  *GetRow(*Convert(even, jpeg->GetFormat()), 8));
     }
 }
 
