@@ -4,6 +4,8 @@
 #include "Raster/Pipeline.h"
 #include "Raster/PixelAccessor.h"
 
+#include "hardware/Device.h"
+#include "hardware/DeviceCopy.h"
 #include "hardware/FailureCounts.h"
 
 #include <gtest/gtest.h>
@@ -293,6 +295,11 @@ TEST_F(HardwareTest, DeclinesBitmapsThatMayNotOrCanNotTakePart) {
         EXPECT_EQ(destination->GetHardwareDevice(), nullptr);
     }
     EXPECT_EQ(Process::GetFailedKernelCount(nullptr), before + 2);
+    PixelView huge = source->GetHostView();  // a few bytes more than a buffer may have
+    huge.height = 2;
+    huge.stride =
+        static_cast<std::ptrdiff_t>(static_cast<Device*>(m_device)->GetLargestBuffer() / 2 + 1);
+    EXPECT_EQ(DeviceCopy().Retain(m_device, huge), nullptr);
 }
 
 TEST_F(HardwareTest, LeavesAProgramThatDoesNotBuildToTheHost) {
