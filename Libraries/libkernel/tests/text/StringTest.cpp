@@ -64,6 +64,7 @@ TEST(String, ChangesAsStdStringDoes) {
             ChangeBoth(text, copies, random);
             ASSERT_EQ(text.first, text.second);
             ASSERT_EQ(text.first.c_str()[text.first.size()], '\0');
+            ASSERT_TRUE(text.first.empty() || text.first.back() == text.second.back());
         }
         for (const Pair& copy : copies) {
             ASSERT_EQ(copy.first, copy.second);
