@@ -3,9 +3,12 @@
 #include "Kernel/Testing.h"
 #include "Kernel/Timer.h"
 
+#include "threads/CurrentThread.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sched.h>
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -80,6 +83,15 @@ TEST(DispatchAndForget, TellsTheSystemWhatAThreadIsForAndHowUrgent) {
         DispatchAndForget(look, priority, purpose);
         EXPECT_EQ(seen->get_future().get(), std::pair(std::max(own, niceness), name));
     }
+}
+
+TEST(CurrentThread, CountsTheProcessorsThatItMayUse) {
+    std::thread([] {
+        cpu_set_t own{};
+        CPU_SET(static_cast<std::size_t>(sched_getcpu()), &own);
+        ASSERT_EQ(sched_setaffinity(0, sizeof(own), &own), 0);
+        EXPECT_EQ(CountProcessors(), 1U);
+    }).join();
 }
 
 TEST(DispatchAndForget, LogsWhatATaskThrows) {
