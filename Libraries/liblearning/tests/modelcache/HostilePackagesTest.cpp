@@ -57,7 +57,8 @@ const PackageCase Packages[] = {
     Unreadable("Truncated", GoodZip.substr(0, GoodZip.size() - 1)),
     Unreadable("DirectoryCut", GoodZip.substr(0, GoodZip.size() - 30)),
 
-    Readable("Parent", {{"../canary", "bad"}, {"full/../../canary", "bad"}}),
+    Readable("Parent",
+             {{"../canary", "bad"}, {"full/../../canary", "bad"}, {"full/../within", "bad"}}),
     Readable("ParentFolder", {{"../new/"}, {"full/.."}, {"../../new"}}),
     Readable("Absolute", {{"/new", "bad"}, {"//new/"}, {"/"}}),
     Readable("Backslash", {{"..\\canary", "bad"}, {"full\\new.bin", "bad"}}),
