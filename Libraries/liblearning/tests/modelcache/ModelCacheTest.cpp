@@ -36,6 +36,9 @@ TEST(ModelCacheSettings, StartAsDocumented) {
     ModelCache cache;
     EXPECT_EQ(cache.GetInferenceMode(), ModelCache::CPU);
     EXPECT_FALSE(cache.GetUserCanDoInference());
+    EXPECT_TRUE(cache.IsInferenceAvailable());
+    EXPECT_EQ(cache.GetEP(), Model::Default);
+    EXPECT_EQ(cache.GetEPName(), "Default");
     EXPECT_THAT(cache.ModelTypeToModelPaths(ModelCache::SegmentationEncoder),
                 ElementsAre("SegmentationEncoder_2.6.onnx"));
 }
