@@ -1,3 +1,4 @@
+#include "files/Npy.h"
 #include "tests/LearningProgram.h"
 
 #include <gmock/gmock.h>
@@ -23,34 +24,45 @@ TEST_F(RunCommand, TakesNumbersAndPrintsThem) {
 }
 
 TEST_F(RunCommand, ChainsThroughFilesWithoutLoss) {
-    const std::string photo = MakePhoto(6, 4, [](int x, int y) {
-        return std::array{x * 40, y * 60, 255 - x * y, 255};
+    const std::string photo = MakePhoto(48, 32, [](int x, int y) {
+        return std::array{x * 5, y * 8, x * y % 256, 255};
     });
     const std::string kept = At("kept.npy");
     const std::string picture = At("picture.png");
     ASSERT_EQ(Testing::Run({"run", Enlarge, "--input", "input=" + photo, "--output",
-                            "output:1x3x8x12=" + kept})
+                            "output:1x3x64x96=" + kept})
                   .code,
               0);
-    EXPECT_EQ(std::filesystem::file_size(kept), 128U + 3 * 8 * 12 * 4);
     ASSERT_EQ(Testing::Run({"run", Enlarge, "--input", "input=" + kept, "--output",
-                            "output:1x3x16x24=" + picture})
+                            "output:1x3x128x192=" + picture})
                   .code,
               0);
     const Testing::Photo small = LoadPhoto(photo);
     const Testing::Photo large = LoadPhoto(picture);
-    for (int y = 0; y < 16; ++y) {
-        for (int x = 0; x < 24; ++x) {
+    for (int y = 0; y < 128; ++y) {
+        for (int x = 0; x < 192; ++x) {
             EXPECT_EQ(Testing::GetPixel(large, x, y), Testing::GetPixel(small, x / 4, y / 4));
         }
     }
 }
 
-/// A .npy file of version 1.
-std::string MakeNpy(const std::string& header, std::size_t elementCount) {
-    const std::string size{static_cast<char>(header.size() & 0xFF),
-                           static_cast<char>(header.size() >> 8)};
-    return "\x93NUMPY" + std::string("\1\0", 2) + size + header +
+TEST_F(RunCommand, AlignsTheElementsOfArraysOfAnyShape) {
+    for (std::size_t rank = 0; rank < 140; ++rank) {
+        const std::vector<int> shape(rank, 1);
+        SaveNpy(Learning::Tensor(shape, 1.0F), At("array.npy"));
+        const std::string file = Support::ReadFile(At("array.npy"));
+        const std::size_t shortest = file.rfind('}') + 2;  // up to the newline
+        EXPECT_EQ(file.size(), (shortest + 63) / 64 * 64 + sizeof(float)) << rank;
+        EXPECT_EQ(file[file.size() - sizeof(float) - 1], '\n');
+        EXPECT_EQ(LoadNpy(At("array.npy"))->GetDimensions(), shape);
+    }
+}
+
+std::string MakeNpy(const std::string& header, std::size_t elementCount, char version = 1) {
+    std::string size{static_cast<char>(header.size() & 0xFF),
+                     static_cast<char>(header.size() >> 8)};
+    size.resize(version == 1 ? 2 : 4);
+    return "\x93NUMPY" + std::string{version, '\0'} + size + header +
            std::string(elementCount * 4, '\0');
 }
 
@@ -66,6 +78,8 @@ TEST_F(RunCommand, RefusesFilesOfArraysThatItCannotTrust) {
     } cases[] = {
         {"", "not a whole .npy file"},
         {"PK\3\4 an archive of arrays", "not a .npy file"},
+        {MakeNpy(good, 12, 0), "not a .npy file"},
+        {MakeNpy(good, 12, 4), "not a .npy file"},
         {MakeNpy(good, 12).substr(0, 30), "not a whole .npy file"},
         {MakeNpy(good, 11), "the size that its shape"},
         {MakeNpy(good, 13), "the size that its shape"},
@@ -78,7 +92,7 @@ TEST_F(RunCommand, RefusesFilesOfArraysThatItCannotTrust) {
         {MakeNpy(replaced("(1, 3, 2, 2), }", "(1, 3, "), 12), "damaged"},
         {MakeNpy(replaced("(1, 3, 2, 2), }", ""), 12), "damaged"},
         {MakeNpy("{}", 12), "damaged"},
-        {"\x93NUMPY" + std::string("\2\0\xFF\xFF\xFF\xFF", 6), "too long"},
+        {"\x93NUMPY" + std::string("\2\0\1\0\1\0", 6), "too long"},
     };
     for (const auto& [content, message] : cases) {
         const std::string path = MakeFile("array.npy", content);
@@ -87,11 +101,10 @@ TEST_F(RunCommand, RefusesFilesOfArraysThatItCannotTrust) {
         EXPECT_EQ(outcome.code, 1) << message;
         EXPECT_THAT(outcome.err, testing::AllOf(HasSubstr(message), HasSubstr("array.npy")));
     }
-    const std::string path = MakeFile("array.npy", MakeNpy(good, 12));
-    EXPECT_EQ(
-        Testing::Run({"run", Enlarge, "--input", "input=" + path, "--output", "output:1x3x4x4"})
-            .code,
-        0);
+    for (const char version : {'\1', '\2', '\3'}) {
+        EXPECT_EQ(LoadNpy(MakeFile("array.npy", MakeNpy(good, 12, version)))->GetDimensions(),
+                  (std::vector{1, 3, 2, 2}));
+    }
 }
 
 }  // namespace
