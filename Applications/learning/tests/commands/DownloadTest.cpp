@@ -175,6 +175,7 @@ TEST_F(Download, TrustsTheCertificateThatIsNamed) {
 TEST_F(Download, EndsInOrderWhenItIsInterrupted) {
     MakeFile(m_model, ReadFile(TEST_MODELS "Colourisation_2.6.onnx"));
     for (const int signal : {SIGINT, SIGTERM}) {
+        std::signal(signal, SIG_DFL);  // a background job of a shell ignores SIGINT
         const ScriptedServer server({}, [&](const Request&) {
             std::raise(signal);
             return Reply(200, {}, m_package);
