@@ -16,7 +16,6 @@ using namespace std::chrono_literals;
 // A rate over a shorter span is unstable; one over a longer span lags behind.
 constexpr auto ShortestSpan = 300ms;
 constexpr auto LongestSpan = 4s;
-constexpr auto SampleDistance = 50ms;
 
 constexpr auto TerminalPause = 100ms;
 constexpr auto LogPause = 2s;
@@ -51,9 +50,6 @@ std::string FormatDuration(double seconds) {
 void Rate::Add(Clock::time_point time, std::uint64_t bytes) {
     if (!m_samples.empty() && bytes < m_samples.back().bytes) {
         m_samples.clear();  // after a redirect, the count starts again
-    }
-    if (m_samples.size() > 1 && time - m_samples[m_samples.size() - 2].time < SampleDistance) {
-        m_samples.pop_back();
     }
     m_samples.push_back({time, bytes});
     while (time - m_samples.front().time > LongestSpan) {
