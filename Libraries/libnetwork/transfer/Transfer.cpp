@@ -68,24 +68,23 @@ Transfer::Transfer(const Http::Request& request, TransferHandlers handlers)
 }
 
 Http::Response Transfer::Run() {
-    Guard(0, [this] {
+    const CURLcode code = Guard(CURLE_ABORTED_BY_CALLBACK, [this] {
         ReportPhase(Phase::Connecting);
-        return 0;
+        return curl_easy_perform(m_handle.get());
     });
-    const CURLcode code = m_thrown ? CURLE_ABORTED_BY_CALLBACK : curl_easy_perform(m_handle.get());
     long status = 0;
     curl_easy_getinfo(m_handle.get(), CURLINFO_RESPONSE_CODE, &status);
     m_response.status = static_cast<int>(status);
-    Guard(0, [this, code] {
+    const bool isReported = Guard(false, [this, code] {
         if (code == CURLE_OK) {
             ReportResponse();
         }
         if (m_request.sink) {
             m_request.sink->Flush();
         }
-        return 0;
+        return true;
     });
-    if (code != CURLE_OK || m_thrown || IsLengthUnknown()) {
+    if (code != CURLE_OK || !isReported || IsLengthUnknown()) {
         m_response.failure = DescribeFailure(code);
     }
     return std::move(m_response);
