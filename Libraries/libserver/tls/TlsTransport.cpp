@@ -84,8 +84,7 @@ void TlsTransport::SayEnd() {
 const BIO_METHOD* TlsTransport::GetSocketMethod() {
     // OpenSSL's own socket BIO would raise SIGPIPE, and knows nothing of a server that stops.
     static const BioMethodPointer shared = [] {
-        BioMethodPointer method(
-            BIO_meth_new(BIO_get_new_index() | BIO_TYPE_SOURCE_SINK, "scripted server"));
+        BioMethodPointer method(BIO_meth_new(BIO_TYPE_SOURCE_SINK, "scripted server"));
         CheckOpenSSL(method != nullptr, "set TLS up");
         BIO_meth_set_read(method.get(), ReadSocket);
         BIO_meth_set_write(method.get(), WriteSocket);
