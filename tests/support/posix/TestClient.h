@@ -75,8 +75,9 @@ inline Received Exchange(int port, std::string_view request) {
 }
 
 /// What a client receives from localhost over TLS that trusts `authority`; nothing, with
-/// Seen::CutOff, if the handshake fails.
-inline Received ExchangeOverTls(int port, const std::string& authority, std::string_view request) {
+/// Seen::CutOff, if the handshake fails. `saysEnd`: that nothing follows the request.
+inline Received ExchangeOverTls(int port, const std::string& authority, std::string_view request,
+                                bool saysEnd = false) {
     const Server::FileDescriptor connection = Connect(port);
     const Server::TlsContextPointer context(SSL_CTX_new(TLS_client_method()));
     const Server::BioPointer pem(
@@ -92,6 +93,9 @@ inline Received ExchangeOverTls(int port, const std::string& authority, std::str
         return {"", Seen::CutOff};
     }
     SSL_write(tls.get(), request.data(), static_cast<int>(request.size()));
+    if (saysEnd) {
+        SSL_shutdown(tls.get());  // what comes can still be read
+    }
     return ReceiveAll(
         [&](char* data, std::size_t size) {
             ERR_clear_error();

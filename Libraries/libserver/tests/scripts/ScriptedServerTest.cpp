@@ -166,6 +166,16 @@ TEST(ScriptedServer, SurvivesClientsThatLeaveEarlyAndGivesUpThoseThatStall) {
     EXPECT_EQ(ends[1].get_future().get().problem, "the client sends nothing");
 }
 
+TEST(ScriptedServer, TakesTheEndOfTlsForThatOfTheClient) {
+    std::promise<Exchange> end;
+    ScriptedServer::Options options = Encrypted();
+    options.observer = [&](const Exchange& exchange) { end.set_value(exchange); };
+    const TestServer server(Script{}, options);
+    Support::ExchangeOverTls(server.GetPort(), Support::GetAuthority().GetCertificate(), "GET",
+                             true);
+    EXPECT_EQ(end.get_future().get().problem, "the client left in the middle of its request");
+}
+
 TEST(ScriptedServer, LetsConnectionsBeyondItsLimitWait) {
     ScriptedServer::Options options;
     options.maxConnections = 2;
