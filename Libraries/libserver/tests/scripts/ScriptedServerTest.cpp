@@ -214,6 +214,21 @@ TEST(ScriptedServer, SaysWhenItsPortIsTaken) {
 }
 
 // Whether a client takes or refuses what is issued is tested with the client, in libnetwork.
+TEST(CertificateAuthority, IssuesForWeeksUnlessItIsToHaveExpired) {
+    const CertificateAuthority& authority = Support::GetAuthority();
+    for (const auto& [text, days] :
+         {std::pair{authority.GetCertificate(), 30},
+          {authority.Issue().certificate, 29},
+          {authority.Issue(CertificateAuthority::Flaw::Expired).certificate, -1}}) {
+        const BioPointer pem(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
+        const CertificatePointer read(PEM_read_bio_X509(pem.get(), nullptr, nullptr, nullptr));
+        int left = 0;
+        int leftSeconds = 0;
+        ASN1_TIME_diff(&left, &leftSeconds, nullptr, X509_get0_notAfter(read.get()));
+        EXPECT_NEAR(left * 86'400 + leftSeconds, days * 86'400, 60);
+    }
+}
+
 TEST(CertificateAuthority, LetsNoNameBringInOthers) {
     EXPECT_THROW(Support::GetAuthority().Issue({}, {"a,DNS:evil"}), std::runtime_error);
 }
