@@ -59,6 +59,17 @@ std::string Insert(std::string file, const char* chunk, int segment, const std::
                                             MakeNumber(data.size() + 2, 2) + data);
 }
 
+/// Sets `abort` whenever it is read, at `start` or behind it.
+struct AbortingStream : FrailStream {
+    using FrailStream::FrailStream;
+    std::size_t Read(std::span<std::byte> buffer) override {
+        abort = GetPosition() >= start;
+        return FrailStream::Read(buffer);
+    }
+    std::uint64_t start = 0;
+    bool abort = false;
+};
+
 class EveryKind : public testing::TestWithParam<SampleFile> {};
 
 TEST_P(EveryKind, ArrivesAsRGBA) {
@@ -130,14 +141,7 @@ TEST_P(EveryKind, SurvivesAnyWrongByteAndRefusesItInPNG) {
 }
 
 TEST_P(EveryKind, IsReadOnceUnlessAborted) {
-    struct AbortingStream : FrailStream {
-        using FrailStream::FrailStream;
-        std::size_t Read(std::span<std::byte> buffer) override {
-            abort = true;
-            return FrailStream::Read(buffer);
-        }
-        bool abort = false;
-    } stream(GetParam().bytes);
+    AbortingStream stream(GetParam().bytes);
     DynamicFile file;
     DynamicBitmap bitmap(SampleWidth, SampleHeight);
     EXPECT_FALSE(file.ReadPixels(bitmap));
@@ -156,6 +160,15 @@ TEST_P(EveryKind, IsReadOnceUnlessAborted) {
 
 INSTANTIATE_TEST_SUITE_P(DynamicFile, EveryKind, testing::ValuesIn(GetSampleFiles()),
                          [](const auto& test) { return test.param.name; });
+
+TEST(DynamicFile, MayBeAbortedWhileAnInterlacedPictureIsConverted) {
+    AbortingStream stream(GetSample("GreyOf16Bits"));
+    stream.start = stream.GetSize() - 12;  // behind all pixels
+    DynamicFile file;
+    DynamicBitmap bitmap(SampleWidth, SampleHeight);
+    ASSERT_TRUE(file.CreateFromStream(stream));
+    EXPECT_FALSE(file.ReadPixels(bitmap, &stream.abort));
+}
 
 TEST(DynamicFile, RefusesHugeSizesBeforeItAllocates) {
     for (const std::string& size :
