@@ -104,7 +104,7 @@ void AddInput(const std::string& argument, Learning::Model::TensorMap& inputs) {
     }
 }
 
-struct Output {
+struct OutputFile {
     std::string name;
     Counted<Tensor> tensor;
     std::string file;  // empty: print it
@@ -122,7 +122,7 @@ int CountPictureChannels(std::vector<int> shape) {
     return isPicture ? shape[1] : 0;
 }
 
-void CheckOutputFile(const Output& output) {
+void CheckOutputFile(const OutputFile& output) {
     CheckTarget(output.file);
     if (HasExtension(output.file, ".npy")) {
         return;
@@ -137,14 +137,14 @@ void CheckOutputFile(const Output& output) {
 }
 
 /// Reads "NAME:SHAPE" or "NAME:SHAPE=FILE"; the name may have colons of its own.
-Output ParseOutput(const std::string& argument) {
+OutputFile ParseOutput(const std::string& argument) {
     const std::size_t equals = std::min(argument.find('='), argument.size());
     const std::string_view target = std::string_view(argument).substr(0, equals);
     const std::size_t colon = target.rfind(':');
     if (colon == std::string_view::npos || colon == 0) {
         throw WrongUse("--output %1: write NAME:SHAPE or NAME:SHAPE=FILE", argument);
     }
-    Output output;
+    OutputFile output;
     output.name = target.substr(0, colon);
     output.tensor = MakeTensor(ParseShape(target.substr(colon + 1), argument));
     if (equals < argument.size()) {
@@ -154,7 +154,7 @@ Output ParseOutput(const std::string& argument) {
     return output;
 }
 
-void SavePlanes(const Output& output) {
+void SavePlanes(const OutputFile& output) {
     const std::vector<int> shape = output.tensor->GetDimensions();
     const bool isGrey = CountPictureChannels(shape) == 1;
     Raster::DynamicBitmap picture(shape.end()[-1], shape.end()[-2]);
@@ -168,7 +168,7 @@ void SavePlanes(const Output& output) {
     SavePicture(picture, output.file);
 }
 
-void Print(const Output& output, std::ostream& out) {
+void Print(const OutputFile& output, std::ostream& out) {
     const std::vector<int> shape = output.tensor->GetDimensions();
     const std::uint64_t count = CheckShape(shape, output.name);
     float low = output.tensor->GetValueAtIndexedSubscript(0);
@@ -189,7 +189,7 @@ void Print(const Output& output, std::ostream& out) {
     out << (count > ShownCount ? " ...\n" : "\n");
 }
 
-void Deliver(const Output& output, std::ostream& out) {
+void Deliver(const OutputFile& output, std::ostream& out) {
     if (output.file.empty()) {
         Print(output, out);
         return;
@@ -205,10 +205,10 @@ void Deliver(const Output& output, std::ostream& out) {
 }  // namespace
 
 void RunModel(const Host& host, const RunOptions& options) {
-    std::vector<Output> outputs;
+    std::vector<OutputFile> outputs;
     Learning::Model::TensorMap results;
     for (const std::string& argument : options.outputs) {
-        const Output& output = outputs.emplace_back(ParseOutput(argument));
+        const OutputFile& output = outputs.emplace_back(ParseOutput(argument));
         if (!results.try_emplace(output.name, output.tensor).second) {
             throw WrongUse("--output %1: that output is asked for already", argument);
         }
@@ -218,7 +218,7 @@ void RunModel(const Host& host, const RunOptions& options) {
         AddInput(argument, inputs);
     }
     host.OpenNetwork(options.model).Run(inputs, results);
-    for (const Output& output : outputs) {
+    for (const OutputFile& output : outputs) {
         Deliver(output, host.GetOut());
     }
 }
