@@ -1,20 +1,16 @@
 #include "Server/Content.h"
 #include "Server/FileDescriptor.h"
 
+#include "content/posix/SystemError.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <cerrno>
-#include <system_error>
 #include <utility>
 
 namespace Server {
 
 namespace {
-
-[[noreturn]] void ThrowSystemError(const std::string& action) {
-    throw std::system_error(errno, std::generic_category(), action);
-}
 
 class DescriptorFile : public ContentFile {
 public:

@@ -1,3 +1,4 @@
+#include "content/posix/SystemError.h"
 #include "sockets/Listener.h"
 #include "sockets/linux/TcpSocket.h"
 
@@ -7,16 +8,10 @@
 #include <sys/socket.h>
 
 #include <array>
-#include <cerrno>
-#include <system_error>
 
 namespace Server {
 
 namespace {
-
-[[noreturn]] void ThrowSystemError(const std::string& action) {
-    throw std::system_error(errno, std::generic_category(), action);
-}
 
 FileDescriptor Listen(int port) {
     FileDescriptor listener(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
