@@ -84,35 +84,6 @@ TYPED_TEST(TensorBitmap, SaysWhatItIs) {
     EXPECT_FALSE(bitmap.GetProfile());
 }
 
-TYPED_TEST(TensorBitmap, HasNoDeviceCopyNoCacheAndNoHash) {
-    auto& bitmap = this->m_bitmap;
-    constexpr auto OpenCL = HardwareKernelLanguage::OpenCL;
-    EXPECT_EQ(bitmap.Clone(nullptr), nullptr);
-    EXPECT_EQ(bitmap.CloneEmpty(), nullptr);
-    EXPECT_FALSE(bitmap.IsEqual(bitmap));
-    Kernel::HashAccumulator hash;
-    bitmap.AccumulateHashFast(hash);
-    EXPECT_EQ(hash.GetHash(), Kernel::HashAccumulator().GetHash());
-    EXPECT_EQ(static_cast<int>(bitmap.CheckForCorruptions(true)), 1);
-    EXPECT_EQ(static_cast<int>(bitmap.FixCorruptions()), 1);
-    EXPECT_EQ(bitmap.GetThreadLimit(), 0);
-    EXPECT_EQ(bitmap.GetHardwareDevice(), nullptr);
-    EXPECT_EQ(bitmap.GetHardwareWriteQueue(), 0U);
-    float param = 7;
-    unsigned char byte = 7;
-    EXPECT_EQ(bitmap.GetHardwareParams(nullptr, &param), 0);
-    EXPECT_FALSE(bitmap.GetHardwareFillByte(byte));
-    EXPECT_TRUE(param == 7 && byte == 7);
-    EXPECT_EQ(bitmap.GetSourceHardwareFragment(OpenCL), nullptr);
-    EXPECT_EQ(bitmap.GetDestHardwareFragment(OpenCL), nullptr);
-    EXPECT_EQ(bitmap.GetMaskHardwareFragment(OpenCL), nullptr);
-    EXPECT_EQ(bitmap.GetPixelFormat().getSourceFragment(OpenCL), nullptr);
-    EXPECT_EQ(bitmap.GetPixelFormat().getDestFragment(OpenCL), nullptr);
-    EXPECT_EQ(bitmap.GetPixelFormat().getMaskFragment(OpenCL), nullptr);
-    EXPECT_TRUE(bitmap.SyncHardwareCache(nullptr, nullptr, false, nullptr));
-    EXPECT_EQ(bitmap.RetainHardwareBuffer(nullptr), nullptr);
-}
-
 TYPED_TEST(TensorBitmap, HasPixelsOfNeighbouringElements) {
     auto& bitmap = this->m_bitmap;
     const ConstPixelView view = std::as_const(bitmap).GetHostView();
@@ -190,6 +161,35 @@ TYPED_TEST(TensorBitmap, IsMirroredPixelByPixel) {
 
 using RGB = Tensor<RedF, GreenF, BlueF, X4, X5, CHW>;
 using RGBAcross = Tensor<RedF, GreenF, BlueF, X4, X5, HWC>;
+
+TEST(TensorBitmapDevice, HasNeitherCopyNorCacheNorHash) {
+    RGB bitmap(Shape);
+    constexpr auto OpenCL = HardwareKernelLanguage::OpenCL;
+    EXPECT_EQ(bitmap.Clone(nullptr), nullptr);
+    EXPECT_EQ(bitmap.CloneEmpty(), nullptr);
+    EXPECT_FALSE(bitmap.IsEqual(bitmap));
+    Kernel::HashAccumulator hash;
+    bitmap.AccumulateHashFast(hash);
+    EXPECT_EQ(hash.GetHash(), Kernel::HashAccumulator().GetHash());
+    EXPECT_EQ(static_cast<int>(bitmap.CheckForCorruptions(true)), 1);
+    EXPECT_EQ(static_cast<int>(bitmap.FixCorruptions()), 1);
+    EXPECT_EQ(bitmap.GetThreadLimit(), 0);
+    EXPECT_EQ(bitmap.GetHardwareDevice(), nullptr);
+    EXPECT_EQ(bitmap.GetHardwareWriteQueue(), 0U);
+    float param = 7;
+    unsigned char byte = 7;
+    EXPECT_EQ(bitmap.GetHardwareParams(nullptr, &param), 0);
+    EXPECT_FALSE(bitmap.GetHardwareFillByte(byte));
+    EXPECT_TRUE(param == 7 && byte == 7);
+    EXPECT_EQ(bitmap.GetSourceHardwareFragment(OpenCL), nullptr);
+    EXPECT_EQ(bitmap.GetDestHardwareFragment(OpenCL), nullptr);
+    EXPECT_EQ(bitmap.GetMaskHardwareFragment(OpenCL), nullptr);
+    EXPECT_EQ(bitmap.GetPixelFormat().getSourceFragment(OpenCL), nullptr);
+    EXPECT_EQ(bitmap.GetPixelFormat().getDestFragment(OpenCL), nullptr);
+    EXPECT_EQ(bitmap.GetPixelFormat().getMaskFragment(OpenCL), nullptr);
+    EXPECT_TRUE(bitmap.SyncHardwareCache(nullptr, nullptr, false, nullptr));
+    EXPECT_EQ(bitmap.RetainHardwareBuffer(nullptr), nullptr);
+}
 
 template <class Bitmap>
 std::pair<int, int> SizeOf(const Bitmap& bitmap) {
