@@ -27,6 +27,7 @@ class Test:
     name: str
     source: str  # of its suite, relative to the tree
     seconds: float = 0
+    skipped: int = 0     # 1 if it does not find what it needs without a mutation
     reached: tuple = ()  # numbers of mutations
 
 
@@ -167,5 +168,4 @@ def rank(test, mutation):
 
 def make_batch(tests):
     """What Runner.run() needs to run tests of one program together."""
-    tests = list(tests)
     return tests[0].program, [test.name for test in tests], 3 * sum(test.seconds for test in tests) + 10
