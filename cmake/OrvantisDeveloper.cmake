@@ -14,7 +14,7 @@ endif()
 if(RUN_CLANG_TIDY)
     # What ships only: tests and benchmarks are read by people, and gtest macros upset the analyser.
     add_custom_target(tidy VERBATIM COMMAND ${RUN_CLANG_TIDY} -quiet -p "${CMAKE_BINARY_DIR}"
-        "(Libraries/lib[a-z]+|Applications/[a-z-]+)/(?!tests/|benchmarks/).*cpp$")
+        "(Libraries/lib[a-z]+|Applications/[a-z-]+)/(?!tests/|benchmarks/).*(cpp|Objects.dir/Unity/.*cxx)$")
 endif()
 
 # Installs the build into a scratch prefix and builds tests/consumer against it with find_package.

@@ -2,14 +2,15 @@
 # more exotic.
 include_guard()
 
-# orvantis_room(<folder> [HEADERS <public headers>] [SOURCES <files>] [LINUX <files>] [POSIX <files>]
-#               [WINDOWS <files>])
+# orvantis_room(<folder> [HEADERS <public headers>] [SOURCES <files>] [SIMD <files>] [LINUX <files>]
+#               [POSIX <files>] [WINDOWS <files>])
 # A folder of the library or program that follows: what its public headers are, which otherwise share
 # one include folder, and which files belong to all platforms or to some: these lie in a folder of the
-# room, such as posix/FileHandlePosix.cpp, and only they include headers of the system. Rooms come
-# lowest first: each includes only itself and those before it, which tools/check_rooms.py checks.
+# room, such as posix/FileHandlePosix.cpp, and only they include headers of the system. Files after SIMD
+# include themselves for each instruction set, by Highway's foreach_target.h. Rooms come lowest first:
+# each includes only itself and those before it, which tools/check_rooms.py checks.
 function(orvantis_room folder)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS;SOURCES;LINUX;POSIX;WINDOWS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS;SOURCES;SIMD;LINUX;POSIX;WINDOWS")
     if(WIN32)
         list(APPEND arg_SOURCES ${arg_WINDOWS})
     else()
@@ -19,13 +20,21 @@ function(orvantis_room folder)
         list(APPEND arg_SOURCES ${arg_LINUX})
     endif()
     list(TRANSFORM arg_SOURCES PREPEND "${folder}/")
+    list(TRANSFORM arg_SIMD PREPEND "${folder}/")
+    set_source_files_properties(${arg_SIMD} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+    if(ORVANTIS_SANITIZE)
+        # Four instruction sets, optimised and instrumented, take a minute to compile.
+        set_source_files_properties(${arg_SIMD} PROPERTIES COMPILE_OPTIONS -O0)
+    endif()
+    list(APPEND arg_SOURCES ${arg_SIMD})
     set(orvantis_room_sources ${orvantis_room_sources} ${arg_SOURCES} PARENT_SCOPE)
     set(orvantis_room_headers ${orvantis_room_headers} ${arg_HEADERS} PARENT_SCOPE)
 endfunction()
 
 # orvantis_objects(<Name> SOURCES <files> INCLUDE <folders> LINK <targets>)
-# Compiles the sources and those of the rooms once, for the library or program and for its tests alike: so tests reach what
-# is not exported, and nothing is exported for their sake.
+# Compiles the sources and those of the rooms once, for the library or program and for its tests alike: so
+# tests reach what is not exported, and nothing is exported for their sake. In a unity build several
+# sources are compiled together.
 function(orvantis_objects name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;INCLUDE;LINK")
     add_library(${name}Objects OBJECT ${orvantis_room_sources} ${arg_SOURCES})
@@ -33,8 +42,13 @@ function(orvantis_objects name)
     target_compile_features(${name}Objects PUBLIC cxx_std_20)
     target_link_libraries(${name}Objects PUBLIC ${arg_LINK})
     set_target_properties(${name}Objects PROPERTIES
-        POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+        POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
+        UNITY_BUILD_CODE_BEFORE_INCLUDE "// NOLINTNEXTLINE(bugprone-suspicious-include)")
     orvantis_common_options(${name}Objects)
+    if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        # What a source keeps to itself then lies in a file that another one includes.
+        target_compile_options(${name}Objects PRIVATE -Wno-subobject-linkage)
+    endif()
 endfunction()
 
 # orvantis_library(<Name> [STATIC] [LINK_PUBLIC <targets>] [LINK_PRIVATE <targets>])
@@ -50,6 +64,10 @@ function(orvantis_library name)
         INCLUDE "${CMAKE_CURRENT_SOURCE_DIR}" "${CMAKE_CURRENT_SOURCE_DIR}/include"
         LINK ${arg_LINK_PUBLIC} ${arg_LINK_PRIVATE})
     target_compile_definitions(${name}Objects PUBLIC ${name}_EXPORTS)
+    if(ORVANTIS_SANITIZE)
+        # Tests that look at every pixel take a tenth of the time. Their own code is not worth it.
+        target_compile_options(${name}Objects PRIVATE -O1)
+    endif()
 
     set(kind SHARED)
     if(arg_STATIC)
@@ -97,6 +115,7 @@ function(orvantis_test_program name)
     add_executable(${name} ${arg_SOURCES})
     target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")  # for support/
     target_link_libraries(${name} PRIVATE ${arg_LINK} GTest::gmock GTest::gtest_main)
+    set_target_properties(${name} PROPERTIES UNITY_BUILD OFF)
     orvantis_common_options(${name})
 endfunction()
 

@@ -36,7 +36,7 @@ class Rooms:
             self.order.append((folder, room))
             kind = None
             for word in arguments.split():
-                if word in ("HEADERS", "SOURCES", "LINUX", "POSIX", "WINDOWS"):
+                if word in ("HEADERS", "SOURCES", "SIMD", "LINUX", "POSIX", "WINDOWS"):
                     kind = word
                 elif kind == "HEADERS":
                     self.add_public(folder, room, word)

@@ -21,7 +21,7 @@ run() {
         format) cmake --preset dev > /dev/null && cmake --build --preset dev --target check-format ;;
         rooms) tools/check_rooms.py ;;
         dev | asan | tsan) cmake --workflow --preset "$1" ;;
-        tidy) cmake --preset dev > /dev/null && cmake --build --preset dev --target tidy ;;
+        tidy) cmake --preset tidy > /dev/null && cmake --build build/tidy --target tidy ;;
         shell) git ls-files -z '*.sh' .ci/run | xargs -0 shellcheck --external-sources ;;
         docs) check_readme && mkdir -p build && doxygen docs/Doxyfile > /dev/null ;;
     esac
