@@ -2,8 +2,7 @@
 
 #include "time/CurrentClock.h"
 
-#include <iterator>
-#include <thread>
+#include <algorithm>
 
 namespace Kernel::Testing {
 
@@ -29,21 +28,28 @@ std::chrono::nanoseconds ScaledClock::GetNow() {
 }
 
 void ScaledClock::Sleep(std::chrono::nanoseconds duration) {
-    {
-        const std::lock_guard lock(m_mutex);
-        m_sleeps.push_back(std::chrono::duration_cast<std::chrono::milliseconds>(duration));
-    }
+    Note(ClockNote::Kind::Sleep, duration);
     std::this_thread::sleep_for(Scale(duration, 1 / m_factor));
 }
 
-void ScaledClock::WaitFor(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
-                          std::chrono::nanoseconds timeout) {
-    condition.wait_for(lock, Scale(timeout, 1 / m_factor));
+bool ScaledClock::WaitFor(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
+                          std::chrono::nanoseconds timeout, const std::function<bool()>& isDone) {
+    if (isDone() || timeout <= std::chrono::nanoseconds::zero()) {
+        return isDone();
+    }
+    Note(ClockNote::Kind::Wait, timeout);
+    return condition.wait_for(lock, Scale(timeout, 1 / m_factor), isDone);
 }
 
-std::vector<std::chrono::milliseconds> ScaledClock::GetSleeps() const {
+std::vector<ClockNote> ScaledClock::GetNotes() const {
     const std::lock_guard lock(m_mutex);
-    return m_sleeps;
+    return m_notes;
+}
+
+void ScaledClock::Note(ClockNote::Kind kind, std::chrono::nanoseconds duration) {
+    const std::lock_guard lock(m_mutex);
+    m_notes.push_back({kind, std::this_thread::get_id(),
+                       std::chrono::duration_cast<std::chrono::milliseconds>(duration)});
 }
 
 std::chrono::nanoseconds ManualClock::GetNow() {
@@ -52,32 +58,53 @@ std::chrono::nanoseconds ManualClock::GetNow() {
 }
 
 void ManualClock::Sleep(std::chrono::nanoseconds duration) {
-    std::unique_lock lock(m_mutex);
-    const std::chrono::nanoseconds end = m_now + duration;
-    const auto place = m_wakeTimes.insert(end);
-    m_changed.notify_all();
-    m_changed.wait(lock, [&] { return m_now >= end; });
-    m_wakeTimes.erase(place);
+    std::condition_variable nobodyNotifies;  // but the clock
+    std::mutex own;
+    std::unique_lock lock(own);
+    WaitFor(nobodyNotifies, lock, duration, [] { return false; });
 }
 
-void ManualClock::WaitFor(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
-                          std::chrono::nanoseconds /*timeout*/) {
-    // Callers check GetNow() after each return, so polling in real time replaces a list of
-    // conditions for Advance() to notify.
-    condition.wait_for(lock, std::chrono::milliseconds(1));
+bool ManualClock::WaitFor(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
+                          std::chrono::nanoseconds timeout, const std::function<bool()>& isDone) {
+    const auto change = [this](const auto& changeList) {
+        const std::lock_guard ownLock(m_mutex);
+        changeList();
+        m_changed.notify_all();
+    };
+    std::list<Sleeper>::iterator self;
+    change([&] { self = m_sleepers.insert(m_sleepers.end(), {m_now + timeout, &condition}); });
+    while (!isDone() && GetNow() < self->end) {
+        condition.wait(lock);
+    }
+    change([&] { m_sleepers.erase(self); });
+    return isDone();
 }
 
 void ManualClock::Advance(std::chrono::nanoseconds duration) {
-    const std::lock_guard lock(m_mutex);
+    std::unique_lock lock(m_mutex);
     m_now += duration;
-    m_changed.notify_all();
+    const auto wakeDue = [this] {
+        bool isAnyDue = false;
+        for (const Sleeper& sleeper : m_sleepers) {
+            if (IsDue(sleeper)) {
+                sleeper.condition->notify_all();
+                isAnyDue = true;
+            }
+        }
+        return isAnyDue;
+    };
+    // Repeated, since a thread between its look at the time and its wait misses the notice. Holding
+    // its lock here instead would turn the order of the two locks round.
+    while (wakeDue()) {
+        m_changed.wait_for(lock, std::chrono::milliseconds(1));
+    }
 }
 
 void ManualClock::WaitForSleepers(int count) {
     std::unique_lock lock(m_mutex);
-    // Threads whose time has come do not count, even if they have not woken yet.
     m_changed.wait(lock, [&] {
-        return std::distance(m_wakeTimes.upper_bound(m_now), m_wakeTimes.end()) >= count;
+        return std::ranges::count_if(m_sleepers,
+                                     [this](const auto& each) { return !IsDue(each); }) >= count;
     });
 }
 

@@ -65,7 +65,7 @@ void DispatchAndForget(std::function<void()> task, Priority priority, ThreadPurp
 }
 
 void Sleep(std::chrono::milliseconds duration) {
-    GetClock().Sleep(duration);
+    GetClock().Sleep(ToClockTime(duration));
 }
 
 }  // namespace Kernel::Dispatch

@@ -2,6 +2,7 @@
 
 #include "Kernel/NeverDestroyed.h"
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -17,9 +18,9 @@ public:
     void Sleep(std::chrono::nanoseconds duration) override {
         std::this_thread::sleep_for(duration);
     }
-    void WaitFor(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
-                 std::chrono::nanoseconds timeout) override {
-        condition.wait_for(lock, timeout);
+    bool WaitFor(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
+                 std::chrono::nanoseconds timeout, const std::function<bool()>& isDone) override {
+        return condition.wait_for(lock, timeout, isDone);
     }
 };
 
@@ -35,6 +36,11 @@ Clock::~Clock() = default;
 
 Clock& GetClock() noexcept {
     return *CurrentClock().load(std::memory_order_acquire);
+}
+
+std::chrono::nanoseconds ToClockTime(std::chrono::milliseconds duration) noexcept {
+    constexpr std::chrono::milliseconds Longest = std::chrono::hours(24 * 365 * 100);
+    return std::clamp(duration, std::chrono::milliseconds::zero(), Longest);
 }
 
 Clock& ExchangeClock(Clock& clock) noexcept {

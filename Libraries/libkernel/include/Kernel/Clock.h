@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 
 namespace Kernel {
@@ -18,9 +19,10 @@ public:
     /// Monotonic time since an unspecified start.
     virtual std::chrono::nanoseconds GetNow() = 0;
     virtual void Sleep(std::chrono::nanoseconds duration) = 0;
-    /// Waits on `condition` for at most `timeout`. May wake spuriously.
-    virtual void WaitFor(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
-                         std::chrono::nanoseconds timeout) = 0;
+    /// Waits on `condition` until `isDone()`, for at most `timeout`, and returns `isDone()`, which
+    /// is called with the lock held.
+    virtual bool WaitFor(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
+                         std::chrono::nanoseconds timeout, const std::function<bool()>& isDone) = 0;
 };
 
 }  // namespace Kernel

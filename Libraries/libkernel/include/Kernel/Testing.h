@@ -12,8 +12,10 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
+#include <list>
 #include <mutex>
-#include <set>
+#include <thread>
 #include <vector>
 
 namespace Kernel::Testing {
@@ -31,7 +33,19 @@ private:
     Clock& m_previous;
 };
 
-/// A clock that is faster than real time and records sleeps, for tests of whole operations.
+/// A sleep or timed wait that a clock has noted.
+struct ClockNote {
+    enum class Kind { Sleep, Wait };
+
+    Kind kind;
+    std::thread::id thread;
+    std::chrono::milliseconds duration;  // that was asked for
+
+    friend bool operator==(const ClockNote&, const ClockNote&) = default;
+};
+
+/// A clock that is faster than real time and notes sleeps and timed waits, for tests of whole
+/// operations.
 class KERNEL_API ScaledClock : public Clock {
 public:
     /// `factor`: the speed of this clock relative to real time.
@@ -39,17 +53,19 @@ public:
 
     std::chrono::nanoseconds GetNow() override;
     void Sleep(std::chrono::nanoseconds duration) override;
-    void WaitFor(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
-                 std::chrono::nanoseconds timeout) override;
+    bool WaitFor(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
+                 std::chrono::nanoseconds timeout, const std::function<bool()>& isDone) override;
 
-    /// The durations of all sleeps so far, in the order of their start.
-    std::vector<std::chrono::milliseconds> GetSleeps() const;
+    /// All sleeps so far, and all waits that did not end at once, in the order of their start.
+    std::vector<ClockNote> GetNotes() const;
 
 private:
+    void Note(ClockNote::Kind kind, std::chrono::nanoseconds duration);
+
     const double m_factor;
     const std::chrono::steady_clock::time_point m_start;
     mutable std::mutex m_mutex;
-    std::vector<std::chrono::milliseconds> m_sleeps;
+    std::vector<ClockNote> m_notes;
 };
 
 /// A clock that only Advance() moves, for tests of single steps of an operation.
@@ -57,18 +73,27 @@ class KERNEL_API ManualClock : public Clock {
 public:
     std::chrono::nanoseconds GetNow() override;
     void Sleep(std::chrono::nanoseconds duration) override;
-    void WaitFor(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
-                 std::chrono::nanoseconds timeout) override;
+    bool WaitFor(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
+                 std::chrono::nanoseconds timeout, const std::function<bool()>& isDone) override;
 
+    /// Moves this clock, and returns when all sleeps and timed waits that are due have ended. The
+    /// caller holds no lock that one of them needs.
     void Advance(std::chrono::nanoseconds duration);
-    /// Waits, in real time, until `count` threads sleep on this clock.
+    /// Waits, in real time, until `count` threads are in a sleep or timed wait that is not due.
     void WaitForSleepers(int count);
 
 private:
+    struct Sleeper {
+        std::chrono::nanoseconds end;
+        std::condition_variable* condition;
+    };
+
+    bool IsDue(const Sleeper& sleeper) const noexcept { return sleeper.end <= m_now; }
+
     std::mutex m_mutex;
-    std::condition_variable m_changed;
+    std::condition_variable m_changed;  // the time or the list
     std::chrono::nanoseconds m_now{};
-    std::multiset<std::chrono::nanoseconds> m_wakeTimes;  // of all in Sleep(), due or not
+    std::list<Sleeper> m_sleepers;
 };
 
 /// Records the messages of a channel (Trace or Log) during the lifetime of this object.

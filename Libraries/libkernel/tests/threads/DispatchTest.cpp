@@ -12,6 +12,7 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <atomic>
 #include <barrier>
 #include <chrono>
 #include <cstdlib>
@@ -92,6 +93,22 @@ TEST(CurrentThread, CountsTheProcessorsThatItMayUse) {
         ASSERT_EQ(sched_setaffinity(0, sizeof(own), &own), 0);
         EXPECT_EQ(CountProcessors(), 1U);
     }).join();
+}
+
+TEST(DispatchSleep, TakesTheLongestAndTheShortestDuration) {
+    Testing::ManualClock clock;
+    const Testing::ScopedClock scope(clock);
+    std::atomic<bool> isAwake = false;
+    std::jthread sleeper([&] {
+        Sleep(std::chrono::milliseconds::min());
+        Sleep(std::chrono::milliseconds::max());
+        isAwake = true;
+    });
+    clock.WaitForSleepers(1);
+    clock.Advance(99 * 365 * 24h);
+    EXPECT_FALSE(isAwake);
+    clock.Advance(365 * 24h);
+    sleeper.join();
 }
 
 TEST(DispatchAndForget, LogsWhatATaskThrows) {
