@@ -5,10 +5,10 @@
 
 #include "threads/CurrentThread.h"
 #include "threads/LoopPool.h"
+#include "threads/ThreadStart.h"
 #include "time/CurrentClock.h"
 
 #include <algorithm>
-#include <thread>
 
 namespace Kernel::Dispatch {
 
@@ -55,13 +55,9 @@ void RunLoop(IndexedJob job, void* context, std::size_t count, Priority priority
 }
 
 void DispatchAndForget(std::function<void()> task, Priority priority, ThreadPurpose purpose) {
-    GetPool();  // started here: its threads would inherit a low priority from the task's
     // Not a thread of a pool: tasks may block each other or run for minutes, and queued tasks would
     // wait for them.
-    std::thread([task = std::move(task), priority, purpose] {
-        SetUpCurrentThread(purpose, priority);
-        RunTask(task);
-    }).detach();
+    StartThread(purpose, priority, [task = std::move(task)] { RunTask(task); }).detach();
 }
 
 void Sleep(std::chrono::milliseconds duration) {

@@ -1,6 +1,7 @@
 #include "threads/LoopPool.h"
 
 #include "threads/CurrentThread.h"
+#include "threads/ThreadStart.h"
 
 #include <algorithm>
 #include <system_error>
@@ -11,7 +12,8 @@ LoopPool::LoopPool(std::size_t threadCount) {
     m_threads.reserve(threadCount);
     try {
         for (std::size_t i = 0; i < threadCount; ++i) {
-            m_threads.emplace_back([this] { RunThread(); });
+            m_threads.push_back(StartThread(Dispatch::ThreadPurpose::General,
+                                            Dispatch::Priority::Normal, [this] { RunThread(); }));
         }
     } catch (const std::system_error&) {
         // Loops end with fewer threads, too, only later.
@@ -45,7 +47,6 @@ void LoopPool::Run(Loop& loop) {
 
 void LoopPool::RunThread() {
     auto purpose = Dispatch::ThreadPurpose::General;
-    SetUpCurrentThread(purpose, Dispatch::Priority::Normal);
     std::unique_lock lock(m_mutex);
     while (!m_isEnding) {
         Loop* const loop = FindLoop();  // each time: one of higher priority may be new

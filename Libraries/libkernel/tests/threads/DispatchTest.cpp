@@ -4,6 +4,7 @@
 #include "Kernel/Timer.h"
 
 #include "threads/CurrentThread.h"
+#include "threads/ThreadStart.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,13 +13,16 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <barrier>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <future>
 #include <limits>
 #include <memory>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -84,6 +88,59 @@ TEST(DispatchAndForget, TellsTheSystemWhatAThreadIsForAndHowUrgent) {
         DispatchAndForget(look, priority, purpose);
         EXPECT_EQ(seen->get_future().get(), std::pair(std::max(own, niceness), name));
     }
+}
+
+TEST(DispatchAndForget, IsAsUrgentAsItIsToldOnAnIdleThreadToo) {
+    const auto seen = std::make_shared<std::promise<std::vector<int>>>();
+    const auto look = [](Priority priority) {
+        const auto niceness = std::make_shared<std::promise<int>>();
+        DispatchAndForget([niceness] { niceness->set_value(getpriority(PRIO_PROCESS, 0)); },
+                          priority, ThreadPurpose::General);
+        return niceness->get_future().get();
+    };
+    DispatchAndForget(
+        [=] {
+            seen->set_value({look(Priority::Normal), look(Priority::Low), look(Priority::High)});
+        },
+        Priority::Idle, ThreadPurpose::Background);
+    const int own = getpriority(PRIO_PROCESS, 0);
+    EXPECT_THAT(seen->get_future().get(), testing::ElementsAre(own, std::max(own, 5), own));
+}
+
+/// The signals that may be delivered to the calling thread.
+std::set<int> GetOpenSignals() {
+    sigset_t blocked;
+    pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+    std::set<int> open;
+    for (int signal = 1; signal < 32; ++signal) {
+        if (sigismember(&blocked, signal) == 0) {
+            open.insert(signal);
+        }
+    }
+    return open;
+}
+
+TEST(Dispatch, LeavesSignalsToTheThreadsOfTheHost) {
+    const auto before = GetOpenSignals();
+    std::array<std::promise<std::set<int>>, 3> seen;
+    const auto look = [&seen](int thread) {
+        return [&seen, thread] { seen.at(thread).set_value(GetOpenSignals()); };
+    };
+    std::vector<std::thread> threads;
+    threads.push_back(StartThread(ThreadPurpose::General, Priority::Idle, [&] {
+        look(0)();
+        StartThread(ThreadPurpose::General, Priority::Normal, look(1)).join();
+    }));
+    threads.push_back(StartThread(ThreadPurpose::General, Priority::High, look(2)));
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    for (auto& signals : seen) {
+        EXPECT_THAT(signals.get_future().get(),
+                    testing::UnorderedElementsAre(SIGILL, SIGTRAP, SIGABRT, SIGBUS, SIGFPE, SIGSEGV,
+                                                  SIGSYS, SIGKILL, SIGSTOP));
+    }
+    EXPECT_EQ(GetOpenSignals(), before);
 }
 
 TEST(CurrentThread, CountsTheProcessorsThatItMayUse) {
