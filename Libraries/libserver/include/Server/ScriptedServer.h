@@ -57,7 +57,7 @@ public:
         std::optional<Identity> identity;  // speaks TLS if there is one
         Greeting greeting;
         Observer observer;
-        std::size_t maxConnections = 64;  // more have to wait
+        std::size_t maxConnections = 1024;  // each has a thread, and more have to wait
         std::size_t maxHeadSize = std::size_t{64} << 10;
         std::size_t maxBodySize = std::size_t{64} << 20;
         std::size_t maxRecorded = 10'000;        // requests that GetRequests() keeps

@@ -191,6 +191,19 @@ TEST(ScriptedServer, LetsConnectionsBeyondItsLimitWait) {
     EXPECT_TRUE(server.WaitForRequests(3, seconds(5)));
 }
 
+TEST(ScriptedServer, AnswersWhileManyConnectionsAreIdle) {
+    const TestServer server(Script{Send{"."}, WaitForClient});
+    std::vector<FileDescriptor> clients;
+    for (int i = 0; i < 100; ++i) {  // four of five say nothing, the others wait for the end
+        clients.push_back(Support::Connect(server.GetPort()));
+        if (i % 5 == 4) {
+            Support::SendText(clients.back(), Get);
+        }
+    }
+    EXPECT_TRUE(server.WaitForRequests(20, seconds(5)));
+    EXPECT_EQ(server.GetConnectionCount(), 100);
+}
+
 TEST(ScriptedServer, SendsPartsOfFilesAndNoticesWhenTheyShrink) {
     const Support::TestFolder folder;
     const std::string path = folder.Write("file", "0123456789" + std::string(Megabyte, 'x'));
