@@ -4,6 +4,9 @@
 #include "Kernel/IoException.h"
 #include "Kernel/Utf.h"
 
+#include "archives/CentralDirectory.h"
+#include "archives/ZipFields.h"
+
 #include <zip.h>
 
 #include <algorithm>
@@ -44,11 +47,16 @@ using ZipFile = std::unique_ptr<zip_file_t, CloseFile>;
 
 /// The archive as a source of libzip, which reads it through Answer(). An exception of the stream
 /// must not cross libzip's C frames: it is stored, and rethrown when libzip reports the failure.
+///
+/// libzip reads each directory that some bytes near the end of an archive may mean to declare, and
+/// enters its names into a table in which names with one hash value make a chain. So it is shown a
+/// directory that has been read here, without its names, and while it opens the archive nothing
+/// else.
 class ZipArchive::Reader : public Countable {
 public:
     explicit Reader(Counted<SeekableInStream> stream);
 
-    std::uint64_t GetEntryCount() const noexcept;
+    const std::vector<String>& GetNames() const noexcept { return m_directory.names; }
     zip_stat_t GetStatus(std::uint64_t index);
     std::uint32_t GetUnixMode(std::uint64_t index) const noexcept;
     ZipFile Open(std::uint64_t index, const String& name);
@@ -62,12 +70,15 @@ private:
                               zip_source_cmd_t command) noexcept;
     zip_int64_t Answer(void* data, zip_uint64_t size, zip_source_cmd_t command);
     zip_int64_t Read(std::span<std::byte> buffer);
+    std::size_t ReadAtPosition(std::span<std::byte> buffer);
     zip_int64_t Seek(void* arguments, zip_uint64_t size) noexcept;
     zip_int64_t FillStatus(zip_stat_t& status) const noexcept;
 
     Counted<SeekableInStream> m_stream;
-    std::uint64_t m_size;
+    CentralDirectory m_directory;
+    std::uint64_t m_size;  // of what libzip is shown
     std::uint64_t m_position = 0;
+    bool m_isOpen = false;   // and so the entries are shown
     std::uint64_t m_budget;  // bytes that may still be read
     std::exception_ptr m_failure;
     ZipError m_error;  // the last one of Answer()
@@ -76,10 +87,11 @@ private:
 
 ZipArchive::Reader::Reader(Counted<SeekableInStream> stream)
     : m_stream(std::move(stream)),
-      m_size(m_stream->GetSize()),
-      // Opening reads a few times the size at most. But an archive may contain thousands of end of
-      // central directory records, and libzip reads the whole directory for each.
-      m_budget(8 * m_size + 1'000'000) {
+      m_directory(ReadCentralDirectory(*m_stream)),
+      m_size(m_directory.start + m_directory.nameless.size()),
+      // Opening reads a few times the directory at most. But the fields of its entries may look
+      // like hundreds of ends of directories, and libzip reads a whole directory for each.
+      m_budget(8 * m_directory.nameless.size() + 1'000'000) {
     ZipError error;
     zip_source_t* const source = zip_source_function_create(Answer, this, error.Get());
     if (source != nullptr) {
@@ -91,11 +103,12 @@ ZipArchive::Reader::Reader(Counted<SeekableInStream> stream)
     if (!m_archive || m_failure) {
         Throw("the ZIP archive", error.Get());
     }
+    const zip_int64_t count = zip_get_num_entries(m_archive.get(), 0);
+    if (static_cast<std::uint64_t>(count) != GetNames().size()) {  // it took another end
+        ThrowUnreadable("it has too many ends");
+    }
+    m_isOpen = true;
     m_budget = std::numeric_limits<std::uint64_t>::max();
-}
-
-std::uint64_t ZipArchive::Reader::GetEntryCount() const noexcept {
-    return static_cast<std::uint64_t>(zip_get_num_entries(m_archive.get(), 0));
 }
 
 zip_stat_t ZipArchive::Reader::GetStatus(std::uint64_t index) {
@@ -174,13 +187,29 @@ zip_int64_t ZipArchive::Reader::Answer(void* data, zip_uint64_t size, zip_source
 
 zip_int64_t ZipArchive::Reader::Read(std::span<std::byte> buffer) {
     if (buffer.size() > m_budget) {
-        throw IoException("cannot read the ZIP archive: it has too many ends");
+        ThrowUnreadable("it has too many ends");
     }
     m_budget -= buffer.size();
-    m_stream->Seek(m_position);  // other users of the stream may have moved it
-    const std::size_t count = m_stream->Read(buffer);
+    const std::size_t count = ReadAtPosition(buffer);
     m_position += count;
     return static_cast<zip_int64_t>(count);
+}
+
+std::size_t ZipArchive::Reader::ReadAtPosition(std::span<std::byte> buffer) {
+    if (m_position >= m_directory.start) {
+        const auto rest = std::span(m_directory.nameless)
+                              .subspan(std::min(m_position, m_size) - m_directory.start);
+        const std::size_t count = std::min(buffer.size(), rest.size());
+        std::ranges::copy(rest.first(count), buffer.begin());
+        return count;
+    }
+    buffer = buffer.first(std::min<std::uint64_t>(buffer.size(), m_directory.start - m_position));
+    if (!m_isOpen) {
+        std::ranges::fill(buffer, std::byte{});
+        return buffer.size();
+    }
+    m_stream->Seek(m_position);  // other users of the stream may have moved it
+    return m_stream->Read(buffer);
 }
 
 zip_int64_t ZipArchive::Reader::Seek(void* arguments, zip_uint64_t size) noexcept {
@@ -265,7 +294,7 @@ ZipArchive::Entry::Kind GetKind(std::uint32_t unixMode, std::string_view name) n
 ZipArchive::Entry::Entry(Counted<Reader> reader, std::uint64_t index)
     : m_reader(std::move(reader)), m_index(index) {
     const zip_stat_t status = m_reader->GetStatus(index);
-    m_name = status.name;
+    m_name = m_reader->GetNames().at(index);
     m_kind = Kernel::GetKind(m_reader->GetUnixMode(index), m_name);
     m_size = status.size;
     m_compressedSize = status.comp_size;
@@ -281,9 +310,9 @@ Counted<InStream> ZipArchive::Entry::Open() const {
 
 ZipArchive::ZipArchive(Counted<SeekableInStream> stream) {
     const auto reader = MakeCounted<Reader>(std::move(stream));
-    const std::uint64_t count = reader->GetEntryCount();
-    m_entries.reserve(static_cast<std::size_t>(count));
-    for (std::uint64_t index = 0; index < count; ++index) {
+    const std::size_t count = reader->GetNames().size();
+    m_entries.reserve(count);
+    for (std::size_t index = 0; index < count; ++index) {
         m_entries.emplace_back(reader, index);
     }
 }

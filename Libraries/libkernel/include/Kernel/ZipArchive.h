@@ -22,7 +22,9 @@ class KERNEL_API ZipArchive : public virtual Countable {
 public:
     class Entry;
 
-    /// Reads the directory. Throws IoException if it is damaged or `stream` is no ZIP archive.
+    /// Reads the directory. Throws IoException if it is damaged, not the one that the end of the
+    /// archive declares, or of more than 65,535 entries or 16 MiB, and if `stream` is no ZIP
+    /// archive.
     explicit ZipArchive(Counted<SeekableInStream> stream);
     ~ZipArchive() override;
 
