@@ -41,6 +41,9 @@ struct CloseFile {
     void operator()(zip_file_t* file) const noexcept { zip_fclose(file); }
 };
 
+/// The most bytes that are decompressed without a look at the abort flag.
+constexpr std::size_t PieceSize = 262'144;
+
 using ZipFile = std::unique_ptr<zip_file_t, CloseFile>;
 
 }  // namespace
@@ -54,9 +57,10 @@ using ZipFile = std::unique_ptr<zip_file_t, CloseFile>;
 /// else.
 class ZipArchive::Reader : public Countable {
 public:
-    explicit Reader(Counted<SeekableInStream> stream);
+    Reader(Counted<SeekableInStream> stream, AbortFlag abort);
 
     const std::vector<String>& GetNames() const noexcept { return m_directory.names; }
+    void ThrowIfAborted() const { Kernel::ThrowIfAborted(m_abort); }
     zip_stat_t GetStatus(std::uint64_t index);
     std::uint32_t GetUnixMode(std::uint64_t index) const noexcept;
     ZipFile Open(std::uint64_t index, const String& name);
@@ -75,6 +79,7 @@ private:
     zip_int64_t FillStatus(zip_stat_t& status) const noexcept;
 
     Counted<SeekableInStream> m_stream;
+    AbortFlag m_abort;
     CentralDirectory m_directory;
     std::uint64_t m_size;  // of what libzip is shown
     std::uint64_t m_position = 0;
@@ -85,8 +90,9 @@ private:
     std::unique_ptr<zip_t, DiscardArchive> m_archive;
 };
 
-ZipArchive::Reader::Reader(Counted<SeekableInStream> stream)
+ZipArchive::Reader::Reader(Counted<SeekableInStream> stream, AbortFlag abort)
     : m_stream(std::move(stream)),
+      m_abort(abort),
       m_directory(ReadCentralDirectory(*m_stream)),
       m_size(m_directory.start + m_directory.nameless.size()),
       // Opening reads a few times the directory at most. But the fields of its entries may look
@@ -186,6 +192,7 @@ zip_int64_t ZipArchive::Reader::Answer(void* data, zip_uint64_t size, zip_source
 }
 
 zip_int64_t ZipArchive::Reader::Read(std::span<std::byte> buffer) {
+    ThrowIfAborted();
     if (buffer.size() > m_budget) {
         ThrowUnreadable("it has too many ends");
     }
@@ -265,7 +272,9 @@ std::size_t ZipArchive::Contents::Read(std::span<std::byte> buffer) {
 }
 
 std::size_t ZipArchive::Contents::ReadSome(std::span<std::byte> buffer) {
-    const zip_int64_t count = zip_fread(m_file.get(), buffer.data(), buffer.size());
+    m_reader->ThrowIfAborted();
+    const zip_int64_t count =
+        zip_fread(m_file.get(), buffer.data(), std::min(buffer.size(), PieceSize));
     if (count < 0) {
         m_reader->ThrowForEntry(m_name, zip_file_get_error(m_file.get()));
     }
@@ -308,8 +317,8 @@ Counted<InStream> ZipArchive::Entry::Open() const {
     return MakeCounted<Contents>(m_reader, m_reader->Open(m_index, m_name), m_name, m_size);
 }
 
-ZipArchive::ZipArchive(Counted<SeekableInStream> stream) {
-    const auto reader = MakeCounted<Reader>(std::move(stream));
+ZipArchive::ZipArchive(Counted<SeekableInStream> stream, AbortFlag abort) {
+    const auto reader = MakeCounted<Reader>(std::move(stream), abort);
     const std::size_t count = reader->GetNames().size();
     m_entries.reserve(count);
     for (std::size_t index = 0; index < count; ++index) {

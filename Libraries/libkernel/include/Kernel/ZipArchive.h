@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "Kernel/AbortFlag.h"
 #include "Kernel/Streams.h"
 #include "Kernel/String.h"
 
@@ -24,8 +25,9 @@ public:
 
     /// Reads the directory. Throws IoException if it is damaged, not the one that the end of the
     /// archive declares, or of more than 65,535 entries or 16 MiB, and if `stream` is no ZIP
-    /// archive.
-    explicit ZipArchive(Counted<SeekableInStream> stream);
+    /// archive. Once `abort` is set, this and all reading of entries throws Aborted, after at most
+    /// 256 KiB.
+    explicit ZipArchive(Counted<SeekableInStream> stream, AbortFlag abort = nullptr);
     ~ZipArchive() override;
 
     /// All entries, in the order of the central directory; valid as long as the archive.

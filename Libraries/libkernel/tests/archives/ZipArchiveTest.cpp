@@ -9,7 +9,9 @@
 #include <zip.h>
 
 #include <algorithm>
+#include <atomic>
 #include <ctime>
+#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
@@ -178,7 +180,7 @@ TEST(ZipArchive, SurvivesEveryCutAndEveryFlippedBit) {
     }
 }
 
-/// Counts what is read.
+/// Counts what is read, and sets a flag at some point.
 class WatchedStream : public MemoryInOutStream {
 public:
     explicit WatchedStream(std::string_view text) { Kernel::Write(*this, text); }
@@ -186,10 +188,13 @@ public:
     std::size_t Read(std::span<std::byte> buffer) override {
         const std::size_t count = MemoryInOutStream::Read(buffer);
         bytesRead += count;
+        isAborted = bytesRead > abortAt;
         return count;
     }
 
     std::size_t bytesRead = 0;
+    std::size_t abortAt = std::numeric_limits<std::size_t>::max();
+    std::atomic<bool> isAborted = false;
 };
 
 TEST(ZipArchive, TakesThousandsOfEntriesAndOfEnds) {
@@ -323,6 +328,35 @@ TEST(ZipArchive, RefusesADirectoryThatItsEndDoesNotDeclare) {
     for (const auto& [error, broken] : cases) {
         EXPECT_THAT(GetError([&text = broken] { ZipArchive(MakeStream(text)); }), HasSubstr(error));
     }
+}
+
+TEST(ZipArchive, EndsWithin256KiBOnceItIsAborted) {
+    std::string blocks;  // empty ones, of which a decompressor may take any number for one byte
+    for (int i = 0; i < 400'000; ++i) {
+        blocks += std::string("\0\0\0\xFF\xFF", 5);
+    }
+    Support::ZipEntry nothing{"nothing", blocks, 0, 8};
+    nothing.size = 1;
+    const auto stream = MakeCounted<WatchedStream>(Support::MakeZip({{"stored", blocks}, nothing}));
+    for (const char* const name : {"stored", "nothing"}) {
+        stream->isAborted = false;
+        stream->abortAt = std::numeric_limits<std::size_t>::max();
+        const ZipArchive archive(stream, &stream->isAborted);
+        const auto contents = archive.Open(name);
+        stream->bytesRead = 0;
+        stream->abortAt = 300'000;
+        std::vector<std::byte> all(blocks.size());
+        EXPECT_THROW(contents->ReadFully(all), Aborted) << name;
+        EXPECT_LE(stream->bytesRead, stream->abortAt + 262'144) << name;
+        EXPECT_THROW(archive.Open(name), Aborted) << name;
+        EXPECT_THROW(ZipArchive(stream, &stream->isAborted), Aborted) << name;
+    }
+}
+
+TEST(ZipArchive, GivesNoMoreThan256KiBWithoutALookAtItsFlag) {
+    const ZipArchive archive(MakeStream(MakeZip({{"zeros", std::string(2'000'000, '\0')}})));
+    std::vector<std::byte> all(2'000'000);
+    EXPECT_LE(archive.Open("zeros")->Read(all), 262'144U);
 }
 
 /// A device that fails once `failing` is set.
