@@ -24,8 +24,8 @@ AtomicFileOutStream::AtomicFileOutStream(std::unique_ptr<FileHandle> file, Strin
     : m_file(std::move(file)), m_partialPath(std::move(partialPath)), m_path(std::move(path)) {}
 
 AtomicFileOutStream::~AtomicFileOutStream() {
-    if (m_file) {
-        m_file = nullptr;  // some systems can't delete open files
+    m_file = nullptr;  // some systems can't delete open files
+    if (!m_isCommitted) {
         FileSystem::Delete(m_partialPath);
     }
 }
@@ -34,10 +34,17 @@ void AtomicFileOutStream::Write(std::span<const std::byte> bytes) {
     m_file->Write(bytes);
 }
 
-void AtomicFileOutStream::Commit() {
+void AtomicFileOutStream::Close() {
     m_file->Sync();
-    FileHandle::Replace(m_partialPath, m_path);
     m_file = nullptr;
+}
+
+void AtomicFileOutStream::Commit() {
+    if (m_file) {
+        Close();
+    }
+    FileHandle::Replace(m_partialPath, m_path);
+    m_isCommitted = true;
 }
 
 }  // namespace Kernel

@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace Learning {
 
@@ -79,49 +81,143 @@ Kernel::String GetFolder(const Kernel::String& path) {
     return text.substr(0, text.find_last_of('/') + 1);
 }
 
-void InstallFile(const ZipArchive::Entry& entry, const Kernel::String& path) {
-    const auto file = Kernel::AtomicFileOutStream::Create(path);
-    entry.Open()->CopyTo(*file);
-    // What an entry without data has left: a file may take the place of a folder that holds
-    // nothing.
-    Kernel::FileSystem::DeleteEmptyFolder(path);
-    file->Commit();
+/// The end of the part of `path` that begins at `start`: its next "/", or its own end.
+std::size_t FindPartEnd(std::string_view path, std::size_t start) noexcept {
+    return std::min(path.find('/', start), path.size());
 }
 
-void InstallEntry(const ZipArchive::Entry& entry, const Kernel::String& folder) {
+/// An installation that is prepared entry by entry. Unless it is committed, it leaves nothing.
+class Installation {
+public:
+    /// Into `folder`, which ends in "/".
+    explicit Installation(Kernel::String folder) : m_folder(std::move(folder)) {}
+    Installation(const Installation&) = delete;
+    Installation& operator=(const Installation&) = delete;
+    ~Installation();
+
+    /// Writes the file that `entry` is beside its place, or creates the folder.
+    void Prepare(const ZipArchive::Entry& entry);
+    /// Renames the files to their places; those that can't be are left out.
+    void Commit();
+
+private:
+    struct File {
+        Kernel::Counted<Kernel::AtomicFileOutStream> stream;
+        Kernel::String name;
+    };
+    struct NewFolders {
+        Kernel::String path;   // of the inner one
+        std::size_t outerEnd;  // the size of the outer one's path
+    };
+
+    void PrepareFile(const ZipArchive::Entry& entry);
+    void CreateFolder(const Kernel::String& path);
+    static void DeleteFolders(const NewFolders& folders) noexcept;
+    void CommitFile(const File& file) const;
+
+    const Kernel::String m_folder;
+    std::vector<File> m_files;
+    std::vector<NewFolders> m_newFolders;
+};
+
+void LogSkipped(const Kernel::String& name, const std::exception& error) {
+    Kernel::Log::Write("The entry %1 of a model package is skipped: %2\n",
+                       Kernel::MakePrintable(name), error.what());
+}
+
+Installation::~Installation() {
+    m_files.clear();
+    std::for_each(m_newFolders.rbegin(), m_newFolders.rend(), DeleteFolders);
+}
+
+void Installation::Prepare(const ZipArchive::Entry& entry) {
     using Kind = ZipArchive::Entry::Kind;
     if (!IsInnerName(entry.GetName())) {
         throw Kernel::IoException("its name leads out of the folder");
     }
+    if (std::ranges::count(std::string_view(entry.GetName()), '/') > MaximumFolderDepth) {
+        throw Kernel::IoException("it lies too deep");
+    }
     if (entry.GetKind() == Kind::SymbolicLink || entry.GetKind() == Kind::Special) {
         throw Kernel::IoException("it is a link or a device");
     }
-    const Kernel::String path = folder + entry.GetName();
-    if (!IsWithin(GetFolder(path), folder)) {
+    const Kernel::String path = m_folder + entry.GetName();
+    if (!IsWithin(GetFolder(path), m_folder)) {
         throw Kernel::IoException("a link leads out of the folder");
     }
-    if (entry.GetSize() > 0) {
-        InstallFile(entry, path);
-    } else if (!Kernel::FileSystem::CreateDirectoryRecursive(path)) {
+    entry.GetSize() > 0 ? PrepareFile(entry) : CreateFolder(path);
+}
+
+void Installation::PrepareFile(const ZipArchive::Entry& entry) {
+    auto stream = Kernel::AtomicFileOutStream::Create(m_folder + entry.GetName());
+    entry.Open()->CopyTo(*stream);
+    stream->Close();
+    m_files.push_back({std::move(stream), entry.GetName()});
+}
+
+void Installation::CreateFolder(const Kernel::String& path) {
+    const std::string_view text = path;
+    const auto isThere = [text](std::size_t end) {
+        return Kernel::FileSystem::Exists(text.substr(0, end));
+    };
+    std::size_t end = FindPartEnd(text, m_folder.size());
+    while (end < text.size() && isThere(end)) {
+        end = FindPartEnd(text, end + 1);
+    }
+    if (!isThere(end)) {
+        m_newFolders.push_back({path, end});
+    }
+    if (!Kernel::FileSystem::CreateDirectoryRecursive(path)) {
         throw Kernel::IoException("the folder can't be created");
     }
 }
 
-}  // namespace
+void Installation::DeleteFolders(const NewFolders& folders) noexcept {
+    const std::string_view path = folders.path;
+    for (std::size_t end = path.size(); end >= folders.outerEnd; end = path.rfind('/', end - 1)) {
+        Kernel::FileSystem::DeleteEmptyFolder(path.substr(0, end));
+    }
+}
 
-void InstallPackage(const Kernel::String& packagePath, const Kernel::String& folder) {
-    const Kernel::String place = folder.empty() ? "./" : folder;  // one that can be looked up
-    const auto file = Kernel::FastFileInStream::Open(packagePath, ReadBufferSize);
-    const auto archive = Kernel::MakeCounted<ZipArchive>(file);
-    CheckSizes(*archive, file->GetSize(), place);
-    for (const ZipArchive::Entry& entry : *archive) {
+void Installation::Commit() {
+    m_newFolders.clear();
+    for (const File& file : m_files) {
         try {
-            InstallEntry(entry, place);
-        } catch (const std::exception& error) {  // this entry is skipped, the next may be good
-            Kernel::Log::Write("The entry %1 of a model package is skipped: %2\n",
-                               Kernel::MakePrintable(entry.GetName()), error.what());
+            CommitFile(file);
+        } catch (const std::exception& error) {  // this file is skipped, the next may be good
+            LogSkipped(file.name, error);
         }
     }
+}
+
+void Installation::CommitFile(const File& file) const {
+    // What an entry without data has left: a file may take the place of a folder that holds
+    // nothing.
+    Kernel::FileSystem::DeleteEmptyFolder(m_folder + file.name);
+    file.stream->Commit();
+}
+
+}  // namespace
+
+void InstallPackage(const Kernel::String& packagePath, const Kernel::String& folder,
+                    Kernel::AbortFlag abort) {
+    const Kernel::String place = folder.empty() ? "./" : folder;  // one that can be looked up
+    const auto file = Kernel::FastFileInStream::Open(packagePath, ReadBufferSize);
+    const auto archive = Kernel::MakeCounted<ZipArchive>(file, abort);
+    CheckSizes(*archive, file->GetSize(), place);
+    Installation installation(place);
+    for (const ZipArchive::Entry& entry : *archive) {
+        Kernel::ThrowIfAborted(abort);
+        try {
+            installation.Prepare(entry);
+        } catch (const Kernel::Aborted&) {
+            throw;
+        } catch (const std::exception& error) {  // this entry is skipped, the next may be good
+            LogSkipped(entry.GetName(), error);
+        }
+    }
+    Kernel::ThrowIfAborted(abort);
+    installation.Commit();
 }
 
 }  // namespace Learning

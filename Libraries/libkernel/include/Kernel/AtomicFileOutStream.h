@@ -26,13 +26,18 @@ public:
 
     void Write(std::span<const std::byte> bytes) override;
 
+    /// Flushes what was written to the disk and closes the file: a stream that waits for Commit(),
+    /// of several that belong together, needs no descriptor. No Write() may follow.
+    void Close();
+
     /// Renames the file to its target, over a file that is there, and flushes both to the disk:
     /// after this returns, the file survives a loss of power. Throws IoException if that fails; the
     /// old file is then unchanged. No Write() may follow.
     void Commit();
 
 private:
-    std::unique_ptr<FileHandle> m_file;  // null once committed
+    std::unique_ptr<FileHandle> m_file;  // null once closed
+    bool m_isCommitted = false;
     String m_partialPath;
     String m_path;
 };

@@ -4,11 +4,13 @@
 
 #include "support/TestFolder.h"
 #include "support/Threads.h"
+#include "support/linux/LeakCheck.h"
 #include "tests/StreamTexts.h"
 
 #include <gtest/gtest.h>
 
 #include <iterator>
+#include <vector>
 
 namespace Kernel {
 namespace {
@@ -49,6 +51,23 @@ TEST(AtomicFileOutStream, LeavesNothingBehindWhenItIsGivenUpOrFails) {
     EXPECT_THROW(cut->Commit(), IoException);
     EXPECT_EQ(ReadFile(folder.At("file")), "old");
     EXPECT_TRUE(FileSystem::Exists(folder.At("full/sub")));
+}
+
+TEST(AtomicFileOutStream, HoldsNoDescriptorWhileItWaitsToBeCommitted) {
+    const Support::TestFolder folder;
+    std::vector<Counted<AtomicFileOutStream>> streams;
+    {
+        const Support::LeakCheck descriptors;
+        for (const char* const name : {"a", "b", "c"}) {
+            streams.push_back(AtomicFileOutStream::Create(folder.At(name)));
+            Write(*streams.back(), name);
+            streams.back()->Close();
+        }
+    }
+    streams[1]->Commit();
+    streams.clear();
+    EXPECT_EQ(ReadFile(folder.At("b")), "b");
+    EXPECT_EQ(CountFiles(folder), 1);
 }
 
 TEST(AtomicFileOutStream, IsWholeWhenManyThreadsWriteIt) {

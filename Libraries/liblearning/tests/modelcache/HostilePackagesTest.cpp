@@ -1,5 +1,7 @@
+#include "modelcache/PackageInstaller.h"
 #include "tests/modelcache/DownloadTesting.h"
 
+#include <atomic>
 #include <ostream>
 
 namespace Learning {
@@ -70,6 +72,7 @@ const PackageCase Packages[] = {
              {{"a b", "new"}}),
     Readable("NoName", {{"", "bad"}, {""}, {".", "bad"}, {"./", "bad"}, {"full/", "bad"}}),
     Readable("LongName", {{std::string(300, 'a'), "bad"}, {std::string(60'000, 'a') + "/"}}),
+    Readable("TooDeep", {{"a/b/c/d/e/f/g/h/i/j/k/l/m/n/o/p/q/"}, {"full/b/c/d/e/f/g/../x", "bad"}}),
     Readable("DotsWithinName", {{"a..b.onnx", "new"}, {".../"}, {"./..c", "new"}},
              {{"a..b.onnx", "new"}, {"...", "/"}, {"..c", "new"}}),
     Readable("AnyLetters", {{"größe 数", "new", 0, 0, 0x800}, {"\xFF", "new"}},
@@ -137,6 +140,39 @@ TEST_P(HostilePackage, TouchesNothingButWhatItMay) {
 
     EXPECT_EQ(DownloadPackage(GetParam().zip), GetParam().isReadable);
     EXPECT_EQ(DescribeTree(m_root), expected);  // no temporary file either
+}
+
+/// Sets a flag when something is logged.
+class AbortingSink : public Kernel::DiagnosticSink {
+public:
+    void Write(std::string_view /*text*/) override { isAborted = true; }
+    void Flush() override {}
+
+    std::atomic<bool> isAborted = false;
+};
+
+TEST_F(DownloadTest, LeavesNothingOfAnInstallThatIsAborted) {
+    const auto sink = Kernel::MakeCounted<AbortingSink>();
+    const auto previous = Kernel::Log::SetSink(sink);
+    std::filesystem::create_directory(m_models / "full");
+    WriteFile(m_models / "full/kept", "kept");
+    WriteFile(m_models / "kept.onnx", "kept");
+    const Tree before = DescribeTree(m_root);
+    const std::string package = m_folder.At("package.zip");
+    const ZipEntry skipped{"../skipped", "bad"};  // and logged
+    for (const std::vector<ZipEntry>& rest : {std::vector<ZipEntry>{}, {Good}}) {
+        sink->isAborted = false;
+        std::vector<ZipEntry> entries{{"full/a/b/"},        {"full/a/b/c/"},
+                                      {"full/a/x", "new"},  {"kept.onnx", "new"},
+                                      {"full/kept", "new"}, skipped};
+        entries.insert(entries.end(), rest.begin(), rest.end());
+        WriteFile(package, MakeZip(entries));
+        EXPECT_THROW(InstallPackage(package, m_models.string() + "/", &sink->isAborted),
+                     Kernel::Aborted);
+        std::filesystem::remove(package);
+        EXPECT_EQ(DescribeTree(m_root), before);
+    }
+    Kernel::Log::SetSink(previous);
 }
 
 INSTANTIATE_TEST_SUITE_P(Learning, HostilePackage, testing::ValuesIn(Packages),
