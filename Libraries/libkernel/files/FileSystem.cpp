@@ -17,6 +17,8 @@ namespace {
 
 // Longer than any download or other write takes.
 constexpr std::chrono::hours AbandonedAge{48};
+// Files and folders that one search looks at: it may have been given any folder.
+constexpr int MaximumSweep = 100'000;
 
 std::filesystem::path ToPath(const String& path) {
     if (std::string_view(path).find('\0') != std::string_view::npos) {
@@ -39,6 +41,15 @@ bool Try(Operation operation) noexcept {
         return operation();
     } catch (const std::exception&) {
         return false;
+    }
+}
+
+void DeleteIfAbandoned(const std::filesystem::directory_entry& entry,
+                       std::filesystem::file_time_type latest) {
+    std::error_code error;
+    if (IsRandomName(FromPath(entry.path().filename())) && entry.is_regular_file(error) &&
+        !entry.is_symlink(error) && entry.last_write_time(error) <= latest && !error) {
+        std::filesystem::remove(entry.path(), error);
     }
 }
 
@@ -110,16 +121,18 @@ String GetTemporaryFolder() {
     return FromPath(folder);
 }
 
-void DeleteAbandonedFiles(const String& folder) noexcept {
+void DeleteAbandonedFiles(const String& folder, int depth) noexcept {
     Try([&] {
+        using Iterator = std::filesystem::recursive_directory_iterator;  // it follows no links
         const auto latest = std::filesystem::file_time_type::clock::now() - AbandonedAge;
-        for (const auto& entry : std::filesystem::directory_iterator(ToPath(folder))) {
-            const String name = FromPath(entry.path().filename());
-            std::error_code error;
-            if (IsRandomName(name) && entry.is_regular_file(error) && !entry.is_symlink(error) &&
-                entry.last_write_time(error) <= latest && !error) {
-                std::filesystem::remove(entry.path(), error);
+        std::error_code error;
+        Iterator place(ToPath(folder), std::filesystem::directory_options::skip_permission_denied);
+        for (int i = 0; i < MaximumSweep && place != Iterator(); ++i) {
+            if (place.depth() >= depth) {
+                place.disable_recursion_pending();
             }
+            DeleteIfAbandoned(*place, latest);
+            place.increment(error);
         }
         return true;
     });

@@ -74,7 +74,7 @@ Network::Http::ProgressHandler WrapProgress(ModelCache::DownloadProgress progres
 bool ModelCache::DownloadModel(ModelType type, DownloadProgress progress) {
     try {
         Kernel::FileSystem::DeleteAbandonedFiles(Kernel::FileSystem::GetTemporaryFolder());
-        Kernel::FileSystem::DeleteAbandonedFiles(m_modelCacheFolder);
+        Kernel::FileSystem::DeleteAbandonedFiles(m_modelCacheFolder, MaximumFolderDepth);
 
         const Kernel::String address = m_modelURLRoot + ModelTypeToPackageName(type) + ".zip";
         const Kernel::String path = Kernel::FileSystem::GetUniqueTemporaryFilename("%1.tmp");

@@ -44,8 +44,9 @@ KERNEL_API String GetTemporaryFolder();
 KERNEL_API std::optional<String> GetUserCacheFolder();
 
 /// Deletes temporary files of this library in `folder` that were last written two days ago or
-/// earlier: those of processes that were killed.
-KERNEL_API void DeleteAbandonedFiles(const String& folder) noexcept;
+/// earlier: those of processes that were killed. `depth` levels of folders below it are searched,
+/// too, but no links and not more than 100,000 files and folders in all.
+KERNEL_API void DeleteAbandonedFiles(const String& folder, int depth = 0) noexcept;
 
 /// Creates a new, empty file in the folder for temporary files, with access for the current user
 /// alone, and returns its path. Its name is `pattern` with "%1" replaced by TemporaryFilePrefix and

@@ -7,12 +7,15 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
 #include <limits>
 #include <mutex>
 #include <set>
+#include <vector>
 
 namespace Kernel::FileSystem {
 namespace {
@@ -164,6 +167,28 @@ TEST_F(TemporaryFiles, AreDeletedOnceAbandoned) {
     for (const String& path : others) {
         EXPECT_TRUE(Exists(path)) << path.c_str();
     }
+}
+
+TEST(FileSystem, LooksForAbandonedFilesAsDeepAsItIsToldAndBehindNoLink) {
+    const Support::TestFolder folder;
+    const auto date = std::filesystem::file_time_type::clock::now() - std::chrono::hours(49);
+    std::vector<String> files;
+    for (const char* const name : {"tree/", "tree/a/", "tree/a/b/", "tree/a/b/c/", "outside/"}) {
+        CreateDirectoryRecursive(folder.At(name));
+        files.push_back(folder.At(name) + "orvantis-abcdefghij234567.part");
+        WriteFile(files.back(), "");
+        std::filesystem::last_write_time(files.back().c_str(), date);
+    }
+    std::filesystem::create_directory_symlink("../outside", folder.At("tree/link").c_str());
+    const auto getLeft = [&] {
+        std::vector<bool> left;
+        std::ranges::transform(files, std::back_inserter(left), Exists);
+        return left;
+    };
+    DeleteAbandonedFiles(folder.At("tree"));
+    EXPECT_EQ(getLeft(), std::vector({false, true, true, true, true}));
+    DeleteAbandonedFiles(folder.At("tree"), 2);
+    EXPECT_EQ(getLeft(), std::vector({false, false, false, true, true}));
 }
 
 TEST(FileSystem, KnowsTheUsersCacheFolder) {

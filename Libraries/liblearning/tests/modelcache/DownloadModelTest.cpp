@@ -109,7 +109,9 @@ TEST_F(DownloadTest, SaysThatItHasNoFolderForTemporaryFiles) {
 }
 
 TEST_F(DownloadTest, DeletesWhatEarlierOnesAbandoned) {
-    for (const auto& folder : {m_temporary, m_models}) {
+    const auto subfolder = m_models / "sub";
+    std::filesystem::create_directory(subfolder);
+    for (const auto& folder : {m_temporary, m_models, subfolder}) {
         for (const auto& [name, hours] : {std::pair("orvantis-abcdefghij234567.tmp", 49),
                                           std::pair("orvantis-bbcdefghij234567.tmp", 47)}) {
             WriteFile(folder / name, "abandoned");
@@ -119,8 +121,10 @@ TEST_F(DownloadTest, DeletesWhatEarlierOnesAbandoned) {
         }
     }
     EXPECT_FALSE(DownloadPackage(MakeZip({{"new", "1"}})));
-    EXPECT_EQ(DescribeTree(m_models),
-              (Tree{{"orvantis-bbcdefghij234567.tmp", "abandoned"}, {"new", "1"}}));
+    EXPECT_EQ(DescribeTree(m_models), (Tree{{"orvantis-bbcdefghij234567.tmp", "abandoned"},
+                                            {"sub", "/"},
+                                            {"sub/orvantis-bbcdefghij234567.tmp", "abandoned"},
+                                            {"new", "1"}}));
     EXPECT_EQ(DescribeTree(m_temporary), (Tree{{"orvantis-bbcdefghij234567.tmp", "abandoned"}}));
 }
 
