@@ -20,17 +20,25 @@ namespace {
 using Kernel::ZipArchive;
 
 constexpr std::size_t ReadBufferSize = 1'048'576;
-constexpr std::size_t MaximumEntryCount = 10'000;
+// Of entries and of the folders in their names: what is made can be taken back in a moment.
+constexpr std::ptrdiff_t MaximumPartCount = 2'000;
 // For one entry and for all together. The largest network that a photograph editor may want has
 // less.
 constexpr std::uint64_t MaximumSize = std::uint64_t{8} << 30;
 
+void CheckParts(const ZipArchive& archive) {
+    std::ptrdiff_t parts = 0;
+    for (const ZipArchive::Entry& entry : archive) {
+        parts += 1 + std::ranges::count(std::string_view(entry.GetName()), '/');
+    }
+    if (parts > MaximumPartCount) {
+        throw Kernel::IoException("the package has too many entries");
+    }
+}
+
 /// Throws unless the archive declares sizes that are possible and bearable.
 void CheckSizes(const ZipArchive& archive, std::uint64_t archiveSize,
                 const Kernel::String& folder) {
-    if (archive.GetEntryCount() > MaximumEntryCount) {
-        throw Kernel::IoException("the package has too many entries");
-    }
     const std::uint64_t room = std::min(MaximumSize, Kernel::FileSystem::GetFreeSpace(folder));
     std::uint64_t unpacked = 0;
     std::uint64_t packed = 0;
@@ -204,6 +212,7 @@ void InstallPackage(const Kernel::String& packagePath, const Kernel::String& fol
     const Kernel::String place = folder.empty() ? "./" : folder;  // one that can be looked up
     const auto file = Kernel::FastFileInStream::Open(packagePath, ReadBufferSize);
     const auto archive = Kernel::MakeCounted<ZipArchive>(file, abort);
+    CheckParts(*archive);
     CheckSizes(*archive, file->GetSize(), place);
     Installation installation(place);
     for (const ZipArchive::Entry& entry : *archive) {
