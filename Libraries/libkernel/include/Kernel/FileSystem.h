@@ -40,7 +40,8 @@ KERNEL_API std::uint64_t GetFreeSpace(const String& folder) noexcept;
 KERNEL_API String GetTemporaryFolder();
 
 /// The current user's cache folder, for data that can be fetched or computed again; std::nullopt if
-/// the system names none. On POSIX systems $XDG_CACHE_HOME, else $HOME/.cache (XDG Base Directory).
+/// the system names none. On POSIX systems $XDG_CACHE_HOME, else $HOME/.cache, of which relative
+/// ones are ignored (XDG Base Directory).
 KERNEL_API std::optional<String> GetUserCacheFolder();
 
 /// Deletes temporary files of this library in `folder` that were last written two days ago or

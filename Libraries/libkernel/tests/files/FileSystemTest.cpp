@@ -196,8 +196,10 @@ TEST(FileSystem, KnowsTheUsersCacheFolder) {
     setenv("HOME", "/home/user", 1);
     unsetenv("XDG_CACHE_HOME");
     EXPECT_EQ(GetUserCacheFolder(), "/home/user/.cache");
-    setenv("XDG_CACHE_HOME", "", 1);
-    EXPECT_EQ(GetUserCacheFolder(), "/home/user/.cache");
+    for (const char* const ignored : {"", "relative", "~/cache"}) {
+        setenv("XDG_CACHE_HOME", ignored, 1);
+        EXPECT_EQ(GetUserCacheFolder(), "/home/user/.cache");
+    }
     setenv("XDG_CACHE_HOME", "/cache", 1);
     EXPECT_EQ(GetUserCacheFolder(), "/cache");
     unsetenv("XDG_CACHE_HOME");
