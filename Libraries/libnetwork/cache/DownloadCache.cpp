@@ -4,12 +4,17 @@
 #include "Kernel/FileSystem.h"
 #include "Kernel/Format.h"
 #include "Kernel/IoException.h"
+#include "Kernel/NeverDestroyed.h"
 #include "Network/Http.h"
 
 #include "cache/Digest.h"
 #include "requests/Address.h"
 
 #include <cstdint>
+#include <filesystem>
+#include <future>
+#include <map>
+#include <mutex>
 #include <utility>
 
 namespace Network {
@@ -31,14 +36,60 @@ void Download(const Kernel::String& address, Kernel::OutStream& target) {
     }
 }
 
+/// The downloads that are running, by the path of their files.
+struct Downloads {
+    std::mutex mutex;
+    std::map<Kernel::String, std::shared_future<void>> running;
+};
+
+/// Calls `download`, unless another thread does so for the same path: then waits for that one,
+/// whose outcome counts.
+template <class Call>
+void DownloadOnce(const Kernel::String& path, Call download) {
+    static Kernel::NeverDestroyed<Downloads> downloads;
+    std::promise<void> end;
+    std::unique_lock lock(downloads->mutex);
+    const auto [place, isFirst] = downloads->running.try_emplace(path);
+    if (!isFirst) {
+        const std::shared_future<void> other = place->second;
+        lock.unlock();
+        return other.get();
+    }
+    place->second = end.get_future().share();
+    const std::shared_future<void> own = place->second;
+    lock.unlock();
+    try {
+        download();
+        end.set_value();
+    } catch (...) {
+        end.set_exception(std::current_exception());
+    }
+    lock.lock();
+    downloads->running.erase(path);
+    lock.unlock();
+    own.get();
+}
+
+/// Whether there is a file at `path`. Throws Kernel::IoException if there is something else.
+bool HasFile(const Kernel::String& path) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(path.c_str(), error);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+        throw Kernel::IoException("keep a download as", path,
+                                  std::make_error_code(std::errc::is_a_directory));
+    }
+    return std::filesystem::is_regular_file(status);
+}
+
 }  // namespace
 
 DownloadCache::DownloadCache(Kernel::String folder) : m_folder(std::move(folder)) {}
 
 DownloadCache& DownloadCache::Instance() {
-    static DownloadCache instance(Kernel::FileSystem::GetUserCacheFolder().value_or("./.cache") +
-                                  "/orvantis/downloads");
-    return instance;
+    // Threads may download during exit.
+    static Kernel::NeverDestroyed<DownloadCache> instance(
+        Kernel::FileSystem::GetUserCacheFolder().value_or("./.cache") + "/orvantis/downloads");
+    return *instance;
 }
 
 void DownloadCache::Invalidate(const Kernel::String& key) {
@@ -47,12 +98,14 @@ void DownloadCache::Invalidate(const Kernel::String& key) {
 
 Kernel::String DownloadCache::DownloadSync(const ResourceIdentifier& resource) {
     Kernel::String path = GetPath(resource.key);
-    if (!Kernel::FileSystem::Exists(path)) {
-        Kernel::FileSystem::CreateDirectoryRecursive(m_folder);
-        Kernel::FileSystem::DeleteAbandonedFiles(m_folder);
-        const auto file = Kernel::AtomicFileOutStream::Create(path);
-        Download(resource.address, *file);
-        file->Commit();
+    if (!HasFile(path)) {
+        DownloadOnce(path, [&] {
+            Kernel::FileSystem::CreateDirectoryRecursive(m_folder);
+            Kernel::FileSystem::DeleteAbandonedFiles(m_folder);
+            const auto file = Kernel::AtomicFileOutStream::Create(path);
+            Download(resource.address, *file);
+            file->Commit();
+        });
     }
     return path;
 }

@@ -9,7 +9,8 @@ namespace Network {
 
 /// Keeps one file for each key in a folder. Files are replaced atomically, so each is complete.
 ///
-/// Threads: any; several processes may share a folder.
+/// Threads: any; several processes may share a folder. Threads of one process that ask for one key
+/// at the same time wait for one download.
 class NETWORK_API DownloadCache {
 public:
     /// An address and the key under which its document is kept.
@@ -30,7 +31,8 @@ public:
 
     /// The path of the file of the resource's key, which is downloaded first if there is none.
     /// Blocks. Keeps nothing and throws Http::Exception for a failed transfer, a document of more
-    /// than 256 MiB or a status other than 200, Kernel::IoException if the file can't be written.
+    /// than 256 MiB or a status other than 200, Kernel::IoException if the file can't be written or
+    /// something else is in its place.
     Kernel::String DownloadSync(const ResourceIdentifier& resource);
 
 private:

@@ -69,6 +69,16 @@ TEST_F(DownloadCacheTest, KeepsFilesOfAnyKeyInItsFolderForAllThreads) {
         }
     });
     EXPECT_EQ(GetNames().size(), keys.size());
+    EXPECT_EQ(server.GetConnectionCount(), static_cast<int>(keys.size()));
+}
+
+TEST_F(DownloadCacheTest, TakesNoFolderForAFile) {
+    const TestServer server(Reply(200, {}, "text"));
+    const DownloadCache::ResourceIdentifier resource{server.GetAddress(), "abc"};
+    const Kernel::String path = m_cache.DownloadSync(resource);
+    std::filesystem::remove(path.c_str());
+    std::filesystem::create_directory(path.c_str());
+    EXPECT_THROW(m_cache.DownloadSync(resource), Kernel::IoException);
 }
 
 }  // namespace
