@@ -2,6 +2,7 @@
 
 #include "Kernel/Diagnostics.h"
 #include "Kernel/FileSystem.h"
+#include "Kernel/NeverDestroyed.h"
 
 #include "inference/DevicePolicy.h"
 
@@ -51,8 +52,9 @@ ModelCache::ModelCache() = default;
 ModelCache::~ModelCache() = default;
 
 ModelCache& ModelCache::GetInstance() {
-    static ModelCache instance;
-    return instance;
+    // Downloads of other threads use it until the process ends.
+    static Kernel::NeverDestroyed<ModelCache> instance;
+    return *instance;
 }
 
 void ModelCache::Shutdown() {
