@@ -60,7 +60,7 @@ const DownloadFailure::Cause DownloadFailure::Causes[] = {
     {"certificate has expired", "the server's certificate has expired",
      "The server needs a new certificate."},
     {"SSL certificate problem", "the server's certificate is not trusted", Authorise},
-    {"error setting certificate", "the trusted certificate can't be used", FixCertificate},
+    {"the certificate authorities in", "the trusted certificate can't be used", FixCertificate},
     {"HTTP/0.9", "what answers is no web server", CheckPort},
     {"wrong version number", "what answers does not speak https", CheckPort},
     {"SSL", "there is no safe connection to the server", CheckPort},

@@ -1,5 +1,7 @@
 #include "curl/Curl.h"
 
+#include <openssl/crypto.h>
+
 #include <new>
 
 namespace Network {
@@ -13,14 +15,35 @@ void CurlList::Add(const Kernel::String& line) {
     m_list.reset(longer);
 }
 
-CurlHandle MakeCurlHandle() {
+namespace {
+
+CURLcode Initialise() {
+    // When the process exits, OpenSSL would free its tables, which requests of other threads still
+    // use. Takes no effect if the host has started OpenSSL before.
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+    return curl_global_init(CURL_GLOBAL_DEFAULT);
+}
+
+/// Calls `make` once libcurl is initialised.
+template <class Owner, class Make>
+Owner MakeOwned(Make make) {
     // Without curl_global_cleanup(): requests of other threads may run until the process ends.
-    static const CURLcode ready = curl_global_init(CURL_GLOBAL_DEFAULT);
-    CurlHandle handle(ready == CURLE_OK ? curl_easy_init() : nullptr);
-    if (!handle) {
+    static const CURLcode ready = Initialise();
+    Owner owner(ready == CURLE_OK ? make() : nullptr);
+    if (!owner) {
         throw std::bad_alloc();
     }
-    return handle;
+    return owner;
+}
+
+}  // namespace
+
+CurlHandle MakeCurlHandle() {
+    return MakeOwned<CurlHandle>(curl_easy_init);
+}
+
+CurlDriver MakeCurlDriver() {
+    return MakeOwned<CurlDriver>(curl_multi_init);
 }
 
 }  // namespace Network

@@ -17,7 +17,12 @@ struct CurlFree {
     void operator()(char* text) const noexcept { curl_free(text); }
 };
 
+struct CurlDriverFree {  // CURL and CURLM are the same type to the compiler
+    void operator()(CURLM* driver) const noexcept { curl_multi_cleanup(driver); }
+};
+
 using CurlHandle = std::unique_ptr<CURL, CurlFree>;
+using CurlDriver = std::unique_ptr<CURLM, CurlDriverFree>;
 using CurlAddress = std::unique_ptr<CURLU, CurlFree>;
 using CurlText = std::unique_ptr<char, CurlFree>;
 
@@ -34,5 +39,15 @@ private:
 
 /// A new handle; initialises libcurl first. Throws std::bad_alloc if there is no memory.
 CurlHandle MakeCurlHandle();
+
+/// What drives a handle without blocking. Throws std::bad_alloc if there is no memory.
+CurlDriver MakeCurlDriver();
+
+// What differs between systems, one source file each.
+
+/// A socket for a connection to `address`, which programs that this process starts don't inherit.
+/// CURL_SOCKET_BAD if the system does not know the kind of address; throws std::system_error if it
+/// has no more sockets.
+curl_socket_t OpenSocket(const curl_sockaddr& address);
 
 }  // namespace Network

@@ -33,15 +33,27 @@ CurlAddress MakeAddress() {
 [[noreturn]] void Refuse(const Kernel::String& address, const char* reason) {
     throw Http::Exception(
         Kernel::Format("\"%1\" is no address of the web: %2", DescribeAddress(address), reason)
-            .c_str());
+            .c_str(),
+        Http::FailureReason::Invalid);
 }
 
 /// The part `what` of an address; empty if it has none.
-Kernel::String GetPart(const CurlAddress& address, CURLUPart what) {
+Kernel::String GetPart(const CurlAddress& address, CURLUPart what, unsigned int flags = 0) {
     char* text = nullptr;
-    curl_url_get(address.get(), what, &text, 0);
+    curl_url_get(address.get(), what, &text, flags);
     const CurlText owner(text);
     return text;
+}
+
+/// `text` is what `address` was parsed from.
+void CheckServer(const CurlAddress& address, const Kernel::String& text) {
+    const Kernel::String scheme = GetPart(address, CURLUPART_SCHEME);
+    if (scheme != "http" && scheme != "https") {
+        Refuse(text, "only http and https are");
+    }
+    if (GetPart(address, CURLUPART_PORT) == "0") {
+        Refuse(text, "there is no port 0");
+    }
 }
 
 Kernel::String Shorten(std::string_view text) {
@@ -89,15 +101,43 @@ CurlAddress ParseAddress(const Http::Request& request) {
     if (code != CURLUE_OK) {
         Refuse(request.address, curl_url_strerror(code));
     }
-    const Kernel::String scheme = GetPart(address, CURLUPART_SCHEME);
-    if (scheme != "http" && scheme != "https") {
-        Refuse(request.address, "only http and https are");
-    }
-    if (GetPart(address, CURLUPART_PORT) == "0") {
-        Refuse(request.address, "there is no port 0");
-    }
+    CheckServer(address, request.address);
     AddParameters(address.get(), request.parameters);
     return address;
+}
+
+CurlAddress ResolveRedirect(const CurlAddress& base, const Kernel::String& location) {
+    CurlAddress address(curl_url_dup(base.get()));
+    if (!address) {
+        throw std::bad_alloc();
+    }
+    const CURLUcode code =
+        curl_url_set(address.get(), CURLUPART_URL, location.c_str(), ParsingFlags);
+    if (code != CURLUE_OK) {
+        Refuse(location, curl_url_strerror(code));
+    }
+    CheckServer(address, location);
+    if (HasSameOrigin(base, address) && GetPart(address, CURLUPART_USER).empty()) {
+        for (const CURLUPart part : {CURLUPART_USER, CURLUPART_PASSWORD}) {
+            const Kernel::String text = GetPart(base, part);
+            curl_url_set(address.get(), part, text.empty() ? nullptr : text.c_str(), 0);
+        }
+    }
+    return address;
+}
+
+bool HasSameOrigin(const CurlAddress& left, const CurlAddress& right) {
+    const auto isSame = [&](CURLUPart part) {
+        return GetPart(left, part, CURLU_DEFAULT_PORT) == GetPart(right, part, CURLU_DEFAULT_PORT);
+    };
+    // libcurl keeps schemes in lower case.
+    return isSame(CURLUPART_SCHEME) && isSame(CURLUPART_PORT) &&
+           curl_strequal(GetPart(left, CURLUPART_HOST).c_str(),
+                         GetPart(right, CURLUPART_HOST).c_str()) != 0;
+}
+
+bool IsEncrypted(const CurlAddress& address) {
+    return GetPart(address, CURLUPART_SCHEME) == "https";
 }
 
 Kernel::String DescribeAddress(const Kernel::String& address) {

@@ -12,6 +12,16 @@ namespace Network {
 /// is not absolute, not http or https, or not well-formed.
 CurlAddress ParseAddress(const Http::Request& request);
 
+/// The address that `location` (a reference, RFC 3986, 4.1) names in a response from `base`. Its
+/// user and password are those of `base` if it has the same origin and none of its own. Throws
+/// Http::Exception as ParseAddress() does.
+CurlAddress ResolveRedirect(const CurlAddress& base, const Kernel::String& location);
+
+/// Whether both have the same scheme, host and port (RFC 6454).
+bool HasSameOrigin(const CurlAddress& left, const CurlAddress& right);
+
+bool IsEncrypted(const CurlAddress& address);
+
 /// `address` for messages: without user, password, query and fragment, which may contain secrets.
 Kernel::String DescribeAddress(const Kernel::String& address);
 

@@ -4,195 +4,207 @@
 #include "Network/HttpException.h"
 
 #include "requests/Address.h"
-#include "settings/TransferSettings.h"
+#include "transfer/Secrets.h"
 
 #include <algorithm>
-#include <string>
+#include <atomic>
+#include <new>
 #include <utility>
 
 namespace Network {
 
 namespace {
 
-constexpr long MaximumRedirects = 5;
-constexpr std::size_t MaximumHeaderBytes = 262'144;
-constexpr int MaximumTimeout = 24 * 60 * 60;  // seconds; libcurl overflows for large values
-constexpr long BufferSize = 262'144;          // large writes for sinks that write to a disk
+using namespace std::chrono_literals;
 
-bool SendsBody(Http::Method method) noexcept {
-    return method == Http::Method::Post || method == Http::Method::Put;
-}
+constexpr int MaximumRedirects = 5;
+constexpr auto ReportInterval = 1s;
+constexpr auto LookInterval = 50ms;  // at the flag that aborts
 
 bool IsRedirectable(const Http::Request& request) noexcept {
     return request.followsRedirects &&
            (request.method == Http::Method::Get || request.method == Http::Method::Head);
 }
 
-std::string_view Trim(std::string_view text) noexcept {
-    constexpr std::string_view Space = " \t\r\n";
-    const std::size_t start = std::min(text.find_first_not_of(Space), text.size());
-    const std::size_t end = text.find_last_not_of(Space) + 1;
-    return text.substr(start, std::max(start, end) - start);
+bool IsSet(const bool* flag) noexcept {
+    // The flag itself is not const: another thread sets it.
+    return flag != nullptr && std::atomic_ref<bool>(*const_cast<bool*>(flag)).load();
 }
 
-Kernel::String ToLower(std::string_view text) {
-    std::string lower(text);
-    std::ranges::transform(lower, lower.begin(), [](unsigned char c) {
-        return static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
-    });
-    return lower;
+Http::FailureReason Classify(CURLcode code) noexcept {
+    switch (code) {
+        case CURLE_COULDNT_RESOLVE_PROXY:
+        case CURLE_COULDNT_RESOLVE_HOST:
+        case CURLE_COULDNT_CONNECT:
+            return Http::FailureReason::Unreachable;
+        case CURLE_OPERATION_TIMEDOUT:
+            return Http::FailureReason::TimedOut;
+        case CURLE_SSL_CONNECT_ERROR:
+        case CURLE_PEER_FAILED_VERIFICATION:
+        case CURLE_SSL_CERTPROBLEM:
+        case CURLE_SSL_CIPHER:
+            return Http::FailureReason::Untrusted;
+        default:
+            return Http::FailureReason::Broken;
+    }
 }
 
-/// Whether `name` is one that a header may have (RFC 9110, 5.1).
-bool IsHeaderName(std::string_view name) noexcept {
-    constexpr std::string_view Characters =
-        "!#$%&'*+-.^_`|~0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
-    return !name.empty() && name.find_first_not_of(Characters) == std::string_view::npos;
-}
+/// Adds a handle to its driver while it lives.
+class Attachment {
+public:
+    Attachment(CURLM* driver, CURL* handle) : m_driver(driver), m_handle(handle) {
+        if (curl_multi_add_handle(driver, handle) != CURLM_OK) {
+            throw std::bad_alloc();
+        }
+    }
+    Attachment(const Attachment&) = delete;
+    Attachment& operator=(const Attachment&) = delete;
+    ~Attachment() { curl_multi_remove_handle(m_driver, m_handle); }
 
-bool IsHeaderValue(std::string_view value) noexcept {
-    return std::ranges::none_of(value, [](char c) {
-        return (static_cast<unsigned char>(c) < ' ' && c != '\t') || c == 0x7F;
-    });
-}
+private:
+    CURLM* m_driver;
+    CURL* m_handle;
+};
 
 }  // namespace
 
-Transfer::Transfer(const Http::Request& request, TransferHandlers handlers)
+Transfer::Transfer(const Http::Request& request, TransferHandlers handlers, AbortFlags abort)
     : m_request(request),
       m_handlers(std::move(handlers)),
-      m_timeout(std::clamp(request.timeout, 1, MaximumTimeout)),
-      m_address(ParseAddress(request)),
-      m_handle(MakeCurlHandle()) {
+      m_abort(abort),
+      m_address(ParseAddress(request)) {
     SetUp();
 }
 
 Http::Response Transfer::Run() {
-    const CURLcode code = Guard(CURLE_ABORTED_BY_CALLBACK, [this] {
+    CURLcode code = CURLE_ABORTED_BY_CALLBACK;
+    Guard(false, [&] {
         ReportPhase(Phase::Connecting);
-        return curl_easy_perform(m_handle.get());
+        code = RunOnce();
+        for (int redirects = 1; !m_redirect.empty(); ++redirects) {
+            Follow(redirects);
+            code = RunOnce();
+        }
+        return true;
     });
     long status = 0;
     curl_easy_getinfo(m_handle.get(), CURLINFO_RESPONSE_CODE, &status);
     m_response.status = static_cast<int>(status);
-    const bool isReported = Guard(false, [this, code] {
+    m_response.headers = m_head.GetFields();
+    Guard(false, [&] {
         if (code == CURLE_OK) {
             ReportResponse();
         }
         if (m_request.sink) {
             m_request.sink->Flush();
         }
+        if (code == CURLE_OK) {
+            CheckLength();
+        }
         return true;
     });
-    if (code != CURLE_OK || !isReported || IsLengthUnknown()) {
-        m_response.failure = DescribeFailure(code);
+    if (code != CURLE_OK || m_thrown) {
+        NoteFailure(code);
     }
     return std::move(m_response);
 }
 
-void Transfer::SetUp() {
-    Set(CURLOPT_CURLU, m_address.get());
-    Set(CURLOPT_ERRORBUFFER, m_errorText.data());
-    SetUpMethod();
-    SetUpHeaders();
-    SetUpLimits();
-    SetUpTrust();
-    SetUpCallbacks();
+/// Goes where a redirect leads: from the second time on to another server, which is to learn no
+/// more than any server does.
+void Transfer::Follow(int redirects) {
+    if (redirects > MaximumRedirects) {
+        throw Http::Exception(
+            Kernel::Format("the server redirects more than %1 times", MaximumRedirects).c_str());
+    }
+    CurlAddress target = ResolveRedirect(m_address, std::exchange(m_redirect, {}));
+    if (IsEncrypted(m_address) && !IsEncrypted(target)) {
+        throw Http::Exception("the server redirects from https to http");
+    }
+    m_isOriginal = m_isOriginal && HasSameOrigin(m_address, target);
+    m_address = std::move(target);
+    SetUp();
 }
 
-void Transfer::SetUpMethod() {
-    Set(CURLOPT_PROTOCOLS_STR, "http,https");
-    Set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-    Set(CURLOPT_FOLLOWLOCATION, IsRedirectable(m_request) ? 1L : 0L);
-    Set(CURLOPT_MAXREDIRS, MaximumRedirects);
-    switch (m_request.method) {
-        case Http::Method::Head:
-            Set(CURLOPT_NOBODY, 1L);
-            break;
-        case Http::Method::Get:
-            Set(CURLOPT_HTTPGET, 1L);
-            break;
-        case Http::Method::Post:
-            Set(CURLOPT_POST, 1L);
-            break;
-        case Http::Method::Put:
-            Set(CURLOPT_UPLOAD, 1L);
-            break;
-        case Http::Method::Delete:
-            Set(CURLOPT_CUSTOMREQUEST, "DELETE");
-            break;
+/// Makes one exchange with a server.
+CURLcode Transfer::RunOnce() {
+    const CURLcode code = Drive();
+    if (m_thrown) {
+        std::rethrow_exception(std::exchange(m_thrown, nullptr));
     }
-    if (SendsBody(m_request.method)) {
-        m_bodySize = m_request.body ? m_request.body->GetSize() : 0;
-        Set(m_request.method == Http::Method::Post ? CURLOPT_POSTFIELDSIZE_LARGE
-                                                   : CURLOPT_INFILESIZE_LARGE,
-            static_cast<curl_off_t>(m_bodySize));
-    }
-    if (m_request.fencepost == Http::Fencepost::Start) {
-        Set(CURLOPT_RANGE, Kernel::Format("%1-", m_request.firstByte).c_str());
-    }
+    return m_redirect.empty() ? code : CURLE_OK;  // the body of a redirect is cut off
 }
 
-void Transfer::SetUpHeaders() {
-    m_headers.Add("Expect:");  // servers that ignore it cost a wait of a second
-    for (const auto& [name, value] : m_request.headers) {
-        if (!IsHeaderName(name) || !IsHeaderValue(value)) {
-            throw Http::Exception("a header of the request is not well-formed");
+CURLcode Transfer::Drive() {
+    const CurlDriver driver = MakeCurlDriver();
+    const Attachment attachment(driver.get(), m_handle.get());
+    m_isConnected = false;
+    for (int running = 1;;) {
+        const CURLMcode code = curl_multi_perform(driver.get(), &running);
+        if (code != CURLM_OK) {
+            throw Http::Exception(curl_multi_strerror(code));
         }
-        // libcurl omits a header without a value unless it ends in ";".
-        m_headers.Add(value.empty() ? name + ";" : Kernel::Format("%1: %2", name, value));
+        NoteProgress();
+        if (running == 0 || m_thrown) {
+            break;
+        }
+        CheckAbort();
+        CheckSilence();
+        const auto start = Clock::now();
+        curl_multi_poll(driver.get(), nullptr, 0, static_cast<int>(LookInterval.count()), nullptr);
+        m_silence += Clock::now() - start;
     }
-    Set(CURLOPT_HTTPHEADER, m_headers.Get());
-    Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    int left = 0;
+    const CURLMsg* const message = curl_multi_info_read(driver.get(), &left);
+    return message != nullptr ? message->data.result : CURLE_ABORTED_BY_CALLBACK;
 }
 
-void Transfer::SetUpLimits() {
-    Set(CURLOPT_CONNECTTIMEOUT, static_cast<long>(m_timeout.count()));
-    Set(CURLOPT_FRESH_CONNECT, 1L);
-    Set(CURLOPT_FORBID_REUSE, 1L);
-    Set(CURLOPT_NOSIGNAL, 1L);  // signal handlers belong to the host
-    Set(CURLOPT_BUFFERSIZE, BufferSize);
+/// Takes note of what libcurl has sent, and reports what has changed, or what has not for a second.
+void Transfer::NoteProgress() {
+    curl_off_t sent = 0;
+    curl_easy_getinfo(m_handle.get(), CURLINFO_SIZE_UPLOAD_T, &sent);
+    if (static_cast<std::uint64_t>(sent) != m_progress.sent) {
+        m_progress.sent = static_cast<std::uint64_t>(sent);
+        m_silence = {};
+    }
+    m_progress.totalToSend = m_bodySize;
+    if (!m_thrown) {
+        ReportProgress();
+    }
 }
 
-void Transfer::SetUpTrust() {
-    const TransferSettings settings = GetTransferSettings();
-    Set(CURLOPT_SSL_VERIFYPEER, 1L);
-    Set(CURLOPT_SSL_VERIFYHOST, 2L);
-    if (!settings.certificateAuthorities.empty()) {
-        Set(CURLOPT_CAINFO, settings.certificateAuthorities.c_str());
-        Set(CURLOPT_CAPATH, nullptr);
+void Transfer::ReportProgress() {
+    const auto now = Clock::now();
+    if (!m_handlers.onProgress ||
+        (m_progress == m_reportedProgress && now - m_reportTime < ReportInterval)) {
+        return;
     }
-    if (settings.proxy) {
-        Set(CURLOPT_PROXY, settings.proxy->c_str());
-        Set(CURLOPT_NOPROXY, "");  // overrides no_proxy
-    }
-    for (const Kernel::String& route : settings.routes) {
-        m_routes.Add(route);
-    }
-    Set(CURLOPT_CONNECT_TO, m_routes.Get());
+    m_reportTime = now;
+    m_reportedProgress = m_progress;
+    m_handlers.onProgress(m_progress);
 }
 
-void Transfer::SetUpCallbacks() {
-    Set(CURLOPT_HEADERFUNCTION, OnHeader);
-    Set(CURLOPT_HEADERDATA, this);
-    Set(CURLOPT_WRITEFUNCTION, OnBody);
-    Set(CURLOPT_WRITEDATA, this);
-    Set(CURLOPT_READFUNCTION, OnRead);
-    Set(CURLOPT_READDATA, this);
-    Set(CURLOPT_SEEKFUNCTION, OnSeek);
-    Set(CURLOPT_SEEKDATA, this);
-    Set(CURLOPT_XFERINFOFUNCTION, OnProgress);
-    Set(CURLOPT_XFERINFODATA, this);
-    Set(CURLOPT_NOPROGRESS, 0L);
-    Set(CURLOPT_PREREQFUNCTION, OnConnected);
-    Set(CURLOPT_PREREQDATA, this);
+void Transfer::CheckAbort() const {
+    if (IsSet(m_abort.own) || IsSet(m_abort.callers)) {
+        throw Http::Exception("the request was cancelled", Http::FailureReason::Cancelled);
+    }
+}
+
+/// Throws after a time limit without a byte. libcurl's own limit (CURLOPT_LOW_SPEED_TIME) works on
+/// a mean of several seconds: late for a server that stalls, and wrong for one that is slow but
+/// steady.
+void Transfer::CheckSilence() const {
+    const bool isThinking = m_progress.sent == m_bodySize && !m_head.IsStarted();
+    const int limit = isThinking ? m_request.replyTimeout : m_request.timeout;
+    if (m_isConnected && m_silence > std::chrono::seconds(std::max(limit, 1))) {
+        throw Http::Exception("the server neither sends nor takes anything",
+                              Http::FailureReason::TimedOut);
+    }
 }
 
 std::size_t Transfer::OnHeader(char* data, std::size_t /*one*/, std::size_t size, void* self) {
     auto& transfer = *static_cast<Transfer*>(self);
     return transfer.Guard(std::size_t{0}, [&] {
-        transfer.TakeHeader({data, size});
-        return size;
+        return transfer.TakeHeader({data, size}) ? size : 0;
     });
 }
 
@@ -216,26 +228,20 @@ int Transfer::OnSeek(void* self, curl_off_t position, int origin) {
     return origin == SEEK_SET ? CURL_SEEKFUNC_OK : CURL_SEEKFUNC_FAIL;
 }
 
-int Transfer::OnProgress(void* self, curl_off_t toReceive, curl_off_t received, curl_off_t toSend,
-                         curl_off_t sent) {
-    auto& transfer = *static_cast<Transfer*>(self);
-    return transfer.Guard(1, [&] {
-        transfer.ReportProgress(
-            {static_cast<std::uint64_t>(received), static_cast<std::uint64_t>(toReceive),
-             static_cast<std::uint64_t>(sent), static_cast<std::uint64_t>(toSend)});
-        return 0;
-    });
-}
-
 int Transfer::OnConnected(void* self, char* /*peer*/, char* /*own*/, int /*peerPort*/,
                           int /*ownPort*/) {
     auto& transfer = *static_cast<Transfer*>(self);
     return transfer.Guard(CURL_PREREQFUNC_ABORT, [&] {
-        transfer.CheckRedirect();
         transfer.ReportPhase(Phase::Waiting);
-        transfer.m_lastActivity = Clock::now();
+        transfer.m_isConnected = true;
+        transfer.m_silence = {};
         return CURL_PREREQFUNC_OK;
     });
+}
+
+curl_socket_t Transfer::OnSocket(void* self, curlsocktype /*purpose*/, curl_sockaddr* address) {
+    return static_cast<Transfer*>(self)->Guard(curl_socket_t{CURL_SOCKET_BAD},
+                                               [&] { return OpenSocket(*address); });
 }
 
 void Transfer::ReportPhase(Phase phase) {
@@ -248,17 +254,6 @@ void Transfer::ReportPhase(Phase phase) {
     m_handlers.onStatus(Kernel::LocalisedString("Network", text));
 }
 
-/// Throws for a redirect from https to http.
-void Transfer::CheckRedirect() {
-    const char* address = "";
-    curl_easy_getinfo(m_handle.get(), CURLINFO_EFFECTIVE_URL, &address);
-    const bool isEncrypted = ToLower(std::string_view(address).substr(0, 6)) == "https:";
-    if (m_isEncrypted && !isEncrypted) {
-        throw Http::Exception("the server redirects from https to http");
-    }
-    m_isEncrypted = isEncrypted;
-}
-
 /// Calls the response handler, once.
 void Transfer::ReportResponse() {
     if (!std::exchange(m_isResponseReported, true) && m_handlers.onResponse) {
@@ -266,50 +261,78 @@ void Transfer::ReportResponse() {
     }
 }
 
-/// Stores one header line. Each response of a chain of redirects replaces the headers.
-void Transfer::TakeHeader(std::string_view line) {
-    m_lastActivity = Clock::now();
-    m_headerBytes += line.size();
-    if (m_headerBytes > MaximumHeaderBytes) {
-        throw Http::Exception("the server sends too many headers");
+/// Takes a line of the head; false if this is a redirect, whose body nothing is to wait for.
+bool Transfer::TakeHeader(std::string_view line) {
+    m_silence = {};
+    if (m_head.Take(line)) {
+        if (IsRedirectable(m_request)) {
+            m_redirect = m_head.GetRedirect();
+        }
+        CheckRange();
+        curl_off_t total = 0;
+        curl_easy_getinfo(m_handle.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &total);
+        m_progress.totalToReceive = static_cast<std::uint64_t>(std::max<curl_off_t>(total, 0));
     }
-    if (line.starts_with("HTTP/")) {
-        m_response.headers.clear();
-        return;
-    }
-    const std::size_t colon = line.find(':');
-    if (colon != std::string_view::npos) {
-        m_response.headers[ToLower(Trim(line.substr(0, colon)))] = Trim(line.substr(colon + 1));
+    return m_redirect.empty();
+}
+
+/// Throws for a response that holds something else than what was asked for, before a byte of it
+/// reaches the sink.
+void Transfer::CheckRange() const {
+    const bool isPart = m_head.GetStatus() == 206;
+    if (m_request.fencepost == Http::Fencepost::None) {
+        if (isPart) {
+            throw Http::Exception("the server sends a part, which was not asked for");
+        }
+    } else if (isPart) {
+        const auto range = m_head.GetRange();
+        if (!range || range->first != m_request.firstByte ||
+            range->last + 1 != range->size.value_or(range->last + 1)) {
+            throw Http::Exception("the server sends another part than was asked for");
+        }
+    } else if (m_head.GetStatus() == 200 && m_request.firstByte > 0) {
+        throw Http::Exception(m_request.validator.empty()
+                                  ? "the server sends the whole instead of a part"
+                                  : "the document has changed since its first part was received");
     }
 }
 
 void Transfer::TakeBody(std::span<const std::byte> bytes) {
+    CheckAbort();
+    m_silence = {};
     if (!m_isResponseReported) {
         ReportPhase(Phase::Receiving);
         ReportResponse();
     }
-    if (m_request.sink) {
+    const bool isPartOnly = m_request.fencepost == Http::Fencepost::Start;
+    const bool isWanted = !isPartOnly || m_head.GetStatus() == 200 || m_head.GetStatus() == 206;
+    if (m_request.sink && isWanted) {
         m_request.sink->Write(bytes);
     }
+    m_progress.received += bytes.size();
+    ReportProgress();
 }
 
-/// Calls the progress handler, and throws after a timeout of inactivity: libcurl calls at least
-/// once a second. Its own limit (CURLOPT_LOW_SPEED_TIME) works on a mean of several seconds: late
-/// for a server that stalls, and wrong for one that is slow but steady.
-void Transfer::ReportProgress(const Http::ProgressInformation& progress) {
-    const bool isNew = progress.received != m_progress.received || progress.sent != m_progress.sent;
-    m_progress = progress;
-    if (m_handlers.onProgress) {
-        m_handlers.onProgress(progress);
+/// Throws if the end of the body can't be told from a lost connection, or is not that of the range.
+void Transfer::CheckLength() const {
+    const int status = m_head.GetStatus();
+    if (m_request.method == Http::Method::Head || status == 204 || status == 304) {
+        return;
     }
-    if (isNew) {
-        m_lastActivity = Clock::now();
-    } else if (m_lastActivity && Clock::now() - *m_lastActivity > m_timeout) {
-        throw Http::Exception("the server neither sends nor takes anything");
+    const auto range = m_head.GetRange();
+    if (status == 206 && range && m_progress.received != range->last + 1 - range->first) {
+        throw Http::Exception("the server sends a part of another size than it says");
+    }
+    // Not by the header alone: its value may be out of range.
+    curl_off_t length = -1;
+    curl_easy_getinfo(m_handle.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+    if (length < 0 && !m_head.IsChunked() && !m_request.allowsUnknownLength) {
+        throw Http::Exception("the server does not say how long its response is");
     }
 }
 
 std::size_t Transfer::GiveBody(std::span<std::byte> buffer) {
+    CheckAbort();
     const std::uint64_t rest = m_bodySize - m_bodyPosition;
     if (rest == 0) {
         return 0;
@@ -318,66 +341,37 @@ std::size_t Transfer::GiveBody(std::span<std::byte> buffer) {
     const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), rest));
     const std::size_t count = m_request.body->Read(m_bodyPosition, buffer.first(wanted));
     if (count == 0) {
-        throw Http::Exception("the request's body is shorter than it said");
+        throw Http::Exception("the request's body is shorter than it said",
+                              Http::FailureReason::Local);
     }
     m_bodyPosition += count;
     return count;
 }
 
-/// Whether the response has neither Content-Length nor chunked encoding, but should.
-bool Transfer::IsLengthUnknown() const {
-    const bool hasNoBody = m_request.method == Http::Method::Head || m_response.status == 204 ||
-                           m_response.status == 304;
-    if (m_request.allowsUnknownLength || hasNoBody) {
-        return false;
-    }
-    // Not by the header alone: its value may be out of range.
-    curl_off_t length = -1;
-    curl_easy_getinfo(m_handle.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
-    const auto encoding = m_response.headers.find("transfer-encoding");
-    const bool isChunked = encoding != m_response.headers.end() &&
-                           std::string_view(ToLower(encoding->second)).ends_with("chunked");
-    return length < 0 && !isChunked;
-}
-
-Kernel::String Transfer::DescribeFailure(CURLcode code) const {
-    const auto describe = [&]() -> Kernel::String {
-        if (m_thrown) {
-            try {
-                std::rethrow_exception(m_thrown);
-            } catch (const std::exception& error) {
-                return error.what();
-            } catch (...) {
-                return "a callback failed";
-            }
-        }
-        if (code == CURLE_OK) {
-            return "the server does not say how long its response is";
-        }
-        return m_errorText[0] != '\0' ? m_errorText.data() : curl_easy_strerror(code);
-    };
-    return Kernel::Format("%1: %2", DescribeAddress(m_request.address), describe());
-}
-
-template <class Answer, class Call>
-Answer Transfer::Guard(Answer failed, Call call) noexcept {
+void Transfer::NoteFailure(CURLcode code) {
+    m_response.reason = Classify(code);
+    Kernel::String text = Describe(code);
     if (m_thrown) {
-        return failed;
+        m_response.reason = Http::FailureReason::Local;
+        try {
+            std::rethrow_exception(m_thrown);
+        } catch (const Http::Exception& error) {
+            m_response.reason = error.GetReason();
+            text = error.what();
+        } catch (const std::exception& error) {
+            text = error.what();
+        } catch (...) {
+            text = "a callback failed";
+        }
     }
-    try {
-        return call();
-    } catch (...) {  // of any type: stored, since it must not cross C frames
-        m_thrown = std::current_exception();
-        return failed;
-    }
+    m_response.failure = Kernel::Format("%1: %2", DescribeAddress(m_request.address), text);
 }
 
-template <class Option, class Value>
-void Transfer::Set(Option option, Value value) {
-    const CURLcode code = curl_easy_setopt(m_handle.get(), option, value);
-    if (code != CURLE_OK) {
-        throw Http::Exception(curl_easy_strerror(code));
-    }
+/// libcurl's text, unless it repeats something that nobody else may read.
+Kernel::String Transfer::Describe(CURLcode code) const {
+    const char* const text = m_errorText.data();
+    const bool isUsable = *text != '\0' && !ContainsSecret(text, m_request, m_settings);
+    return isUsable ? text : curl_easy_strerror(code);
 }
 
 }  // namespace Network

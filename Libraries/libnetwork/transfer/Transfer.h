@@ -7,13 +7,14 @@
 #include "Network/HttpRequest.h"
 
 #include "curl/Curl.h"
+#include "settings/TransferSettings.h"
+#include "transfer/ResponseHead.h"
 
 #include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
-#include <optional>
 #include <span>
 #include <string_view>
 
@@ -26,15 +27,23 @@ struct TransferHandlers {
     Http::ProgressHandler onProgress;
 };
 
-/// Runs one request on the calling thread.
+/// Flags that end a transfer once one of them is set, by another thread through
+/// std::atomic_ref<bool>; each may be null.
+struct AbortFlags {
+    const bool* own = nullptr;
+    const bool* callers = nullptr;
+};
+
+/// Runs one request on the calling thread, over as many connections as redirects need.
 ///
 /// libcurl calls back into this object through C frames, which exceptions must not cross: an
 /// exception from a handler, source or sink is stored, ends the transfer and becomes the reason of
 /// its failure.
 class Transfer {
 public:
+    /// Fails within 100 ms of an abort, unless it is a handler, source or sink that takes longer.
     /// Throws Http::Exception for an invalid address or header, before anything is sent.
-    Transfer(const Http::Request& request, TransferHandlers handlers);
+    Transfer(const Http::Request& request, TransferHandlers handlers, AbortFlags abort);
     Transfer(const Transfer&) = delete;
     Transfer& operator=(const Transfer&) = delete;
 
@@ -46,10 +55,11 @@ private:
 
     enum class Phase { Connecting, Waiting, Receiving };
 
+    // Options of libcurl for the next connection.
     void SetUp();
     void SetUpMethod();
     void SetUpHeaders();
-    void SetUpLimits();
+    void SetUpConnection();
     void SetUpTrust();
     void SetUpCallbacks();
 
@@ -58,20 +68,28 @@ private:
     static std::size_t OnBody(char* data, std::size_t one, std::size_t size, void* self);
     static std::size_t OnRead(char* data, std::size_t one, std::size_t size, void* self);
     static int OnSeek(void* self, curl_off_t position, int origin);
-    static int OnProgress(void* self, curl_off_t toReceive, curl_off_t received, curl_off_t toSend,
-                          curl_off_t sent);
     static int OnConnected(void* self, char* peer, char* own, int peerPort, int ownPort);
+    static curl_socket_t OnSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
+    static CURLcode OnEncryption(CURL* handle, void* context, void* self);
 
-    void ReportPhase(Phase phase);
-    void CheckRedirect();
-    void ReportResponse();
-    void TakeHeader(std::string_view line);
+    void Follow(int redirects);
+    CURLcode RunOnce();
+    CURLcode Drive();
+    void NoteProgress();
+    void CheckAbort() const;
+    void CheckSilence() const;
+
+    bool TakeHeader(std::string_view line);
+    void CheckRange() const;
+    void CheckLength() const;
     void TakeBody(std::span<const std::byte> bytes);
-    void ReportProgress(const Http::ProgressInformation& progress);
     std::size_t GiveBody(std::span<std::byte> buffer);
+    void ReportPhase(Phase phase);
+    void ReportResponse();
+    void ReportProgress();
 
-    bool IsLengthUnknown() const;
-    Kernel::String DescribeFailure(CURLcode code) const;
+    void NoteFailure(CURLcode code);
+    Kernel::String Describe(CURLcode code) const;
 
     /// Runs `call` for a callback of libcurl and returns its result; `failed` if it throws.
     template <class Answer, class Call>
@@ -81,22 +99,42 @@ private:
 
     const Http::Request& m_request;
     const TransferHandlers m_handlers;
-    const std::chrono::seconds m_timeout;
+    const AbortFlags m_abort;
+    const TransferSettings m_settings = GetTransferSettings();
     CurlAddress m_address;
+    bool m_isOriginal = true;  // no redirect has led to another origin
+
+    // Of one connection.
     CurlList m_headers;
     CurlList m_routes;
     std::array<char, CURL_ERROR_SIZE> m_errorText{};
-    CurlHandle m_handle;  // refers to all of the above
+    CurlHandle m_handle;
+    ResponseHead m_head;
+    bool m_isConnected = false;
+    std::chrono::nanoseconds m_silence{0};  // waited for since the last byte
 
     Http::Response m_response;
+    Kernel::String m_redirect;
     Http::ProgressInformation m_progress;
-    std::size_t m_headerBytes = 0;
+    Http::ProgressInformation m_reportedProgress;
+    Clock::time_point m_reportTime;
     std::uint64_t m_bodySize = 0;
     std::uint64_t m_bodyPosition = 0;
-    std::optional<Clock::time_point> m_lastActivity;  // once connected
     bool m_isResponseReported = false;
-    bool m_isEncrypted = false;
     std::exception_ptr m_thrown;
 };
+
+template <class Answer, class Call>
+Answer Transfer::Guard(Answer failed, Call call) noexcept {
+    if (m_thrown) {
+        return failed;
+    }
+    try {
+        return call();
+    } catch (...) {  // of any type: stored, since it must not cross C frames
+        m_thrown = std::current_exception();
+        return failed;
+    }
+}
 
 }  // namespace Network

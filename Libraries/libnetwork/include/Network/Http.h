@@ -1,8 +1,8 @@
 // HTTP requests.
 //
 // Common to all of them: the address is absolute, http or https, and checked before anything is
-// sent. Certificates are verified. There is a timeout for connecting and one for inactivity, but
-// none for the whole request; a sink or a progress handler can end a request by throwing. Each
+// sent. Certificates are verified. There are time limits for connecting, for the first byte of the
+// response and for inactivity, but none for the whole request, which can be cancelled instead. Each
 // request has a connection of its own.
 
 #pragma once
@@ -12,6 +12,7 @@
 #include "Network/HttpHandlers.h"
 #include "Network/HttpProgress.h"
 #include "Network/HttpRequest.h"
+#include "Network/RunningRequest.h"
 
 namespace Network::Http {
 
@@ -19,6 +20,13 @@ namespace Network::Http {
 /// complete response, throws Exception if `throwsOnFailure`, else returns what was received, with
 /// `failure` set.
 NETWORK_API Response DoRequest(const Request& request, bool throwsOnFailure);
+
+/// The same. Another thread may set `abort`, if it is not null, through std::atomic_ref<bool>: the
+/// request then fails within 100 ms with FailureReason::Cancelled, or when the handler, source or
+/// sink that is running has returned. `onProgress` may be empty; it is called as that of the next
+/// form.
+NETWORK_API Response DoRequest(const Request& request, bool throwsOnFailure, const bool* abort,
+                               ProgressHandler onProgress);
 
 /// Makes a request on a new thread and returns at once. Any handler may be empty; all are copied
 /// and called on that thread.
@@ -31,8 +39,15 @@ NETWORK_API Response DoRequest(const Request& request, bool throwsOnFailure);
 /// a second. An exception from these three ends the transfer as a failure.
 ///
 /// If no thread can be created, `onFailure` is called on the calling thread.
-NETWORK_API void DoRequest(Request request, CompletionHandler onSuccess,
-                           CompletionHandler onFailure, ResponseHandler onResponse,
-                           StatusHandler onStatus, ProgressHandler onProgress);
+NETWORK_API Kernel::Counted<RunningRequest> DoRequest(Request request, CompletionHandler onSuccess,
+                                                      CompletionHandler onFailure,
+                                                      ResponseHandler onResponse,
+                                                      StatusHandler onStatus,
+                                                      ProgressHandler onProgress);
+
+/// Cancels all requests of the process, blocking ones too, and waits until their completion
+/// handlers have returned and their threads have ended: for a host that unloads this library or
+/// exits. To be called from no handler. Requests that start meanwhile are not waited for.
+NETWORK_API void CancelAllRequests();
 
 }  // namespace Network::Http

@@ -12,6 +12,8 @@ struct ProgressInformation {
     std::uint64_t totalToReceive = 0;
     std::uint64_t sent = 0;
     std::uint64_t totalToSend = 0;
+
+    bool operator==(const ProgressInformation&) const = default;
 };
 
 }  // namespace Network::Http

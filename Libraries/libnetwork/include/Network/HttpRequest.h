@@ -6,6 +6,7 @@
 #include "Kernel/String.h"
 #include "Network/DataSink.h"
 #include "Network/DataSource.h"
+#include "Network/HttpException.h"
 
 #include <cstdint>
 #include <map>
@@ -22,12 +23,14 @@ enum class Method {
 
 /// The range of the body to request (Range, RFC 9110), to continue an interrupted download.
 enum class Fencepost {
-    None = 0,   // the whole body
-    Start = 1,  // from Request::firstByte to the end
+    None = 0,  // the whole body
+    /// From Request::firstByte to the end. Only a response of status 206 with exactly this range is
+    /// a success and reaches the sink; without a first byte, one of status 200 too.
+    Start = 1,
 };
 
-/// Header or parameter values by name. In a response the names are in lower case, and the last of
-/// several headers with one name is kept.
+/// Header or parameter values by name. In a response the names are in lower case, the last of
+/// several headers with one name is kept, and trailers are dropped.
 using Fields = std::map<Kernel::String, Kernel::String>;
 
 struct Request {
@@ -38,14 +41,22 @@ struct Request {
     Fields parameters;
     /// The body of Post and Put; null for an empty one.
     Kernel::Counted<DataSource> body;
-    /// Receives the response's body, whatever the status; null discards it.
+    /// Receives the response's body, whatever the status, but for redirects that are followed; null
+    /// discards it.
     Kernel::Counted<DataSink> sink;
     Fencepost fencepost = Fencepost::None;
     std::uint64_t firstByte = 0;
-    /// Seconds: the limit for connecting, and then for inactivity in both directions.
+    /// For Fencepost::Start: the strong entity tag or the date (ETag, Last-Modified) that the part
+    /// before the first byte came with. If the document has changed since, the request fails.
+    Kernel::String validator;
+    /// Seconds: the limit for connecting, and then for inactivity in both directions. Time that
+    /// handlers, sources and sinks take does not count.
     int timeout = 20;
-    /// Whether Get and Head follow redirects, at most five and none from https to http. Other
-    /// methods never follow them: their bodies may contain secrets.
+    /// Seconds: the limit for the first byte of the response, once the request is sent.
+    int replyTimeout = 60;
+    /// Whether Get and Head follow redirects, at most five and none from https to http. Headers of
+    /// the request go to no other origin (scheme, host and port). Other methods never follow
+    /// redirects: their bodies may contain secrets.
     bool followsRedirects = true;
     /// Whether a response without Content-Length and chunked encoding is accepted. The end of such
     /// a body can't be distinguished from a lost connection.
@@ -58,6 +69,7 @@ struct Response {
     Fields headers;
     /// The reason of a failure, in one line; empty for a success.
     Kernel::String failure;
+    FailureReason reason = FailureReason::None;
 };
 
 }  // namespace Network::Http

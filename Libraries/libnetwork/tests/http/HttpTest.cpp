@@ -1,10 +1,19 @@
+#include "Kernel/Semaphore.h"
+#include "Server/FileDescriptor.h"
+
 #include "support/Threads.h"
 #include "support/linux/LeakCheck.h"
 #include "tests/NetworkTest.h"
 
+#include <fcntl.h>
+#include <sys/socket.h>
+
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
+#include <filesystem>
 #include <optional>
+#include <random>
 
 namespace Network {
 namespace {
@@ -124,6 +133,168 @@ TEST_F(HttpTest, LeavesNothingBehindUnderLoad) {
         }
     });
     EXPECT_NEAR(static_cast<double>(successes), 8 * 15, 24);  // every second, but for what is reset
+}
+
+// --- cancelling ---
+
+struct Phase {
+    const char* name;
+    bool isEncrypted;
+    bool isAtOnce;  // the script starts before the request is read
+    Script script;
+};
+
+const Phase Phases[] = {
+    {"Handshake", true, true, {Server::WaitForClient}},
+    {"Upload", false, true, {Server::WaitForClient}},
+    {"Waiting", true, false, {Server::WaitForClient}},
+    {"Download",
+     true,
+     false,
+     {Server::Drip{std::string(100'000, 'x'), 1, std::chrono::milliseconds(1)}}},
+};
+
+class Cancelling : public NetworkTest, public testing::WithParamInterface<Phase> {
+protected:
+    Cancelling() {
+        if (GetParam().isAtOnce) {
+            m_options.greeting = [](int /*connection*/) { return GetParam().script; };
+        }
+        m_server.emplace(GetParam().script, m_options);
+        m_request = MakeRequest(m_server->GetAddress(), Http::Method::Post);
+        m_request.body = Kernel::MakeCounted<Utf8DataSource>(Kernel::String(30'000'000, 'x'));
+        m_request.allowsUnknownLength = true;
+    }
+
+    ScriptedServer::Options m_options = Encrypted(GetParam().isEncrypted);
+    std::optional<TestServer> m_server;
+    Http::Request m_request;
+};
+
+TEST_P(Cancelling, EndsRequestsOfBothForms) {
+    using Http::FailureReason;
+    std::atomic<int> failures = 0;
+    const auto start = [&] {
+        const auto count = [&](const Http::Request& /*request*/, const Http::Response& response) {
+            failures += response.reason == FailureReason::Cancelled ? 1 : 100;
+        };
+        return Http::DoRequest(m_request, count, count, {}, {}, {});
+    };
+    auto awaitConnection = [&, before = 0]() mutable {
+        while (m_server->GetConnectionCount() == before) {
+            std::this_thread::yield();
+        }
+        before = m_server->GetConnectionCount();
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    };
+    const auto request = start();
+    awaitConnection();
+    EXPECT_FALSE(request->IsCancelled());
+    request->Cancel();
+    request->Wait();
+    EXPECT_EQ(failures, 1);
+
+    bool abort = false;
+    const auto run = [&] {
+        failures += Http::DoRequest(m_request, false, &abort, {}).reason == FailureReason::Cancelled
+                        ? 1
+                        : 100;
+    };
+    std::thread blocking(run);
+    awaitConnection();
+    std::atomic_ref<bool>(abort).store(true);
+    blocking.join();
+    EXPECT_EQ(failures, 2);
+
+    abort = false;
+    std::thread another(run);
+    start();
+    awaitConnection();
+    Http::CancelAllRequests();
+    another.join();
+    EXPECT_EQ(failures, 4);
+}
+
+INSTANTIATE_TEST_SUITE_P(Http, Cancelling, testing::ValuesIn(Phases),
+                         [](const auto& test) { return test.param.name; });
+
+TEST_F(HttpTest, MayBeWaitedForAndCancelledByItsOwnHandlers) {
+    const TestServer server(Reply(200));
+    Kernel::Counted<Http::RunningRequest> request;
+    Kernel::Semaphore isKnown;
+    const auto end = [&](const auto&, const auto&) {
+        isKnown.Wait();
+        request->Cancel();
+        request->Wait();
+    };
+    request = Http::DoRequest(MakeRequest(server.GetAddress()), end, {}, {}, {}, {});
+    isKnown.Signal();
+    request->Wait();
+    EXPECT_TRUE(request->IsCancelled());
+}
+
+// --- the process ---
+
+TEST_F(HttpTest, LeavesItsSocketsToNoChild) {
+    const TestServer server(Script{Server::WaitForClient});
+    const auto request = Http::DoRequest(MakeRequest(server.GetAddress()), {}, {}, {}, {}, {});
+    while (server.GetRequests().empty()) {
+        std::this_thread::yield();
+    }
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        const int descriptor = std::stoi(entry.path().filename());
+        int domain = 0;
+        socklen_t size = sizeof(domain);
+        if (getsockopt(descriptor, SOL_SOCKET, SO_DOMAIN, &domain, &size) == 0 &&
+            domain == AF_INET) {
+            EXPECT_TRUE((fcntl(descriptor, F_GETFD) & FD_CLOEXEC) != 0) << descriptor;
+        }
+    }
+    request->Cancel();
+    request->Wait();
+}
+
+TEST_F(HttpTest, SaysThatDescriptorsHaveRunOut) {
+    const TestServer server(Reply(200));
+    std::vector<Server::FileDescriptor> taken;
+    for (int descriptor = 0; descriptor >= 0;) {
+        descriptor = dup(1);
+        taken.emplace_back(descriptor);
+    }
+    const auto response = Http::DoRequest(MakeRequest(server.GetAddress()), false);
+    taken.clear();
+    EXPECT_THAT(response.failure.c_str(), testing::HasSubstr("Too many open files"));
+    EXPECT_EQ(response.reason, Http::FailureReason::Local);
+}
+
+constexpr const char* LeaverAddress = "ORVANTIS_TEST_LEAVER";
+
+/// Keeps requests running, and leaves the process in the middle of them.
+[[noreturn]] void LeaveWithRequests(const std::string& address) {
+    static std::function<void()> start = [address] {
+        const auto again = [](const auto&, const auto&) { start(); };
+        Http::DoRequest(MakeRequest(address), again, again, {}, {}, {});
+    };
+    for (int i = 0; i < 4; ++i) {
+        start();
+    }
+    std::this_thread::sleep_for(std::chrono::microseconds(std::random_device()() % 60'000));
+    std::exit(0);
+}
+
+// No fixture: its authority would start OpenSSL before libnetwork does.
+TEST(HttpProcess, MayExitWhileRequestsRun) {
+    if (const char* const address = std::getenv(LeaverAddress)) {
+        LeaveWithRequests(address);
+    }
+    const TestServer server(Reply(200), Encrypted());
+    setenv(LeaverAddress, server.GetAddress().c_str(), 1);
+    const int count = std::getenv("ORVANTIS_SOAK") != nullptr ? 200 : 5;
+    const std::string self = std::filesystem::read_symlink("/proc/self/exe");
+    for (int i = 0; i < count; ++i) {
+        ASSERT_EQ(std::system((self + " --gtest_filter=HttpProcess.* >/dev/null 2>&1").c_str()), 0);
+    }
+    unsetenv(LeaverAddress);
 }
 
 }  // namespace

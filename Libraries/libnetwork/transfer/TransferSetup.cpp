@@ -1,0 +1,169 @@
+// What a transfer asks of libcurl.
+
+#include "Kernel/Format.h"
+#include "Network/HttpException.h"
+
+#include "transfer/Transfer.h"
+#include "trust/TrustStore.h"
+
+#include <openssl/ssl.h>
+
+#include <algorithm>
+
+namespace Network {
+
+namespace {
+
+constexpr int MaximumTimeout = 24 * 60 * 60;  // seconds; libcurl overflows for large values
+constexpr long BufferSize = 262'144;          // large writes for sinks that write to a disk
+
+bool SendsBody(Http::Method method) noexcept {
+    return method == Http::Method::Post || method == Http::Method::Put;
+}
+
+/// Whether `name` is one that a header may have (RFC 9110, 5.1).
+bool IsHeaderName(std::string_view name) noexcept {
+    constexpr std::string_view Characters =
+        "!#$%&'*+-.^_`|~0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+    return !name.empty() && name.find_first_not_of(Characters) == std::string_view::npos;
+}
+
+bool IsHeaderValue(std::string_view value) noexcept {
+    return std::ranges::none_of(value, [](char c) {
+        return (static_cast<unsigned char>(c) < ' ' && c != '\t') || c == 0x7F;
+    });
+}
+
+}  // namespace
+
+template <class Option, class Value>
+void Transfer::Set(Option option, Value value) {
+    const CURLcode code = curl_easy_setopt(m_handle.get(), option, value);
+    if (code != CURLE_OK) {
+        throw Http::Exception(curl_easy_strerror(code), Http::FailureReason::Local);
+    }
+}
+
+void Transfer::SetUp() {
+    m_headers = {};
+    m_routes = {};
+    m_errorText = {};
+    m_head = {};
+    m_handle = MakeCurlHandle();
+    Set(CURLOPT_CURLU, m_address.get());
+    Set(CURLOPT_ERRORBUFFER, m_errorText.data());
+    SetUpMethod();
+    SetUpHeaders();
+    SetUpConnection();
+    SetUpTrust();
+    SetUpCallbacks();
+}
+
+void Transfer::SetUpMethod() {
+    Set(CURLOPT_PROTOCOLS_STR, "http,https");
+    switch (m_request.method) {
+        case Http::Method::Head:
+            Set(CURLOPT_NOBODY, 1L);
+            break;
+        case Http::Method::Get:
+            Set(CURLOPT_HTTPGET, 1L);
+            break;
+        case Http::Method::Post:
+            Set(CURLOPT_POST, 1L);
+            break;
+        case Http::Method::Put:
+            Set(CURLOPT_UPLOAD, 1L);
+            break;
+        case Http::Method::Delete:
+            Set(CURLOPT_CUSTOMREQUEST, "DELETE");
+            break;
+    }
+    if (SendsBody(m_request.method)) {
+        m_bodySize = m_request.body ? m_request.body->GetSize() : 0;
+        Set(m_request.method == Http::Method::Post ? CURLOPT_POSTFIELDSIZE_LARGE
+                                                   : CURLOPT_INFILESIZE_LARGE,
+            static_cast<curl_off_t>(m_bodySize));
+    }
+}
+
+void Transfer::SetUpHeaders() {
+    const auto add = [this](const Kernel::String& name, const Kernel::String& value) {
+        if (!IsHeaderName(name) || !IsHeaderValue(value)) {
+            throw Http::Exception("a header of the request is not well-formed",
+                                  Http::FailureReason::Invalid);
+        }
+        // libcurl omits a header without a value unless it ends in ";".
+        m_headers.Add(value.empty() ? name + ";" : Kernel::Format("%1: %2", name, value));
+    };
+    m_headers.Add("Expect:");  // servers that ignore it cost a wait of a second
+    if (m_request.fencepost == Http::Fencepost::Start) {
+        Set(CURLOPT_RANGE, Kernel::Format("%1-", m_request.firstByte).c_str());
+        if (!m_request.validator.empty()) {
+            add("If-Range", m_request.validator);
+        }
+    }
+    if (m_isOriginal) {  // any of them may be a key
+        for (const auto& [name, value] : m_request.headers) {
+            add(name, value);
+        }
+    }
+    Set(CURLOPT_HTTPHEADER, m_headers.Get());
+    Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+}
+
+void Transfer::SetUpConnection() {
+    Set(CURLOPT_CONNECTTIMEOUT,
+        static_cast<long>(std::clamp(m_request.timeout, 1, MaximumTimeout)));
+    Set(CURLOPT_FRESH_CONNECT, 1L);
+    Set(CURLOPT_FORBID_REUSE, 1L);
+    Set(CURLOPT_NOSIGNAL, 1L);    // signal handlers belong to the host
+    Set(CURLOPT_QUICK_EXIT, 1L);  // else a transfer that ends waits for servers of names
+    Set(CURLOPT_BUFFERSIZE, BufferSize);
+    if (m_settings.proxy) {
+        Set(CURLOPT_PROXY, m_settings.proxy->c_str());
+        Set(CURLOPT_NOPROXY, "");  // overrides no_proxy
+    }
+    Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);  // those of the proxy
+    for (const Kernel::String& route : m_settings.routes) {
+        m_routes.Add(route);
+    }
+    Set(CURLOPT_CONNECT_TO, m_routes.Get());
+}
+
+void Transfer::SetUpTrust() {
+    Set(CURLOPT_SSL_VERIFYPEER, 1L);
+    Set(CURLOPT_SSL_VERIFYHOST, 2L);
+    for (const CURLoption option :
+         {CURLOPT_CAINFO, CURLOPT_CAPATH, CURLOPT_PROXY_CAINFO, CURLOPT_PROXY_CAPATH}) {
+        Set(option, nullptr);  // they would be parsed for each connection
+    }
+    Set(CURLOPT_SSL_CTX_FUNCTION, OnEncryption);
+    Set(CURLOPT_SSL_CTX_DATA, this);
+}
+
+void Transfer::SetUpCallbacks() {
+    Set(CURLOPT_HEADERFUNCTION, OnHeader);
+    Set(CURLOPT_HEADERDATA, this);
+    Set(CURLOPT_WRITEFUNCTION, OnBody);
+    Set(CURLOPT_WRITEDATA, this);
+    Set(CURLOPT_READFUNCTION, OnRead);
+    Set(CURLOPT_READDATA, this);
+    Set(CURLOPT_SEEKFUNCTION, OnSeek);
+    Set(CURLOPT_SEEKDATA, this);
+    Set(CURLOPT_PREREQFUNCTION, OnConnected);
+    Set(CURLOPT_PREREQDATA, this);
+    Set(CURLOPT_OPENSOCKETFUNCTION, OnSocket);
+    Set(CURLOPT_OPENSOCKETDATA, this);
+}
+
+/// Gives a new encrypted connection the authorities to trust.
+CURLcode Transfer::OnEncryption(CURL* /*handle*/, void* context, void* self) {
+    auto& transfer = *static_cast<Transfer*>(self);
+    return transfer.Guard(CURLE_ABORTED_BY_CALLBACK, [&] {
+        const auto store = GetTrustStore(transfer.m_settings.certificateAuthorities);
+        SSL_CTX_set1_cert_store(static_cast<SSL_CTX*>(context), store.get());
+        return CURLE_OK;
+    });
+}
+
+}  // namespace Network
