@@ -8,8 +8,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
+#include <limits>
 #include <new>
 #include <utility>
+#include <vector>
 
 namespace Network {
 
@@ -17,9 +20,12 @@ namespace {
 
 using namespace std::chrono_literals;
 
+constexpr const char* ShortBody = "the request's body is shorter than it said";
+constexpr std::uint64_t MaximumBody = std::numeric_limits<std::uint64_t>::max();
 constexpr int MaximumRedirects = 5;
 constexpr auto ReportInterval = 1s;
-constexpr auto LookInterval = 50ms;  // at the flag that aborts
+constexpr std::size_t PieceSize = 65'536;  // of a body
+constexpr auto LookInterval = 50ms;        // at the flag that aborts
 
 bool IsRedirectable(const Http::Request& request) noexcept {
     return request.followsRedirects &&
@@ -48,6 +54,38 @@ Http::FailureReason Classify(CURLcode code) noexcept {
             return Http::FailureReason::Broken;
     }
 }
+
+/// Thrown out of the stream of a body when the exchange has ended.
+struct BodyUnwanted : Http::Exception {
+    BodyUnwanted() : Http::Exception("the server wants no more of the request's body") {}
+};
+
+/// Collects what is written into pieces that are worth a packet.
+class BodyStream : public Kernel::OutStream {
+public:
+    using Send = std::function<void(std::span<const std::byte>)>;
+
+    explicit BodyStream(Send send) : m_send(std::move(send)) { m_piece.reserve(PieceSize); }
+
+    void Write(std::span<const std::byte> bytes) override {
+        while (!bytes.empty()) {
+            const auto part = bytes.first(std::min(bytes.size(), PieceSize - m_piece.size()));
+            m_piece.insert(m_piece.end(), part.begin(), part.end());
+            bytes = bytes.subspan(part.size());
+            if (m_piece.size() == PieceSize) {
+                Flush();
+            }
+        }
+    }
+    void Flush() override {
+        m_send(m_piece);
+        m_piece.clear();
+    }
+
+private:
+    const Send m_send;
+    std::vector<std::byte> m_piece;
+};
 
 /// Adds a handle to its driver while it lives.
 class Attachment {
@@ -137,25 +175,64 @@ CURLcode Transfer::RunOnce() {
 CURLcode Transfer::Drive() {
     const CurlDriver driver = MakeCurlDriver();
     const Attachment attachment(driver.get(), m_handle.get());
+    m_driver = driver.get();
     m_isConnected = false;
-    for (int running = 1;;) {
-        const CURLMcode code = curl_multi_perform(driver.get(), &running);
-        if (code != CURLM_OK) {
-            throw Http::Exception(curl_multi_strerror(code));
-        }
-        NoteProgress();
-        if (running == 0 || m_thrown) {
-            break;
-        }
-        CheckAbort();
-        CheckSilence();
-        const auto start = Clock::now();
-        curl_multi_poll(driver.get(), nullptr, 0, static_cast<int>(LookInterval.count()), nullptr);
-        m_silence += Clock::now() - start;
+    if (m_request.writeBody && SendsBody(m_request.method)) {
+        WriteBody();
+    }
+    while (Step()) {
     }
     int left = 0;
     const CURLMsg* const message = curl_multi_info_read(driver.get(), &left);
     return message != nullptr ? message->data.result : CURLE_ABORTED_BY_CALLBACK;
+}
+
+/// Lets libcurl do what it can at once, and then waits until it can do more, unless it is a piece
+/// of the body that it needs. False once the exchange has ended.
+bool Transfer::Step() {
+    int running = 0;
+    const CURLMcode code = curl_multi_perform(m_driver, &running);
+    if (code != CURLM_OK) {
+        throw Http::Exception(curl_multi_strerror(code));
+    }
+    NoteProgress();
+    if (running == 0 || m_thrown) {
+        return false;
+    }
+    CheckAbort();
+    CheckSilence();
+    if (!m_isPaused) {
+        const auto start = Clock::now();
+        curl_multi_poll(m_driver, nullptr, 0, static_cast<int>(LookInterval.count()), nullptr);
+        m_silence += Clock::now() - start;
+    }
+    return true;
+}
+
+void Transfer::WriteBody() {
+    BodyStream stream([this](std::span<const std::byte> piece) { SendPiece(piece); });
+    try {
+        m_request.writeBody(stream);
+        stream.Flush();
+    } catch (const BodyUnwanted&) {
+        return;  // the response, if there is one, says why
+    }
+    m_isBodyWritten = true;
+    SendPiece({});
+}
+
+/// Takes the exchange on until libcurl has taken all of a piece.
+void Transfer::SendPiece(std::span<const std::byte> piece) {
+    m_piece = piece;
+    if (std::exchange(m_isPaused, false)) {
+        curl_easy_pause(m_handle.get(), CURLPAUSE_CONT);
+    }
+    while (!m_piece.empty()) {
+        if (!Step()) {
+            m_piece = {};
+            throw BodyUnwanted();
+        }
+    }
 }
 
 /// Takes note of what libcurl has sent, and reports what has changed, or what has not for a second.
@@ -193,7 +270,8 @@ void Transfer::CheckAbort() const {
 /// a mean of several seconds: late for a server that stalls, and wrong for one that is slow but
 /// steady.
 void Transfer::CheckSilence() const {
-    const bool isThinking = m_progress.sent == m_bodySize && !m_head.IsStarted();
+    const bool isThinking =
+        IsBodyGiven() && m_progress.sent >= m_bodyPosition && !m_head.IsStarted();
     const int limit = isThinking ? m_request.replyTimeout : m_request.timeout;
     if (m_isConnected && m_silence > std::chrono::seconds(std::max(limit, 1))) {
         throw Http::Exception("the server neither sends nor takes anything",
@@ -331,8 +409,15 @@ void Transfer::CheckLength() const {
     }
 }
 
+bool Transfer::IsBodyGiven() const noexcept {
+    return m_request.writeBody ? m_isBodyWritten && m_piece.empty() : m_bodyPosition == m_bodySize;
+}
+
 std::size_t Transfer::GiveBody(std::span<std::byte> buffer) {
     CheckAbort();
+    if (m_request.writeBody) {
+        return GivePiece(buffer);
+    }
     const std::uint64_t rest = m_bodySize - m_bodyPosition;
     if (rest == 0) {
         return 0;
@@ -341,11 +426,30 @@ std::size_t Transfer::GiveBody(std::span<std::byte> buffer) {
     const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), rest));
     const std::size_t count = m_request.body->Read(m_bodyPosition, buffer.first(wanted));
     if (count == 0) {
-        throw Http::Exception("the request's body is shorter than it said",
-                              Http::FailureReason::Local);
+        throw Http::Exception(ShortBody, Http::FailureReason::Local);
     }
     m_bodyPosition += count;
     return count;
+}
+
+/// Of a body that is being written.
+std::size_t Transfer::GivePiece(std::span<std::byte> buffer) {
+    if (m_piece.empty()) {
+        m_isPaused = !m_isBodyWritten;
+        if (m_isBodyWritten && m_bodyPosition < m_request.writtenSize.value_or(0)) {
+            throw Http::Exception(ShortBody, Http::FailureReason::Local);
+        }
+        return m_isBodyWritten ? 0 : CURL_READFUNC_PAUSE;
+    }
+    const auto part = m_piece.first(std::min(buffer.size(), m_piece.size()));
+    if (part.size() > m_request.writtenSize.value_or(MaximumBody) - m_bodyPosition) {
+        throw Http::Exception("the request's body is longer than it said",
+                              Http::FailureReason::Local);
+    }
+    std::ranges::copy(part, buffer.begin());
+    m_piece = m_piece.subspan(part.size());
+    m_bodyPosition += part.size();
+    return part.size();
 }
 
 void Transfer::NoteFailure(CURLcode code) {

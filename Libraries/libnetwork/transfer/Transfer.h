@@ -27,6 +27,10 @@ struct TransferHandlers {
     Http::ProgressHandler onProgress;
 };
 
+inline bool SendsBody(Http::Method method) noexcept {
+    return method == Http::Method::Post || method == Http::Method::Put;
+}
+
 /// Flags that end a transfer once one of them is set, by another thread through
 /// std::atomic_ref<bool>; each may be null.
 struct AbortFlags {
@@ -75,6 +79,10 @@ private:
     void Follow(int redirects);
     CURLcode RunOnce();
     CURLcode Drive();
+    bool Step();
+    void WriteBody();
+    void SendPiece(std::span<const std::byte> piece);
+    bool IsBodyGiven() const noexcept;
     void NoteProgress();
     void CheckAbort() const;
     void CheckSilence() const;
@@ -84,6 +92,7 @@ private:
     void CheckLength() const;
     void TakeBody(std::span<const std::byte> bytes);
     std::size_t GiveBody(std::span<std::byte> buffer);
+    std::size_t GivePiece(std::span<std::byte> buffer);
     void ReportPhase(Phase phase);
     void ReportResponse();
     void ReportProgress();
@@ -110,6 +119,7 @@ private:
     std::array<char, CURL_ERROR_SIZE> m_errorText{};
     CurlHandle m_handle;
     ResponseHead m_head;
+    CURLM* m_driver = nullptr;  // while the connection is used
     bool m_isConnected = false;
     std::chrono::nanoseconds m_silence{0};  // waited for since the last byte
 
@@ -118,8 +128,11 @@ private:
     Http::ProgressInformation m_progress;
     Http::ProgressInformation m_reportedProgress;
     Clock::time_point m_reportTime;
-    std::uint64_t m_bodySize = 0;
+    std::uint64_t m_bodySize = 0;  // 0 while it is unknown
     std::uint64_t m_bodyPosition = 0;
+    std::span<const std::byte> m_piece;  // of a body that is being written
+    bool m_isBodyWritten = false;
+    bool m_isPaused = false;  // until there is a piece
     bool m_isResponseReported = false;
     std::exception_ptr m_thrown;
 };

@@ -17,10 +17,6 @@ namespace {
 constexpr int MaximumTimeout = 24 * 60 * 60;  // seconds; libcurl overflows for large values
 constexpr long BufferSize = 262'144;          // large writes for sinks that write to a disk
 
-bool SendsBody(Http::Method method) noexcept {
-    return method == Http::Method::Post || method == Http::Method::Put;
-}
-
 /// Whether `name` is one that a header may have (RFC 9110, 5.1).
 bool IsHeaderName(std::string_view name) noexcept {
     constexpr std::string_view Characters =
@@ -79,10 +75,16 @@ void Transfer::SetUpMethod() {
             break;
     }
     if (SendsBody(m_request.method)) {
-        m_bodySize = m_request.body ? m_request.body->GetSize() : 0;
+        const bool isChunked = m_request.writeBody && !m_request.writtenSize;
+        m_bodySize = m_request.writeBody ? m_request.writtenSize.value_or(0)
+                     : m_request.body    ? m_request.body->GetSize()
+                                         : 0;
         Set(m_request.method == Http::Method::Post ? CURLOPT_POSTFIELDSIZE_LARGE
                                                    : CURLOPT_INFILESIZE_LARGE,
-            static_cast<curl_off_t>(m_bodySize));
+            isChunked ? curl_off_t{-1} : static_cast<curl_off_t>(m_bodySize));
+        if (isChunked) {
+            m_headers.Add("Transfer-Encoding: chunked");
+        }
     }
 }
 

@@ -3,13 +3,16 @@
 #pragma once
 
 #include "Kernel/Counted.h"
+#include "Kernel/Streams.h"
 #include "Kernel/String.h"
 #include "Network/DataSink.h"
 #include "Network/DataSource.h"
 #include "Network/HttpException.h"
 
 #include <cstdint>
+#include <functional>
 #include <map>
+#include <optional>
 
 namespace Network::Http {
 
@@ -33,6 +36,9 @@ enum class Fencepost {
 /// several headers with one name is kept, and trailers are dropped.
 using Fields = std::map<Kernel::String, Kernel::String>;
 
+/// Writes a body to a stream that leads to the server.
+using BodyWriter = std::function<void(Kernel::OutStream&)>;
+
 struct Request {
     Kernel::String address;
     Method method = Method::Get;
@@ -41,6 +47,13 @@ struct Request {
     Fields parameters;
     /// The body of Post and Put; null for an empty one.
     Kernel::Counted<DataSource> body;
+    /// If not empty, what writes the body instead, while it is sent: nothing of the body is kept.
+    /// Called at most once, on the thread of the transfer. An exception from it ends the transfer;
+    /// one from its stream, which says that the server wants no more, is to be passed on.
+    BodyWriter writeBody;
+    /// The number of bytes that `writeBody` writes, for servers that want Content-Length; with
+    /// std::nullopt the body is sent in chunks.
+    std::optional<std::uint64_t> writtenSize;
     /// Receives the response's body, whatever the status, but for redirects that are followed; null
     /// discards it.
     Kernel::Counted<DataSink> sink;

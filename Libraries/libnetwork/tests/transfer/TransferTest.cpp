@@ -277,6 +277,54 @@ TEST_F(TransferTest, SendsBodiesBitForBit) {
     EXPECT_EQ(Http::DoRequest(request, true).status, 200);
 }
 
+TEST_F(TransferTest, WritesABodyWhileItIsSent) {
+    auto options = Encrypted();
+    options.maxBodySize = 3'000'000;
+    const TestServer server(Reply(200), options);
+    const auto send = [&](std::size_t count, std::optional<std::uint64_t> size,
+                          Http::Method method) {
+        Http::Request request = MakeRequest(server.GetAddress(), method);
+        request.writtenSize = size;
+        request.writeBody = [count](Kernel::OutStream& stream) {
+            for (std::size_t i = 0; i < count; ++i) {
+                const std::string piece = std::to_string(i) + ' ';
+                stream.Write(std::as_bytes(std::span(piece)));
+            }
+        };
+        return Http::DoRequest(request, false);
+    };
+    std::string expected;
+    for (int i = 0; i < 100'000; ++i) {
+        expected += std::to_string(i) + ' ';
+    }
+    for (const Http::Method method : {Http::Method::Post, Http::Method::Put}) {
+        for (const auto size :
+             {std::optional<std::uint64_t>(), std::optional(std::uint64_t{expected.size()})}) {
+            EXPECT_EQ(send(100'000, size, method).failure, "");
+            const Server::Request arrived = server.GetRequests().back();
+            EXPECT_TRUE(arrived.body == expected);
+            EXPECT_EQ(FindHeader(arrived.headers, "Content-Length") != nullptr, size.has_value());
+        }
+    }
+    EXPECT_EQ(send(0, std::nullopt, Http::Method::Post).failure, "");
+    EXPECT_EQ(server.GetRequests().back().body, "");
+    EXPECT_THAT(send(3, 7, Http::Method::Post).failure.c_str(), testing::HasSubstr("shorter"));
+    EXPECT_THAT(send(3, 5, Http::Method::Post).failure.c_str(), testing::HasSubstr("longer"));
+    const Http::Response refused = send(9'000'000, std::nullopt, Http::Method::Post);
+    EXPECT_TRUE(refused.status == 413 || !refused.failure.empty());
+
+    Http::Request request = MakeRequest(server.GetAddress(), Http::Method::Post);
+    request.writeBody = [](Kernel::OutStream&) { throw std::runtime_error("no row"); };
+    EXPECT_THAT(Http::DoRequest(request, false).failure.c_str(), testing::HasSubstr("no row"));
+    bool abort = false;
+    request.writeBody = [&](Kernel::OutStream& stream) {
+        abort = true;
+        stream.Flush();
+        stream.Write(std::vector<std::byte>(1'000'000));
+    };
+    EXPECT_EQ(Http::DoRequest(request, false, &abort, {}).reason, Http::FailureReason::Cancelled);
+}
+
 TEST_F(TransferTest, SurvivesAServerThatHangsUpInTheMiddleOfABody) {
     auto options = Encrypted();
     options.maxBodySize = 1000;  // then 413, while the rest is on its way
