@@ -9,6 +9,7 @@
 #include "time/CurrentClock.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Kernel::Dispatch {
 
@@ -55,9 +56,13 @@ void RunLoop(IndexedJob job, void* context, std::size_t count, Priority priority
 }
 
 void DispatchAndForget(std::function<void()> task, Priority priority, ThreadPurpose purpose) {
+    DispatchJoinable(std::move(task), priority, purpose).detach();
+}
+
+std::thread DispatchJoinable(std::function<void()> task, Priority priority, ThreadPurpose purpose) {
     // Not a thread of a pool: tasks may block each other or run for minutes, and queued tasks would
     // wait for them.
-    StartThread(purpose, priority, [task = std::move(task)] { RunTask(task); }).detach();
+    return StartThread(purpose, priority, [task = std::move(task)] { RunTask(task); });
 }
 
 void Sleep(std::chrono::milliseconds duration) {

@@ -91,8 +91,9 @@ void SmallPostBare(benchmark::State& state) {
         curl_easy_setopt(handle.get(), CURLOPT_FRESH_CONNECT, 1L);
         curl_easy_setopt(handle.get(), CURLOPT_FORBID_REUSE, 1L);
         curl_easy_setopt(handle.get(), CURLOPT_POSTFIELDS, "{}");
-        curl_easy_setopt(handle.get(), CURLOPT_WRITEFUNCTION,
-                         +[](char*, std::size_t, std::size_t size, void*) { return size; });
+        curl_easy_setopt(
+            handle.get(), CURLOPT_WRITEFUNCTION,
+            +[](char*, std::size_t, std::size_t size, void*) { return size; });
         if (curl_easy_perform(handle.get()) != CURLE_OK) {
             state.SkipWithError("the peer's request has failed");
         }

@@ -1,12 +1,12 @@
 #include "http/Activity.h"
 
+#include "Kernel/Dispatch.h"
 #include "Kernel/NeverDestroyed.h"
 
-#include <algorithm>
-#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <set>
+#include <utility>
 
 namespace Network::Http {
 
@@ -16,16 +16,38 @@ struct Activities {
     std::mutex mutex;
     std::condition_variable changed;
     std::set<const Activity*> running;
+    std::thread left;  // the last that has left, or is about to
+    bool isExiting = false;
+
+    /// Joins the thread that has left last.
+    void JoinLeft() {
+        std::unique_lock lock(mutex);
+        std::thread thread = std::move(left);
+        lock.unlock();
+        if (thread.joinable()) {
+            thread.join();
+        }
+    }
 };
 
 Activities& GetActivities() {
     static Kernel::NeverDestroyed<Activities> activities;  // requests may run during exit
+    // Then no other thread comes to join one.
+    static const struct AtExit {
+        ~AtExit() {
+            {
+                const std::lock_guard lock(activities->mutex);
+                activities->isExiting = true;
+            }
+            activities->JoinLeft();
+        }
+    } atExit;
     return *activities;
 }
 
 }  // namespace
 
-Activity::Activity(bool& isCancelled) : m_isCancelled(isCancelled) {
+Activity::Activity(std::atomic<bool>& isCancelled) : m_isCancelled(isCancelled) {
     Activities& activities = GetActivities();
     const std::lock_guard lock(activities.mutex);
     activities.running.insert(this);
@@ -38,13 +60,37 @@ Activity::~Activity() {
     activities.changed.notify_all();
 }
 
+void Activity::Start(std::function<void()> run) {
+    const std::lock_guard lock(GetActivities().mutex);  // Leave() needs the thread
+    m_thread =
+        Kernel::Dispatch::DispatchJoinable(std::move(run), Kernel::Dispatch::Priority::Normal,
+                                           Kernel::Dispatch::ThreadPurpose::Background);
+}
+
+void Activity::Leave(std::unique_ptr<Activity> activity) {
+    Activities& activities = GetActivities();
+    std::unique_lock lock(activities.mutex);
+    std::thread own = std::move(activity->m_thread);
+    if (activities.isExiting) {
+        own.detach();
+        return;
+    }
+    std::thread before = std::exchange(activities.left, std::move(own));
+    lock.unlock();
+    if (before.joinable()) {
+        before.join();
+    }
+}
+
 void Activity::CancelAll() {
     Activities& activities = GetActivities();
     std::unique_lock lock(activities.mutex);
     for (const Activity* const activity : activities.running) {
-        std::atomic_ref<bool>(activity->m_isCancelled).store(true);
+        activity->m_isCancelled = true;
     }
     activities.changed.wait(lock, [&] { return activities.running.empty(); });
+    lock.unlock();
+    activities.JoinLeft();
 }
 
 }  // namespace Network::Http

@@ -1,7 +1,6 @@
 #include "Network/Http.h"
 
 #include "Kernel/Diagnostics.h"
-#include "Kernel/Dispatch.h"
 #include "Kernel/Format.h"
 
 #include "http/Activity.h"
@@ -9,7 +8,7 @@
 #include "transfer/Transfer.h"
 
 #include <atomic>
-#include <optional>
+#include <memory>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -71,13 +70,16 @@ bool NoteFailure(const Request& request, Response& response) {
 
 class Task : public RunningRequest {
 public:
-    explicit Task(Order order) : m_order(std::move(order)) { m_activity.emplace(m_isCancelled); }
+    explicit Task(Order order)
+        : m_order(std::move(order)), m_activity(std::make_unique<Activity>(m_isCancelled)) {}
 
-    void Cancel() noexcept override { std::atomic_ref<bool>(m_isCancelled).store(true); }
-
-    bool IsCancelled() const noexcept override {
-        return std::atomic_ref<bool>(m_isCancelled).load();
+    void Start() {
+        m_activity->Start([self = Kernel::Counted<Task>::Share(this)] { self->Run(); });
     }
+
+    void Cancel() noexcept override { m_isCancelled = true; }
+
+    bool IsCancelled() const noexcept override { return m_isCancelled; }
 
     void Wait() const override {
         if (m_thread.load() != std::this_thread::get_id()) {
@@ -85,6 +87,18 @@ public:
         }
     }
 
+    /// Ends a request for which there is no thread.
+    void Fail(const char* reason) noexcept {
+        Response response;
+        response.failure = reason;
+        response.reason = FailureReason::Local;
+        m_thread = std::this_thread::get_id();
+        Complete(m_order.onFailure, m_order.request, std::move(response));
+        m_activity = nullptr;
+        End();
+    }
+
+private:
     void Run() noexcept {
         m_thread = std::this_thread::get_id();
         Order order = std::move(m_order);  // nothing of it outlives the request
@@ -97,32 +111,22 @@ public:
         }
         Complete(isSuccess ? order.onSuccess : order.onFailure, order.request, std::move(response));
         order = {};
+        std::unique_ptr<Activity> activity = std::move(m_activity);
         End();
+        Activity::Leave(std::move(activity));
     }
 
-    /// Ends a request for which there is no thread.
-    void Fail(const char* reason) noexcept {
-        Response response;
-        response.failure = reason;
-        response.reason = FailureReason::Local;
-        m_thread = std::this_thread::get_id();
-        Complete(m_order.onFailure, m_order.request, std::move(response));
-        End();
-    }
-
-private:
     void End() noexcept {
         m_hasEnded = true;
         m_hasEnded.notify_all();
         m_thread = std::thread::id();
-        m_activity.reset();
     }
 
     Order m_order;
-    mutable bool m_isCancelled = false;
+    std::atomic<bool> m_isCancelled = false;
     std::atomic<bool> m_hasEnded = false;
     std::atomic<std::thread::id> m_thread;
-    std::optional<Activity> m_activity;
+    std::unique_ptr<Activity> m_activity;
 };
 
 }  // namespace
@@ -131,9 +135,9 @@ Response DoRequest(const Request& request, bool throwsOnFailure) {
     return DoRequest(request, throwsOnFailure, nullptr, {});
 }
 
-Response DoRequest(const Request& request, bool throwsOnFailure, const bool* abort,
+Response DoRequest(const Request& request, bool throwsOnFailure, Kernel::AbortFlag abort,
                    ProgressHandler onProgress) {
-    bool isCancelled = false;
+    std::atomic<bool> isCancelled = false;
     const Activity activity(isCancelled);
     Response response = Perform(request, {{}, {}, std::move(onProgress)}, {&isCancelled, abort});
     if (throwsOnFailure && !response.failure.empty()) {
@@ -151,9 +155,7 @@ Kernel::Counted<RunningRequest> DoRequest(Request request, CompletionHandler onS
               std::move(onFailure),
               {std::move(onResponse), std::move(onStatus), std::move(onProgress)}});
     try {
-        Kernel::Dispatch::DispatchAndForget([task] { task->Run(); },
-                                            Kernel::Dispatch::Priority::Normal,
-                                            Kernel::Dispatch::ThreadPurpose::Background);
+        task->Start();
     } catch (const std::system_error& error) {
         task->Fail(error.what());
     }

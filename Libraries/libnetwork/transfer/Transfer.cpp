@@ -32,9 +32,8 @@ bool IsRedirectable(const Http::Request& request) noexcept {
            (request.method == Http::Method::Get || request.method == Http::Method::Head);
 }
 
-bool IsSet(const bool* flag) noexcept {
-    // The flag itself is not const: another thread sets it.
-    return flag != nullptr && std::atomic_ref<bool>(*const_cast<bool*>(flag)).load();
+bool IsSet(Kernel::AbortFlag flag) noexcept {
+    return flag != nullptr && flag->load(std::memory_order_relaxed);
 }
 
 Http::FailureReason Classify(CURLcode code) noexcept {

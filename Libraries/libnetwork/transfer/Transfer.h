@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "Kernel/AbortFlag.h"
 #include "Network/HttpHandlers.h"
 #include "Network/HttpProgress.h"
 #include "Network/HttpRequest.h"
@@ -31,11 +32,10 @@ inline bool SendsBody(Http::Method method) noexcept {
     return method == Http::Method::Post || method == Http::Method::Put;
 }
 
-/// Flags that end a transfer once one of them is set, by another thread through
-/// std::atomic_ref<bool>; each may be null.
+/// Flags that end a transfer once one of them is set.
 struct AbortFlags {
-    const bool* own = nullptr;
-    const bool* callers = nullptr;
+    Kernel::AbortFlag own = nullptr;
+    Kernel::AbortFlag callers = nullptr;
 };
 
 /// Runs one request on the calling thread, over as many connections as redirects need.

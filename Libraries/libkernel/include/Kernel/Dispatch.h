@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <thread>
 #include <type_traits>
 
 namespace Kernel::Dispatch {
@@ -61,6 +62,10 @@ void DispatchParallelFor(Job&& job, std::size_t count, Record* records, Priority
 /// logged. Throws std::system_error if no thread can be created; the task is then not run.
 KERNEL_API void DispatchAndForget(std::function<void()> task, Priority priority,
                                   ThreadPurpose purpose);
+
+/// The same on a thread that the caller joins, to know that none of its code runs any more.
+[[nodiscard]] KERNEL_API std::thread DispatchJoinable(std::function<void()> task, Priority priority,
+                                                      ThreadPurpose purpose);
 
 /// Suspends the calling thread for at least `duration`.
 KERNEL_API void Sleep(std::chrono::milliseconds duration);

@@ -7,6 +7,7 @@
 
 #pragma once
 
+#include "Kernel/AbortFlag.h"
 #include "Network/Export.h"
 #include "Network/HttpException.h"
 #include "Network/HttpHandlers.h"
@@ -25,8 +26,8 @@ NETWORK_API Response DoRequest(const Request& request, bool throwsOnFailure);
 /// request then fails within 100 ms with FailureReason::Cancelled, or when the handler, source or
 /// sink that is running has returned. `onProgress` may be empty; it is called as that of the next
 /// form.
-NETWORK_API Response DoRequest(const Request& request, bool throwsOnFailure, const bool* abort,
-                               ProgressHandler onProgress);
+NETWORK_API Response DoRequest(const Request& request, bool throwsOnFailure,
+                               Kernel::AbortFlag abort, ProgressHandler onProgress);
 
 /// Makes a request on a new thread and returns at once. Any handler may be empty; all are copied
 /// and called on that thread.

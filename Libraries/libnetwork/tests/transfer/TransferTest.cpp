@@ -2,7 +2,9 @@
 
 #include "tests/NetworkTest.h"
 
+#include <atomic>
 #include <limits>
+#include <optional>
 
 namespace Network {
 namespace {
@@ -316,7 +318,7 @@ TEST_F(TransferTest, WritesABodyWhileItIsSent) {
     Http::Request request = MakeRequest(server.GetAddress(), Http::Method::Post);
     request.writeBody = [](Kernel::OutStream&) { throw std::runtime_error("no row"); };
     EXPECT_THAT(Http::DoRequest(request, false).failure.c_str(), testing::HasSubstr("no row"));
-    bool abort = false;
+    std::atomic<bool> abort = false;
     request.writeBody = [&](Kernel::OutStream& stream) {
         abort = true;
         stream.Flush();
