@@ -1,6 +1,6 @@
 #include "curl/Curl.h"
 
-#include <openssl/crypto.h>
+#include "trust/TrustStore.h"
 
 #include <new>
 
@@ -18,9 +18,7 @@ void CurlList::Add(const Kernel::String& line) {
 namespace {
 
 CURLcode Initialise() {
-    // When the process exits, OpenSSL would free its tables, which requests of other threads still
-    // use. Takes no effect if the host has started OpenSSL before.
-    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+    KeepOpenSSLAtExit();
     return curl_global_init(CURL_GLOBAL_DEFAULT);
 }
 

@@ -1,12 +1,11 @@
 // What a transfer asks of libcurl.
 
+#include "Kernel/FileSystem.h"
 #include "Kernel/Format.h"
 #include "Network/HttpException.h"
 
 #include "transfer/Transfer.h"
 #include "trust/TrustStore.h"
-
-#include <openssl/ssl.h>
 
 #include <algorithm>
 
@@ -28,6 +27,18 @@ bool IsHeaderValue(std::string_view value) noexcept {
     return std::ranges::none_of(value, [](char c) {
         return (static_cast<unsigned char>(c) < ' ' && c != '\t') || c == 0x7F;
     });
+}
+
+/// The authorities of the file that is set, or of the system as libcurl was built for it.
+Authorities FindAuthorities(const Kernel::String& file) {
+    if (!file.empty()) {
+        return {file, {}};
+    }
+    const curl_version_info_data& built = *curl_version_info(CURLVERSION_NOW);
+    if (built.cainfo != nullptr && Kernel::FileSystem::Exists(built.cainfo)) {
+        return {built.cainfo, {}};
+    }
+    return {{}, built.capath};
 }
 
 }  // namespace
@@ -162,8 +173,7 @@ void Transfer::SetUpCallbacks() {
 CURLcode Transfer::OnEncryption(CURL* /*handle*/, void* context, void* self) {
     auto& transfer = *static_cast<Transfer*>(self);
     return transfer.Guard(CURLE_ABORTED_BY_CALLBACK, [&] {
-        const auto store = GetTrustStore(transfer.m_settings.certificateAuthorities);
-        SSL_CTX_set1_cert_store(static_cast<SSL_CTX*>(context), store.get());
+        SetTrust(context, FindAuthorities(transfer.m_settings.certificateAuthorities));
         return CURLE_OK;
     });
 }

@@ -1,16 +1,18 @@
 #include "trust/TrustStore.h"
 
 #include "Kernel/Format.h"
+#include "Kernel/IoException.h"
 #include "Kernel/NeverDestroyed.h"
-#include "Network/HttpException.h"
 
-#include "curl/Curl.h"
-
+#include <openssl/crypto.h>
 #include <openssl/err.h>
+#include <openssl/ssl.h>
+#include <openssl/x509_vfy.h>
 
 #include <cstdint>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <new>
 #include <optional>
@@ -61,39 +63,45 @@ std::shared_ptr<X509_STORE> LoadFile(const Kernel::String& path) {
     const bool isLoaded = X509_STORE_load_file(store.get(), path.c_str()) == 1;
     ERR_clear_error();
     if (!isLoaded) {
-        throw Http::Exception(
+        throw Kernel::IoException(
             Kernel::Format("the certificate authorities in %1 can't be read", path).c_str());
     }
     return store;
 }
 
-/// The system's folder, from which OpenSSL reads an authority when a certificate names it.
-std::shared_ptr<X509_STORE> UseSystemFolder() {
+/// A folder is not parsed: OpenSSL reads an authority from it when a certificate names it.
+std::shared_ptr<X509_STORE> UseFolder(const Kernel::String& folder) {
     std::shared_ptr<X509_STORE> store = MakeStore();
-    if (const char* const folder = curl_version_info(CURLVERSION_NOW)->capath) {
-        X509_STORE_load_path(store.get(), folder);
+    if (!folder.empty()) {
+        X509_STORE_load_path(store.get(), folder.c_str());
         ERR_clear_error();
     }
     return store;
 }
 
-}  // namespace
-
-std::shared_ptr<X509_STORE> GetTrustStore(const Kernel::String& path) {
-    const char* const system = curl_version_info(CURLVERSION_NOW)->cainfo;
-    const Kernel::String file = !path.empty() ? path : system != nullptr ? system : "";
-    const std::optional<FileState> state = GetState(file);
-    if (!state && path.empty()) {
-        return UseSystemFolder();
+std::shared_ptr<X509_STORE> GetStore(const Authorities& authorities) {
+    if (authorities.file.empty()) {
+        return UseFolder(authorities.folder);
     }
     static Kernel::NeverDestroyed<Entries> entries;  // requests may start during exit
+    const std::optional<FileState> state = GetState(authorities.file);
     const std::lock_guard lock(entries->mutex);
-    Entry& entry = entries->byPath[file];
+    Entry& entry = entries->byPath[authorities.file];
     if (!entry.store || entry.state != state) {
         entry = {};
-        entry = {state.value_or(FileState()), LoadFile(file)};
+        entry = {state.value_or(FileState()), LoadFile(authorities.file)};
     }
     return entry.store;
+}
+
+}  // namespace
+
+void SetTrust(void* context, const Authorities& authorities) {
+    SSL_CTX_set1_cert_store(static_cast<SSL_CTX*>(context), GetStore(authorities).get());
+}
+
+void KeepOpenSSLAtExit() {
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
 }
 
 }  // namespace Network

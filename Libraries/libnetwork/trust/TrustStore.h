@@ -4,17 +4,23 @@
 
 #include "Kernel/String.h"
 
-#include <openssl/x509_vfy.h>
-
-#include <memory>
-
 namespace Network {
 
-/// The authorities of a file (PEM), or, for an empty path, of the system. They are parsed once and
-/// shared by all requests, since the system's hundreds take 25 ms and 1 MB; and again as soon as
-/// the file changes. Throws Http::Exception if the file can't be read or has none.
+/// Where certificate authorities are.
+struct Authorities {
+    Kernel::String file;    // PEM
+    Kernel::String folder;  // used if `file` is empty: one for each, named as OpenSSL wants it
+};
+
+/// Lets a context of OpenSSL (SSL_CTX) trust the authorities. A file is parsed once and shared by
+/// all requests, since the system's hundreds of authorities take 25 ms and 1 MB; and again as soon
+/// as it changes. Throws Kernel::IoException if the file can't be read or has none.
 ///
-/// Threads: any, the store itself included.
-std::shared_ptr<X509_STORE> GetTrustStore(const Kernel::String& path);
+/// Threads: any.
+void SetTrust(void* context, const Authorities& authorities);
+
+/// Lets OpenSSL keep its tables when the process exits: requests of other threads still use them.
+/// To be called before anything of OpenSSL; takes no effect if the host has done so before.
+void KeepOpenSSLAtExit();
 
 }  // namespace Network
