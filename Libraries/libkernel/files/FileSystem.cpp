@@ -2,6 +2,7 @@
 
 #include "Kernel/Format.h"
 #include "Kernel/IoException.h"
+#include "Kernel/Utf.h"
 
 #include "files/FileHandle.h"
 #include "files/RandomName.h"
@@ -21,8 +22,7 @@ constexpr std::chrono::hours AbandonedAge{48};
 constexpr int MaximumSweep = 100'000;
 
 std::filesystem::path ToPath(const String& path) {
-    if (std::string_view(path).find('\0') != std::string_view::npos) {
-        // The system would truncate it.
+    if (HasZeroByte(path)) {
         throw IoException("use", path, std::make_error_code(std::errc::invalid_argument));
     }
     return std::filesystem::path(reinterpret_cast<const char8_t*>(path.begin()),

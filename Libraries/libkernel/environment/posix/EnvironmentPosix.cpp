@@ -1,11 +1,12 @@
 #include "Kernel/Environment.h"
+#include "Kernel/Utf.h"
 
 #include <cstdlib>
 
 namespace Kernel {
 
 std::optional<String> GetEnv(const String& name) {
-    const char* const value = std::getenv(name.c_str());
+    const char* const value = HasZeroByte(name) ? nullptr : std::getenv(name.c_str());
     return value != nullptr ? std::optional<String>(value) : std::nullopt;
 }
 

@@ -1,4 +1,5 @@
 #include "Kernel/IoException.h"
+#include "Kernel/Utf.h"
 
 #include "files/FileHandle.h"
 
@@ -29,11 +30,6 @@ auto RetryInterrupted(Call call) {
         result = call();
     }
     return result;
-}
-
-/// Whether `path` has a zero byte, at which the system would truncate it.
-bool HasZeroByte(const String& path) noexcept {
-    return std::string_view(path).find('\0') != std::string_view::npos;
 }
 
 int Open(const String& path, int flags, mode_t mode) {

@@ -1,4 +1,4 @@
-// Conversion between UTF-8 and UTF-16.
+// Conversion between UTF-8 and UTF-16, and texts for readers that do not take every byte.
 
 #pragma once
 
@@ -30,5 +30,11 @@ KERNEL_API String ReplaceInvalidUtf8(const String& text);
 KERNEL_API String MakePrintable(std::string_view text);
 /// The same for a text of several lines: line feeds are kept.
 KERNEL_API String MakePrintableLines(std::string_view text);
+
+/// Whether `text` has a zero byte, at which C interfaces take a text to end. Whoever hands a text
+/// to one refuses such a text: its beginning may be another name or path.
+inline bool HasZeroByte(std::string_view text) noexcept {
+    return text.find('\0') != std::string_view::npos;
+}
 
 }  // namespace Kernel

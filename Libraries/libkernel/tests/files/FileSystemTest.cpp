@@ -1,3 +1,4 @@
+#include "Kernel/Environment.h"
 #include "Kernel/FileSystem.h"
 
 #include "support/TestFolder.h"
@@ -86,6 +87,7 @@ TEST(FileSystem, DoesNotCutPathsAtAZeroByte) {
     EXPECT_FALSE(Delete(path));
     EXPECT_FALSE(DeleteAll(path));
     EXPECT_FALSE(CreateDirectoryRecursive(folder.At(std::string_view("new\0folder", 10))));
+    EXPECT_FALSE(GetEnv(std::string_view("PATH\0x", 6)));
     EXPECT_EQ(ReadFile(folder.At("file")), "text");
     EXPECT_FALSE(Exists(folder.At("new")));
 }
