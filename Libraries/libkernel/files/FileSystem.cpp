@@ -62,6 +62,14 @@ bool Exists(const String& path) noexcept {
     });
 }
 
+void RefuseOtherThanFile(const String& path) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(ToPath(path), error);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+        throw IoException::ForOtherThanFile(path);
+    }
+}
+
 bool Delete(const String& path) noexcept {
     return Try([&] {
         std::error_code error;

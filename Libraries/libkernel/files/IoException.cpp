@@ -11,6 +11,11 @@ IoException::IoException(const char* action, const String& path, std::error_code
           MakePrintable(Format("cannot %1 %2: %3", action, path, code.message())).c_str()),
       m_code(code) {}
 
+IoException IoException::ForOtherThanFile(const String& path) {
+    return IoException(
+        MakePrintable(Format("cannot open %1: it is a folder, a pipe or a device", path)).c_str());
+}
+
 IoException::~IoException() = default;
 
 }  // namespace Kernel

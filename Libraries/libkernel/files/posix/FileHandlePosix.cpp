@@ -118,15 +118,13 @@ std::uint64_t PosixFileHandle::GetSize() {
 
 std::unique_ptr<FileHandle> FileHandle::OpenForReading(const String& path) {
     // O_NONBLOCK has no effect on files; without it, open() of a pipe would wait for a writer.
-    const int descriptor = Open(path, O_RDONLY | O_NONBLOCK, 0);
+    const int descriptor = Open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY, 0);
     if (descriptor < 0) {
         throw IoException("open", path, GetLastError());
     }
     auto file = std::make_unique<PosixFileHandle>(descriptor, path);
-    if (S_ISDIR(GetStatus(descriptor, path).st_mode)) {
-        throw IoException(
-            "open", path,
-            std::make_error_code(std::errc::is_a_directory));  // open() accepts folders
+    if (!S_ISREG(GetStatus(descriptor, path).st_mode)) {
+        throw IoException::ForOtherThanFile(path);
     }
     return file;
 }

@@ -16,7 +16,7 @@ class FileHandle;
 class KERNEL_API FileInStream : public SeekableInStream {
 public:
     /// Opens the file at `path`. Other processes may read, write and delete it meanwhile. Throws
-    /// IoException if that fails or `path` is a folder.
+    /// IoException if that fails or `path` is no regular file but a folder, a pipe or a device.
     static Counted<FileInStream> Open(const String& path);
 
     explicit FileInStream(std::unique_ptr<FileHandle> file) noexcept;

@@ -11,10 +11,16 @@
 
 namespace Kernel::FileSystem {
 
-// Only Exists() follows symbolic links; the functions that delete delete the link itself.
+// Exists() and RefuseOtherThanFile() follow symbolic links; the functions that delete delete the
+// link itself.
 
 /// Whether there is a file or folder at `path`; false also if that can't be determined.
 KERNEL_API bool Exists(const String& path) noexcept;
+
+/// Throws IoException if something else than a regular file stands at `path`, links followed, or if
+/// `path` has a zero byte: for a library that opens files by itself, which might wait for a pipe's
+/// writer or read a device without end. Where nothing stands nothing is thrown.
+KERNEL_API void RefuseOtherThanFile(const String& path);
 
 /// Deletes a file or an empty folder. Whether `path` does not exist afterwards.
 KERNEL_API bool Delete(const String& path) noexcept;

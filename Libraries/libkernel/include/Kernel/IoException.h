@@ -18,6 +18,8 @@ public:
 
     /// "cannot ACTION PATH: REASON", with the text of `code` as the reason.
     IoException(const char* action, const String& path, std::error_code code);
+    /// For a folder, a pipe or a device in the place of a file that is to be read.
+    static IoException ForOtherThanFile(const String& path);
     ~IoException() override;
 
     /// The system's error; 0 for a failure that is not the system's.

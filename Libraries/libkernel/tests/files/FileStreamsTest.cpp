@@ -106,8 +106,9 @@ TEST(FileStreams, SayInOneLineWhatFailedAndWhy) {
     const auto write = [](const String& path) { return GetError([&] { WriteFile(path, "x"); }); };
 
     EXPECT_EQ(read("missing"), "cannot open " + place + "missing: No such file or directory");
-    EXPECT_EQ(read(""), "cannot open " + place + ": Is a directory");
-    EXPECT_EQ(read("pipe"), "cannot read " + place + "pipe: Illegal seek");
+    EXPECT_EQ(read(""), "cannot open " + place + ": it is a folder, a pipe or a device");
+    EXPECT_EQ(read("pipe"), "cannot open " + place + "pipe: it is a folder, a pipe or a device");
+    EXPECT_EQ(read("/dev/zero"), "cannot open /dev/zero: it is a folder, a pipe or a device");
     EXPECT_EQ(read("a\nb\xFF"), "cannot open " + place + "a?b\uFFFD: No such file or directory");
     EXPECT_EQ(read({"file\0x", 6}), "cannot open " + place + "file?x: Invalid argument");
     EXPECT_EQ(write(folder.At("")), "cannot create " + place + ": Is a directory");

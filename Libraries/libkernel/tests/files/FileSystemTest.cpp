@@ -87,9 +87,24 @@ TEST(FileSystem, DoesNotCutPathsAtAZeroByte) {
     EXPECT_FALSE(Delete(path));
     EXPECT_FALSE(DeleteAll(path));
     EXPECT_FALSE(CreateDirectoryRecursive(folder.At(std::string_view("new\0folder", 10))));
+    EXPECT_THROW(RefuseOtherThanFile(path), IoException);
     EXPECT_FALSE(GetEnv(std::string_view("PATH\0x", 6)));
     EXPECT_EQ(ReadFile(folder.At("file")), "text");
     EXPECT_FALSE(Exists(folder.At("new")));
+}
+
+TEST(FileSystem, TellsAFileFromWhatNeverEnds) {
+    const Support::TestFolder folder;
+    WriteFile(folder.At("file"), "text");
+    std::filesystem::create_symlink("file", folder.At("link"));
+    std::filesystem::create_symlink("/dev/zero", folder.At("endless"));
+    ASSERT_EQ(mkfifo(folder.At("pipe").c_str(), 0600), 0);
+    for (const char* const name : {"file", "link", "missing", "file/below"}) {
+        EXPECT_NO_THROW(RefuseOtherThanFile(folder.At(name))) << name;
+    }
+    for (const char* const name : {"", "pipe", "endless"}) {
+        EXPECT_THROW(RefuseOtherThanFile(folder.At(name)), IoException) << name;
+    }
 }
 
 TEST(FileSystem, KnowsTheRoomThatADiskHas) {
