@@ -1,13 +1,23 @@
 #include "curl/Curl.h"
 
+#include "Kernel/Utf.h"
+
 #include "trust/TrustStore.h"
 
 #include <new>
+#include <stdexcept>
 
 namespace Network {
 
+const char* ToCurlText(const Kernel::String& text) {
+    if (Kernel::HasZeroByte(text)) {
+        throw std::invalid_argument("a setting or a header has a zero byte");
+    }
+    return text.c_str();
+}
+
 void CurlList::Add(const Kernel::String& line) {
-    curl_slist* const longer = curl_slist_append(m_list.get(), line.c_str());
+    curl_slist* const longer = curl_slist_append(m_list.get(), ToCurlText(line));
     if (longer == nullptr) {
         throw std::bad_alloc();
     }

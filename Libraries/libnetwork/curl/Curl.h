@@ -26,10 +26,14 @@ using CurlDriver = std::unique_ptr<CURLM, CurlDriverFree>;
 using CurlAddress = std::unique_ptr<CURLU, CurlFree>;
 using CurlText = std::unique_ptr<char, CurlFree>;
 
+/// `text` as libcurl takes texts, for as long as it lives. Throws std::invalid_argument if it has a
+/// zero byte: libcurl would use what comes before it.
+const char* ToCurlText(const Kernel::String& text);
+
 /// A list of text lines.
 class CurlList {
 public:
-    /// Throws std::bad_alloc if there is no memory.
+    /// Throws as ToCurlText() does, and std::bad_alloc if there is no memory.
     void Add(const Kernel::String& line);
     curl_slist* Get() const noexcept { return m_list.get(); }
 

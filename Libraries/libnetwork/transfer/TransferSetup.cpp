@@ -133,7 +133,7 @@ void Transfer::SetUpConnection() {
     Set(CURLOPT_QUICK_EXIT, 1L);  // else a transfer that ends waits for servers of names
     Set(CURLOPT_BUFFERSIZE, BufferSize);
     if (m_settings.proxy) {
-        Set(CURLOPT_PROXY, m_settings.proxy->c_str());
+        Set(CURLOPT_PROXY, ToCurlText(*m_settings.proxy));
         Set(CURLOPT_NOPROXY, "");  // overrides no_proxy
     }
     Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);  // those of the proxy

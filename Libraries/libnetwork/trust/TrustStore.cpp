@@ -1,5 +1,6 @@
 #include "trust/TrustStore.h"
 
+#include "Kernel/FileSystem.h"
 #include "Kernel/Format.h"
 #include "Kernel/IoException.h"
 #include "Kernel/NeverDestroyed.h"
@@ -59,6 +60,7 @@ std::shared_ptr<X509_STORE> MakeStore() {
 }
 
 std::shared_ptr<X509_STORE> LoadFile(const Kernel::String& path) {
+    Kernel::FileSystem::RefuseOtherThanFile(path);
     std::shared_ptr<X509_STORE> store = MakeStore();
     const bool isLoaded = X509_STORE_load_file(store.get(), path.c_str()) == 1;
     ERR_clear_error();

@@ -2,6 +2,8 @@
 
 #include "tests/NetworkTest.h"
 
+#include <sys/stat.h>
+
 namespace Network {
 namespace {
 
@@ -79,6 +81,15 @@ TEST_F(AddressTest, MayBeRoutedElsewhereWhileItsCertificateMustFit) {
     EXPECT_THAT(fetch(own, Flaw::None), testing::HasSubstr("issuer"));
     SetCertificateAuthorities(m_folder.At("missing.pem"));
     EXPECT_NE(fetch(own, Flaw::None), "");
+
+    const std::string pipe = m_folder.At("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const std::string& endless : {pipe, std::string("/dev/zero")}) {
+        SetCertificateAuthorities(endless);
+        EXPECT_THAT(fetch(own, Flaw::None), testing::HasSubstr("a pipe or a device"));
+    }
+    SetCertificateAuthorities(m_folder.At("authority.pem") + std::string("\0x", 2));
+    EXPECT_THAT(fetch(own, Flaw::None), testing::HasSubstr("authority.pem?x"));
 }
 
 }  // namespace

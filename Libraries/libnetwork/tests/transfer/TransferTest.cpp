@@ -235,6 +235,9 @@ TEST_F(TransferTest, TakesTheNewestRouteThatIsThere) {
 
 TEST_F(TransferTest, AsksTheProxyThatIsSetWhateverTheEnvironmentExcepts) {
     const TestServer proxy(Reply(200));
+    SetProxy(proxy.GetAddress("") + std::string("\0x", 2));
+    EXPECT_THAT(Http::DoRequest(MakeRequest("http://host/"), false).failure.c_str(),
+                testing::HasSubstr("zero byte"));
     SetProxy(proxy.GetAddress(""));
     setenv("no_proxy", "*", 1);
     Http::DoRequest(MakeRequest("http://nowhere.invalid/x"), true);
