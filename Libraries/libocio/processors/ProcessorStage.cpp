@@ -1,11 +1,14 @@
 #include "OCIO/ProcessorStage.h"
 
 #include "Kernel/Diagnostics.h"
+#include "Kernel/FileSystem.h"
+#include "Kernel/Utf.h"
 
 #include <OpenColorIO/OpenColorIO.h>
 
 #include <exception>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -48,6 +51,9 @@ Kernel::Counted<const ProcessorStage> Create(const Load& load, const Kernel::Str
                                              Kernel::String& reason) {
     try {
         RedirectMessages();
+        if (Kernel::HasZeroByte(source) || Kernel::HasZeroByte(destination)) {
+            throw std::invalid_argument("the name of a colour space has a zero byte");
+        }
         const Engine::ConstConfigRcPtr config = load();
         return Kernel::MakeCounted<const EngineStage>(
             config->getProcessor(source.c_str(), destination.c_str())->getDefaultCPUProcessor());
@@ -62,8 +68,11 @@ Kernel::Counted<const ProcessorStage> Create(const Load& load, const Kernel::Str
 Kernel::Counted<const ProcessorStage> ProcessorStage::CreateFromFile(
     const Kernel::String& path, const Kernel::String& source, const Kernel::String& destination,
     Kernel::String& reason) {
-    auto stage = Create([&path] { return Engine::Config::CreateFromFile(path.c_str()); }, source,
-                        destination, reason);
+    const auto load = [&path] {
+        Kernel::FileSystem::RefuseOtherThanFile(path);
+        return Engine::Config::CreateFromFile(path.c_str());
+    };
+    auto stage = Create(load, source, destination, reason);
     if (!stage) {
         reason = "Cannot use the colour configuration " + path + ": " + reason;
     }

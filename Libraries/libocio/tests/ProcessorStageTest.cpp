@@ -2,7 +2,10 @@
 #include "Raster/Pipeline.h"
 #include "Raster/PixelAccessor.h"
 
+#include "support/TestFolder.h"
+
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <array>
 #include <string>
@@ -61,8 +64,17 @@ TEST(ProcessorStage, IsNullWithAReasonOtherwise) {
         EXPECT_FALSE(reason.empty()) << broken;
     }
     Kernel::String reason;
-    EXPECT_FALSE(ProcessorStage::CreateFromFile("missing.ocio", "squared", "scene", reason));
-    EXPECT_NE(std::string_view(reason).find("missing.ocio"), std::string_view::npos);
+    const Kernel::String cut(std::string_view("scene\0x", 7));
+    EXPECT_FALSE(ProcessorStage::CreateFromText(text, "squared", cut, reason));
+    const Support::TestFolder folder;
+    ASSERT_EQ(mkfifo(folder.At("pipe").c_str(), 0600), 0);
+    const std::string file = folder.Write("config", text);
+    for (const std::string& path :
+         {std::string("missing"), folder.At("pipe"), file + std::string("\0x", 2)}) {
+        EXPECT_FALSE(ProcessorStage::CreateFromFile(path, "squared", "scene", reason));
+        EXPECT_NE(std::string_view(reason).find(path), std::string_view::npos);
+    }
+    EXPECT_TRUE(ProcessorStage::CreateFromFile(file, "squared", "scene", reason));
 }
 
 }  // namespace
