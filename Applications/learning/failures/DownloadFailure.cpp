@@ -66,7 +66,8 @@ const DownloadFailure::Cause DownloadFailure::Causes[] = {
     {"SSL", "there is no safe connection to the server", CheckPort},
     {"[Network]", "the download broke off", TryAgain},
 
-    {"libonnxruntime", "the inference runtime is missing", "Run tools/setup.sh, and build again."},
+    {"libonnxruntime", "the inference runtime can't be used",
+     "Run tools/setup.sh, and build again."},
     {"can't be installed", "what the server sent is no model package", FixPackage},
     {"skipped", "the package is damaged", FixPackage},
     {"exist", "the package does not hold it", FixPackage},

@@ -10,23 +10,33 @@ namespace {
 // does not have; later tables begin with this one.
 constexpr std::uint32_t ApiVersion = 23;
 
-const OrtApi& GetApiTable() {
-    const OrtApiBase& base = LoadONNXRuntime();
-    const OrtApi* const api = base.GetApi(ApiVersion);
-    if (api == nullptr) {
-        const Kernel::String message =
-            Kernel::Format("the inference runtime in %1 is version %2, which does not serve API %3",
-                           GetModuleFolder(), base.GetVersionString(), ApiVersion);
-        throw Ort::Exception(message.c_str(), ORT_FAIL);
+[[noreturn]] void Fail(const Kernel::String& reason, OrtErrorCode code) {
+    throw Ort::Exception(reason.c_str(), code);
+}
+
+void LoadONNXRuntime() {
+    const Kernel::String path = GetRuntimePath();
+    RuntimeLibrary library(path);
+    const OrtApiBase* const base = library.GetApiBase();
+    if (base == nullptr) {
+        Fail(Kernel::Format("%1 is no inference runtime: no OrtGetApiBase answers", path),
+             ORT_FAIL);
     }
-    return *api;
+    const OrtApi* const api = base->GetApi(ApiVersion);
+    if (api == nullptr) {
+        Fail(Kernel::Format("the inference runtime %1 is version %2, which does not serve API %3",
+                            path, base->GetVersionString(), ApiVersion),
+             ORT_FAIL);
+    }
+    Ort::InitApi(api);
+    library.KeepOpen();
 }
 
 }  // namespace
 
 void EnsureONNXRuntime() {
     [[maybe_unused]] static const bool isReady = [] {
-        Ort::InitApi(&GetApiTable());
+        LoadONNXRuntime();
         return true;
     }();
 }

@@ -12,8 +12,9 @@
 namespace Learning {
 
 /// Loads the runtime, once for the process, and makes the classes in namespace Ort usable; to be
-/// called before any of them is. Throws Ort::Exception, with the name of the file that was looked
-/// for, if there is no runtime or it is too old; the next call then tries again.
+/// called before an object of any of them but Ort::Exception is made: even an empty one calls the
+/// runtime when it dies. Throws Ort::Exception, with the path of the file that was looked for, if
+/// there is no runtime or it can't be used; the next call then tries again.
 void EnsureONNXRuntime();
 
 // What differs between systems, one source file each.
@@ -23,8 +24,27 @@ void EnsureONNXRuntime();
 /// another folder may be untrusted.
 Kernel::String GetModuleFolder();
 
-/// Loads the runtime from GetModuleFolder() for the rest of the process's life.
-const OrtApiBase& LoadONNXRuntime();
+/// The file of the runtime in GetModuleFolder().
+Kernel::String GetRuntimePath();
+
+/// A library that is open for as long as this object lives, or the process. A file that takes the
+/// place of one which is still open would not be opened.
+class RuntimeLibrary {
+public:
+    /// Throws Ort::Exception if there is no library at `path`.
+    explicit RuntimeLibrary(const Kernel::String& path);
+    RuntimeLibrary(const RuntimeLibrary&) = delete;
+    RuntimeLibrary& operator=(const RuntimeLibrary&) = delete;
+    ~RuntimeLibrary();
+
+    /// What its function OrtGetApiBase() answers; null also if it has none.
+    const OrtApiBase* GetApiBase() const;
+    void KeepOpen() noexcept { m_isKept = true; }
+
+private:
+    void* m_handle;
+    bool m_isKept = false;
+};
 
 /// A path as the runtime takes it.
 std::basic_string<ORTCHAR_T> ToRuntimePath(const Kernel::String& path);

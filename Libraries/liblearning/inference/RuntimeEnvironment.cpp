@@ -17,10 +17,15 @@ Lives& GetLives() {
     return lives;
 }
 
+/// No environment. Ensures the runtime first, which the destructor of even that calls.
+Ort::Env MakeNone() {
+    EnsureONNXRuntime();
+    return Ort::Env(nullptr);
+}
+
 }  // namespace
 
-RuntimeEnvironment::RuntimeEnvironment() {
-    EnsureONNXRuntime();
+RuntimeEnvironment::RuntimeEnvironment() : m_environment(MakeNone()) {
     Lives& lives = GetLives();
     const std::lock_guard lock(lives.mutex);
     // Also tells the runtime that C++ is calling it, which its telemetry wants to know.

@@ -27,7 +27,7 @@ public:
     std::uint64_t GetLife() const noexcept { return m_life; }
 
 private:
-    Ort::Env m_environment{nullptr};
+    Ort::Env m_environment;
     std::uint64_t m_life = 0;
 };
 

@@ -13,8 +13,6 @@ namespace Learning {
 
 namespace {
 
-constexpr const char* RuntimeFileName = "libonnxruntime.so.1";
-
 [[noreturn]] void Fail(const Kernel::String& what) {
     throw Ort::Exception(what.c_str(), ORT_FAIL);
 }
@@ -58,19 +56,27 @@ Kernel::String GetModuleFolder() {
     return Kernel::String(program.parent_path().string()) + "/";
 }
 
-const OrtApiBase& LoadONNXRuntime() {
-    const Kernel::String path = GetModuleFolder() + RuntimeFileName;
-    void* const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) {
+Kernel::String GetRuntimePath() {
+    return GetModuleFolder() + "libonnxruntime.so.1";
+}
+
+RuntimeLibrary::RuntimeLibrary(const Kernel::String& path)
+    : m_handle(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {
+    if (m_handle == nullptr) {
         Fail(Kernel::Format("the inference runtime %1 can't be loaded: %2", path, dlerror()));
     }
-    using GetApiBase = const OrtApiBase*();
-    auto* const getApiBase = reinterpret_cast<GetApiBase*>(dlsym(library, "OrtGetApiBase"));
-    if (getApiBase == nullptr) {
-        dlclose(library);
-        Fail(Kernel::Format("%1 is no inference runtime: it has no OrtGetApiBase", path));
+}
+
+RuntimeLibrary::~RuntimeLibrary() {
+    if (!m_isKept) {
+        dlclose(m_handle);
     }
-    return *getApiBase();
+}
+
+const OrtApiBase* RuntimeLibrary::GetApiBase() const {
+    using GetBase = const OrtApiBase*();
+    auto* const getBase = reinterpret_cast<GetBase*>(dlsym(m_handle, "OrtGetApiBase"));
+    return getBase != nullptr ? getBase() : nullptr;
 }
 
 std::basic_string<ORTCHAR_T> ToRuntimePath(const Kernel::String& path) {

@@ -1,0 +1,86 @@
+// The program on machines without a usable inference runtime.
+
+#include "Server/ScriptedServer.h"
+
+#include "support/RuntimeWorlds.h"
+#include "support/ZipBuilder.h"
+#include "tests/LearningProgram.h"
+
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace LearningApp {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+
+/// Runs a line of the shell. The code is -1 if a signal has ended it.
+Testing::Outcome RunShell(const std::string& line) {
+    std::string said;
+    FILE* const pipe = popen((line + " 2>&1").c_str(), "r");
+    for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) {
+        said += static_cast<char>(c);
+    }
+    const int status = pclose(pipe);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, said, ""};
+}
+
+class Worlds : public Testing::InFolder {
+protected:
+    std::string GetLine(const std::string& arguments) const {
+        return "'" LEARNING_PROGRAM "' --models '" + At("models") + "' " + arguments;
+    }
+
+    const std::string m_photo = MakePhoto(4, 4, [](int x, int y) {
+        return std::array{x, y, 0, 255};
+    });
+    const std::string m_result = At("result.png");
+};
+
+TEST_F(Worlds, WithoutARuntimeAreToldFromOthersByTheReason) {
+    // The library looks for the runtime in its own folder, which is the one that it is loaded from.
+    const std::filesystem::path library(LEARNING_LIBRARY);
+    std::filesystem::create_symlink(library, At(library.filename().string()));
+    setenv("LD_LIBRARY_PATH", At("").c_str(), 1);
+    setenv("no_proxy", "*", 1);
+    std::filesystem::create_directory(At("models"));
+    for (const char* const name : {"DepthEstimation_2.6.onnx", "SuperResolution_2.6.onnx"}) {
+        std::filesystem::copy_file(std::string(TEST_MODELS) + name, At("models") + "/" + name);
+    }
+    const Server::ScriptedServer server({}, [](const Server::Request&) {
+        const std::string file = Support::ReadFile(TEST_MODELS "Colourisation_2.6.onnx");
+        return Server::Reply(200, {}, Support::MakeZip({{"Colourisation_2.6.onnx", file}}));
+    });
+    const std::string lines[] = {
+        GetLine("download --force Colourisation --server http://127.0.0.1:" +
+                std::to_string(server.GetPort())),
+        GetLine("super-resolve '" + m_photo + "' -o '" + m_result + "'"),
+        GetLine("depth '" + m_photo + "' -o '" + m_result + "'"),
+        GetLine("run '" TEST_MODELS "Enlarge.onnx' --input input=1x3x1x1:1,2,3 --output "
+                "output:1x3x2x2"),
+    };
+    const std::string place = At("libonnxruntime.so.1");
+    for (const Support::RuntimeWorld& world : Support::RuntimeWorlds) {
+        Support::PutRuntime(place, world.file);
+        for (const std::string& line : lines) {
+            const Testing::Outcome outcome = RunShell(line);
+            EXPECT_EQ(outcome.code, 1) << world.name << ": " << line;
+            EXPECT_THAT(outcome.out, AllOf(HasSubstr("learning: "), HasSubstr(world.reason),
+                                           testing::Not(HasSubstr("package on the server"))));
+        }
+    }
+    Support::PutRuntime(place, REAL_RUNTIME);
+    for (const std::string& line : lines) {
+        const Testing::Outcome outcome = RunShell(line);
+        EXPECT_EQ(outcome.code, 0) << line << ": " << outcome.out;
+    }
+    unsetenv("LD_LIBRARY_PATH");
+    unsetenv("no_proxy");
+}
+
+}  // namespace
+}  // namespace LearningApp
