@@ -88,8 +88,9 @@ private:
     friend class TensorElements;  // lends it to bitmaps
 
     std::uint64_t GetFlatIndex(const std::vector<int>& key) const noexcept {
-        std::uint64_t index = 0;
-        for (std::size_t i = 0; i < key.size(); ++i) {
+        // From the second on: the first dimension does not count, and there may be none.
+        std::uint64_t index = key.empty() ? 0 : static_cast<std::uint64_t>(key.front());
+        for (std::size_t i = 1; i < key.size(); ++i) {
             index = index * static_cast<std::uint64_t>(m_dimensions[i]) +
                     static_cast<std::uint64_t>(key[i]);
         }

@@ -50,6 +50,20 @@ TEST(Tensor, AddressesElementsInRowMajorOrder) {
     EXPECT_EQ(scalar.GetValueAtIndexedSubscript(0), 6);
 }
 
+/// Takes storage and no shape.
+class Shapeless : public Tensor {
+public:
+    explicit Shapeless(Kernel::Counted<ONNXTensor> platform) { SetPlatformTensor(&platform); }
+};
+
+TEST(Tensor, NeedsNoDimensionForAKeyOfOneIndex) {
+    Tensor scalar({}, 5.0F);
+    EXPECT_EQ(scalar.GetValueAtKeyedSubscript({0}), 5);
+    Shapeless three(MakePlatformTensor({3}, ONNX_TENSOR_ELEMENT_DATA_TYPE_FLOAT));
+    three.SetValueAtKeyedSubscript({2}, 7);
+    EXPECT_EQ(three.GetValueAtIndexedSubscript(2), 7);
+}
+
 TEST(Tensor, SharesElementsWithItsCopies) {
     Tensor source({2}, {1, 2});
     Tensor copy(source);
