@@ -1,6 +1,7 @@
 #include "tests/LearningProgram.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 namespace LearningApp {
 namespace {
@@ -98,6 +99,8 @@ TEST_F(CommandLine, FailsWithTheFileAndTheReason) {
     const std::string cut = MakeFile("cut.png", "\x89PNG\r\n\x1A\n and then no more");
     const std::string bad = MakeFile("SuperResolution_2.6.onnx", "no network");
     const std::string result = At("result.png");
+    const std::string pipe = At("pipe.npy");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     std::filesystem::create_directory(At("folder.png"));
     // What an earlier command has loaded must not stand in for what is missing.
     EXPECT_EQ(Testing::Run({"super-resolve", photo, "-o", At("large.png")}).code, 0);
@@ -127,6 +130,10 @@ TEST_F(CommandLine, FailsWithTheFileAndTheReason) {
         {{"run", network, "--input", "x=99999x99999:0", "--output", "y:1"},
          {"more than 268435456"}},
         {{"run", network, "--output", "y:0x3"}, {"a dimension of 0"}},
+        {{"run", pipe, "--output", "y:1"}, {pipe, "a pipe or a device"}},
+        {{"run", "/dev/zero", "--output", "y:1"}, {"/dev/zero", "a pipe or a device"}},
+        {{"run", At(""), "--output", "y:1"}, {At(""), "a pipe or a device"}},
+        {{"run", network, "--input", "input=" + pipe, "--output", "y:1"}, {pipe, "a pipe or a"}},
     };
     for (const auto& [arguments, messages] : cases) {
         const bool hasModels = arguments.front() == "--models";

@@ -55,10 +55,10 @@ bool Model::PlatformExecute(int session, TensorMap inputs, TensorMap& outputs) {
         Ort::Session& target = m_sessions[static_cast<std::size_t>(session)]->GetSession();
         Ort::IoBinding binding(target);
         for (const auto& [name, tensor] : inputs) {
-            binding.BindInput(name.c_str(), tensor->m_platformTensor->GetValue());
+            binding.BindInput(ToRuntimeText(name), tensor->m_platformTensor->GetValue());
         }
         for (const auto& [name, tensor] : outputs) {
-            binding.BindOutput(name.c_str(), tensor->m_platformTensor->GetValue());
+            binding.BindOutput(ToRuntimeText(name), tensor->m_platformTensor->GetValue());
         }
         target.Run(Ort::RunOptions(), binding);
         return true;

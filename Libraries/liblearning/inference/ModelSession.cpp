@@ -1,5 +1,8 @@
 #include "inference/ModelSession.h"
 
+#include "Kernel/FileSystem.h"
+#include "Kernel/IoException.h"
+
 #include "inference/DevicePolicy.h"
 #include "inference/ExecutionProviders.h"
 
@@ -14,6 +17,15 @@ OrtExecutionProviderDevicePolicy ToRuntimePolicy(DevicePolicy policy) noexcept {
                                                   : OrtExecutionProviderDevicePolicy_MAX_EFFICIENCY;
 }
 
+/// Throws Ort::Exception for what the runtime would read without end, and for half a path.
+void CheckFile(const Kernel::String& path) {
+    try {
+        Kernel::FileSystem::RefuseOtherThanFile(path);
+    } catch (const Kernel::IoException& error) {
+        throw Ort::Exception(error.what(), ORT_NO_SUCHFILE);
+    }
+}
+
 Ort::Session OpenSession(RuntimeEnvironment& environment, const Kernel::String& path,
                          Model::EP ep) {
     const DevicePolicy policy = GetDevicePolicy();
@@ -25,6 +37,7 @@ Ort::Session OpenSession(RuntimeEnvironment& environment, const Kernel::String& 
     if (isAccelerated) {
         options.SetEpSelectionPolicy(ToRuntimePolicy(policy));
     }
+    CheckFile(path);
     return Ort::Session(environment.Get(), ToRuntimePath(path).c_str(), options);
 }
 

@@ -1,6 +1,7 @@
 #include "inference/ONNXRuntime.h"
 
 #include "Kernel/Format.h"
+#include "Kernel/Utf.h"
 
 namespace Learning {
 
@@ -39,6 +40,14 @@ void EnsureONNXRuntime() {
         LoadONNXRuntime();
         return true;
     }();
+}
+
+const char* ToRuntimeText(const Kernel::String& text) {
+    if (Kernel::HasZeroByte(text)) {
+        Fail(Kernel::Format("%1 has a zero byte, as no name has", Kernel::MakePrintable(text)),
+             ORT_INVALID_ARGUMENT);
+    }
+    return text.c_str();
 }
 
 }  // namespace Learning

@@ -17,6 +17,10 @@ namespace Learning {
 /// there is no runtime or it can't be used; the next call then tries again.
 void EnsureONNXRuntime();
 
+/// `text` as the runtime takes texts, for as long as it lives. Throws Ort::Exception if it has a
+/// zero byte: the runtime would take what comes before it for the text.
+const char* ToRuntimeText(const Kernel::String& text);
+
 // What differs between systems, one source file each.
 
 /// The folder of the module (shared library or program) that holds this code, with a separator at

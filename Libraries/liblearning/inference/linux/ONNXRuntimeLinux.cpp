@@ -80,7 +80,7 @@ const OrtApiBase* RuntimeLibrary::GetApiBase() const {
 }
 
 std::basic_string<ORTCHAR_T> ToRuntimePath(const Kernel::String& path) {
-    return path.c_str();
+    return ToRuntimeText(path);
 }
 
 }  // namespace Learning

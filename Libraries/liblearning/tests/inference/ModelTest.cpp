@@ -8,6 +8,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 namespace Learning {
 namespace {
@@ -103,6 +104,8 @@ TEST(Model, AnswersFalseToWhatItCannotRun) {
         {"unknown output", MakeInputs(), {{"product", four}}},
         {"wrong output shape", MakeInputs(), {{"sum", five}}},
         {"empty name", {{"", four}}, {{"sum", four}}},
+        {"zero byte in an input's name", {{{"a\0zz", 4}, four}, {"b", four}}, {{"sum", four}}},
+        {"zero byte in an output's name", MakeInputs(), {{{"sum\0", 4}, four}}},
         {"null input", {{"a", four}, {"b", nullptr}}, {{"sum", four}}, false},
         {"null output", MakeInputs(), {{"sum", nullptr}}, false},
         {"input without storage", {{"a", four}, {"b", released}}, {{"sum", four}}, false},
@@ -128,10 +131,12 @@ TEST(Model, RefusesToRunOnIntegers) {
 
 TEST(Model, IsInvalidAndLogsOneLineWhenAFileCannotBeOpened) {
     const Support::TestFolder folder;
+    ASSERT_EQ(mkfifo(folder.At("pipe").c_str(), 0600), 0);
     for (const std::string& path :
          {std::string("/nonexistent/Model.onnx"), std::string(), folder.At(""),
           folder.At("\xff\xfe.onnx"), folder.Write("empty", ""), folder.Write("text", "no model"),
-          folder.Write("bytes", "\x08\x07\x3a\xff\xff\xff\xff\x7f")}) {
+          folder.Write("bytes", "\x08\x07\x3a\xff\xff\xff\xff\x7f"), std::string("/dev/zero"),
+          folder.At("pipe"), TestModelPath("Add").c_str() + std::string("\0x", 2)}) {
         SCOPED_TRACE(path);
         const RecordedLog log;
         Model model({TestModelPath("Add"), path}, Model::CPUOnly);
