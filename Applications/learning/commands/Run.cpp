@@ -157,15 +157,15 @@ OutputFile ParseOutput(const std::string& argument) {
 void SavePlanes(const OutputFile& output) {
     const std::vector<int> shape = output.tensor->GetDimensions();
     const bool isGrey = CountPictureChannels(shape) == 1;
-    Raster::DynamicBitmap picture(shape.end()[-1], shape.end()[-2]);
-    PaintPlanes(*output.tensor, picture,
+    const auto picture = MakePicture(shape.end()[-1], shape.end()[-2]);
+    PaintPlanes(*output.tensor, *picture,
                 [isGrey](std::span<float, 4> pixel, std::span<const float, 4> samples) {
                     for (std::size_t i = 0; i < 3; ++i) {
                         pixel[i] = samples[isGrey ? 0 : i];
                     }
                     pixel[3] = 1;
                 });
-    SavePicture(picture, output.file);
+    SavePicture(*picture, output.file);
 }
 
 void Print(const OutputFile& output, std::ostream& out) {

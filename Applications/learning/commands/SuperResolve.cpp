@@ -154,11 +154,11 @@ void SuperResolve(const Host& host, const PhotoOptions& options) {
         throw Failure("%1 is too large: the result would have %2 x %3 pixels", options.photo, width,
                       height);
     }
-    Raster::DynamicBitmap result(width, height);
-    result.SetProfile(photo->GetProfile());
-    Enlarger(host, *photo).Run(result);
-    JoinAlpha(*photo, result);
-    SavePicture(result, options.output);
+    const auto result = MakePicture(width, height);
+    result->SetProfile(photo->GetProfile());
+    Enlarger(host, *photo).Run(*result);
+    JoinAlpha(*photo, *result);
+    SavePicture(*result, options.output);
     host.GetOut() << "wrote " << options.output << ", " << width << " x " << height << " pixels\n";
 }
 

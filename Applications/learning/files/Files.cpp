@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <new>
 #include <system_error>
 
 namespace LearningApp {
@@ -23,14 +24,21 @@ std::filesystem::path ToPath(const std::string& path) {
 
 }  // namespace
 
+Kernel::Counted<Raster::DynamicBitmap> MakePicture(int width, int height) {
+    try {
+        return Kernel::MakeCounted<Raster::DynamicBitmap>(width, height, Raster::Format::RGBA8);
+    } catch (const std::bad_alloc&) {
+        throw Failure("there is not enough memory for a picture of %1 x %2 pixels", width, height);
+    }
+}
+
 Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(const std::string& path) {
     const auto stream = Kernel::FileInStream::Open(path);
     Raster::DynamicFile file;
     if (!file.CreateFromStream(*stream)) {
         throw Failure("cannot read the photo %1: %2", path, file.GetError());
     }
-    auto photo = Kernel::MakeCounted<Raster::DynamicBitmap>(file.GetWidth(), file.GetHeight(),
-                                                            Raster::Format::RGBA8);
+    auto photo = MakePicture(file.GetWidth(), file.GetHeight());
     photo->SetProfile(Raster::ICCManager::GetProfileForString("sRGB IEC61966-2.1"));
     if (!file.ReadPixels(*photo)) {
         throw Failure("cannot read the photo %1: %2", path, file.GetError());

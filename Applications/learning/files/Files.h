@@ -14,6 +14,9 @@
 
 namespace LearningApp {
 
+/// A new picture, RGBA8. Throws Failure, which tells the size, if there is no memory for it.
+Kernel::Counted<Raster::DynamicBitmap> MakePicture(int width, int height);
+
 /// Reads a PNG or JPEG file as RGBA8 in sRGB, which is what networks are trained on. Throws
 /// Failure, which names the file.
 Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(const std::string& path);

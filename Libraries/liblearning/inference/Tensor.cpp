@@ -1,10 +1,13 @@
 #include "Learning/Tensor.h"
 
+#include "Kernel/Format.h"
+
 #include "inference/ONNXRuntime.h"
 #include "inference/ONNXTensor.h"
 
 #include <algorithm>
 #include <limits>
+#include <string>
 
 namespace Learning {
 
@@ -32,12 +35,28 @@ std::size_t CountElements(const std::vector<int>& dims) {
     return count;
 }
 
+/// "2x3" for {2, 3}.
+std::string DescribeShape(const std::vector<int>& dims) {
+    std::string text;
+    for (const int dim : dims) {
+        text += (text.empty() ? "" : "x") + std::to_string(dim);
+    }
+    return text;
+}
+
 Ort::Value AllocateValue(const std::vector<int>& dims) {
-    CountElements(dims);
+    const std::size_t count = CountElements(dims);
     EnsureONNXRuntime();
     const std::vector<std::int64_t> shape(dims.begin(), dims.end());
     Ort::AllocatorWithDefaultOptions allocator;
-    return Ort::Value::CreateTensor<float>(allocator, shape.data(), shape.size());
+    try {
+        return Ort::Value::CreateTensor<float>(allocator, shape.data(), shape.size());
+    } catch (const Ort::Exception& error) {  // says what failed, but not what was asked for
+        const Kernel::String reason =
+            Kernel::Format("there is no memory for a tensor of %1 floats, which are %2 bytes (%3)",
+                           DescribeShape(dims), count * sizeof(float), error.what());
+        throw Ort::Exception(reason.c_str(), error.GetOrtErrorCode());
+    }
 }
 
 std::vector<int> ReadShape(const Ort::Value& value) {

@@ -1,4 +1,4 @@
-// The program on machines without a usable inference runtime.
+// The program on machines without a usable inference runtime, and with little memory.
 
 #include "Server/ScriptedServer.h"
 
@@ -9,14 +9,17 @@
 #include <gmock/gmock.h>
 #include <sys/wait.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 namespace LearningApp {
 namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 /// Runs a line of the shell. The code is -1 if a signal has ended it.
 Testing::Outcome RunShell(const std::string& line) {
@@ -81,6 +84,29 @@ TEST_F(Worlds, WithoutARuntimeAreToldFromOthersByTheReason) {
     unsetenv("LD_LIBRARY_PATH");
     unsetenv("no_proxy");
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they reserve terabytes
+TEST_F(Worlds, WithLittleMemoryAreToldWhatWasTooLarge) {
+    std::string photo = Support::ReadFile(m_photo);
+    photo.replace(16, 8, std::string("\0\0\x40\0\0\0\x40\0", 8));  // 16384 x 16384 pixels
+    const std::uint32_t checksum = Support::GetChecksum(photo.substr(12, 17));
+    for (const std::size_t i : {0, 1, 2, 3}) {
+        photo[29 + i] = static_cast<char>(checksum >> (24 - 8 * i));
+    }
+    const std::pair<std::string, const char*> cases[] = {
+        {"--output y:16384x16384",
+         "no memory for a tensor of 16384x16384 floats, which are 1073741824 bytes"},
+        {"--output y:1 --input 'x=" + MakeFile("large.png", photo) + "'",
+         "not enough memory for a picture of 16384 x 16384 pixels"},
+    };
+    for (const auto& [options, message] : cases) {
+        const std::string line = GetLine("run '" TEST_MODELS "Enlarge.onnx' " + options);
+        const Testing::Outcome outcome = RunShell("ulimit -v 1000000; " + line);
+        EXPECT_EQ(outcome.code, 1);
+        EXPECT_THAT(outcome.out, AllOf(StartsWith("learning: there is "), HasSubstr(message)));
+    }
+}
+#endif
 
 }  // namespace
 }  // namespace LearningApp
