@@ -51,7 +51,9 @@ std::vector<Number> ParseNumbers(std::string_view text, char separator,
 
 std::vector<int> ParseShape(std::string_view text, const std::string& argument) {
     std::vector<int> shape = ParseNumbers<int>(text, 'x', argument);
-    CheckShape(shape, argument);
+    if (const std::string fault = FindShapeFault(shape); !fault.empty()) {
+        throw WrongUse("%1 has %2", argument, fault);
+    }
     return shape;
 }
 

@@ -10,6 +10,7 @@
 #include <bit>
 #include <charconv>
 #include <cstring>
+#include <numeric>
 
 namespace LearningApp {
 
@@ -168,19 +169,29 @@ void SaveNpy(const Learning::Tensor& tensor, const std::string& path) {
     });
 }
 
-std::uint64_t CheckShape(const std::vector<int>& shape, const std::string& name) {
+std::string FindShapeFault(const std::vector<int>& shape) {
     constexpr std::uint64_t MaximumCount = std::uint64_t{1} << 28;
     std::uint64_t count = 1;
     for (const int dimension : shape) {
         if (dimension < 1) {
-            throw Failure("%1 has a dimension of %2", name, dimension);
+            return "a dimension of " + std::to_string(dimension);
         }
         count *= static_cast<std::uint64_t>(dimension);
         if (count > MaximumCount) {
-            throw Failure("%1 has more than %2 elements", name, MaximumCount);
+            return "more than " + std::to_string(MaximumCount) + " elements";
         }
     }
-    return count;
+    return {};
+}
+
+std::uint64_t CheckShape(const std::vector<int>& shape, const std::string& name) {
+    if (const std::string fault = FindShapeFault(shape); !fault.empty()) {
+        throw Failure("%1 has %2", name, fault);
+    }
+    return std::accumulate(shape.begin(), shape.end(), std::uint64_t{1},
+                           [](std::uint64_t count, int dimension) {
+                               return count * static_cast<std::uint64_t>(dimension);
+                           });
 }
 
 std::string ShapeToText(const std::vector<int>& shape) {

@@ -17,8 +17,12 @@ Kernel::Counted<Learning::Tensor> LoadNpy(const std::string& path);
 
 void SaveNpy(const Learning::Tensor& tensor, const std::string& path);
 
-/// The number of elements of `shape`. Throws Failure if a dimension is below 1 or there are more
-/// than 2^28 elements; `name` is what the message calls it.
+/// What is wrong with `shape`, such as "a dimension of 0": a dimension below 1, or more than 2^28
+/// elements. Empty if nothing is.
+std::string FindShapeFault(const std::vector<int>& shape);
+
+/// The number of elements of `shape`. Throws Failure if something is wrong with it; `name` is what
+/// the message calls it.
 std::uint64_t CheckShape(const std::vector<int>& shape, const std::string& name);
 
 /// For example "1x3x224x224", and "scalar" for no dimensions.
