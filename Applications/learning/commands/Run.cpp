@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <charconv>
 #include <ostream>
+#include <utility>
 
 namespace LearningApp {
 
@@ -85,8 +86,9 @@ Counted<Tensor> ParseInlineTensor(std::string_view text, const std::string& argu
     return MakeTensor(shape, std::move(values));
 }
 
-/// Adds what "NAME=SOURCE" says.
-void AddInput(const std::string& argument, Learning::Model::TensorMap& inputs) {
+/// Adds what "NAME=SOURCE" says, and the file that it reads, if it does.
+void AddInput(const std::string& argument, Learning::Model::TensorMap& inputs,
+              std::vector<std::string>& files) {
     const std::size_t equals = argument.find('=');
     if (equals == std::string::npos || equals == 0) {
         throw WrongUse("--input %1: write NAME=SOURCE", argument);
@@ -103,7 +105,9 @@ void AddInput(const std::string& argument, Learning::Model::TensorMap& inputs) {
         input->second = LoadPlanes(source);
     } else {
         input->second = ParseInlineTensor(source, argument);
+        return;
     }
+    files.push_back(source);
 }
 
 struct OutputFile {
@@ -154,6 +158,22 @@ OutputFile ParseOutput(const std::string& argument) {
         CheckOutputFile(output);
     }
     return output;
+}
+
+/// Throws WrongUse if an output would take the place of another one or of one of `sources`.
+void CheckDistinct(const std::vector<OutputFile>& outputs, std::vector<std::string> sources) {
+    for (const OutputFile& output : outputs) {
+        if (output.file.empty()) {
+            continue;
+        }
+        const auto isThis = [&](const std::string& file) { return IsSameFile(file, output.file); };
+        const auto taken = std::ranges::find_if(sources, isThis);
+        if (taken != sources.end()) {
+            throw WrongUse("the output %1 would take the place of %2: name another file",
+                           output.file, *taken);
+        }
+        sources.push_back(output.file);
+    }
 }
 
 void SavePlanes(const OutputFile& output) {
@@ -216,9 +236,11 @@ void RunModel(const Host& host, const RunOptions& options) {
         }
     }
     Learning::Model::TensorMap inputs;
+    std::vector<std::string> sources{options.model};
     for (const std::string& argument : options.inputs) {
-        AddInput(argument, inputs);
+        AddInput(argument, inputs, sources);
     }
+    CheckDistinct(outputs, std::move(sources));
     host.OpenNetwork(options.model).Run(inputs, results);
     for (const OutputFile& output : outputs) {
         Deliver(output, host.GetOut());

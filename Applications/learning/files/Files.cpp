@@ -22,6 +22,13 @@ std::filesystem::path ToPath(const std::string& path) {
     return std::u8string(path.begin(), path.end());
 }
 
+/// `path` with its folder in the one form of its name. Not its last part: a link in that place is
+/// what a file that is written takes the place of.
+std::filesystem::path Locate(const std::string& path) {
+    const std::filesystem::path whole = std::filesystem::absolute(ToPath(path));
+    return std::filesystem::weakly_canonical(whole.parent_path()) / whole.filename();
+}
+
 }  // namespace
 
 Kernel::Counted<Raster::DynamicBitmap> MakePicture(int width, int height) {
@@ -76,6 +83,12 @@ void CheckTarget(const std::string& path) {
     } catch (const Kernel::IoException& exception) {  // names the temporary file
         throw Failure("cannot write %1: %2", path, exception.what());
     }
+}
+
+bool IsSameFile(const std::string& left, const std::string& right) {
+    std::error_code missing;
+    return Locate(left) == Locate(right) ||
+           std::filesystem::equivalent(ToPath(left), ToPath(right), missing);
 }
 
 void CreateFolder(const std::string& path) {

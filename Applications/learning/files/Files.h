@@ -30,6 +30,9 @@ void CheckPictureTarget(const std::string& path);
 /// Throws Failure if no file can be written at `path`.
 void CheckTarget(const std::string& path);
 
+/// Whether two names mean one file, which need not be there yet.
+bool IsSameFile(const std::string& left, const std::string& right);
+
 /// Creates the folder `path` and those above it that are missing. Throws Failure with the reason if
 /// that fails.
 void CreateFolder(const std::string& path);

@@ -25,6 +25,9 @@ TEST_F(CommandLine, TellsWrongUseFromTheRightOne) {
     const std::string result = At("result.png");
     const std::string model = TEST_MODELS "SuperResolution_2.6.onnx";
     const std::string shape = "output:1x3x2x2";
+    const std::string link = At("link.png");
+    std::filesystem::create_symlink("photo.png", link);
+    std::filesystem::create_symlink(".", At("here"));
     const struct {
         std::vector<std::string> arguments;
         const char* message;
@@ -56,6 +59,12 @@ TEST_F(CommandLine, TellsWrongUseFromTheRightOne) {
         {{"run", model, "--output", "output:1xtwo"}, "two is not a number"},
         {{"run", model, "--output", "output:0x3"}, "output:0x3 has a dimension of 0"},
         {{"run", model, "--input", "x=99999x99999:0", "--output", shape}, "more than 268435456"},
+        {{"run", model, "--output", "a:1=" + At("a.npy"), "--output", "b:1=" + At("./a.npy")},
+         "would take the place of"},
+        {{"run", model, "--output", "a:1=" + At("here/a.npy"), "--output", "b:1=" + At("a.npy")},
+         "would take the place of"},
+        {{"run", model, "--input", "x=" + link, "--output", "a:8x8=" + photo}, "the place of"},
+        {{"run", At("here/n.npy"), "--output", "a:8=" + At("n.npy")}, "would take the place of"},
         {{"run", model, "--output", "output:1x2=" + At("x.txt")}, "not in"},
         {{"run", model, "--output", "output:1x2x8x8=" + result}, "no picture of 1 or 3 channels"},
         {{"run", model, "--output", "output:1x1x1x8x8=" + result}, "no picture of 1 or 3 channels"},
@@ -68,7 +77,7 @@ TEST_F(CommandLine, TellsWrongUseFromTheRightOne) {
         EXPECT_THAT(outcome.err, AllOf(StartsWith("learning: "), HasSubstr(message)));
         EXPECT_EQ(outcome.out, "");
     }
-    EXPECT_THAT(GetFiles(), ElementsAre("photo.png"));
+    EXPECT_THAT(GetFiles(), ElementsAre("here", "link.png", "photo.png"));
 }
 
 TEST_F(CommandLine, HelpsWithEveryCommand) {
