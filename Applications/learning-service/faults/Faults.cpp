@@ -1,5 +1,7 @@
 #include "faults/Faults.h"
 
+#include "Kernel/FileSystem.h"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -220,6 +222,7 @@ void Faults::Add(std::string_view text) {
 
 void Faults::AddFile(const std::string& path) {
     constexpr std::size_t MaxSize = std::size_t{64} << 10;
+    Kernel::FileSystem::RefuseOtherThanFile(path);
     std::string text(MaxSize, '\0');
     std::ifstream file(path, std::ios::binary);
     file.read(text.data(), static_cast<std::streamsize>(text.size()));

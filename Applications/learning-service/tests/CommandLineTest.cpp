@@ -5,6 +5,7 @@
 #include "support/posix/TestClient.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <future>
 #include <sstream>
@@ -18,6 +19,7 @@ TEST(CommandLine, TellsWrongUseFromFailure) {
     const Support::TestFolder folder;
     const std::string packages = folder.At("");
     const std::string faults = folder.Write("f", "x");
+    ASSERT_EQ(mkfifo(folder.At("pipe").c_str(), 0600), 0);
     const struct {
         std::vector<std::string> arguments;
         int code;
@@ -29,6 +31,7 @@ TEST(CommandLine, TellsWrongUseFromFailure) {
         {{"--packages", packages, "--fault", "nothing"}, 2, "there is no fault 'nothing'"},
         {{"--packages", folder.At("no"), "--port", "0"}, 1, "No such file or directory"},
         {{"--packages", packages, "--fault-file", faults}, 1, "line 1: there is no fault 'x'"},
+        {{"--packages", packages, "--fault-file", folder.At("pipe")}, 1, "a pipe or a device"},
     };
     for (const auto& [arguments, code, message] : cases) {
         std::ostringstream out;
