@@ -3,7 +3,6 @@
 #include "Kernel/AtomicFileOutStream.h"
 #include "Kernel/FileSystem.h"
 #include "Kernel/Format.h"
-#include "Kernel/IoException.h"
 #include "Kernel/NeverDestroyed.h"
 #include "Network/Http.h"
 
@@ -11,7 +10,6 @@
 #include "requests/Address.h"
 
 #include <cstdint>
-#include <filesystem>
 #include <future>
 #include <map>
 #include <mutex>
@@ -70,17 +68,6 @@ void DownloadOnce(const Kernel::String& path, Call download) {
     own.get();
 }
 
-/// Whether there is a file at `path`. Throws Kernel::IoException if there is something else.
-bool HasFile(const Kernel::String& path) {
-    std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status(path.c_str(), error);
-    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-        throw Kernel::IoException("keep a download as", path,
-                                  std::make_error_code(std::errc::is_a_directory));
-    }
-    return std::filesystem::is_regular_file(status);
-}
-
 }  // namespace
 
 DownloadCache::DownloadCache(Kernel::String folder) : m_folder(std::move(folder)) {}
@@ -98,7 +85,8 @@ void DownloadCache::Invalidate(const Kernel::String& key) {
 
 Kernel::String DownloadCache::DownloadSync(const ResourceIdentifier& resource) {
     Kernel::String path = GetPath(resource.key);
-    if (!HasFile(path)) {
+    Kernel::FileSystem::RefuseOtherThanFile(path);
+    if (!Kernel::FileSystem::Exists(path)) {
         DownloadOnce(path, [&] {
             Kernel::FileSystem::CreateDirectoryRecursive(m_folder);
             Kernel::FileSystem::DeleteAbandonedFiles(m_folder);
