@@ -305,6 +305,11 @@ TEST(ZipArchive, RefusesADirectoryThatItsEndDoesNotDeclare) {
     const auto patch = [](std::string text, std::size_t offset, const std::string& bytes) {
         return text.replace(offset, bytes.size(), bytes);
     };
+    std::string ends;  // in the fields of entries, each for a thousand of these
+    for (int i = 0; i < 2000; ++i) {
+        ends += "PK\1\2PK\5\6" + ToBytes(0, 4) + ToBytes(1000 * 0x10001, 4) +
+                ToBytes(1000 * NameField, 4) + ToBytes(0, 26);
+    }
     ASSERT_EQ(ZipArchive(MakeStream(front + end64)).GetEntryCount(), 2U);
     const std::pair<const char*, std::string> cases[] = {
         {"its directory is damaged", patch(zip, zip.size() - 14, ToBytes(0x30003, 4))},
@@ -321,6 +326,7 @@ TEST(ZipArchive, RefusesADirectoryThatItsEndDoesNotDeclare) {
         {"its end is damaged", front + FormatEnd64(2, size, start + 1)},
         {"its end is damaged", front + patch(end64, 0, "no")},
         {"its end is damaged", front + patch(end64, 56 + 8, std::string(8, '\xFF'))},
+        {"it has too many ends", ends + FormatEnd64(2000, ends.size(), 0)},
         {"its ends contradict each other", front + patch(end64, 76 + 8, ToBytes(0x10001, 4))},
         {"its ends contradict each other", front + patch(end64, 76 + 12, ToBytes(1, 4))},
         {"its ends contradict each other", front + patch(end64, 76 + 16, ToBytes(1, 4))},

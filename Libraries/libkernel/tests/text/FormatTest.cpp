@@ -20,6 +20,7 @@ TEST(Format, LeavesAllElseAsItIs) {
     EXPECT_EQ(Format("%1 %2 %3", "a"), "a %2 %3");
     EXPECT_EQ(Format("100% %% %0 %x %", 1), "100% %% %0 %x %");
     EXPECT_EQ(Format("%%1 %10", "a"), "%a a0");
+    EXPECT_EQ(Format("%0%:", 1, 2, 3, 4, 5, 6, 7, 8, 9, 10), "%0%:");
 }
 
 TEST(Format, WritesNumbersExactly) {
