@@ -217,16 +217,18 @@ TEST(Mipmaps, AreMeans) {
 }
 
 TEST(Corruptions, AreSamplesThatAreNoNumbers) {
-    DynamicBitmap bitmap(1, 2, Format::RGBAF);
-    auto* const last = reinterpret_cast<float*>(bitmap.GetHostView().At(0, 1));
-    last[0] = last[1] = 2;
-    EXPECT_EQ(bitmap.CheckForCorruptions(true), Kernel::FixCorruptionsResult::Sound);
-    last[2] = std::numeric_limits<float>::quiet_NaN();
-    last[3] = -std::numeric_limits<float>::infinity();
-    EXPECT_EQ(bitmap.CheckForCorruptions(false), Kernel::FixCorruptionsResult::Sound);
-    EXPECT_EQ(bitmap.CheckForCorruptions(true), Kernel::FixCorruptionsResult::Damaged);
-    EXPECT_EQ(bitmap.FixCorruptions(), Kernel::FixCorruptionsResult::Repaired);
-    EXPECT_THAT(std::span(last, 4), testing::ElementsAre(2, 2, 0, 0));
+    for (const int row : {0, 1}) {
+        DynamicBitmap bitmap(3, 2, Format::RGBAF);
+        auto* const last = reinterpret_cast<float*>(bitmap.GetHostView().At(2, row));
+        last[0] = last[1] = 2;
+        EXPECT_EQ(bitmap.CheckForCorruptions(true), Kernel::FixCorruptionsResult::Sound);
+        last[2] = std::numeric_limits<float>::quiet_NaN();
+        last[3] = -std::numeric_limits<float>::infinity();
+        EXPECT_EQ(bitmap.CheckForCorruptions(false), Kernel::FixCorruptionsResult::Sound);
+        EXPECT_EQ(bitmap.CheckForCorruptions(true), Kernel::FixCorruptionsResult::Damaged);
+        EXPECT_EQ(bitmap.FixCorruptions(), Kernel::FixCorruptionsResult::Repaired);
+        EXPECT_THAT(std::span(last, 4), testing::ElementsAre(2, 2, 0, 0));
+    }
 }
 
 }  // namespace

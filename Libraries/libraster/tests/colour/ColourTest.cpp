@@ -140,6 +140,9 @@ TEST(Conversion, OfCurvesAndMatrixIsThatOfLcms) {
         const Profile odd = MakeWide(cmsBuildTabulatedToneCurve16(nullptr, 4, samples.data()));
         EXPECT_LT(std::max(find(GetSRGB(), odd), find(odd, GetSRGB())), Step) << samples[1];
     }
+    const std::array<cmsUInt16Number, 2> dim{0, 60000};  // stands for no light above its white
+    const Profile noWhite = MakeWide(cmsBuildTabulatedToneCurve16(nullptr, 2, dim.data()));
+    EXPECT_LT(find(GetSRGB(), noWhite), Step);
     const LcmsProfile both(cmsCreate_sRGBProfile());
     cmsSetProfileVersion(both.get(), 2.1);
     AddBlackTable(both, 3);  // which counts, whatever the curves say
@@ -228,7 +231,9 @@ TEST(ICCProfile, IsEmptyOrUsableFromOtherBytes) {
                                        {12, "nmcl"},
                                        {16, "HSV "},
                                        {36, "acsq"},
-                                       {128, "much"}}) {
+                                       {128, "much"},
+                                       {136, "far"},
+                                       {140, "long"}}) {
         std::vector<std::byte> bytes(GetSRGB()->GetBytes().begin(), GetSRGB()->GetBytes().end());
         std::memcpy(bytes.data() + offset, text, 4);
         EXPECT_FALSE(ICCProfile::CreateFromBytes(bytes)) << text;

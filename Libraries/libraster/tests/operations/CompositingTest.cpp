@@ -10,6 +10,7 @@
 #include <functional>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 
 namespace Raster::Testing {
 namespace {
@@ -35,6 +36,8 @@ TEST(Compositing, LeavesAloneWhatItDoesNotTouch) {
         EXPECT_TRUE(AddBorder(*wide, -9)->IsEqual(*picture));
         EXPECT_EQ(AddBorder(*wide, -149)->GetWidth(), 0);
         EXPECT_TRUE(Resize(*picture, 300, 280, format, Sampler::Bicubic)->IsEqual(*picture));
+        const auto doubled = Resize(*picture, 600, 560, format, Sampler::Nearest);
+        EXPECT_TRUE(Resize(*doubled, 300, 280, format, Sampler::Nearest)->IsEqual(*picture));
         EXPECT_TRUE(CompositeDestinationIn(*result, DynamicBitmap(20, 300, Format::Alpha8)));
         EXPECT_TRUE(result->GetAlphaBoundingBox().IsEmpty());
         EXPECT_FALSE(JoinAlpha(*picture, *wide));
@@ -99,6 +102,11 @@ TEST(Compositing, RefusesSizesThatNoBitmapHasButNotEmptyOnes) {
     EXPECT_EQ(Resize(*picture, 0, 7, Format::RGBA8, Sampler::Area)->GetHeight(), 7);
     const auto empty = Resize(DynamicBitmap(0, 5), 4, 4, Format::RGBA8, Sampler::Area);
     EXPECT_TRUE(empty->GetAlphaBoundingBox().IsEmpty());
+    for (const auto& [width, height] : {std::pair{0, 5}, {5, 0}}) {
+        const auto cleared = picture->Clone();
+        EXPECT_TRUE(Render(*cleared, DynamicBitmap(width, height), {0.2, 0.3, -0.3, 0.25, 1, 1}));
+        EXPECT_TRUE(cleared->GetAlphaBoundingBox().IsEmpty());
+    }
 }
 
 }  // namespace

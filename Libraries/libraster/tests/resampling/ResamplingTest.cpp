@@ -232,7 +232,8 @@ TEST_P(Resampling, FollowsTheDefinitionOfItsFilter) {
              {Params{0.3, 0, 0, 1.7, 0.31, -7.1}, Params{-0.4, 0, 0, 0.3, 15.33, 0.2},
               Params{1, 0, 0, -1, 0.31, 29.5}, Params{2.7, 0, 0, -0.6, 0.31, 20.7},
               Params{3, 0, 0, 3, 0, 0}, Params{1, 0, 0, 1, 0.5, 0.5}, Params{0, -1, 1, 0, 30.5, 0},
-              Params{0, -1, 1, 0, 30, 0.5}, Params{1.2, 0.9, -0.9, 1.2, -9.83, 18.17}}) {
+              Params{0, -1, 1, 0, 30, 0.5}, Params{0, -1, 2, 0, 30, 0},
+              Params{1.2, 0.9, -0.9, 1.2, -9.83, 18.17}}) {
             const Params inverse = *map.Invert();
             const bool isTurned = !map.IsAxisAligned();
             const Sampler sampler =
