@@ -16,9 +16,9 @@ std::optional<std::string> Unescape(std::string_view text) {
         unsigned char code = static_cast<unsigned char>(text[i]);
         if (text[i] == '%') {
             const std::string_view digits = text.substr(i + 1, 2);
-            const auto [end, error] =
-                std::from_chars(digits.data(), digits.data() + digits.size(), code, 16);
-            if (error != std::errc() || digits.size() != 2 || end != digits.data() + 2) {
+            const char* const end =
+                std::from_chars(digits.data(), digits.data() + digits.size(), code, 16).ptr;
+            if (end - digits.data() != 2) {
                 return {};
             }
             i += 2;
