@@ -1,12 +1,15 @@
 #include "Kernel/Semaphore.h"
 
 #include "CommandLine.h"
+#include "service/LocalTime.h"
 #include "support/TestFolder.h"
 #include "support/posix/TestClient.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <cstdlib>
+#include <ctime>
 #include <future>
 #include <sstream>
 
@@ -29,7 +32,11 @@ TEST(CommandLine, TellsWrongUseFromFailure) {
         {{"--packages", packages, "--port", "65536"}, 2, "65536"},
         {{"--packages", packages, "--https-port", "0"}, 2, "requires --certificate"},
         {{"--packages", packages, "--fault", "nothing"}, 2, "there is no fault 'nothing'"},
-        {{"--packages", folder.At("no"), "--port", "0"}, 1, "No such file or directory"},
+        {{"--packages", packages, "--https-port", "65536"}, 2, "65536"},
+        {{"--packages", folder.At("no"), "--port", "65535", "--https-port", "65535",
+          "--certificate", folder.At("ca.pem")},
+         1,
+         "No such file or directory"},
         {{"--packages", packages, "--fault-file", faults}, 1, "line 1: there is no fault 'x'"},
         {{"--packages", packages, "--fault-file", folder.At("pipe")}, 1, "a pipe or a device"},
     };
@@ -41,6 +48,14 @@ TEST(CommandLine, TellsWrongUseFromFailure) {
         EXPECT_THAT(err.str(), HasSubstr(message));
         EXPECT_EQ(out.str(), "");
     }
+}
+
+TEST(LocalTime, IsThatOfTheTimeZone) {
+    setenv("TZ", "XYZ-1:30", 1);
+    tzset();
+    EXPECT_EQ(FormatLocalTime(std::chrono::system_clock::from_time_t(3723)), "02:32:03");
+    unsetenv("TZ");
+    tzset();
 }
 
 /// A stream's buffer that tells when the announcement is complete.
@@ -63,30 +78,39 @@ private:
 TEST(CommandLine, ServesAsItAnnouncesAndLogsEachRequest) {
     const Support::TestFolder folder;
     folder.Write("Depth.zip", "0123456789");
-    Announcement buffer;
-    std::ostream out(&buffer);
-    std::ostringstream err;
-    Kernel::Semaphore end;
-    auto code = std::async(std::launch::async, [&] {
-        return RunService({"--packages", folder.At(""), "--port", "0", "--https-port", "0",
-                           "--certificate", folder.At("ca.pem"), "--fault", "truncate=3", "--once"},
-                          out, err, end);
-    });
-    const std::string announced = buffer.Wait();
-    const auto getPort = [&](const std::string& start) {
-        return std::stoi(announced.substr(announced.find(start) + start.size()));
-    };
-    const char* const bad = "GET /Depth.zip HTTP/1.1\r\nHost: \x1B\r\n\r\n";
-    EXPECT_THAT(Support::ExchangeOverTls(getPort("https://localhost:"),
-                                         Support::ReadFile(folder.At("ca.pem")), bad)
-                    .text,
-                testing::StartsWith("HTTP/1.1 400 "));
-    const char* const good = "GET /Depth.zip HTTP/1.1\r\n\r\n";
-    EXPECT_THAT(Support::Exchange(getPort("http://127.0.0.1:"), good).text,
-                testing::EndsWith("\r\n\r\n012"));
-    EXPECT_EQ(code.get(), 0);
-    EXPECT_EQ(err.str(), "");
-    EXPECT_THAT(buffer.str(), testing::ContainsRegex(" http GET /Depth.zip 200 [0-9]+ bytes "));
+    for (const bool isForOneRequest : {false, true}) {
+        std::vector<std::string> arguments{
+            "--packages",    folder.At(""),       "--port",  "0",         "--https-port", "0",
+            "--certificate", folder.At("ca.pem"), "--fault", "truncate=3"};
+        if (isForOneRequest) {
+            arguments.push_back("--once");
+        }
+        Announcement buffer;
+        std::ostream out(&buffer);
+        std::ostringstream err;
+        Kernel::Semaphore end;
+        auto code =
+            std::async(std::launch::async, [&] { return RunService(arguments, out, err, end); });
+        const std::string announced = buffer.Wait();
+        const auto getPort = [&](const std::string& start) {
+            return std::stoi(announced.substr(announced.find(start) + start.size()));
+        };
+        const char* const bad = "GET /Depth.zip HTTP/1.1\r\nHost: \x1B\r\n\r\n";
+        EXPECT_THAT(Support::ExchangeOverTls(getPort("https://localhost:"),
+                                             Support::ReadFile(folder.At("ca.pem")), bad)
+                        .text,
+                    testing::StartsWith("HTTP/1.1 400 "));
+        const char* const good = "GET /Depth.zip HTTP/1.1\r\n\r\n";
+        EXPECT_THAT(Support::Exchange(getPort("http://127.0.0.1:"), good).text,
+                    testing::EndsWith("\r\n\r\n012"));
+        if (!isForOneRequest) {
+            EXPECT_EQ(code.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+            end.Signal();
+        }
+        EXPECT_EQ(code.get(), 0);
+        EXPECT_EQ(err.str(), "");
+        EXPECT_THAT(buffer.str(), testing::ContainsRegex(" http GET /Depth.zip 200 [0-9]+ bytes "));
+    }
 }
 
 }  // namespace
