@@ -26,7 +26,7 @@ void StatusLine::Show(const std::string& text) const {
 }
 
 std::string DrawBar(double done, double total, int width) {
-    const double share = total > 0 ? std::clamp(done / total, 0.0, 1.0) : 0;
+    const double share = std::clamp(done / total, 0.0, 1.0);
     const auto filled = static_cast<std::size_t>(share * width);
     return '[' + std::string(filled, '#') +
            std::string(static_cast<std::size_t>(width) - filled, '.') + ']';

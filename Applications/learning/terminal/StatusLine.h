@@ -23,7 +23,8 @@ private:
     std::ostream* m_terminal;
 };
 
-/// "[###.....]" with `width` signs, of which the share `done` of `total` is filled.
+/// "[###.....]" with `width` signs, of which the share `done` of `total`, which is not 0, is
+/// filled.
 std::string DrawBar(double done, double total, int width);
 
 }  // namespace LearningApp
