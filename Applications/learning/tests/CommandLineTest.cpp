@@ -134,7 +134,7 @@ TEST_F(CommandLine, FailsWithTheFileAndTheReason) {
         {{"--models", At(""), "depth", photo, "-o", At("folder.png")}, {"png: that is a folder"}},
         {{"--models", At(""), "depth", photo, "-o", "/proc/x.png"}, {"cannot write /proc/x.png"}},
         {{"run", At("none.onnx"), "--output", "y:1"}, {"none.onnx"}},
-        {{"run", bad, "--output", "y:1"}, {bad, "Protobuf"}},
+        {{"run", bad, "--output", "y:1"}, {"cannot load the network " + bad, "Protobuf"}},
         {{"run", network, "--input", "input=1x3x2x2:0", "--output", "other:1x3x4x4"}, {"other"}},
         {{"run", network, "--input", "input=1x3x3x2:0", "--output", "output:1x3x6x4"},
          {network, "ONNX Runtime"}},
