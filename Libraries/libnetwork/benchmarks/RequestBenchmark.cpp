@@ -82,7 +82,7 @@ BENCHMARK(SmallPost)->UseManualTime();
 /// One handle for all requests, which keeps the authorities that it has parsed.
 void SmallPostBare(benchmark::State& state) {
     const World& world = GetWorld();
-    const CurlHandle handle = MakeCurlHandle();
+    const CurlHandle handle(curl_easy_init());
     Measure(state, [&] {
         curl_easy_reset(handle.get());
         curl_easy_setopt(handle.get(), CURLOPT_URL, world.address.c_str());
