@@ -96,6 +96,17 @@ void RequestReader::Read(Request& request) {
     request = std::move(parsed);
 }
 
+bool RequestReader::AwaitNext() noexcept {
+    try {
+        if (m_buffer.empty()) {
+            ReceiveMore();
+        }
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
 void RequestReader::ReceiveMore() {
     std::array<char, 16384> received;
     const std::size_t count = m_transport.Receive(received);

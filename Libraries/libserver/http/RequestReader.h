@@ -22,13 +22,16 @@ private:
     int m_status;
 };
 
-/// Reads one request and checks all of it.
+/// Reads the requests of one connection and checks all of each.
 class RequestReader {
 public:
     RequestReader(Transport& transport, std::size_t maxHeadSize, std::size_t maxBodySize);
 
     /// Fills method, target, headers and body. Throws BadRequest and ConnectionLost.
     void Read(Request& request);
+
+    /// Waits for a further request; false if the client leaves, or stays silent, without one.
+    bool AwaitNext() noexcept;
 
 private:
     void ReceiveMore();

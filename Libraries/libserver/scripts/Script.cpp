@@ -48,6 +48,12 @@ std::string ToHex(std::uint64_t number) {
             std::to_chars(digits.data(), digits.data() + digits.size(), number, 16).ptr};
 }
 
+void AddLength(Headers& headers, const Content& body) {
+    if (!FindHeader(headers, "Content-Length") && !FindHeader(headers, "Transfer-Encoding")) {
+        headers.emplace_back("Content-Length", std::to_string(body.GetSize()));
+    }
+}
+
 }  // namespace
 
 std::string FormatStatusLine(int status) {
@@ -70,11 +76,14 @@ std::string FormatHead(std::string_view statusLine, const Headers& headers) {
 }
 
 Script Reply(int status, Headers headers, const Content& body) {
-    if (!FindHeader(headers, "Content-Length") && !FindHeader(headers, "Transfer-Encoding")) {
-        headers.emplace_back("Content-Length", std::to_string(body.GetSize()));
-    }
+    AddLength(headers, body);
     headers.emplace_back("Connection", "close");
     return {Send{FormatHead(status, headers)}, Send{body}, Close{}};
+}
+
+Script ReplyAndKeep(int status, Headers headers, const Content& body) {
+    AddLength(headers, body);
+    return {Send{FormatHead(status, headers)}, Send{body}, Keep{}};
 }
 
 Script ReplyChunked(int status, Headers headers, const Content& body, std::size_t chunkSize) {

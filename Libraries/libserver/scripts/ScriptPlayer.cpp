@@ -36,6 +36,8 @@ void ScriptPlayer::End(Ending ending) {
         case Ending::Reset:
             m_socket.Reset();
             break;
+        case Ending::Keep:
+            break;
     }
 }
 

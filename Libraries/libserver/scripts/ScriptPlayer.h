@@ -13,8 +13,8 @@
 
 namespace Server {
 
-/// How a script ends a connection.
-enum class Ending { Close, Abort, Reset };
+/// How a script ends: the connection too, unless it is kept.
+enum class Ending { Close, Abort, Reset, Keep };
 
 /// Plays steps, and notes what it sent. Throws ConnectionLost, and what Content throws.
 class ScriptPlayer {
@@ -22,9 +22,9 @@ public:
     /// Sends through `transport`, which lies over `socket` or is it.
     ScriptPlayer(Socket& socket, Transport& transport);
 
-    /// Plays the steps up to the one that ends the connection, and returns that one.
+    /// Plays the steps up to the one that ends the script, and returns that one.
     Ending Play(const Script& script);
-    /// Ends the connection.
+    /// Ends the connection, unless it is kept.
     void End(Ending ending);
 
     std::uint64_t GetBytesSent() const noexcept { return m_bytesSent; }
@@ -39,6 +39,7 @@ private:
     static MaybeEnding PlayStep(const Close& /*step*/) { return Ending::Close; }
     static MaybeEnding PlayStep(const Abort& /*step*/) { return Ending::Abort; }
     static MaybeEnding PlayStep(const Reset& /*step*/) { return Ending::Reset; }
+    static MaybeEnding PlayStep(const Keep& /*step*/) { return Ending::Keep; }
     void SendAll(const Content& content);
 
     Socket& m_socket;

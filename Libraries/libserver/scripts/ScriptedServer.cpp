@@ -19,6 +19,20 @@ Script ReplyInWords(int status, const char* text) {
     return Reply(status, {{"Content-Type", "text/plain"}}, std::string(text) + "\n");
 }
 
+/// A connection, and what is needed to talk over it.
+struct Connection {
+    std::unique_ptr<Socket> socket;
+    std::optional<TlsTransport> tls;
+    std::optional<RequestReader> reader;  // once the server may listen
+
+    Transport& GetTransport() { return tls ? static_cast<Transport&>(*tls) : *socket; }
+    void Close() {
+        reader.reset();
+        tls.reset();
+        socket.reset();
+    }
+};
+
 }  // namespace
 
 // Its threads take connections in turn. Whenever the last idle one takes a connection, one more is
@@ -33,9 +47,11 @@ struct ScriptedServer::State {
     void Work();
     void AddThread();
     void Serve(std::unique_ptr<Socket> socket, int number) noexcept;
-    void Converse(Socket& socket, Exchange& exchange);
-    void PlayScript(ScriptPlayer& player, const Script& script, Exchange& exchange) const;
-    Script Answer(Transport& transport, Exchange& exchange);
+    void Observe(const Exchange& exchange) const noexcept;
+    bool Converse(Connection& connection, Exchange& exchange);
+    void Begin(Connection& connection) const;
+    Ending PlayScript(ScriptPlayer& player, const Script& script, Exchange& exchange) const;
+    Script Answer(RequestReader& reader, Exchange& exchange);
     void Record(const Request& request);
 
     const Options options;
@@ -98,19 +114,29 @@ void ScriptedServer::State::Work() {
 }
 
 void ScriptedServer::State::Serve(std::unique_ptr<Socket> socket, int number) noexcept {
-    Exchange exchange;
-    const auto start = SteadyClock::now();
-    try {
-        const std::unique_ptr<Socket> connection =
-            std::move(socket);  // closed before it is observed
-        exchange.request.connection = number;
-        exchange.request.isOverTls = tls != nullptr;
-        exchange.request.peer = connection->GetPeer();
-        Converse(*connection, exchange);
-    } catch (const std::exception& exception) {
-        exchange.problem = exception.what();
-    }
-    exchange.duration = SteadyClock::now() - start;
+    Connection connection{std::move(socket), {}, {}};
+    bool isKept = false;
+    do {
+        Exchange exchange;
+        const auto start = SteadyClock::now();
+        try {
+            exchange.request.connection = number;
+            exchange.request.isOverTls = tls != nullptr;
+            exchange.request.peer = connection.socket->GetPeer();
+            isKept = Converse(connection, exchange);
+        } catch (const std::exception& exception) {
+            isKept = false;
+            exchange.problem = exception.what();
+        }
+        if (!isKept) {
+            connection.Close();  // before it is observed
+        }
+        exchange.duration = SteadyClock::now() - start;
+        Observe(exchange);
+    } while (isKept && connection.reader->AwaitNext());
+}
+
+void ScriptedServer::State::Observe(const Exchange& exchange) const noexcept {
     try {
         if (options.observer) {
             options.observer(exchange);
@@ -119,41 +145,50 @@ void ScriptedServer::State::Serve(std::unique_ptr<Socket> socket, int number) no
     }
 }
 
-void ScriptedServer::State::Converse(Socket& socket, Exchange& exchange) {
-    if (options.greeting) {
-        if (const auto script = options.greeting(exchange.request.connection)) {
-            ScriptPlayer player(socket, socket);
-            PlayScript(player, *script, exchange);
-            return;
+/// Makes one exchange; true if the connection is kept for another.
+bool ScriptedServer::State::Converse(Connection& connection, Exchange& exchange) {
+    Socket& socket = *connection.socket;
+    if (!connection.reader) {
+        if (options.greeting) {
+            if (const auto script = options.greeting(exchange.request.connection)) {
+                ScriptPlayer player(socket, socket);
+                PlayScript(player, *script, exchange);
+                return false;
+            }
         }
+        Begin(connection);
     }
-    std::optional<TlsTransport> tlsTransport;
-    if (tls) {
-        tlsTransport.emplace(*tls, socket);
-    }
-    Transport& transport = tls ? static_cast<Transport&>(*tlsTransport) : socket;
-    ScriptPlayer player(socket, transport);
-    PlayScript(player, Answer(transport, exchange), exchange);
+    ScriptPlayer player(socket, connection.GetTransport());
+    return PlayScript(player, Answer(*connection.reader, exchange), exchange) == Ending::Keep;
 }
 
-void ScriptedServer::State::PlayScript(ScriptPlayer& player, const Script& script,
-                                       Exchange& exchange) const {
+void ScriptedServer::State::Begin(Connection& connection) const {
+    if (tls) {
+        connection.tls.emplace(*tls, *connection.socket);
+    }
+    connection.reader.emplace(connection.GetTransport(), options.maxHeadSize, options.maxBodySize);
+}
+
+Ending ScriptedServer::State::PlayScript(ScriptPlayer& player, const Script& script,
+                                         Exchange& exchange) const {
     const auto note = [&] {
         exchange.bytesSent = player.GetBytesSent();
         exchange.statusLine = player.GetFirstLine();
     };
     try {
-        player.End(player.Play(script));
+        const Ending ending = player.Play(script);
+        player.End(ending);
+        note();
+        return ending;
     } catch (...) {
         note();
         throw;
     }
-    note();
 }
 
-Script ScriptedServer::State::Answer(Transport& transport, Exchange& exchange) {
+Script ScriptedServer::State::Answer(RequestReader& reader, Exchange& exchange) {
     try {
-        RequestReader(transport, options.maxHeadSize, options.maxBodySize).Read(exchange.request);
+        reader.Read(exchange.request);
     } catch (const BadRequest& bad) {
         exchange.problem = bad.what();
         return ReplyInWords(bad.GetStatus(), bad.what());

@@ -44,9 +44,13 @@ struct Abort {};
 /// Waits until the client's system has what was sent, then resets the connection (TCP RST).
 struct Reset {};
 
-using Step = std::variant<Send, Drip, Wait, Close, Abort, Reset>;
+/// Leaves the connection open, and answers its next request.
+struct Keep {};
 
-/// Steps up to and including the first that ends the connection; Close if none does. So
+using Step = std::variant<Send, Drip, Wait, Close, Abort, Reset, Keep>;
+
+/// Steps up to and including the first that ends the exchange (one of the last four); Close if none
+/// does. So
 ///
 ///     {Send{FormatHead(200, {{"Content-Length", "10"}})}, Send{"short"}, Reset{}}
 ///
@@ -64,6 +68,8 @@ std::string FormatHead(int status, const Headers& headers);
 /// A reply as it should be: adds Content-Length, unless `headers` has it or Transfer-Encoding, and
 /// `Connection: close`; sends all and closes. With a Content-Length of one's own it lies.
 Script Reply(int status, Headers headers = {}, const Content& body = {});
+/// The same without `Connection: close`, after which the connection is kept.
+Script ReplyAndKeep(int status, Headers headers = {}, const Content& body = {});
 
 /// A reply in chunks of `chunkSize` bytes (1 at least).
 Script ReplyChunked(int status, Headers headers, const Content& body, std::size_t chunkSize);

@@ -18,7 +18,7 @@
 
 namespace Server {
 
-/// One connection from its acceptance to its end, for logs.
+/// One request and its answer, or a connection that ended without any, for logs.
 struct Exchange {
     Request request;         // with an empty method if none could be read
     std::string statusLine;  // the first line of what was sent, at most 80 bytes; may be empty
@@ -27,7 +27,8 @@ struct Exchange {
     std::string problem;  // why it ended before its script did; empty if it did not
 };
 
-/// Listens on 127.0.0.1 and answers each connection with a script: one request per connection.
+/// Listens on 127.0.0.1 and answers each request with a script. A connection has one request,
+/// unless the script keeps it for the next.
 ///
 ///     ScriptedServer server({}, [](const Request&) {
 ///         return Script{Send{"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc"}, Reset{}};
@@ -49,7 +50,7 @@ public:
     /// request: for servers that say nothing, hang up at once or break the handshake. Nothing to
     /// let the connection go on as usual.
     using Greeting = std::function<std::optional<Script>(int connection)>;
-    /// Is told of each connection when it has ended. What it throws is dropped.
+    /// Is told of each exchange when it has ended. What it throws is dropped.
     using Observer = std::function<void(const Exchange& exchange)>;
 
     struct Options {

@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <future>
 #include <map>
 
@@ -87,6 +88,29 @@ TEST(ScriptedServer, ReadsAndRecordsRequests) {
     const std::string filler(16'381 - start.size(), 'a');
     EXPECT_THAT(Support::Exchange(server.GetPort(), start + filler + "\r\n\r\n").text,
                 StartsWith("HTTP/1.1 200 OK\r\n"));
+}
+
+TEST(ScriptedServer, AnswersFurtherRequestsOfConnectionsThatItKeeps) {
+    std::atomic<int> observed = 0;
+    ScriptedServer::Options options;
+    options.observer = [&](const Exchange& exchange) {
+        observed += exchange.statusLine == "HTTP/1.1 200 OK" ? 1 : 100;
+    };
+    {
+        const TestServer server(
+            [](const Request& r) {
+                return r.target == "/last" ? Reply(200, {}, "c") : ReplyAndKeep(200, {}, r.body);
+            },
+            options);
+        const std::string reply = Support::Exchange(server.GetPort(),
+                                                    "POST / HTTP/1.1\r\nContent-Length: 1\r\n\r\na"
+                                                    "POST / HTTP/1.1\r\nContent-Length: 1\r\n\r\nb"
+                                                    "GET /last HTTP/1.1\r\n\r\n")
+                                      .text;
+        const std::string kept = "HTTP/1.1 200 OK\r\nContent-Length: 1\r\n";
+        EXPECT_EQ(reply, kept + "\r\na" + kept + "\r\nb" + kept + "Connection: close\r\n\r\nc");
+    }
+    EXPECT_EQ(observed, 3);
 }
 
 TEST(ScriptedServer, RefusesWhatIsNoRequest) {
