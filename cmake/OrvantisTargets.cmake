@@ -139,6 +139,10 @@ function(orvantis_benchmarks name)
     add_executable(${name}Benchmarks ${arg_SOURCES})
     target_link_libraries(${name}Benchmarks PRIVATE Orvantis::${name} ${arg_LINK} benchmark::benchmark_main)
     orvantis_common_options(${name}Benchmarks)
+    if(NOT MSVC)
+        # Where a tight loop happens to lie costs it up to half of its speed, the peer's or ours.
+        target_compile_options(${name}Benchmarks PRIVATE -falign-loops=64)
+    endif()
 endfunction()
 
 # Warnings and sanitizers. PRIVATE, so that they never reach a program that links to us.
