@@ -11,8 +11,8 @@ build="g++ cmake ninja-build ccache git pkg-config"
 libraries="libcli11-dev libcurl4-openssl-dev libjpeg62-turbo-dev libpng-dev libssl-dev libxxhash-dev libzip-dev nlohmann-json3-dev"
 # pixels: SIMD, colour profiles and transforms, devices
 libraries="$libraries libhwy-dev liblcms2-dev libopencolorio-dev opencl-headers"
-# tests and benchmarks, with a device for kernels that is there on every machine
-tests="curl libgtest-dev libgmock-dev libbenchmark-dev ocl-icd-libopencl1 pocl-opencl-icd"
+# tests and benchmarks, with a device for kernels that is there on every machine, and a server of HTTP/2
+tests="curl nghttp2-server libgtest-dev libgmock-dev libbenchmark-dev ocl-icd-libopencl1 pocl-opencl-icd"
 # layout and faults of code and scripts; documentation
 checks="clang-format-14 clang-tidy-14 shellcheck doxygen"
 # fetching and packing the networks, one of which Python converts; npm is often there from elsewhere

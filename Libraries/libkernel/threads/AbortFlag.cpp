@@ -9,7 +9,7 @@ const char* Aborted::what() const noexcept {
 }
 
 void ThrowIfAborted(AbortFlag abort) {
-    if (abort != nullptr && abort->load(std::memory_order_relaxed)) {
+    if (IsSet(abort)) {
         throw Aborted();
     }
 }

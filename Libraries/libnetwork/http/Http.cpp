@@ -5,6 +5,7 @@
 
 #include "http/Activity.h"
 #include "requests/Address.h"
+#include "requests/Failure.h"
 #include "transfer/Transfer.h"
 
 #include <atomic>
@@ -19,19 +20,13 @@ namespace {
 
 /// Makes a request and reports failures in the response. Throws only if memory runs out.
 Response Perform(const Request& request, TransferHandlers handlers, AbortFlags abort) {
-    Response response;
-    response.reason = FailureReason::Local;
     try {
         return Transfer(request, std::move(handlers), abort).Run();
-    } catch (const Exception& error) {
-        response.failure = error.what();
-        response.reason = error.GetReason();
-    } catch (const std::exception& error) {
-        response.failure = error.what();
-    } catch (...) {  // a source may throw any type
-        response.failure = "a callback failed";
+    } catch (...) {
+        Response response;
+        response.failure = NoteThrown(std::current_exception(), response);
+        return response;
     }
-    return response;
 }
 
 void Complete(const CompletionHandler& handler, const Request& request,

@@ -136,6 +136,12 @@ bool HasSameOrigin(const CurlAddress& left, const CurlAddress& right) {
                          GetPart(right, CURLUPART_HOST).c_str()) != 0;
 }
 
+Kernel::String GetOrigin(const CurlAddress& address) {
+    return Kernel::Format("%1://%2:%3", GetPart(address, CURLUPART_SCHEME),
+                          GetPart(address, CURLUPART_HOST),
+                          GetPart(address, CURLUPART_PORT, CURLU_DEFAULT_PORT));
+}
+
 bool IsEncrypted(const CurlAddress& address) {
     return GetPart(address, CURLUPART_SCHEME) == "https";
 }

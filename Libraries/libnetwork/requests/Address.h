@@ -20,6 +20,9 @@ CurlAddress ResolveRedirect(const CurlAddress& base, const Kernel::String& locat
 /// Whether both have the same scheme, host and port (RFC 6454).
 bool HasSameOrigin(const CurlAddress& left, const CurlAddress& right);
 
+/// Scheme, host and port, as they are written in `address` or by default.
+Kernel::String GetOrigin(const CurlAddress& address);
+
 bool IsEncrypted(const CurlAddress& address);
 
 /// `address` for messages: without user, password, query and fragment, which may contain secrets.

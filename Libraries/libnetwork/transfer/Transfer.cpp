@@ -4,6 +4,8 @@
 #include "Network/HttpException.h"
 
 #include "requests/Address.h"
+#include "requests/Failure.h"
+#include "sessions/ConnectionPool.h"
 #include "transfer/Secrets.h"
 
 #include <algorithm>
@@ -26,10 +28,6 @@ bool IsRedirectable(const Http::Request& request) noexcept {
            (request.method == Http::Method::Get || request.method == Http::Method::Head);
 }
 
-bool IsSet(Kernel::AbortFlag flag) noexcept {
-    return flag != nullptr && flag->load(std::memory_order_relaxed);
-}
-
 Http::FailureReason Classify(CURLcode code) noexcept {
     switch (code) {
         case CURLE_COULDNT_RESOLVE_PROXY:
@@ -38,7 +36,10 @@ Http::FailureReason Classify(CURLcode code) noexcept {
             return Http::FailureReason::Unreachable;
         case CURLE_OPERATION_TIMEDOUT:
             return Http::FailureReason::TimedOut;
-        case CURLE_SSL_CONNECT_ERROR:
+        case CURLE_SSL_CONNECT_ERROR:  // no handshake: what answers may speak without encryption
+        case CURLE_UNSUPPORTED_PROTOCOL:
+        case CURLE_WEIRD_SERVER_REPLY:
+            return Http::FailureReason::WrongProtocol;
         case CURLE_PEER_FAILED_VERIFICATION:
         case CURLE_SSL_CERTPROBLEM:
         case CURLE_SSL_CIPHER:
@@ -126,25 +127,39 @@ void Transfer::Follow(int redirects) {
 
 /// Makes one exchange with a server.
 CURLcode Transfer::RunOnce() {
-    const CURLcode code = Drive();
+    const CURLcode code = m_request.session ? RunInSession() : Drive(MakeCurlDriver().get());
     if (m_thrown) {
         std::rethrow_exception(std::exchange(m_thrown, nullptr));
     }
     return m_redirect.empty() ? code : CURLE_OK;  // the body of a redirect is cut off
 }
 
-CURLcode Transfer::Drive() {
-    const CurlDriver driver = MakeCurlDriver();
-    const Attachment attachment(driver.get(), m_handle.get());
-    m_driver = driver.get();
+/// Makes the exchange over a connection that the session has, if possible, and leaves it there.
+CURLcode Transfer::RunInSession() {
+    ConnectionPool& pool = *m_request.session->m_pool;
+    const Kernel::String purpose = DescribeConnection();
+    CurlDriver driver = pool.Take(purpose);
+    const CURLcode code = Drive(driver.get());
+    if (code == CURLE_OK && !m_thrown && m_openSocket != CURL_SOCKET_BAD) {
+        // In HTTP/2 what comes says what it belongs to.
+        pool.Give(purpose, {std::move(driver),
+                            m_head.IsFramed() ? curl_socket_t{CURL_SOCKET_BAD} : m_openSocket});
+    }
+    return code;
+}
+
+CURLcode Transfer::Drive(CURLM* driver) {
+    const Attachment attachment(driver, m_handle.get());
+    m_driver = driver;
     m_isConnected = false;
     if (m_request.writeBody && SendsBody(m_request.method)) {
         WriteBody();
     }
     while (Step()) {
     }
+    curl_easy_getinfo(m_handle.get(), CURLINFO_ACTIVESOCKET, &m_openSocket);
     int left = 0;
-    const CURLMsg* const message = curl_multi_info_read(driver.get(), &left);
+    const CURLMsg* const message = curl_multi_info_read(driver, &left);
     return message != nullptr ? message->data.result : CURLE_ABORTED_BY_CALLBACK;
 }
 
@@ -196,7 +211,7 @@ void Transfer::ReportProgress() {
 }
 
 void Transfer::CheckAbort() const {
-    if (IsSet(m_abort.own) || IsSet(m_abort.callers)) {
+    if (Kernel::IsSet(m_abort.own) || Kernel::IsSet(m_abort.callers)) {
         throw Http::Exception("the request was cancelled", Http::FailureReason::Cancelled);
     }
 }
@@ -237,14 +252,25 @@ std::size_t Transfer::OnRead(char* data, std::size_t /*one*/, std::size_t size, 
 }
 
 int Transfer::OnSeek(void* self, curl_off_t position, int origin) {
-    static_cast<Transfer*>(self)->m_bodyPosition = static_cast<std::uint64_t>(position);
-    return origin == SEEK_SET ? CURL_SEEKFUNC_OK : CURL_SEEKFUNC_FAIL;
+    auto& transfer = *static_cast<Transfer*>(self);
+    if (origin != SEEK_SET || transfer.m_request.writeBody) {
+        return CURL_SEEKFUNC_FAIL;
+    }
+    transfer.m_bodyPosition = static_cast<std::uint64_t>(position);
+    return CURL_SEEKFUNC_OK;
 }
 
+/// Called before the request is sent: again if libcurl repeats it over another connection, since
+/// one that a session had kept was closed. What must not be done twice isn't sent twice.
 int Transfer::OnConnected(void* self, char* /*peer*/, char* /*own*/, int /*peerPort*/,
                           int /*ownPort*/) {
     auto& transfer = *static_cast<Transfer*>(self);
     return transfer.Guard(CURL_PREREQFUNC_ABORT, [&] {
+        long sent = 0;
+        curl_easy_getinfo(transfer.m_handle.get(), CURLINFO_REQUEST_SIZE, &sent);
+        if (sent > 0 && transfer.m_request.method == Http::Method::Post) {
+            throw Http::Exception("the server has closed the connection without an answer");
+        }
         transfer.ReportPhase(Phase::Waiting);
         transfer.m_isConnected = true;
         transfer.m_silence = {};
@@ -339,7 +365,7 @@ void Transfer::CheckLength() const {
     // Not by the header alone: its value may be out of range.
     curl_off_t length = -1;
     curl_easy_getinfo(m_handle.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
-    if (length < 0 && !m_head.IsChunked() && !m_request.allowsUnknownLength) {
+    if (length < 0 && !m_head.IsEndMarked() && !m_request.allowsUnknownLength) {
         throw Http::Exception("the server does not say how long its response is");
     }
 }
@@ -348,17 +374,7 @@ void Transfer::NoteFailure(CURLcode code) {
     m_response.reason = Classify(code);
     Kernel::String text = Describe(code);
     if (m_thrown) {
-        m_response.reason = Http::FailureReason::Local;
-        try {
-            std::rethrow_exception(m_thrown);
-        } catch (const Http::Exception& error) {
-            m_response.reason = error.GetReason();
-            text = error.what();
-        } catch (const std::exception& error) {
-            text = error.what();
-        } catch (...) {
-            text = "a callback failed";
-        }
+        text = NoteThrown(m_thrown, m_response);
     }
     m_response.failure = Kernel::Format("%1: %2", DescribeAddress(m_request.address), text);
 }

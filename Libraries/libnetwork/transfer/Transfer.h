@@ -66,6 +66,7 @@ private:
     void SetUpConnection();
     void SetUpTrust();
     void SetUpCallbacks();
+    Kernel::String DescribeConnection() const;
 
     // Callbacks of libcurl; `self` is the transfer.
     static std::size_t OnHeader(char* data, std::size_t one, std::size_t size, void* self);
@@ -78,7 +79,8 @@ private:
 
     void Follow(int redirects);
     CURLcode RunOnce();
-    CURLcode Drive();
+    CURLcode RunInSession();
+    CURLcode Drive(CURLM* driver);
     bool Step();
     void WriteBody();
     void SendPiece(std::span<const std::byte> piece);
@@ -119,7 +121,8 @@ private:
     std::array<char, CURL_ERROR_SIZE> m_errorText{};
     CurlHandle m_handle;
     ResponseHead m_head;
-    CURLM* m_driver = nullptr;  // while the connection is used
+    CURLM* m_driver = nullptr;                     // while the connection is used
+    curl_socket_t m_openSocket = CURL_SOCKET_BAD;  // of a connection that stays open in the end
     bool m_isConnected = false;
     std::chrono::nanoseconds m_silence{0};  // waited for since the last byte
 

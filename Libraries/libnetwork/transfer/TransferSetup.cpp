@@ -4,6 +4,7 @@
 #include "Kernel/Format.h"
 #include "Network/HttpException.h"
 
+#include "requests/Address.h"
 #include "transfer/Transfer.h"
 #include "trust/TrustStore.h"
 
@@ -121,14 +122,16 @@ void Transfer::SetUpHeaders() {
         }
     }
     Set(CURLOPT_HTTPHEADER, m_headers.Get());
-    Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    // A connection of one's own is not worth the other protocol.
+    Set(CURLOPT_HTTP_VERSION,
+        static_cast<long>(m_request.session ? CURL_HTTP_VERSION_2TLS : CURL_HTTP_VERSION_1_1));
 }
 
 void Transfer::SetUpConnection() {
     Set(CURLOPT_CONNECTTIMEOUT,
         static_cast<long>(std::clamp(m_request.timeout, 1, MaximumTimeout)));
-    Set(CURLOPT_FRESH_CONNECT, 1L);
-    Set(CURLOPT_FORBID_REUSE, 1L);
+    Set(CURLOPT_FRESH_CONNECT, m_request.session ? 0L : 1L);
+    Set(CURLOPT_FORBID_REUSE, m_request.session ? 0L : 1L);
     Set(CURLOPT_NOSIGNAL, 1L);    // signal handlers belong to the host
     Set(CURLOPT_QUICK_EXIT, 1L);  // else a transfer that ends waits for servers of names
     Set(CURLOPT_BUFFERSIZE, BufferSize);
@@ -167,6 +170,15 @@ void Transfer::SetUpCallbacks() {
     Set(CURLOPT_PREREQDATA, this);
     Set(CURLOPT_OPENSOCKETFUNCTION, OnSocket);
     Set(CURLOPT_OPENSOCKETDATA, this);
+}
+
+/// What tells the connections apart that this request may use from those that it may not. libcurl
+/// looks after all the rest, as the way through proxies.
+Kernel::String Transfer::DescribeConnection() const {
+    const Kernel::String origin = GetOrigin(m_address);
+    return IsEncrypted(m_address)
+               ? origin + " " + DescribeState(FindAuthorities(m_settings.certificateAuthorities))
+               : origin;
 }
 
 /// Gives a new encrypted connection the authorities to trust.

@@ -102,6 +102,12 @@ void SetTrust(void* context, const Authorities& authorities) {
     SSL_CTX_set1_cert_store(static_cast<SSL_CTX*>(context), GetStore(authorities).get());
 }
 
+Kernel::String DescribeState(const Authorities& authorities) {
+    const Kernel::String& path = authorities.file.empty() ? authorities.folder : authorities.file;
+    const FileState state = GetState(path).value_or(FileState());
+    return Kernel::Format("%1 %2 %3", state.size, state.time.time_since_epoch().count(), path);
+}
+
 void KeepOpenSSLAtExit() {
     OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
 }

@@ -19,6 +19,9 @@ struct Authorities {
 /// Threads: any.
 void SetTrust(void* context, const Authorities& authorities);
 
+/// A text that changes with the authorities, as far as that can be seen without parsing them.
+Kernel::String DescribeState(const Authorities& authorities);
+
 /// Lets OpenSSL keep its tables when the process exits: requests of other threads still use them.
 /// To be called before anything of OpenSSL; takes no effect if the host has done so before.
 void KeepOpenSSLAtExit();

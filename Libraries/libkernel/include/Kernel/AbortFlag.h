@@ -12,6 +12,10 @@ namespace Kernel {
 /// A flag that any thread may set to end an operation; null if nobody does.
 using AbortFlag = const std::atomic<bool>*;
 
+inline bool IsSet(AbortFlag flag) noexcept {
+    return flag != nullptr && flag->load(std::memory_order_relaxed);
+}
+
 /// Thrown by an operation that its flag has ended.
 class KERNEL_API Aborted : public std::exception {
 public:

@@ -8,11 +8,13 @@
 #include "Network/DataSink.h"
 #include "Network/DataSource.h"
 #include "Network/HttpException.h"
+#include "Network/Session.h"
 
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
+#include <system_error>
 
 namespace Network::Http {
 
@@ -74,6 +76,10 @@ struct Request {
     /// Whether a response without Content-Length and chunked encoding is accepted. The end of such
     /// a body can't be distinguished from a lost connection.
     bool allowsUnknownLength = false;
+    /// Whose connections this request may use and leave; null for a connection of its own, which
+    /// ends with it. Post is never sent again when a connection that had been kept turns out to be
+    /// closed: the request then fails, if the server has not answered.
+    Kernel::Counted<Session> session;
 };
 
 struct Response {
@@ -83,6 +89,8 @@ struct Response {
     /// The reason of a failure, in one line; empty for a success.
     Kernel::String failure;
     FailureReason reason = FailureReason::None;
+    /// With FailureReason::Local the error of the system that is behind it, if there is one.
+    std::error_code error;
 };
 
 }  // namespace Network::Http

@@ -1,3 +1,4 @@
+#include "Kernel/IoException.h"
 #include "Network/Routes.h"
 
 #include "tests/NetworkTest.h"
@@ -201,6 +202,35 @@ TEST_F(TransferTest, TakesAChangedAuthorityFileAtOnce) {
     EXPECT_EQ(reach(stranger.GetCertificate()), Http::FailureReason::Untrusted);
     EXPECT_EQ(reach(stranger.GetCertificate() + known), Http::FailureReason::None);
     EXPECT_NE(reach("no certificate"), Http::FailureReason::None);
+}
+
+TEST_F(TransferTest, TellsTheReasonOfAFailure) {
+    const auto full = std::make_error_code(std::errc::no_space_on_device);
+    struct FullSink : DataSink {
+        void Write(std::span<const std::byte> /*bytes*/) override {
+            throw Kernel::IoException("write", "file",
+                                      std::make_error_code(std::errc::no_space_on_device));
+        }
+    };
+    const TestServer plain(Reply(200, {}, "text"));
+    ScriptedServer::Options options;
+    options.greeting = [](int) { return Script{Send{"220 ready\r\n"}}; };
+    const TestServer talker(Script{}, options);
+    const TestServer encrypted(Reply(200), Encrypted());
+    const auto fail = [&](const std::string& address) {
+        Http::Request request = MakeRequest(address);
+        request.sink = Kernel::MakeCounted<FullSink>();
+        return Http::DoRequest(request, false);
+    };
+    EXPECT_EQ(fail(plain.GetAddress()).reason, Http::FailureReason::Local);
+    EXPECT_EQ(fail(plain.GetAddress()).error, full);
+    EXPECT_EQ(fail("https" + talker.GetAddress().substr(4)).reason,
+              Http::FailureReason::WrongProtocol);
+    EXPECT_EQ(fail(talker.GetAddress()).reason, Http::FailureReason::WrongProtocol);
+    EXPECT_EQ(fail("http://127.0.0.1:1/").reason, Http::FailureReason::Unreachable);
+    EXPECT_EQ(fail("http://").reason, Http::FailureReason::Invalid);
+    SetCertificateAuthorities(m_folder.Write("empty.pem", ""));
+    EXPECT_EQ(fail(encrypted.GetAddress()).reason, Http::FailureReason::Local);
 }
 
 TEST_F(TransferTest, FlushesTheStreamOfItsSink) {
