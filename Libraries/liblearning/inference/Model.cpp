@@ -11,12 +11,15 @@ namespace Learning {
 
 namespace {
 
-/// The session of the file at `path`; null, with a line in the log, if the runtime can't open it.
-Kernel::Counted<ModelSession> TryOpen(const Kernel::String& path, Model::EP ep) {
+/// The session of the file at `path`; null, with a line in the log and the reason in `failure`, if
+/// the runtime can't open it.
+Kernel::Counted<ModelSession> TryOpen(const Kernel::String& path, Model::EP ep,
+                                      Kernel::String& failure) {
     try {
         return Kernel::MakeCounted<ModelSession>(path, ep);
     } catch (const Ort::Exception& error) {
         LogRuntimeError(error);
+        failure = error.what();
         return nullptr;
     }
 }
@@ -26,7 +29,11 @@ Kernel::Counted<ModelSession> TryOpen(const Kernel::String& path, Model::EP ep) 
 Model::Model(const std::vector<Kernel::String>& paths, EP ep) {
     m_sessions.reserve(paths.size());
     for (const Kernel::String& path : paths) {
-        m_sessions.push_back(TryOpen(path, ep));
+        Kernel::String failure;
+        m_sessions.push_back(TryOpen(path, ep, failure));
+        if (m_failure.empty()) {
+            m_failure = std::move(failure);
+        }
     }
 }
 

@@ -42,6 +42,15 @@ void EnsureONNXRuntime() {
     }();
 }
 
+bool IsONNXRuntimeUsable() noexcept {
+    try {
+        EnsureONNXRuntime();
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
 const char* ToRuntimeText(const Kernel::String& text) {
     if (Kernel::HasZeroByte(text)) {
         Fail(Kernel::Format("%1 has a zero byte, as no name has", Kernel::MakePrintable(text)),

@@ -17,6 +17,9 @@ namespace Learning {
 /// there is no runtime or it can't be used; the next call then tries again.
 void EnsureONNXRuntime();
 
+/// Whether EnsureONNXRuntime() returns.
+bool IsONNXRuntimeUsable() noexcept;
+
 /// `text` as the runtime takes texts, for as long as it lives. Throws Ort::Exception if it has a
 /// zero byte: the runtime would take what comes before it for the text.
 const char* ToRuntimeText(const Kernel::String& text);

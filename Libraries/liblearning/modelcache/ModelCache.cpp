@@ -5,6 +5,7 @@
 #include "Kernel/NeverDestroyed.h"
 
 #include "inference/DevicePolicy.h"
+#include "modelcache/ModelOutcomes.h"
 
 #include <array>
 #include <utility>
@@ -105,20 +106,47 @@ bool ModelCache::IsModelAvailable(ModelType type) const {
 }
 
 Kernel::Counted<Model> ModelCache::GetModel(ModelType type) {
+    ModelOutcome outcome = MakeOutcome(ModelStatus::WillNotLoad, "a device can't be registered");
+    try {
+        Kernel::Counted<Model> model = FindOrLoad(type, outcome);
+        NoteOutcome(type, std::move(outcome));
+        return model;
+    } catch (...) {
+        NoteOutcome(type, std::move(outcome));
+        throw;
+    }
+}
+
+/// The loaded model of `type`, loaded if need be; null if it can't be. Tells the outcome unless it
+/// throws.
+Kernel::Counted<Model> ModelCache::FindOrLoad(ModelType type, ModelOutcome& outcome) {
     const Kernel::ScopedLock lock(m_lock);
-    if (const Kernel::Counted<Model>& loaded = m_models[type]) {
-        return loaded;
+    Kernel::Counted<Model> model = m_models[type];
+    if (!model) {
+        model = Kernel::MakeCounted<Model>(ModelTypeToModelPaths(type), GetCatalogueEntry(type).ep);
+        if (!model->IsValid()) {
+            outcome = MakeLoadOutcome(*model, IsModelAvailable(type));
+            return nullptr;
+        }
+        m_models[type] = model;  // looked up anew: a log sink may have called Shutdown() meanwhile
     }
-    auto model =
-        Kernel::MakeCounted<Model>(ModelTypeToModelPaths(type), GetCatalogueEntry(type).ep);
-    if (!model->IsValid()) {
-        return nullptr;
-    }
-    m_models[type] = model;  // looked up anew: a log sink may have called Shutdown() meanwhile
+    outcome = MakeOutcome(ModelStatus::Installed);
     return model;
 }
 
+ModelOutcome ModelCache::GetOutcome(ModelType type) const {
+    const Kernel::ScopedLock lock(m_outcomesLock);
+    const auto found = m_outcomes.find(type);
+    return found != m_outcomes.end() ? found->second : ModelOutcome();
+}
+
+void ModelCache::NoteOutcome(ModelType type, ModelOutcome outcome) {
+    const Kernel::ScopedLock lock(m_outcomesLock);
+    m_outcomes[type] = std::move(outcome);
+}
+
 bool ModelCache::DeleteModel(ModelType type) {
+    NoteOutcome(type, {});
     const Kernel::ScopedLock lock(m_lock);
     m_models[type] = nullptr;
     Kernel::FileSystem::DeleteAll(ModelTypeToModelPaths(type).front());

@@ -9,7 +9,9 @@
 #include "Kernel/ZipArchive.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -39,13 +41,16 @@ void CheckParts(const ZipArchive& archive) {
 /// Throws unless the archive declares sizes that are possible and bearable.
 void CheckSizes(const ZipArchive& archive, std::uint64_t archiveSize,
                 const Kernel::String& folder) {
-    const std::uint64_t room = std::min(MaximumSize, Kernel::FileSystem::GetFreeSpace(folder));
+    const std::uint64_t room = Kernel::FileSystem::GetFreeSpace(folder);
     std::uint64_t unpacked = 0;
     std::uint64_t packed = 0;
     for (const ZipArchive::Entry& entry : archive) {
-        if (entry.GetSize() > room - unpacked) {
-            throw Kernel::IoException(
-                "the package is larger than any model, or than the free space of the disk");
+        if (entry.GetSize() > MaximumSize - unpacked) {
+            throw Kernel::IoException("the package is larger than any model");
+        }
+        if (entry.GetSize() > room - std::min(room, unpacked)) {
+            throw Kernel::IoException("unpack a model package into", folder,
+                                      std::make_error_code(std::errc::no_space_on_device));
         }
         if (entry.GetCompressedSize() > archiveSize - packed) {
             throw Kernel::IoException("the entries of the package overlap");
@@ -105,8 +110,12 @@ public:
 
     /// Writes the file that `entry` is beside its place, or creates the folder.
     void Prepare(const ZipArchive::Entry& entry);
-    /// Renames the files to their places; those that can't be are left out.
+    /// Renames the files to their places; skips those that can't be.
     void Commit();
+    /// Takes note of an entry that can't be created.
+    void Skip(const Kernel::String& name, const std::exception& error);
+
+    InstalledPackage TakeResult() { return std::move(m_result); }
 
 private:
     struct File {
@@ -126,11 +135,12 @@ private:
     const Kernel::String m_folder;
     std::vector<File> m_files;
     std::vector<NewFolders> m_newFolders;
+    InstalledPackage m_result;
 };
 
-void LogSkipped(const Kernel::String& name, const std::exception& error) {
-    Kernel::Log::Write("The entry %1 of a model package is skipped: %2\n",
-                       Kernel::MakePrintable(name), error.what());
+/// Whether an entry called `entry` is unpacked to where one called `name` would be.
+bool IsSamePlace(const Kernel::String& entry, const Kernel::String& name) {
+    return std::filesystem::path(entry.c_str()).lexically_normal() == name.c_str();
 }
 
 Installation::~Installation() {
@@ -192,10 +202,19 @@ void Installation::Commit() {
     for (const File& file : m_files) {
         try {
             CommitFile(file);
-        } catch (const std::exception& error) {  // this file is skipped, the next may be good
-            LogSkipped(file.name, error);
+            m_result.files.push_back(file.name);
+        } catch (const std::exception& error) {  // the next may be good
+            Skip(file.name, error);
         }
     }
+}
+
+void Installation::Skip(const Kernel::String& name, const std::exception& error) {
+    Kernel::Log::Write("The entry %1 of a model package is skipped: %2\n",
+                       Kernel::MakePrintable(name), error.what());
+    const auto* const failure = dynamic_cast<const Kernel::IoException*>(&error);
+    m_result.skipped.push_back(
+        {name, error.what(), failure != nullptr ? failure->GetCode() : std::error_code()});
 }
 
 void Installation::CommitFile(const File& file) const {
@@ -207,8 +226,19 @@ void Installation::CommitFile(const File& file) const {
 
 }  // namespace
 
-void InstallPackage(const Kernel::String& packagePath, const Kernel::String& folder,
-                    Kernel::AbortFlag abort) {
+bool InstalledPackage::HasFile(const Kernel::String& name) const {
+    return std::ranges::any_of(files,
+                               [&](const Kernel::String& file) { return IsSamePlace(file, name); });
+}
+
+const SkippedEntry* InstalledPackage::FindSkipped(const Kernel::String& name) const {
+    const auto found = std::ranges::find_if(
+        skipped, [&](const SkippedEntry& entry) { return IsSamePlace(entry.name, name); });
+    return found != skipped.end() ? &*found : nullptr;
+}
+
+InstalledPackage InstallPackage(const Kernel::String& packagePath, const Kernel::String& folder,
+                                Kernel::AbortFlag abort) {
     const Kernel::String place = folder.empty() ? "./" : folder;  // one that can be looked up
     const auto file = Kernel::FastFileInStream::Open(packagePath, ReadBufferSize);
     const auto archive = Kernel::MakeCounted<ZipArchive>(file, abort);
@@ -221,12 +251,13 @@ void InstallPackage(const Kernel::String& packagePath, const Kernel::String& fol
             installation.Prepare(entry);
         } catch (const Kernel::Aborted&) {
             throw;
-        } catch (const std::exception& error) {  // this entry is skipped, the next may be good
-            LogSkipped(entry.GetName(), error);
+        } catch (const std::exception& error) {  // the next may be good
+            installation.Skip(entry.GetName(), error);
         }
     }
     Kernel::ThrowIfAborted(abort);
     installation.Commit();
+    return installation.TakeResult();
 }
 
 }  // namespace Learning

@@ -53,12 +53,16 @@ public:
     /// Whether every file was opened; true for a model without files.
     bool IsValid() const noexcept;
 
+    /// Why the first file that could not be opened could not, in one line; empty if all were.
+    const Kernel::String& GetFailure() const noexcept { return m_failure; }
+
 protected:
     /// As Execute(), for the model file number `session`.
     bool PlatformExecute(int session, TensorMap inputs, TensorMap& outputs);
 
 private:
     std::vector<Kernel::Counted<ModelSession>> m_sessions;  // null: could not be opened
+    Kernel::String m_failure;
 };
 
 }  // namespace Learning

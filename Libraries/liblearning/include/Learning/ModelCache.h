@@ -2,11 +2,13 @@
 
 #pragma once
 
+#include "Kernel/AbortFlag.h"
 #include "Kernel/Counted.h"
 #include "Kernel/CriticalSection.h"
 #include "Kernel/String.h"
 #include "Learning/Export.h"
 #include "Learning/Model.h"
+#include "Learning/ModelOutcome.h"
 #include "Network/HttpProgress.h"
 
 #include <atomic>
@@ -97,8 +99,8 @@ public:
     /// A failure to register execution providers is thrown as it comes.
     Kernel::Counted<Model> GetModel(ModelType type);
 
-    /// Forgets the model of `type` and deletes its file, or whatever else stands in its place. True
-    /// always. Models that callers hold stay usable.
+    /// Forgets the model of `type` and what came of it, and deletes its file, or whatever else
+    /// stands in its place. True always. Models that callers hold stay usable.
     bool DeleteModel(ModelType type);
 
     /// Told how far a download is, once a second at least, on the thread of the transfer. What it
@@ -119,12 +121,28 @@ public:
     ///
     /// Threads: any, but two downloads of one type at the same time do the same work twice.
     bool DownloadModel(ModelType type, DownloadProgress progress);
+    /// The same. Another thread may set `abort`, if it is not null: a download or an installation
+    /// that is under way then ends within 200 ms, with the cache folder as it was. Loading is not
+    /// ended.
+    bool DownloadModel(ModelType type, DownloadProgress progress, Kernel::AbortFlag abort);
+
+    /// What came of the last GetModel() or DownloadModel() of `type` that has returned: whether
+    /// there is a usable model and, if not, why. After a download it is the download's: a model
+    /// that was there before does not make a failed download a success.
+    ///
+    /// Threads: any, at any time; does not wait for models that are being loaded.
+    ModelOutcome GetOutcome(ModelType type) const;
 
 private:
+    Kernel::Counted<Model> FindOrLoad(ModelType type, ModelOutcome& outcome);
+    void NoteOutcome(ModelType type, ModelOutcome outcome);
+
     Kernel::String m_modelCacheFolder;
     Kernel::String m_modelURLRoot;
     std::map<ModelType, Kernel::Counted<Model>> m_models;  // null: not loaded
     Kernel::CriticalSection m_lock;                        // guards m_models
+    std::map<ModelType, ModelOutcome> m_outcomes;
+    mutable Kernel::CriticalSection m_outcomesLock;  // is never held for long, as the other may be
     std::atomic<InferenceMode> m_inferenceMode{InferenceMode::CPU};
     bool m_userCanDoInference = false;
 };

@@ -1,3 +1,5 @@
+#include "Network/Http.h"
+
 #include "support/Threads.h"
 #include "tests/modelcache/DownloadTesting.h"
 
@@ -5,7 +7,9 @@
 
 #include <atomic>
 #include <chrono>
+#include <optional>
 #include <stdexcept>
+#include <thread>
 
 namespace Learning {
 namespace {
@@ -99,13 +103,15 @@ TEST_F(DownloadTest, FailsWhenItsProgressHandlerThrows) {
 TEST_F(DownloadTest, RefusesAPackageThatTheDiskHasNoRoomFor) {
     m_cache.SetModelCacheFolder("/proc");
     EXPECT_FALSE(DownloadPackage(MakePackage()));
-    EXPECT_THAT(m_log.GetMessages(), ElementsAre(HasSubstr("free space")));
+    EXPECT_THAT(m_log.GetMessages(), ElementsAre(HasSubstr("No space left")));
+    EXPECT_EQ(m_cache.GetOutcome(Type).status, ModelStatus::NoSpace);
 }
 
 TEST_F(DownloadTest, SaysThatItHasNoFolderForTemporaryFiles) {
     std::filesystem::remove(m_temporary);
     EXPECT_FALSE(DownloadPackage(MakePackage()));
     EXPECT_THAT(m_log.GetMessages(), Contains(HasSubstr("the folder for temporary files")));
+    EXPECT_EQ(m_cache.GetOutcome(Type).status, ModelStatus::NotWritable);
 }
 
 TEST_F(DownloadTest, DeletesWhatEarlierOnesAbandoned) {
@@ -179,6 +185,98 @@ TEST_F(DownloadTest, TouchesNoModelWhenATransferFails) {
         EXPECT_EQ(HasTemporaryFile(), !isTransferred) << name;
         std::filesystem::remove_all(m_temporary);
         std::filesystem::create_directory(m_temporary);
+    }
+}
+
+// Over an older model, which neither makes a failure a success nor is lost.
+TEST_F(DownloadTest, TellsWhatCameOfIt) {
+    const auto file = [this](const std::string& bytes, std::optional<std::uint32_t> checksum = {}) {
+        return MakeZip({{.name = m_model.filename(), .bytes = bytes, .checksum = checksum}});
+    };
+    const std::string model = ReadFile(TestModelPath("Add").c_str());
+    const Send half{FormatHead(200, {{"Content-Length", "70000"}}) + "half"};
+    const struct {
+        Script script;
+        ModelStatus status;
+        const char* reason;
+    } cases[] = {
+        {Reply(404), ModelStatus::NotFound, "status 404"},
+        {Reply(410), ModelStatus::NotFound, "status 410"},
+        {Reply(403), ModelStatus::Refused, "status 403"},
+        {Reply(600), ModelStatus::Refused, "status 600"},
+        {Reply(503), ModelStatus::ServerFailed, "status 503"},
+        {{half, Reset{}}, ModelStatus::BrokenOff, "reset"},
+        {{Send{"220 ready\r\n"}}, ModelStatus::WrongProtocol, "HTTP/0.9"},
+        {Reply(200, {}, "<html>"), ModelStatus::Damaged, "ZIP"},
+        {Reply(200, {}, file(model, 1)), ModelStatus::Damaged, "CRC"},
+        {Reply(200, {}, MakePackage("Add", "Other")), ModelStatus::Damaged, "does not hold Colour"},
+        {Reply(200, {}, MakeZip({{"./" + m_model.filename().string(), model}})),
+         ModelStatus::Installed, ""},
+        {Reply(200, {}, MakePackage()), ModelStatus::Installed, ""},
+    };
+    m_cache.DeleteModel(Type);
+    EXPECT_EQ(m_cache.GetOutcome(Type).status, ModelStatus::Unknown);
+    EXPECT_FALSE(m_cache.GetModel(Type));
+    EXPECT_EQ(m_cache.GetOutcome(Type).status, ModelStatus::NotFound);
+    ASSERT_TRUE(DownloadPackage(MakePackage()));
+    for (const auto& [script, status, reason] : cases) {
+        Download(script);
+        const ModelOutcome outcome = m_cache.GetOutcome(Type);
+        EXPECT_EQ(outcome.status, status) << reason;
+        EXPECT_THAT(outcome.reason.c_str(), HasSubstr(reason));
+        EXPECT_EQ(outcome.reason.empty(), status == ModelStatus::Installed);
+        EXPECT_FALSE(outcome.message.GetDisplayText().empty());
+        EXPECT_EQ(ReadFile(m_model), model);
+    }
+    m_cache.SetModelURLRoot("http://127.0.0.1:1/");
+    m_cache.DownloadModel(Type, {});
+    EXPECT_EQ(m_cache.GetOutcome(Type).status, ModelStatus::Offline);
+    m_cache.SetModelURLRoot({});
+    m_cache.DownloadModel(Type, {});
+    EXPECT_EQ(m_cache.GetOutcome(Type).status, ModelStatus::InvalidAddress);
+
+    m_cache.Shutdown();
+    DownloadPackage(file("corrupt"));
+    EXPECT_EQ(m_cache.GetOutcome(Type).status, ModelStatus::WillNotLoad);
+    EXPECT_FALSE(m_cache.GetOutcome(Type).reason.empty());
+}
+
+TEST_F(DownloadTest, EndsWhenItIsAborted) {
+    const std::string package = MakeZip({{m_model.filename(), std::string(100'000'000, 'x')}});
+    const struct {
+        const char* phase;
+        Script script;
+        std::uint64_t abortAt;  // this many bytes; the last one is that of the installation's start
+    } cases[] = {
+        {"waiting", {WaitForClient}, 0},
+        {"receiving",
+         {Send{FormatHead(200, {{"Content-Length", "70000"}}) + "half"}, WaitForClient},
+         4},
+        {"installing", Reply(200, {}, package), package.size()},
+    };
+    for (const auto& [phase, script, abortAt] : cases) {
+        for (const bool isOwn : {true, false}) {
+            const TestServer server(script);
+            m_cache.SetModelURLRoot(server.GetAddress());
+            std::atomic<bool> abort = false;
+            std::atomic<bool> isReached = abortAt == 0;
+            std::thread aborter([&] {
+                while (!isReached || server.GetRequests().empty()) {
+                    std::this_thread::yield();
+                }
+                if (isOwn) {
+                    abort = true;
+                } else {
+                    Network::Http::CancelAllRequests();
+                }
+            });
+            EXPECT_FALSE(m_cache.DownloadModel(
+                Type, [&](auto progress, auto) { isReached = progress.received >= abortAt; },
+                &abort));
+            aborter.join();
+            EXPECT_EQ(m_cache.GetOutcome(Type).status, ModelStatus::Cancelled) << phase;
+            EXPECT_THAT(DescribeTree(m_models), IsEmpty()) << phase;
+        }
     }
 }
 

@@ -142,6 +142,7 @@ TEST_F(Worlds, WithoutARuntimeGiveAReasonUntilThereIsOne) {
             EXPECT_THAT(Run(operation), AllOf(HasSubstr(m_place), HasSubstr(world.reason)))
                 << operation.name;
         }
+        EXPECT_EQ(m_cache.GetOutcome(Type).status, ModelStatus::NoRuntime);
         ExpectTheRestToWork();
     }
     Support::PutRuntime(m_place, REAL_RUNTIME);
