@@ -74,26 +74,20 @@ bool IsUsable(const NamedType& model) {
 /// Downloads one network. Throws DownloadFailure unless its file is a new one that can be loaded.
 void Fetch(const Host& host, const NamedType& model, const Interruption& interruption) {
     ModelCache& cache = ModelCache::GetInstance();
-    const std::string path = GetPath(model.type);
-    const auto before = GetWriteTime(path);
     cache.Shutdown();  // so that the new file is loaded, not the model that is in memory
     host.ClearLog();
-    bool isThere = false;
     {
         DownloadProgress progress = host.StartDownload(model.name);
         // Called on the thread of the transfer, while this one waits.
-        isThere = cache.DownloadModel(model.type, [&](const auto& state, ModelType) {
-            interruption.Check();
+        const auto update = [&](const auto& state, ModelType) {
             progress.Update(state.received, state.totalToReceive);
-        });
+        };
+        cache.DownloadModel(model.type, update, interruption.GetFlag());
     }
-    if (!isThere) {
+    const Learning::ModelOutcome outcome = cache.GetOutcome(model.type);
+    if (outcome.status != Learning::ModelStatus::Installed) {
         interruption.Check();
-        throw DownloadFailure(model.name, host.GetLog());
-    }
-    if (GetWriteTime(path) == before) {  // the package has not replaced it
-        const std::string log = host.GetLog();
-        throw DownloadFailure(model.name, log.empty() ? "no " + path + " exists in it" : log);
+        throw DownloadFailure(model.name, outcome);
     }
 }
 

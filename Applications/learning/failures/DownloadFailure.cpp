@@ -7,6 +7,8 @@ namespace LearningApp {
 
 namespace {
 
+using Learning::ModelStatus;
+
 constexpr const char* TryAgain = "Try again; if it stays so, see what the server says.";
 constexpr const char* CheckServer =
     "Check the address given with --server, and that the server is up. A server for this machine: "
@@ -17,9 +19,8 @@ constexpr const char* CheckPackages =
 constexpr const char* CheckPort =
     "Check the address given with --server: whether it is http or https, and the port.";
 constexpr const char* Authorise =
-    "If the server is one of your own, name its authority's certificate: --certificate FILE.pem";
-constexpr const char* FixCertificate =
-    "Let --certificate name a PEM file; learning-service writes one with its own --certificate.";
+    "Check that --server has the name that the server's certificate is made out to. If the server "
+    "is one of your own, name its authority's certificate: --certificate FILE.pem";
 constexpr const char* MakeRoom =
     "Make room on the disks of the networks and of temporary files, or name others: --models DIR, "
     "and TMPDIR in the environment.";
@@ -29,62 +30,39 @@ constexpr const char* AllowWriting =
 constexpr const char* FixPackage =
     "The package on the server is at fault: it has to be a ZIP archive that holds the ONNX file at "
     "its top level.";
+constexpr const char* SeeReason = "Mend what the reason names, and try again.";
 
 }  // namespace
 
-// The first one whose sign is found counts: an early failure, such as a full disk, causes later
-// ones.
+// The last one stands for all others.
 const DownloadFailure::Cause DownloadFailure::Causes[] = {
-    {"No space left on device", "the disk is full", MakeRoom},
-    {"Disk quota exceeded", "the disk is full for this user", MakeRoom},
-    {"free space of the disk", "the disk has no room for it", MakeRoom},
-    {"folder for temporary files", "there is no folder for temporary files", AllowWriting},
-    {"Permission denied", "a file may not be written", AllowWriting},
-    {"Read-only file system", "a file may not be written", AllowWriting},
-
-    {"is no address of the web", "the address of the server is not well-formed", CheckServer},
-    {"Could not resolve", "the server is not known", CheckServer},
-    {"Failed to connect", "the server can't be reached", CheckServer},
-    {"timed out", "the server does not answer", CheckServer},
-    {"Connection timeout", "the server does not answer", CheckServer},
-    {"neither sends nor takes", "the server has fallen silent", TryAgain},
-
-    {"with status 404", "the server does not have this package", CheckPackages},
-    {"with status 4", "the server refuses", CheckPackages},
-    {"with status 5", "the server has failed", TryAgain},
-    {"with status", "the server sends something else", CheckPackages},
-    {"redirects", "the server sends us elsewhere, and there is nothing", CheckPackages},
-
-    {"certificate subject name", "the server's certificate is made out to another name",
-     "Use the name that is in the certificate as that of the server, for example localhost."},
-    {"certificate has expired", "the server's certificate has expired",
-     "The server needs a new certificate."},
-    {"SSL certificate problem", "the server's certificate is not trusted", Authorise},
-    {"the certificate authorities in", "the trusted certificate can't be used", FixCertificate},
-    {"HTTP/0.9", "what answers is no web server", CheckPort},
-    {"wrong version number", "what answers does not speak https", CheckPort},
-    {"SSL", "there is no safe connection to the server", CheckPort},
-    {"[Network]", "the download broke off", TryAgain},
-
-    {"libonnxruntime", "the inference runtime can't be used",
+    {ModelStatus::Offline, "the server can't be reached, or does not answer", CheckServer},
+    {ModelStatus::InvalidAddress, "the address of the server is not well-formed", CheckServer},
+    {ModelStatus::NotFound, "the server does not have this package", CheckPackages},
+    {ModelStatus::Refused, "the server refuses", CheckPackages},
+    {ModelStatus::ServerFailed, "the server has failed", TryAgain},
+    {ModelStatus::BrokenOff, "the download broke off", TryAgain},
+    {ModelStatus::Untrusted, "the server's certificate is not trusted", Authorise},
+    {ModelStatus::WrongProtocol, "what answers is no web server, or none of this protocol",
+     CheckPort},
+    {ModelStatus::NoSpace, "the disk is full", MakeRoom},
+    {ModelStatus::NotWritable, "a file can't be written", AllowWriting},
+    {ModelStatus::Damaged, "what the server sent is no model package, or damaged", FixPackage},
+    {ModelStatus::WillNotLoad, "the network in the package can't be loaded", FixPackage},
+    {ModelStatus::NoRuntime, "the inference runtime can't be used",
      "Run tools/setup.sh, and build again."},
-    {"can't be installed", "what the server sent is no model package", FixPackage},
-    {"skipped", "the package is damaged", FixPackage},
-    {"exist", "the package does not hold it", FixPackage},
-    {"[ONNX Runtime]", "the network in the package can't be loaded", FixPackage},
-    {"", "it can't be installed", TryAgain},
+    {ModelStatus::Failed, "it can't be installed", SeeReason},
 };
 
-DownloadFailure::DownloadFailure(std::string_view name, std::string_view reason)
-    : DownloadFailure(name, reason, FindCause(reason)) {}
+DownloadFailure::DownloadFailure(std::string_view name, const Learning::ModelOutcome& outcome)
+    : DownloadFailure(name, outcome.reason, FindCause(outcome.status)) {}
 
 DownloadFailure::DownloadFailure(std::string_view name, std::string_view reason, const Cause& cause)
     : Failure("cannot download %1: %2 (%3)", name, cause.what, reason), m_cause(cause) {}
 
-const DownloadFailure::Cause& DownloadFailure::FindCause(std::string_view reason) {
-    return *std::ranges::find_if(Causes, [reason](const Cause& cause) {
-        return reason.find(cause.sign) != std::string_view::npos;
-    });
+const DownloadFailure::Cause& DownloadFailure::FindCause(ModelStatus status) {
+    const auto* const found = std::ranges::find(Causes, status, &Cause::status);
+    return found != std::end(Causes) ? *found : *std::prev(std::end(Causes));
 }
 
 }  // namespace LearningApp

@@ -2,9 +2,10 @@
 
 #pragma once
 
+#include "Learning/ModelOutcome.h"
+
 #include "failures/Failure.h"
 
-#include <string>
 #include <string_view>
 
 namespace LearningApp {
@@ -12,20 +13,20 @@ namespace LearningApp {
 /// A network could not be downloaded.
 class DownloadFailure : public Failure {
 public:
-    /// `name`: the network. `reason`: what the library's log says of it.
-    DownloadFailure(std::string_view name, std::string_view reason);
+    /// `name`: the network. `outcome`: what came of the download.
+    DownloadFailure(std::string_view name, const Learning::ModelOutcome& outcome);
 
     /// What the user can do: a whole sentence, the same for failures with one cause.
     const char* GetCure() const noexcept { return m_cause.cure; }
 
 private:
     struct Cause {
-        const char* sign;  // a part of the reason that tells the cause
+        Learning::ModelStatus status;
         const char* what;
         const char* cure;
     };
     static const Cause Causes[];
-    static const Cause& FindCause(std::string_view reason);
+    static const Cause& FindCause(Learning::ModelStatus status);
 
     DownloadFailure(std::string_view name, std::string_view reason, const Cause& cause);
 

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <filesystem>
 #include <new>
 #include <system_error>
 
@@ -97,12 +98,6 @@ void CreateFolder(const std::string& path) {
     if (error) {
         throw Failure("cannot create the folder %1: %2", path, error.message());
     }
-}
-
-std::optional<std::filesystem::file_time_type> GetWriteTime(const std::string& path) {
-    std::error_code error;
-    const auto time = std::filesystem::last_write_time(ToPath(path), error);
-    return error ? std::nullopt : std::optional(time);
 }
 
 void WriteWhole(const std::string& path, const std::function<void(Kernel::OutStream&)>& write) {

@@ -6,9 +6,7 @@
 #include "Raster/DynamicBitmap.h"
 
 #include <cstdint>
-#include <filesystem>
 #include <functional>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -36,9 +34,6 @@ bool IsSameFile(const std::string& left, const std::string& right);
 /// Creates the folder `path` and those above it that are missing. Throws Failure with the reason if
 /// that fails.
 void CreateFolder(const std::string& path);
-
-/// When the file was last written; nothing if the file system does not say.
-std::optional<std::filesystem::file_time_type> GetWriteTime(const std::string& path);
 
 /// Writes the file `path` atomically: to a temporary file beside it, which then replaces it. Passes
 /// on what `write` throws, and throws Kernel::IoException if the file can't be created or replaced.

@@ -153,8 +153,8 @@ Network Host::GetNetwork(ModelType type) const {
     }
     Kernel::Counted<Learning::Model> model = cache.GetModel(type);
     if (!model) {
-        throw Failure("cannot load the network %1%2\nTo get it anew: %3", path, m_log->GetReason(),
-                      DescribeDownload(type));
+        throw Failure("cannot load the network %1: %2\nTo get it anew: %3", path,
+                      cache.GetOutcome(type).reason, DescribeDownload(type));
     }
     return {std::move(model), path, m_log};
 }
@@ -166,7 +166,7 @@ Network Host::OpenNetwork(const std::string& path) const {
     auto model = Kernel::MakeCounted<Learning::Model>(std::vector<Kernel::String>{path},
                                                       ModelCache::GetInstance().GetEP());
     if (!model->IsValid()) {
-        throw Failure("cannot load the network %1%2", path, m_log->GetReason());
+        throw Failure("cannot load the network %1: %2", path, model->GetFailure());
     }
     return {std::move(model), path, m_log};
 }

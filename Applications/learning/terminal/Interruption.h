@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include "Kernel/AbortFlag.h"
+
 #include <memory>
 
 namespace LearningApp {
@@ -15,8 +17,8 @@ public:
     Interruption& operator=(const Interruption&) = delete;
     ~Interruption();
 
-    /// Whether the end has been asked for. For any thread.
-    bool IsWanted() const noexcept;
+    /// Is set once the end has been asked for. For any thread.
+    Kernel::AbortFlag GetFlag() const noexcept;
     /// Throws Interrupted if the end has been asked for.
     void Check() const;
 

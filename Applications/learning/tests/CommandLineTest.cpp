@@ -126,7 +126,7 @@ TEST_F(CommandLine, FailsWithTheFileAndTheReason) {
         {{"--models", At(""), "--mode", "performance", "super-resolve", photo, "-o", result},
          {"SuperResolution_3.2.onnx", "--mode performance", "download SuperResolution"}},
         {{"--models", At(""), "super-resolve", photo, "-o", result},
-         {bad, "ONNX Runtime", "Protobuf", "download SuperResolution"}},
+         {bad, "Protobuf", "download SuperResolution"}},
         {{"depth", text, "-o", result}, {text, "neither a PNG nor a JPEG"}},
         {{"colourise", cut, "-o", result}, {cut, "damaged"}},
         {{"segment", At("none.png"), "--at", "1,1", "-o", result}, {"none.png", "No such file"}},

