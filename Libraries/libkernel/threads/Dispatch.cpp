@@ -65,6 +65,11 @@ std::thread DispatchJoinable(std::function<void()> task, Priority priority, Thre
     return StartThread(purpose, priority, [task = std::move(task)] { RunTask(task); });
 }
 
+void EndIdleThreads() {
+    GetPool().EndThreads();
+    EndThreadStarter();
+}
+
 void Sleep(std::chrono::milliseconds duration) {
     GetClock().Sleep(ToClockTime(duration));
 }

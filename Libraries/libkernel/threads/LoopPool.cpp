@@ -8,10 +8,11 @@
 
 namespace Kernel {
 
-LoopPool::LoopPool(std::size_t threadCount) {
-    m_threads.reserve(threadCount);
+/// With the lock held.
+void LoopPool::StartThreads() {
+    m_threads.reserve(m_threadCount);
     try {
-        for (std::size_t i = 0; i < threadCount; ++i) {
+        while (m_threads.size() < m_threadCount) {
             m_threads.push_back(StartThread(Dispatch::ThreadPurpose::General,
                                             Dispatch::Priority::Normal, [this] { RunThread(); }));
         }
@@ -20,19 +21,27 @@ LoopPool::LoopPool(std::size_t threadCount) {
     }
 }
 
-LoopPool::~LoopPool() {
+void LoopPool::EndThreads() {
+    const std::lock_guard endLock(m_endMutex);
+    std::vector<std::thread> threads;
     {
         const std::lock_guard lock(m_mutex);
         m_isEnding = true;
+        threads.swap(m_threads);
     }
     m_loopAdded.notify_all();
-    for (std::thread& thread : m_threads) {
+    for (std::thread& thread : threads) {
         thread.join();
     }
+    const std::lock_guard lock(m_mutex);
+    m_isEnding = false;
 }
 
 void LoopPool::Run(Loop& loop) {
     std::unique_lock lock(m_mutex);
+    if (m_threads.empty() && !m_isEnding) {
+        StartThreads();
+    }
     const auto place = m_loops.insert(m_loops.end(), &loop);
     m_loopAdded.notify_all();
     while (loop.next < loop.count) {

@@ -32,24 +32,31 @@ struct Loop {
 /// the pool that still run some. So loops end with any number of threads and may be nested.
 class LoopPool {
 public:
-    /// Starts `threadCount` threads, or fewer if the system refuses more.
-    explicit LoopPool(std::size_t threadCount);
+    /// With `threadCount` threads, or fewer if the system refuses more.
+    explicit LoopPool(std::size_t threadCount) noexcept : m_threadCount(threadCount) {}
     LoopPool(const LoopPool&) = delete;
     LoopPool& operator=(const LoopPool&) = delete;
-    ~LoopPool();
+    ~LoopPool() { EndThreads(); }
 
-    std::size_t GetThreadCount() const noexcept { return m_threads.size(); }
+    std::size_t GetThreadCount() const noexcept { return m_threadCount; }
 
-    /// Runs all jobs of `loop` and rethrows its failure, if there is one.
+    /// Runs all jobs of `loop` and rethrows its failure, if there is one. Starts the threads first
+    /// if there are none.
     void Run(Loop& loop);
 
+    /// Returns when the threads have ended the jobs that they run, and themselves.
+    void EndThreads();
+
 private:
+    void StartThreads();
     void RunThread();
     void TakeTurn(Loop& loop, std::unique_lock<std::mutex>& lock);
     Loop* FindLoop() noexcept;
 
-    std::mutex m_mutex;
-    std::condition_variable m_loopAdded;  // or the pool is being destroyed
+    const std::size_t m_threadCount;
+    std::mutex m_endMutex;                // held by the one that ends the threads, and taken first
+    std::mutex m_mutex;                   // of all below
+    std::condition_variable m_loopAdded;  // or the threads are to end
     std::condition_variable m_loopLeft;
     std::list<Loop*> m_loops;  // running ones, some without jobs left to take
     bool m_isEnding = false;

@@ -47,27 +47,51 @@ public:
         return *instance;
     }
 
-    ThreadStarter() {
-        StartHere(Dispatch::ThreadPurpose::General, Dispatch::Priority::Normal, [this] {
-            Work();
-        }).detach();
+    /// Starts its thread if there is none.
+    void Start() {
+        const std::lock_guard lock(m_mutex);
+        StartLocked();
     }
 
     std::thread Run(ThreadMaker maker) {
         std::future<std::thread> made = maker.get_future();
         {
             const std::lock_guard lock(m_mutex);
+            StartLocked();
             m_makers.push_back(std::move(maker));
-            m_makerCame.notify_one();
+            m_changed.notify_one();
         }
         return made.get();
     }
 
+    /// Makes the threads that are asked for, and ends its own.
+    void End() {
+        std::unique_lock lock(m_mutex);
+        std::thread thread = std::move(m_thread);
+        if (thread.joinable()) {
+            m_isEnding = true;
+            m_changed.notify_one();
+            lock.unlock();
+            thread.join();
+        }
+    }
+
 private:
-    [[noreturn]] void Work() {
+    void StartLocked() {
+        if (!m_thread.joinable() && !m_isEnding) {
+            m_thread = StartHere(Dispatch::ThreadPurpose::General, Dispatch::Priority::Normal,
+                                 [this] { Work(); });
+        }
+    }
+
+    void Work() {
         std::unique_lock lock(m_mutex);
         for (;;) {
-            m_makerCame.wait(lock, [this] { return !m_makers.empty(); });
+            m_changed.wait(lock, [this] { return m_isEnding || !m_makers.empty(); });
+            if (m_makers.empty()) {
+                m_isEnding = false;
+                return;
+            }
             ThreadMaker maker = std::move(m_makers.front());
             m_makers.pop_front();
             lock.unlock();
@@ -76,9 +100,11 @@ private:
         }
     }
 
-    std::mutex m_mutex;
-    std::condition_variable m_makerCame;
+    std::mutex m_mutex;  // of all below
+    std::condition_variable m_changed;
     std::list<ThreadMaker> m_makers;
+    bool m_isEnding = false;
+    std::thread m_thread;
 };
 
 }  // namespace
@@ -90,9 +116,13 @@ std::thread StartThread(Dispatch::ThreadPurpose purpose, Dispatch::Priority prio
             ThreadMaker([&] { return StartHere(purpose, priority, std::move(body)); }));
     }
     if (IsLow(priority)) {
-        ThreadStarter::GetInstance();  // while there is a thread that may start it
+        ThreadStarter::GetInstance().Start();  // while there is a thread that may start it
     }
     return StartHere(purpose, priority, std::move(body));
+}
+
+void EndThreadStarter() {
+    ThreadStarter::GetInstance().End();
 }
 
 }  // namespace Kernel

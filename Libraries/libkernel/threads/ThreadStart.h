@@ -17,4 +17,8 @@ namespace Kernel {
 std::thread StartThread(Dispatch::ThreadPurpose purpose, Dispatch::Priority priority,
                         std::function<void()> body);
 
+/// Ends the thread that starts others for those that are less urgent, if there is one. The next
+/// less urgent one starts it again.
+void EndThreadStarter();
+
 }  // namespace Kernel

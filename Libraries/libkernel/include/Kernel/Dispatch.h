@@ -67,6 +67,11 @@ KERNEL_API void DispatchAndForget(std::function<void()> task, Priority priority,
 [[nodiscard]] KERNEL_API std::thread DispatchJoinable(std::function<void()> task, Priority priority,
                                                       ThreadPurpose purpose);
 
+/// Ends the threads that this library keeps for work to come, and waits for them; they start again
+/// with the next work. For a host that unloads the library, once no work of its own runs: to be
+/// called from no loop and no task.
+KERNEL_API void EndIdleThreads();
+
 /// Suspends the calling thread for at least `duration`.
 KERNEL_API void Sleep(std::chrono::milliseconds duration);
 

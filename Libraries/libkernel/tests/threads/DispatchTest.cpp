@@ -3,6 +3,7 @@
 #include "Kernel/Testing.h"
 #include "Kernel/Timer.h"
 
+#include "support/linux/LeakCheck.h"
 #include "threads/CurrentThread.h"
 #include "threads/ThreadStart.h"
 
@@ -166,6 +167,34 @@ TEST(DispatchSleep, TakesTheLongestAndTheShortestDuration) {
     EXPECT_FALSE(isAwake);
     clock.Advance(365 * 24h);
     sleeper.join();
+}
+
+// Ends while threads of their own run loops and start tasks, and again when nothing is left.
+TEST(Dispatch, KeepsNoThreadThatTheHostHasEnded) {
+    const auto work = [] {
+        std::vector<int> records(50);
+        std::atomic<int> count = 0;
+        DispatchParallelFor([&](int) { ++count; }, records.size(), records.data(), Priority::Normal,
+                            ThreadPurpose::General, 1);
+        Semaphore ended;
+        DispatchJoinable(
+            [&] {
+                DispatchAndForget([&] { ended.Signal(); }, Priority::Low, ThreadPurpose::General);
+            },
+            Priority::Idle, ThreadPurpose::Background)
+            .join();
+        ended.Wait();
+        return count.load();
+    };
+    EndIdleThreads();
+    const Support::LeakCheck leakCheck;
+    for (int round = 0; round < 20; ++round) {
+        std::thread other([&] { EXPECT_EQ(work(), 50); });
+        EndIdleThreads();
+        EXPECT_EQ(work(), 50);
+        other.join();
+        EndIdleThreads();
+    }
 }
 
 TEST(DispatchAndForget, LogsWhatATaskThrows) {

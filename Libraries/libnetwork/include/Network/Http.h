@@ -47,8 +47,9 @@ NETWORK_API Kernel::Counted<RunningRequest> DoRequest(Request request, Completio
                                                       ProgressHandler onProgress);
 
 /// Cancels all requests of the process, blocking ones too, and waits until their completion
-/// handlers have returned and their threads have ended: for a host that unloads this library or
-/// exits. To be called from no handler. Requests that start meanwhile are not waited for.
+/// handlers have returned and their threads have ended: for a host that exits, or unloads this
+/// library after Kernel::Dispatch::EndIdleThreads(). To be called from no handler. Requests that
+/// start meanwhile are not waited for.
 NETWORK_API void CancelAllRequests();
 
 }  // namespace Network::Http
