@@ -41,22 +41,33 @@ public:
         }
     }
     void Flush() override {
+        if (!m_send) {
+            throw Http::Exception("the body of a request has been written already",
+                                  Http::FailureReason::Local);
+        }
         m_send(m_piece);
         m_piece.clear();
     }
+    /// Ends the body: nothing of the transfer is used any more, whoever keeps this stream.
+    void End() { m_send = {}; }
 
 private:
-    const Send m_send;
+    Send m_send;
     std::vector<std::byte> m_piece;
 };
 
 }  // namespace
 
 void Transfer::WriteBody() {
-    BodyStream stream([this](std::span<const std::byte> piece) { SendPiece(piece); });
+    const auto stream = Kernel::MakeCounted<BodyStream>(
+        [this](std::span<const std::byte> piece) { SendPiece(piece); });
+    const struct Ending {
+        BodyStream& stream;
+        ~Ending() { stream.End(); }
+    } ending{*stream};
     try {
         m_request.writeBody(stream);
-        stream.Flush();
+        stream->Flush();
     } catch (const BodyUnwanted&) {
         return;  // the response, if there is one, says why
     }

@@ -38,8 +38,8 @@ enum class Fencepost {
 /// several headers with one name is kept, and trailers are dropped.
 using Fields = std::map<Kernel::String, Kernel::String>;
 
-/// Writes a body to a stream that leads to the server.
-using BodyWriter = std::function<void(Kernel::OutStream&)>;
+/// Writes a body to a stream that leads to the server, and fails once the writer has returned.
+using BodyWriter = std::function<void(const Kernel::Counted<Kernel::OutStream>&)>;
 
 struct Request {
     Kernel::String address;

@@ -205,9 +205,7 @@ TEST_F(SessionTest, SpeaksHttp2WhereItIsOffered) {
 
     Http::Request post = MakeRequest(server.GetAddress("/"), Http::Method::Post);
     EXPECT_EQ(Fetch(post), "job");
-    post.writeBody = [&](Kernel::OutStream& body) {
-        body.Write(std::as_bytes(std::span(document)));
-    };
+    post.writeBody = [&](const auto& body) { body->Write(std::as_bytes(std::span(document))); };
     EXPECT_TRUE(Fetch(post) == document);  // whose length nobody has said
     EXPECT_EQ(Http::DoRequest(MakeRequest(server.GetAddress("/none")), true).status, 404);
 }

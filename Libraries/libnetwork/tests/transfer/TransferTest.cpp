@@ -324,10 +324,10 @@ TEST_F(TransferTest, WritesABodyWhileItIsSent) {
                           Http::Method method) {
         Http::Request request = MakeRequest(server.GetAddress(), method);
         request.writtenSize = size;
-        request.writeBody = [count](Kernel::OutStream& stream) {
+        request.writeBody = [count](const auto& stream) {
             for (std::size_t i = 0; i < count; ++i) {
                 const std::string piece = std::to_string(i) + ' ';
-                stream.Write(std::as_bytes(std::span(piece)));
+                stream->Write(std::as_bytes(std::span(piece)));
             }
         };
         return Http::DoRequest(request, false);
@@ -353,15 +353,19 @@ TEST_F(TransferTest, WritesABodyWhileItIsSent) {
     EXPECT_TRUE(refused.status == 413 || !refused.failure.empty());
 
     Http::Request request = MakeRequest(server.GetAddress(), Http::Method::Post);
-    request.writeBody = [](Kernel::OutStream&) { throw std::runtime_error("no row"); };
+    request.writeBody = [](const auto&) { throw std::runtime_error("no row"); };
     EXPECT_THAT(Http::DoRequest(request, false).failure.c_str(), testing::HasSubstr("no row"));
     std::atomic<bool> abort = false;
-    request.writeBody = [&](Kernel::OutStream& stream) {
+    request.writeBody = [&](const auto& stream) {
         abort = true;
-        stream.Flush();
-        stream.Write(std::vector<std::byte>(1'000'000));
+        stream->Flush();
+        stream->Write(std::vector<std::byte>(1'000'000));
     };
     EXPECT_EQ(Http::DoRequest(request, false, &abort, {}).reason, Http::FailureReason::Cancelled);
+    Kernel::Counted<Kernel::OutStream> kept;
+    request.writeBody = [&](const auto& stream) { kept = stream; };
+    EXPECT_EQ(Http::DoRequest(request, true).status, 200);
+    EXPECT_THROW(kept->Flush(), Http::Exception);
 }
 
 TEST_F(TransferTest, SurvivesAServerThatHangsUpInTheMiddleOfABody) {
