@@ -1,8 +1,12 @@
+#include "Kernel/IoException.h"
+
 #include "modelcache/PackageInstaller.h"
 #include "tests/modelcache/DownloadTesting.h"
 
 #include <atomic>
 #include <ostream>
+#include <random>
+#include <set>
 
 namespace Learning {
 namespace {
@@ -12,6 +16,7 @@ struct PackageCase {
     std::string zip;
     bool isReadable;
     Tree changes;  // of the folder of the models
+    std::vector<ZipEntry> entries = {};
 };
 
 void PrintTo(const PackageCase& package, std::ostream* out) {
@@ -24,13 +29,13 @@ const ZipEntry Good{"good.bin", "good"};
 PackageCase Readable(const char* name, std::vector<ZipEntry> entries, Tree changes = {}) {
     entries.push_back(Good);
     changes["good.bin"] = "good";
-    return {name, MakeZip(entries), true, std::move(changes)};
+    return {name, MakeZip(entries), true, std::move(changes), entries};
 }
 
 /// A package that is refused as a whole, the good entry at its start too.
 PackageCase Refused(const char* name, std::vector<ZipEntry> entries) {
     entries.insert(entries.begin(), Good);
-    return {name, MakeZip(entries), false, {}};
+    return {name, MakeZip(entries), false, {}, entries};
 }
 
 PackageCase Unreadable(const char* name, std::string zip) {
@@ -117,23 +122,32 @@ const PackageCase Packages[] = {
     Refused("Overlap", {{"a", Block}, Overlapping("b", Block), Overlapping("c", Block)}),
 };
 
-class HostilePackage : public DownloadTest, public testing::WithParamInterface<PackageCase> {};
+/// With files, folders and links that packages may want to touch.
+class HostilePackages : public DownloadTest {
+protected:
+    HostilePackages() { Furnish(); }
+
+    void Furnish() {
+        namespace fs = std::filesystem;
+        for (const char* folder : {"models2", "models/full", "models/empty"}) {
+            fs::create_directories(m_root / folder);
+        }
+        for (const char* file :
+             {"canary", "models2/canary", "models/kept.onnx", "models/full/kept.bin"}) {
+            WriteFile(m_root / file, "kept");
+        }
+        fs::create_symlink("../models2", m_models / "out");
+        fs::create_symlink("../nowhere", m_models / "dangling");
+        fs::create_symlink("loop", m_models / "loop");
+        fs::create_symlink("full", m_models / "inner");
+    }
+};
+
+class HostilePackage : public HostilePackages, public testing::WithParamInterface<PackageCase> {};
 
 // A model that is there before shows whether the package could be read.
 TEST_P(HostilePackage, TouchesNothingButWhatItMay) {
-    namespace fs = std::filesystem;
     ASSERT_TRUE(DownloadPackage(MakePackage()));
-    for (const char* folder : {"models2", "models/full", "models/empty"}) {
-        fs::create_directory(m_root / folder);
-    }
-    for (const char* file :
-         {"canary", "models2/canary", "models/kept.onnx", "models/full/kept.bin"}) {
-        WriteFile(m_root / file, "kept");
-    }
-    fs::create_symlink("../models2", m_models / "out");
-    fs::create_symlink("../nowhere", m_models / "dangling");
-    fs::create_symlink("loop", m_models / "loop");
-    fs::create_symlink("full", m_models / "inner");
     Tree expected = DescribeTree(m_root);
     for (const auto& [name, contents] : GetParam().changes) {
         expected["models/" + name] = contents;
@@ -141,6 +155,75 @@ TEST_P(HostilePackage, TouchesNothingButWhatItMay) {
 
     EXPECT_EQ(DownloadPackage(GetParam().zip), GetParam().isReadable);
     EXPECT_EQ(DescribeTree(m_root), expected);  // no temporary file either
+}
+
+/// A package of some entries of all the others, or of what is left of it when bytes are changed or
+/// its end is lost.
+std::string MakeMixture(std::mt19937& random) {
+    std::vector<ZipEntry> entries;
+    for (std::size_t count = random() % 8; count > 0; --count) {
+        const PackageCase& package = Packages[random() % std::size(Packages)];
+        if (!package.entries.empty()) {
+            entries.push_back(package.entries[random() % package.entries.size()]);
+        }
+    }
+    std::string zip = MakeZip(entries);
+    for (std::size_t changes = random() % 4; changes > 0; --changes) {
+        zip[random() % zip.size()] = static_cast<char>(random());
+    }
+    return random() % 8 == 0 ? zip.substr(0, random() % zip.size()) : zip;
+}
+
+/// What the models' folder may hold after a mixture: folders, and all the bytes of an entry.
+std::set<std::string> ListWholeContents() {
+    std::set<std::string> contents{"/", Block};
+    for (const PackageCase& package : Packages) {
+        for (const ZipEntry& entry : package.entries) {
+            contents.insert(entry.bytes);
+        }
+    }
+    contents.erase("");
+    return contents;
+}
+
+/// Whether `path` is as it was, or whole and where models may be.
+bool IsOldOrWhole(const Tree& before, const Tree::value_type& path) {
+    static const std::set<std::string> whole = ListWholeContents();
+    const auto& [name, contents] = path;
+    const auto old = before.find(name);
+    return (old != before.end() && old->second == contents) ||
+           (name.starts_with("models/") && !name.ends_with(".part") && whole.contains(contents));
+}
+
+TEST_F(HostilePackages, LeaveWholeFilesInTheirPlacesOrNothing) {
+    const unsigned int seed = std::random_device()();
+    std::mt19937 random(seed);
+    const Tree before = DescribeTree(m_root);
+    const std::string package = m_folder.At("package.zip");
+    const int rounds = IsSoak() ? 10'000 : 200;
+    int changes = 0;
+    for (int round = 0; round < rounds; ++round) {
+        WriteFile(package, MakeMixture(random));
+        bool isRefused = false;
+        try {
+            InstallPackage(package, m_models.string() + "/");
+        } catch (const Kernel::IoException&) {
+            isRefused = true;
+        }
+        std::filesystem::remove(package);
+        const Tree after = DescribeTree(m_root);
+        if (after != before) {
+            ++changes;
+            ASSERT_FALSE(isRefused) << seed;
+            for (const Tree::value_type& path : after) {
+                ASSERT_TRUE(IsOldOrWhole(before, path))
+                    << seed << testing::PrintToString(path).substr(0, 200);
+            }
+            std::filesystem::remove_all(m_models);
+            Furnish();
+        }
+    }
+    EXPECT_GT(changes, rounds / 10);
 }
 
 /// Sets a flag when something is logged.
