@@ -219,6 +219,46 @@ TEST_P(Cancelling, EndsRequestsOfBothForms) {
 INSTANTIATE_TEST_SUITE_P(Http, Cancelling, testing::ValuesIn(Phases),
                          [](const auto& test) { return test.param.name; });
 
+// With connections of their own and with those of a session, which must stay usable.
+TEST_F(HttpTest, MayBeCancelledAtAnyMoment) {
+    Record(Reply(200));  // creates what lives as long as the process
+    const Support::LeakCheck leakCheck;
+    const TestServer server(
+        [](const Server::Request& request) -> Script {
+            const Script reply = Server::ReplyAndKeep(200, {}, request.target);
+            switch (request.target.size() % 3) {
+                case 0:
+                    return {reply[0], Server::WaitForClient};
+                case 1:
+                    return {reply[0], Server::Drip{request.target, 1, std::chrono::milliseconds(1)},
+                            Server::Keep{}};
+                default:
+                    return reply;
+            }
+        },
+        Encrypted());
+    const auto session = Kernel::MakeCounted<Session>();
+    std::mt19937 random(std::random_device{}());
+    std::atomic<int> ended = 0;
+    const int count = std::getenv("ORVANTIS_SOAK") != nullptr ? 1'000 : 50;
+    for (int i = 0; i < count; ++i) {
+        Http::Request request = MakeRequest(server.GetAddress("/" + std::string(i % 9, 'x')));
+        request.session = i % 2 == 0 ? session : nullptr;
+        const auto end = [&](const auto&, const auto&) { ++ended; };
+        const auto running = Http::DoRequest(request, end, end, {}, {}, {});
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 8'000));
+        running->Cancel();
+        running->Wait();
+        ASSERT_EQ(ended, i + 1);
+    }
+    const auto stream = Kernel::MakeCounted<Kernel::MemoryInOutStream>();
+    Http::Request request = MakeRequest(server.GetAddress("/x"));
+    request.session = session;
+    request.sink = Kernel::MakeCounted<StreamDataSink>(stream);
+    Http::DoRequest(request, true);
+    EXPECT_EQ(Support::GetText(*stream), "/x");
+}
+
 TEST_F(HttpTest, MayBeWaitedForAndCancelledByItsOwnHandlers) {
     const TestServer server(Reply(200));
     Kernel::Counted<Http::RunningRequest> request;
