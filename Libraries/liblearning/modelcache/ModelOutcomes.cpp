@@ -6,7 +6,6 @@
 #include "inference/ONNXRuntime.h"
 
 #include <array>
-#include <cerrno>
 #include <utility>
 
 namespace Learning {
@@ -36,24 +35,15 @@ constexpr std::array<const char*, 17> Messages{
     "The model can't be installed.",
 };
 
-bool IsSpaceShort(std::error_code error) noexcept {
-#ifdef EDQUOT  // not everywhere, and no name of std::errc
-    if (error == std::error_code(EDQUOT, std::system_category())) {
-        return true;
-    }
-#endif
-    return error == std::errc::no_space_on_device;
-}
-
 bool IsForbidden(std::error_code error) noexcept {
     return error == std::errc::permission_denied || error == std::errc::operation_not_permitted ||
            error == std::errc::read_only_file_system;
 }
 
 ModelStatus ToStatus(std::error_code error, ModelStatus otherwise) noexcept {
-    return IsSpaceShort(error)  ? ModelStatus::NoSpace
-           : IsForbidden(error) ? ModelStatus::NotWritable
-                                : otherwise;
+    return Kernel::IsSpaceShort(error) ? ModelStatus::NoSpace
+           : IsForbidden(error)        ? ModelStatus::NotWritable
+                                       : otherwise;
 }
 
 /// For a complete response that is no success.

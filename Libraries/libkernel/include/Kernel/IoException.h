@@ -29,4 +29,7 @@ private:
     std::error_code m_code;
 };
 
+/// Whether `error` says that the disk is full, or the user's share of it.
+KERNEL_API bool IsSpaceShort(const std::error_code& error) noexcept;
+
 }  // namespace Kernel
