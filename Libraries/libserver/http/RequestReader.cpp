@@ -89,6 +89,12 @@ RequestReader::RequestReader(Transport& transport, std::size_t maxHeadSize, std:
     : m_transport(transport), m_maxHeadSize(maxHeadSize), m_maxBodySize(maxBodySize) {}
 
 void RequestReader::Read(Request& request) {
+    if (m_buffer.empty()) {
+        ReceiveMore();
+    }
+    if (!IsToken(m_buffer.substr(0, 1))) {  // such as TLS, whose client would wait for an answer
+        throw BadRequest(400, "this is no request of HTTP");
+    }
     const std::string head = ReadUntil("\r\n\r\n", m_maxHeadSize);
     Request parsed = request;
     ParseHead(head, parsed);

@@ -128,7 +128,7 @@ TEST(ScriptedServer, RefusesWhatIsNoRequest) {
     }
     const std::map<std::string, std::vector<std::string>> cases{
         {"400",
-         {"\x16\x03\x01 is TLS\r\n\r\n", "GET /\r\n\r\n", "GET / HTTP/2\r\n\r\n",
+         {"\x16\x03\x01 is TLS", "GET /\r\n\r\n", "GET / HTTP/2\r\n\r\n",
           "GET /\x1B[31m HTTP/1.1\r\n\r\n", get + "A: b\n c\r\n\r\n", get + " folded\r\n\r\n",
           post + "Content-Length: -1\r\n\r\n",
           post + "Content-Length: 1\r\nContent-Length: 2\r\n\r\n",
