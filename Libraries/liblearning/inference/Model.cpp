@@ -1,5 +1,6 @@
 #include "Learning/Model.h"
 
+#include "inference/AbortWatch.h"
 #include "inference/ModelSession.h"
 #include "inference/ONNXTensor.h"
 #include "inference/RuntimeErrors.h"
@@ -11,26 +12,34 @@ namespace Learning {
 
 namespace {
 
-/// The session of the file at `path`; null, with a line in the log and the reason in `failure`, if
-/// the runtime can't open it.
+constexpr const char* ShrinkageEntry = "memory.enable_memory_arena_shrinkage";
+
+/// The session of the file at `path`; null, with the reason in `failure` and a line in the log, if
+/// the runtime can't open it. Cancelling is worth no line.
 Kernel::Counted<ModelSession> TryOpen(const Kernel::String& path, Model::EP ep,
-                                      Kernel::String& failure) {
+                                      Kernel::AbortFlag abort, Kernel::String& failure) {
     try {
-        return Kernel::MakeCounted<ModelSession>(path, ep);
+        return Kernel::MakeCounted<ModelSession>(path, ep, abort);
     } catch (const Ort::Exception& error) {
-        LogRuntimeError(error);
-        failure = error.what();
+        if (Kernel::IsSet(abort)) {
+            failure = "the loading was cancelled";
+        } else {
+            LogRuntimeError(error);
+            failure = error.what();
+        }
         return nullptr;
     }
 }
 
 }  // namespace
 
-Model::Model(const std::vector<Kernel::String>& paths, EP ep) {
+Model::Model(const std::vector<Kernel::String>& paths, EP ep) : Model(paths, ep, nullptr) {}
+
+Model::Model(const std::vector<Kernel::String>& paths, EP ep, Kernel::AbortFlag abort) {
     m_sessions.reserve(paths.size());
     for (const Kernel::String& path : paths) {
         Kernel::String failure;
-        m_sessions.push_back(TryOpen(path, ep, failure));
+        m_sessions.push_back(TryOpen(path, ep, abort, failure));
         if (m_failure.empty()) {
             m_failure = std::move(failure);
         }
@@ -49,14 +58,23 @@ bool Model::IsValid() const noexcept {
     return std::ranges::none_of(m_sessions, [](const auto& session) { return !session; });
 }
 
+RunResult Model::Execute(TensorMap inputs, TensorMap& outputs, const RunOptions& options) {
+    return Run(0, inputs, outputs, options);
+}
+
 bool Model::PlatformExecute(int session, TensorMap inputs, TensorMap& outputs) {
+    return Run(session, inputs, outputs, {}) == RunResult::Done;
+}
+
+RunResult Model::Run(int session, const TensorMap& inputs, const TensorMap& outputs,
+                     const RunOptions& options) {
     const auto isUnusable = [](const TensorMap::value_type& entry) {
         return !entry.second || !entry.second->m_platformTensor;
     };
     if (session < 0 || static_cast<std::size_t>(session) >= m_sessions.size() ||
         !m_sessions[static_cast<std::size_t>(session)] || std::ranges::any_of(inputs, isUnusable) ||
         std::ranges::any_of(outputs, isUnusable)) {
-        return false;
+        return RunResult::Failed;
     }
     try {
         Ort::Session& target = m_sessions[static_cast<std::size_t>(session)]->GetSession();
@@ -67,14 +85,22 @@ bool Model::PlatformExecute(int session, TensorMap inputs, TensorMap& outputs) {
         for (const auto& [name, tensor] : outputs) {
             binding.BindOutput(ToRuntimeText(name), tensor->m_platformTensor->GetValue());
         }
-        target.Run(Ort::RunOptions(), binding);
-        return true;
+        Ort::RunOptions runOptions;
+        if (options.releasesMemory) {
+            runOptions.AddConfigEntry(ShrinkageEntry, "cpu:0");
+        }
+        const AbortWatch watch(options.abort, [&runOptions] { runOptions.SetTerminate(); });
+        target.Run(runOptions, binding);
+        return RunResult::Done;
     } catch (const Ort::Exception& error) {
+        if (Kernel::IsSet(options.abort)) {
+            return RunResult::Cancelled;
+        }
         LogRuntimeError(error);
     } catch (...) {
         // Execute() promises an answer, and a log line only for what the runtime says.
     }
-    return false;
+    return RunResult::Failed;
 }
 
 }  // namespace Learning

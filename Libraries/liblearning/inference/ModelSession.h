@@ -16,7 +16,7 @@ class ModelSession : public Kernel::Countable {
 public:
     /// Opens the model file at `path`. Throws Ort::Exception if the runtime refuses, or what the
     /// registration of execution providers throws.
-    ModelSession(const Kernel::String& path, Model::EP ep);
+    ModelSession(const Kernel::String& path, Model::EP ep, Kernel::AbortFlag abort);
 
     Ort::Session& GetSession() noexcept { return m_session; }
 

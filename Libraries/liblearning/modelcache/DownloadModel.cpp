@@ -137,8 +137,8 @@ bool ModelCache::DownloadModel(ModelType type, DownloadProgress progress, Kernel
         const Kernel::String path = Kernel::FileSystem::GetUniqueTemporaryFilename("%1.tmp");
         const std::shared_ptr<Download> download(
             new Download{path, m_modelCacheFolder, name + GetModelExtension(), abort});
-        const auto load = [this, type](ModelOutcome& outcome) {
-            return static_cast<bool>(FindOrLoad(type, outcome));
+        const auto load = [this, type, download = download.get()](ModelOutcome& outcome) {
+            return static_cast<bool>(FindOrLoad(type, outcome, &download->isAborted));
         };
         const auto request = Network::Http::DoRequest(
             MakeRequest(m_modelURLRoot + name + ".zip", Kernel::FileOutStream::Create(path)),

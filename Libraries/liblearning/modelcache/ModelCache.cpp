@@ -2,6 +2,7 @@
 
 #include "Kernel/Diagnostics.h"
 #include "Kernel/FileSystem.h"
+#include "Kernel/Memory.h"
 #include "Kernel/NeverDestroyed.h"
 
 #include "inference/DevicePolicy.h"
@@ -59,8 +60,15 @@ ModelCache& ModelCache::GetInstance() {
 }
 
 void ModelCache::Shutdown() {
-    const Kernel::ScopedLock lock(m_lock);
-    m_models.clear();
+    {
+        const Kernel::ScopedLock lock(m_lock);
+        m_models.clear();
+    }
+    TrimMemory();
+}
+
+void ModelCache::TrimMemory() noexcept {
+    Kernel::ReturnFreeMemory();
 }
 
 void ModelCache::SetModelCacheFolder(const Kernel::String& folder) {
@@ -106,9 +114,13 @@ bool ModelCache::IsModelAvailable(ModelType type) const {
 }
 
 Kernel::Counted<Model> ModelCache::GetModel(ModelType type) {
+    return GetModel(type, nullptr);
+}
+
+Kernel::Counted<Model> ModelCache::GetModel(ModelType type, Kernel::AbortFlag abort) {
     ModelOutcome outcome = MakeOutcome(ModelStatus::WillNotLoad, "a device can't be registered");
     try {
-        Kernel::Counted<Model> model = FindOrLoad(type, outcome);
+        Kernel::Counted<Model> model = FindOrLoad(type, outcome, abort);
         NoteOutcome(type, std::move(outcome));
         return model;
     } catch (...) {
@@ -119,13 +131,17 @@ Kernel::Counted<Model> ModelCache::GetModel(ModelType type) {
 
 /// The loaded model of `type`, loaded if need be; null if it can't be. Tells the outcome unless it
 /// throws.
-Kernel::Counted<Model> ModelCache::FindOrLoad(ModelType type, ModelOutcome& outcome) {
+Kernel::Counted<Model> ModelCache::FindOrLoad(ModelType type, ModelOutcome& outcome,
+                                              Kernel::AbortFlag abort) {
     const Kernel::ScopedLock lock(m_lock);
     Kernel::Counted<Model> model = m_models[type];
     if (!model) {
-        model = Kernel::MakeCounted<Model>(ModelTypeToModelPaths(type), GetCatalogueEntry(type).ep);
+        model = Kernel::MakeCounted<Model>(ModelTypeToModelPaths(type), GetCatalogueEntry(type).ep,
+                                           abort);
         if (!model->IsValid()) {
-            outcome = MakeLoadOutcome(*model, IsModelAvailable(type));
+            outcome = Kernel::IsSet(abort)
+                          ? MakeOutcome(ModelStatus::Cancelled, model->GetFailure())
+                          : MakeLoadOutcome(*model, IsModelAvailable(type));
             return nullptr;
         }
         m_models[type] = model;  // looked up anew: a log sink may have called Shutdown() meanwhile

@@ -23,3 +23,8 @@ save("First", [node("Gather", "x first", "y")],
 # Writes an output of a size that is all its work.
 save("Fill", [node("ConstantOfShape", "size", "zeros"), node("Add", "zeros x", "y")],
      [tensor("x", [1])], [tensor("y", [1 << 24])], [constant("size", [1 << 24], np.int64)])
+
+# Takes its time, in many nodes of a few milliseconds each for 384 x 384.
+save("Slow", [node("MatMul", f"y{i} x" if i else "x x", f"y{i + 1}" if i < 199 else "y")
+              for i in range(200)],
+     [tensor("x", ["n", "n"])], [tensor("y", ["n", "n"])])

@@ -5,6 +5,7 @@
 #include "Kernel/Counted.h"
 #include "Kernel/String.h"
 #include "Learning/Export.h"
+#include "Learning/RunOptions.h"
 #include "Learning/Tensor.h"
 
 #include <map>
@@ -37,6 +38,9 @@ public:
     /// leaves the model invalid; any other failure, of the registration of execution providers for
     /// example, is thrown.
     Model(const std::vector<Kernel::String>& paths, EP ep);
+    /// The same. Another thread may set `abort`, if it is not null: opening then ends within some
+    /// 20 ms, or when the runtime comes to a point where it can, and leaves the model invalid.
+    Model(const std::vector<Kernel::String>& paths, EP ep, Kernel::AbortFlag abort);
     Model(const Model& other);
     Model& operator=(const Model& other);
     ~Model() override;
@@ -50,6 +54,9 @@ public:
     /// such session or a tensor is null. The contents of the outputs are then undefined.
     virtual bool Execute(TensorMap inputs, TensorMap& outputs);
 
+    /// The same, with what is asked for.
+    RunResult Execute(TensorMap inputs, TensorMap& outputs, const RunOptions& options);
+
     /// Whether every file was opened; true for a model without files.
     bool IsValid() const noexcept;
 
@@ -61,6 +68,9 @@ protected:
     bool PlatformExecute(int session, TensorMap inputs, TensorMap& outputs);
 
 private:
+    RunResult Run(int session, const TensorMap& inputs, const TensorMap& outputs,
+                  const RunOptions& options);
+
     std::vector<Kernel::Counted<ModelSession>> m_sessions;  // null: could not be opened
     Kernel::String m_failure;
 };

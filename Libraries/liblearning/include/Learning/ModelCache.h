@@ -55,6 +55,11 @@ public:
     /// again.
     void Shutdown();
 
+    /// Gives memory that loading and running models has left unused back to the system, as
+    /// Shutdown() does. For a host that goes on without models for a while; takes some
+    /// milliseconds.
+    static void TrimMemory() noexcept;
+
     /// Ends in "/" once it is set. Empty before: model files are then sought in the current folder.
     Kernel::String GetModelCacheFolder() const { return m_modelCacheFolder; }
     /// Deliberate: a "/" is appended always, so "models/" becomes "models//" and "" becomes "/",
@@ -98,6 +103,9 @@ public:
     /// the next call tries again. Loading may take seconds, and keeps other threads' calls waiting.
     /// A failure to register execution providers is thrown as it comes.
     Kernel::Counted<Model> GetModel(ModelType type);
+    /// The same. Another thread may set `abort`, if it is not null: loading then ends, with null
+    /// and ModelStatus::Cancelled.
+    Kernel::Counted<Model> GetModel(ModelType type, Kernel::AbortFlag abort);
 
     /// Forgets the model of `type` and what came of it, and deletes its file, or whatever else
     /// stands in its place. True always. Models that callers hold stay usable.
@@ -122,8 +130,8 @@ public:
     /// Threads: any, but two downloads of one type at the same time do the same work twice.
     bool DownloadModel(ModelType type, DownloadProgress progress);
     /// The same. Another thread may set `abort`, if it is not null: a download or an installation
-    /// that is under way then ends within 200 ms, with the cache folder as it was. Loading is not
-    /// ended.
+    /// that is under way then ends within 200 ms, with the cache folder as it was. The loading of
+    /// what is installed may take longer to end.
     bool DownloadModel(ModelType type, DownloadProgress progress, Kernel::AbortFlag abort);
 
     /// What came of the last GetModel() or DownloadModel() of `type` that has returned: whether
@@ -134,7 +142,8 @@ public:
     ModelOutcome GetOutcome(ModelType type) const;
 
 private:
-    Kernel::Counted<Model> FindOrLoad(ModelType type, ModelOutcome& outcome);
+    Kernel::Counted<Model> FindOrLoad(ModelType type, ModelOutcome& outcome,
+                                      Kernel::AbortFlag abort);
     void NoteOutcome(ModelType type, ModelOutcome outcome);
 
     Kernel::String m_modelCacheFolder;

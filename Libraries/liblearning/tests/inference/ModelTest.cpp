@@ -10,6 +10,12 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <random>
+#include <thread>
+
 namespace Learning {
 namespace {
 
@@ -48,6 +54,49 @@ TEST(Model, WritesResultsIntoTheOutputTensors) {
     Model::TensorMap outputs{{"sum", sum}};
     EXPECT_TRUE(model.Execute(MakeInputs(), outputs));
     EXPECT_THAT(GetValues(alias, 4), ElementsAre(11, 22, 33, 44));
+}
+
+/// Ends a piece of work after `delay`.
+class Aborter {
+public:
+    explicit Aborter(std::chrono::microseconds delay)
+        : m_thread([this, delay] {
+              std::this_thread::sleep_for(delay);
+              flag = true;
+          }) {}
+    Aborter(const Aborter&) = delete;
+    Aborter& operator=(const Aborter&) = delete;
+    ~Aborter() { m_thread.join(); }
+
+    std::atomic<bool> flag = false;
+
+private:
+    std::thread m_thread;
+};
+
+TEST(Model, EndsARunWhenItIsToldAndRunsAgain) {
+    const RecordedLog log;
+    constexpr int Side = 384;
+    Model model({TestModelPath("Slow")}, Model::CPUOnly);
+    const Model::TensorMap inputs{
+        {"x", MakeCounted<Tensor>(std::vector<int>{Side, Side}, 1.0F / Side)}};
+    Model::TensorMap outputs = MakeOutput("y", {Side, Side});
+    const std::atomic<bool> never = false;
+    const auto run = [&](Kernel::AbortFlag abort) {
+        return model.Execute(inputs, outputs, {.abort = abort, .releasesMemory = true});
+    };
+    ASSERT_EQ(run(&never), RunResult::Done);
+    const auto expected = GetValues(*outputs["y"], Side * Side);
+    std::mt19937 random(std::random_device{}());
+    const int count = std::getenv("ORVANTIS_SOAK") != nullptr ? 1'000 : 8;
+    for (int i = 0; i < count; ++i) {
+        Aborter aborter(std::chrono::microseconds(i == 0 ? 0 : random() % 50'000));
+        EXPECT_EQ(run(&aborter.flag), RunResult::Cancelled);
+    }
+    EXPECT_TRUE(model.Execute(inputs, outputs));
+    EXPECT_EQ(GetValues(*outputs["y"], Side * Side), expected);
+    EXPECT_EQ(model.Execute({}, outputs, {}), RunResult::Failed);
+    EXPECT_EQ(log.GetMessages().size(), 1U);  // of the failure
 }
 
 TEST(Model, TakesNamesOutsideAsciiAndAnyOfItsOutputs) {

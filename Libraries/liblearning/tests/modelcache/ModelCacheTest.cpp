@@ -8,6 +8,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+
 namespace Learning {
 namespace {
 
@@ -84,6 +86,17 @@ TEST_F(ModelCacheTest, LoadsAModelOnceItsFileIsThere) {
     const auto model = m_cache.GetModel(ModelCache::Colourisation);
     ASSERT_TRUE(model);
     EXPECT_EQ(m_cache.GetModel(ModelCache::Colourisation), model);
+}
+
+TEST_F(ModelCacheTest, LoadsNothingOnceItIsToldToEnd) {
+    Install("Colourisation_2.6");
+    std::atomic<bool> abort = true;
+    EXPECT_FALSE(m_cache.GetModel(ModelCache::Colourisation, &abort));
+    EXPECT_EQ(m_cache.GetOutcome(ModelCache::Colourisation).status, ModelStatus::Cancelled);
+    abort = false;
+    EXPECT_TRUE(m_cache.GetModel(ModelCache::Colourisation, &abort));
+    EXPECT_EQ(m_cache.GetOutcome(ModelCache::Colourisation).status, ModelStatus::Installed);
+    EXPECT_THAT(m_log.GetMessages(), IsEmpty());
 }
 
 TEST_F(ModelCacheTest, KeepsALoadedModelWhenTheModeChanges) {
