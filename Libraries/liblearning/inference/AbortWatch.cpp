@@ -9,7 +9,7 @@ namespace Learning {
 
 namespace {
 
-constexpr auto LookInterval = std::chrono::milliseconds(10);
+constexpr auto WatchInterval = std::chrono::milliseconds(10);
 
 }  // namespace
 
@@ -38,7 +38,7 @@ AbortWatch::~AbortWatch() {
 void AbortWatch::Watch() {
     std::unique_lock lock(m_mutex);
     while (!m_isEnding && !Kernel::IsSet(m_abort)) {
-        m_ending.wait_for(lock, LookInterval);
+        m_ending.wait_for(lock, WatchInterval);
     }
     if (!m_isEnding) {
         m_onAbort();

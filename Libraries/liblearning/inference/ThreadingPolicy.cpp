@@ -6,17 +6,17 @@ namespace Learning {
 
 namespace {
 
-constinit std::atomic<ThreadingPolicy> processPolicy{ThreadingPolicy{}};
+constinit std::atomic<ThreadingPolicy> threadingOfProcess{ThreadingPolicy{}};
 static_assert(std::atomic<ThreadingPolicy>::is_always_lock_free);
 
 }  // namespace
 
 void SetThreadingPolicy(const ThreadingPolicy& policy) noexcept {
-    processPolicy = policy;
+    threadingOfProcess = policy;
 }
 
 ThreadingPolicy GetThreadingPolicy() noexcept {
-    return processPolicy;
+    return threadingOfProcess;
 }
 
 }  // namespace Learning

@@ -35,14 +35,14 @@ constexpr std::array<const char*, 17> Messages{
     "The model can't be installed.",
 };
 
-bool IsForbidden(std::error_code error) noexcept {
+bool IsNotAllowed(std::error_code error) noexcept {
     return error == std::errc::permission_denied || error == std::errc::operation_not_permitted ||
            error == std::errc::read_only_file_system;
 }
 
 ModelStatus ToStatus(std::error_code error, ModelStatus otherwise) noexcept {
     return Kernel::IsSpaceShort(error) ? ModelStatus::NoSpace
-           : IsForbidden(error)        ? ModelStatus::NotWritable
+           : IsNotAllowed(error)        ? ModelStatus::NotWritable
                                        : otherwise;
 }
 
