@@ -42,7 +42,7 @@ bool IsNotAllowed(std::error_code error) noexcept {
 
 ModelStatus ToStatus(std::error_code error, ModelStatus otherwise) noexcept {
     return Kernel::IsSpaceShort(error) ? ModelStatus::NoSpace
-           : IsNotAllowed(error)        ? ModelStatus::NotWritable
+           : IsNotAllowed(error)       ? ModelStatus::NotWritable
                                        : otherwise;
 }
 
