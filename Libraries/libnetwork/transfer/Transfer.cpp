@@ -266,16 +266,22 @@ int Transfer::OnConnected(void* self, char* /*peer*/, char* /*own*/, int /*peerP
                           int /*ownPort*/) {
     auto& transfer = *static_cast<Transfer*>(self);
     return transfer.Guard(CURL_PREREQFUNC_ABORT, [&] {
-        long sent = 0;
-        curl_easy_getinfo(transfer.m_handle.get(), CURLINFO_REQUEST_SIZE, &sent);
-        if (sent > 0 && transfer.m_request.method == Http::Method::Post) {
-            throw Http::Exception("the server has closed the connection without an answer");
-        }
+        transfer.NoteConnection();
         transfer.ReportPhase(Phase::Waiting);
         transfer.m_isConnected = true;
         transfer.m_silence = {};
         return CURL_PREREQFUNC_OK;
     });
+}
+
+/// Throws if there was one before, and a Post may have been sent over it.
+void Transfer::NoteConnection() {
+    long sent = 0;  // to proxies, too
+    curl_easy_getinfo(m_handle.get(), CURLINFO_REQUEST_SIZE, &sent);
+    if (m_isConnected && sent > m_sentBefore && m_request.method == Http::Method::Post) {
+        throw Http::Exception("the server has closed the connection without an answer");
+    }
+    m_sentBefore = sent;
 }
 
 curl_socket_t Transfer::OnSocket(void* self, curlsocktype /*purpose*/, curl_sockaddr* address) {

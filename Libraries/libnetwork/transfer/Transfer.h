@@ -81,6 +81,7 @@ private:
     CURLcode RunOnce();
     CURLcode RunInSession();
     CURLcode Drive(CURLM* driver);
+    void NoteConnection();
     bool Step();
     void WriteBody();
     void SendPiece(std::span<const std::byte> piece);
@@ -124,6 +125,7 @@ private:
     CURLM* m_driver = nullptr;                     // while the connection is used
     curl_socket_t m_openSocket = CURL_SOCKET_BAD;  // of a connection that stays open in the end
     bool m_isConnected = false;
+    long m_sentBefore = 0;                  // bytes of heads, before the request is sent (again)
     std::chrono::nanoseconds m_silence{0};  // waited for since the last byte
 
     Http::Response m_response;

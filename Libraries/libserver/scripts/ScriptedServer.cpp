@@ -49,7 +49,8 @@ struct ScriptedServer::State {
     void Serve(std::unique_ptr<Socket> socket, int number) noexcept;
     void Observe(const Exchange& exchange) const noexcept;
     bool Converse(Connection& connection, Exchange& exchange);
-    void Begin(Connection& connection) const;
+    void Begin(Connection& connection, int number);
+    void Tunnel(Socket& socket, int number);
     Ending PlayScript(ScriptPlayer& player, const Script& script, Exchange& exchange) const;
     Script Answer(RequestReader& reader, Exchange& exchange);
     void Record(const Request& request);
@@ -156,13 +157,25 @@ bool ScriptedServer::State::Converse(Connection& connection, Exchange& exchange)
                 return false;
             }
         }
-        Begin(connection);
+        Begin(connection, exchange.request.connection);
     }
     ScriptPlayer player(socket, connection.GetTransport());
     return PlayScript(player, Answer(*connection.reader, exchange), exchange) == Ending::Keep;
 }
 
-void ScriptedServer::State::Begin(Connection& connection) const {
+/// Does what a proxy does before it only passes bytes on.
+void ScriptedServer::State::Tunnel(Socket& socket, int number) {
+    Request request;
+    request.connection = number;
+    RequestReader(socket, options.maxHeadSize, options.maxBodySize).Read(request);
+    Record(request);
+    socket.Send(FormatHead(200, {}));
+}
+
+void ScriptedServer::State::Begin(Connection& connection, int number) {
+    if (options.isProxy) {
+        Tunnel(*connection.socket, number);
+    }
     if (tls) {
         connection.tls.emplace(*tls, *connection.socket);
     }

@@ -69,6 +69,19 @@ TEST_F(SessionTest, KeepsNoTrustThatWasWithdrawn) {
               Http::FailureReason::Untrusted);
 }
 
+TEST_F(SessionTest, KeepsTunnelsForTheUserOfTheProxy) {
+    auto options = Encrypted();
+    options.isProxy = true;
+    const TestServer server([](const Server::Request& r) { return ReplyAndKeep(200, {}, r.body); },
+                            options);
+    const std::string host = "@127.0.0.1:" + std::to_string(server.GetPort());
+    for (const char* const user : {"a", "a", "b"}) {
+        SetProxy(Kernel::String(user + host));
+        EXPECT_EQ(Fetch(MakeRequest(server.GetAddress(), Http::Method::Post)), "job");
+    }
+    EXPECT_EQ(server.GetConnectionCount(), 2);
+}
+
 // What a server does to a connection that is kept, and the requests that it sees of a second one.
 TEST_F(SessionTest, TellsALostConnectionFromALostAnswer) {
     const struct {

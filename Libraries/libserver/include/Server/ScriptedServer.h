@@ -58,6 +58,9 @@ public:
         std::optional<Identity> identity;  // speaks TLS if there is one
         Greeting greeting;
         Observer observer;
+        /// Passes for a proxy that leads to this server: each connection starts with a CONNECT,
+        /// which is recorded and answered with 200 before TLS.
+        bool isProxy = false;
         std::size_t maxConnections = 1024;  // each has a thread, and more have to wait
         std::size_t maxHeadSize = std::size_t{64} << 10;
         std::size_t maxBodySize = std::size_t{64} << 20;
