@@ -56,7 +56,6 @@ bool ResponseHead::Take(std::string_view line) {
     if (line.starts_with("HTTP/")) {
         m_fields.clear();
         m_isChunked = false;
-        m_isFramed = line.starts_with("HTTP/2");
         line.remove_prefix(std::min(line.find(' ') + 1, line.size()));
         TakeNumber(line, m_status);
         return false;

@@ -34,10 +34,8 @@ public:
     Kernel::String Find(const char* name) const;
     /// Whether there has been a line.
     bool IsStarted() const noexcept { return m_bytes > 0; }
-    /// Whether it came in frames, as in HTTP/2.
-    bool IsFramed() const noexcept { return m_isFramed; }
-    /// Whether the protocol marks the end of the body: by a last chunk, or as HTTP/2 does always.
-    bool IsEndMarked() const noexcept { return m_isChunked || m_isFramed; }
+    /// Whether the body comes in chunks, the last of which marks its end.
+    bool IsChunked() const noexcept { return m_isChunked; }
     /// The location of a redirect (301, 302, 303, 307 or 308); empty for other responses.
     Kernel::String GetRedirect() const;
     /// std::nullopt without a well-formed Content-Range of one range in bytes.
@@ -50,7 +48,6 @@ private:
     std::size_t m_bytes = 0;
     int m_status = 0;
     bool m_isChunked = false;
-    bool m_isFramed = false;
     bool m_isComplete = false;
 };
 

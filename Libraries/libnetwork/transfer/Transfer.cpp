@@ -7,6 +7,7 @@
 #include "requests/Failure.h"
 #include "sessions/ConnectionPool.h"
 #include "transfer/Secrets.h"
+#include "trust/Encryption.h"
 
 #include <algorithm>
 #include <atomic>
@@ -140,10 +141,12 @@ CURLcode Transfer::RunInSession() {
     const Kernel::String purpose = DescribeConnection();
     CurlDriver driver = pool.Take(purpose);
     const CURLcode code = Drive(driver.get());
-    if (code == CURLE_OK && !m_thrown && m_openSocket != CURL_SOCKET_BAD) {
-        // In HTTP/2 what comes says what it belongs to.
-        pool.Give(purpose, {std::move(driver),
-                            m_head.IsFramed() ? curl_socket_t{CURL_SOCKET_BAD} : m_openSocket});
+    // In HTTP/2 what comes says what it belongs to. In HTTP/1.1 it would be taken for the answer to
+    // the next request, and what OpenSSL holds of it can't be seen on the socket.
+    if (code == CURLE_OK && !m_thrown && m_openSocket != CURL_SOCKET_BAD &&
+        (m_isFramed || !HasUnread(m_encryption))) {
+        pool.Give(purpose,
+                  {std::move(driver), m_isFramed ? curl_socket_t{CURL_SOCKET_BAD} : m_openSocket});
     }
     return code;
 }
@@ -282,6 +285,10 @@ void Transfer::NoteConnection() {
         throw Http::Exception("the server has closed the connection without an answer");
     }
     m_sentBefore = sent;
+    const curl_tlssessioninfo* encryption = nullptr;
+    curl_easy_getinfo(m_handle.get(), CURLINFO_TLS_SSL_PTR, &encryption);
+    m_encryption = encryption != nullptr ? encryption->internals : nullptr;
+    m_isFramed = SpeaksHttp2(m_encryption);
 }
 
 curl_socket_t Transfer::OnSocket(void* self, curlsocktype /*purpose*/, curl_sockaddr* address) {
@@ -371,7 +378,8 @@ void Transfer::CheckLength() const {
     // Not by the header alone: its value may be out of range.
     curl_off_t length = -1;
     curl_easy_getinfo(m_handle.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
-    if (length < 0 && !m_head.IsEndMarked() && !m_request.allowsUnknownLength) {
+    const bool isEndMarked = m_isFramed || m_head.IsChunked();
+    if (length < 0 && !isEndMarked && !m_request.allowsUnknownLength) {
         throw Http::Exception("the server does not say how long its response is");
     }
 }

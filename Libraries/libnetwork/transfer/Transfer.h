@@ -124,6 +124,8 @@ private:
     ResponseHead m_head;
     CURLM* m_driver = nullptr;                     // while the connection is used
     curl_socket_t m_openSocket = CURL_SOCKET_BAD;  // of a connection that stays open in the end
+    const void* m_encryption = nullptr;            // of the connection, as OpenSSL has it
+    bool m_isFramed = false;                       // it speaks HTTP/2
     bool m_isConnected = false;
     long m_sentBefore = 0;                  // bytes of heads, before the request is sent (again)
     std::chrono::nanoseconds m_silence{0};  // waited for since the last byte

@@ -121,21 +121,20 @@ TEST_F(SessionTest, TellsALostConnectionFromALostAnswer) {
 // Whoever sends it may be a server whose replies go astray.
 TEST_F(SessionTest, TakesNothingThatCameBeforeItsRequest) {
     const std::string head = Server::FormatHead(200, {{"Content-Length", "5"}});
-    const TestServer server([&](const Server::Request& request) -> Script {
-        switch (request.connection) {
-            case 1:
-                return {Send{head + "right" + head + "wrong"}, Server::Keep{}};
-            case 2:
-                return {Send{head + "right"}, Send{head + "wrong"}, Server::Keep{}};
-            default:
-                return ReplyAndKeep(200, {}, "right");
+    const Script scripts[] = {{Send{head + "right" + head + "wrong"}, Server::Keep{}},
+                              {Send{head + "right"}, Send{head + "wrong"}, Server::Keep{}},
+                              {Send{head}, Send{"right" + head + "wrong"}, Server::Keep{}},
+                              ReplyAndKeep(200, {}, "right")};
+    for (const bool isEncrypted : {false, true}) {
+        const TestServer server(
+            [&](const Server::Request& request) { return scripts[request.connection - 1]; },
+            Encrypted(isEncrypted));
+        for (int i = 0; i < 5; ++i) {
+            EXPECT_EQ(Fetch(MakeRequest(server.GetAddress())), "right");
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));  // all of it arrives
         }
-    });
-    for (int i = 0; i < 4; ++i) {
-        EXPECT_EQ(Fetch(MakeRequest(server.GetAddress())), "right");
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));  // all of it arrives
+        EXPECT_EQ(server.GetConnectionCount(), 4);
     }
-    EXPECT_EQ(server.GetConnectionCount(), 3);
 }
 
 TEST_F(SessionTest, KeepsNoConnectionOfARequestThatWasEnded) {

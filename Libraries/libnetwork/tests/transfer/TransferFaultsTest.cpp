@@ -69,6 +69,7 @@ const Fault Faults[] = {
     {"CutBeforeLastChunk", Plain, Say(Chunks + "3\r\nabc\r\n"), "200!.*transfer closed.*"},
     {"CutInHead", Plain, Say(Ok + "Content-Le"), "200!.*"},
     {"UnknownLength", Plain, Say(Ok + "\r\nabc"), "200!.*how long.*"},
+    {"UnknownLengthInDisguise", Tls, Say("HTTP/2 200\r\n\r\nabc"), "200!.*how long.*"},
     {"TooLargeALength", Plain, Say(Ok + "Content-Length: 99999999999999999999\r\n\r\nabc"),
      "200!.*how long.*"},
     {"UnknownEncoding", Plain, Say(Ok + "Transfer-Encoding: identity\r\n\r\nabc"),
