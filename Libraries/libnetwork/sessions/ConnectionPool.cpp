@@ -24,7 +24,9 @@ CurlDriver ConnectionPool::Take(const Kernel::String& purpose) {
     for (;;) {
         Connection connection = TakeAny(purpose);
         if (!connection.driver) {
-            return MakeCurlDriver();
+            CurlDriver driver = MakeCurlDriver();
+            curl_multi_setopt(driver.get(), CURLMOPT_MAXCONNECTS, 1L);
+            return driver;
         }
         if (!HasInput(connection)) {
             return std::move(connection.driver);

@@ -12,7 +12,8 @@
 
 namespace Network {
 
-/// A driver, which holds one connection.
+/// A driver, which holds one connection: that of its last request, whatever was changed since the
+/// one before, such as the way to the server.
 struct Connection {
     CurlDriver driver;
     /// On which nothing may come before the next request; CURL_SOCKET_BAD if anything may.

@@ -1,3 +1,5 @@
+#include "Network/Routes.h"
+
 #include "support/Threads.h"
 #include "tests/NetworkTest.h"
 
@@ -80,6 +82,21 @@ TEST_F(SessionTest, KeepsTunnelsForTheUserOfTheProxy) {
         EXPECT_EQ(Fetch(MakeRequest(server.GetAddress(), Http::Method::Post)), "job");
     }
     EXPECT_EQ(server.GetConnectionCount(), 2);
+}
+
+// Each gives its connection up to the next.
+TEST_F(SessionTest, WatchesTheConnectionThatItUsesNext) {
+    const std::string right = Server::FormatHead(200, {{"Content-Length", "5"}}) + "right";
+    const Server::Wait wait{std::chrono::milliseconds(200)};
+    const TestServer servers[] = {
+        TestServer(Script{Send{right}, wait, Send{Server::FormatHead(404, {})}, Server::Keep{}}),
+        TestServer(Script{Send{right}, Server::Keep{}})};
+    for (const int i : {0, 1, 0}) {
+        const ScopedRoute route("host.test", "127.0.0.1",
+                                static_cast<std::uint16_t>(servers[i].GetPort()));
+        EXPECT_EQ(Fetch(MakeRequest("http://host.test/")), "right");
+        std::this_thread::sleep_for(std::chrono::milliseconds(i * 400));  // all of it arrives
+    }
 }
 
 // What a server does to a connection that is kept, and the requests that it sees of a second one.
