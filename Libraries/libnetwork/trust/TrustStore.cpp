@@ -42,7 +42,9 @@ struct Entries {
 std::optional<FileState> GetState(const Kernel::String& path) {
     std::error_code error;
     FileState state;
-    state.size = std::filesystem::file_size(path.c_str(), error);
+    if (!std::filesystem::is_directory(path.c_str(), error)) {
+        state.size = std::filesystem::file_size(path.c_str(), error);
+    }
     if (!error) {
         state.time = std::filesystem::last_write_time(path.c_str(), error);
     }

@@ -2,12 +2,14 @@
 
 #include "support/Threads.h"
 #include "tests/NetworkTest.h"
+#include "trust/TrustStore.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <csignal>
+#include <filesystem>
 #include <numeric>
 
 namespace Network {
@@ -69,6 +71,12 @@ TEST_F(SessionTest, KeepsNoTrustThatWasWithdrawn) {
     SetCertificateAuthorities(m_folder.Write("other.pem", stranger.GetCertificate()));
     EXPECT_EQ(Http::DoRequest(MakeRequest(server.GetAddress()), false).reason,
               Http::FailureReason::Untrusted);
+
+    const Kernel::String folder = m_folder.At("authorities");
+    std::filesystem::create_directory(folder.c_str());
+    const Kernel::String before = DescribeState({{}, folder});
+    std::filesystem::last_write_time(folder.c_str(), {});  // one has come or gone
+    EXPECT_NE(DescribeState({{}, folder}), before);
 }
 
 TEST_F(SessionTest, KeepsTunnelsForTheUserOfTheProxy) {
