@@ -83,10 +83,10 @@ public:
     }
 
     /// Ends a request for which there is no thread.
-    void Fail(const char* reason) noexcept {
+    void Fail(const std::exception_ptr& reason) noexcept {
         Response response;
-        response.failure = reason;
-        response.reason = FailureReason::Local;
+        response.failure = NoteThrown(reason, response);
+        NoteFailure(m_order.request, response);
         m_thread = std::this_thread::get_id();
         Complete(m_order.onFailure, m_order.request, std::move(response));
         m_activity = nullptr;
@@ -151,8 +151,8 @@ Kernel::Counted<RunningRequest> DoRequest(Request request, CompletionHandler onS
               {std::move(onResponse), std::move(onStatus), std::move(onProgress)}});
     try {
         task->Start();
-    } catch (const std::system_error& error) {
-        task->Fail(error.what());
+    } catch (const std::system_error&) {
+        task->Fail(std::current_exception());
     }
     return task;
 }

@@ -103,6 +103,22 @@ TEST_F(HttpTest, NeedsNoHandlers) {
     EXPECT_EQ(m_log.GetMessages().size(), 2U);
 }
 
+TEST_F(HttpTest, SaysThatThereIsNoThread) {
+    pthread_attr_t usual;
+    pthread_attr_t huge;
+    pthread_getattr_default_np(&usual);
+    pthread_attr_init(&huge);
+    pthread_attr_setstacksize(&huge, std::size_t{1} << 60);  // more than any system has
+    pthread_setattr_default_np(&huge);
+    Http::Response response;
+    Http::DoRequest(MakeRequest("http://127.0.0.1:1/"), {},
+                    [&](const auto&, const auto& failed) { response = failed; }, {}, {}, {});
+    pthread_setattr_default_np(&usual);
+    EXPECT_EQ(response.reason, Http::FailureReason::Local);
+    EXPECT_EQ(response.error, std::errc::resource_unavailable_try_again);
+    EXPECT_EQ(m_log.GetMessages().size(), 1U);
+}
+
 TEST_F(HttpTest, LeavesNothingBehindUnderLoad) {
     Record(Reply(200));  // creates what lives as long as the process
     const Support::LeakCheck leakCheck;
