@@ -3,7 +3,7 @@
 // Common to all of them: the address is absolute, http or https, and checked before anything is
 // sent. Certificates are verified. There are time limits for connecting, for the first byte of the
 // response and for inactivity, but none for the whole request, which can be cancelled instead. Each
-// request has a connection of its own.
+// request has a connection to itself, which ends with it unless a session keeps it.
 
 #pragma once
 
@@ -22,10 +22,9 @@ namespace Network::Http {
 /// `failure` set.
 NETWORK_API Response DoRequest(const Request& request, bool throwsOnFailure);
 
-/// The same. Another thread may set `abort`, if it is not null, through std::atomic_ref<bool>: the
-/// request then fails within 100 ms with FailureReason::Cancelled, or when the handler, source or
-/// sink that is running has returned. `onProgress` may be empty; it is called as that of the next
-/// form.
+/// The same. Another thread may set `abort`, if it is not null: the request then fails within 100
+/// ms with FailureReason::Cancelled, or when the handler, source or sink that is running has
+/// returned. `onProgress` may be empty; it is called as that of the next form.
 NETWORK_API Response DoRequest(const Request& request, bool throwsOnFailure,
                                Kernel::AbortFlag abort, ProgressHandler onProgress);
 
