@@ -118,6 +118,7 @@ Kernel::Counted<Model> ModelCache::GetModel(ModelType type) {
 }
 
 Kernel::Counted<Model> ModelCache::GetModel(ModelType type, Kernel::AbortFlag abort) {
+    const Kernel::ScopedLock lock(m_lock);  // until the outcome is noted: the model may be deleted
     ModelOutcome outcome = MakeOutcome(ModelStatus::WillNotLoad, "a device can't be registered");
     try {
         Kernel::Counted<Model> model = FindOrLoad(type, outcome, abort);
@@ -162,8 +163,8 @@ void ModelCache::NoteOutcome(ModelType type, ModelOutcome outcome) {
 }
 
 bool ModelCache::DeleteModel(ModelType type) {
-    NoteOutcome(type, {});
     const Kernel::ScopedLock lock(m_lock);
+    NoteOutcome(type, {});
     m_models[type] = nullptr;
     Kernel::FileSystem::DeleteAll(ModelTypeToModelPaths(type).front());
     return true;

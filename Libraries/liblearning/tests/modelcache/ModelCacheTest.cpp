@@ -56,6 +56,21 @@ TEST(ModelCacheSettings, AppendASeparatorToTheFolderAlways) {
                 ElementsAre("Model cache is: C:/Models//\r\n", "Model cache is: /\r\n"));
 }
 
+TEST_F(ModelCacheTest, ForgetsTheOutcomeOfWhatItDeletes) {
+    constexpr auto Type = ModelCache::Colourisation;
+    for (int i = 0; i < 50; ++i) {
+        m_folder.Write("Colourisation_2.6.onnx", "corrupt");
+        Support::RunOnThreads(2, [this](int thread) {
+            if (thread == 0) {
+                m_cache.GetModel(Type);
+            } else {
+                m_cache.DeleteModel(Type);
+            }
+        });
+        EXPECT_NE(m_cache.GetOutcome(Type).status, ModelStatus::WillNotLoad);
+    }
+}
+
 TEST_F(ModelCacheTest, NamesPackagesByTheModeOfTheSharedInstance) {
     const std::vector<std::pair<const char*, const char*>> names{
         // on a CPU, accelerated
