@@ -1,11 +1,14 @@
+#include "Kernel/IoException.h"
 #include "Network/Http.h"
 
+#include "modelcache/ModelOutcomes.h"
 #include "support/Threads.h"
 #include "tests/modelcache/DownloadTesting.h"
 
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <optional>
 #include <stdexcept>
@@ -98,6 +101,15 @@ TEST_F(DownloadTest, FailsWhenItsProgressHandlerThrows) {
     EXPECT_THAT(DescribeTree(m_models), IsEmpty());
     EXPECT_TRUE(HasTemporaryFile());
     EXPECT_THAT(m_log.GetMessages(), Contains(HasSubstr("enough")));
+}
+
+TEST(ModelOutcomes, TellTheErrorsOfTheSystemApart) {
+    for (const auto& [error, status] :
+         {std::pair(EDQUOT, ModelStatus::NoSpace), std::pair(ENOSPC, ModelStatus::NoSpace),
+          std::pair(EROFS, ModelStatus::NotWritable), std::pair(EIO, ModelStatus::Failed)}) {
+        const Kernel::IoException failure("write", "file", {error, std::generic_category()});
+        EXPECT_EQ(MakeInstallOutcome(failure).status, status) << error;
+    }
 }
 
 TEST_F(DownloadTest, RefusesAPackageThatTheDiskHasNoRoomFor) {
