@@ -74,19 +74,26 @@ Result InstallAndLoad(const Download& download, const Load& load) {
     return result;
 }
 
-/// Ends the download, whatever is thrown.
-void OnSuccess(Download& download, const Load& load) noexcept {
-    Result result;
+Result Complete(const Download& download, const Load& load) {
     try {
-        result = InstallAndLoad(download, load);
+        return InstallAndLoad(download, load);
     } catch (const std::exception& error) {
         Kernel::Log::Write("A model package can't be installed: %1\n", error.what());
-        result.outcome = MakeInstallOutcome(error);
+        return {false, MakeInstallOutcome(error)};
     } catch (...) {  // a provider may throw anything when it is loaded
         Kernel::Log::Write("A model package can't be installed.\n");
-        result.outcome = MakeOutcome(ModelStatus::WillNotLoad);
+        return {false, MakeOutcome(ModelStatus::WillNotLoad)};
     }
-    download.result.set_value(std::move(result));
+}
+
+/// Ends the download with what `make` returns, or throws when memory runs out: its caller waits.
+template <class Make>
+void End(Download& download, Make make) noexcept {
+    try {
+        download.result.set_value(make());
+    } catch (...) {
+        download.result.set_exception(std::current_exception());
+    }
 }
 
 Network::Http::Request MakeRequest(const Kernel::String& address,
@@ -142,10 +149,12 @@ bool ModelCache::DownloadModel(ModelType type, DownloadProgress progress, Kernel
         };
         const auto request = Network::Http::DoRequest(
             MakeRequest(m_modelURLRoot + name + ".zip", Kernel::FileOutStream::Create(path)),
-            [download, load](const auto&, const auto&) { OnSuccess(*download, load); },
+            [download, load](const auto&, const auto&) {
+                End(*download, [&] { return Complete(*download, load); });
+            },
             // Deliberate: what was received of the package is kept for inspection.
             [download](const auto&, const auto& response) {
-                download->result.set_value({false, MakeOutcome(response)});
+                End(*download, [&] { return Result{false, MakeOutcome(response)}; });
             },
             {}, {}, WrapProgress(std::move(progress), type));
         result = Await(*download, *request);

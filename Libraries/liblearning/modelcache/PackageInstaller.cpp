@@ -213,8 +213,10 @@ void Installation::Skip(const Kernel::String& name, const std::exception& error)
     Kernel::Log::Write("The entry %1 of a model package is skipped: %2\n",
                        Kernel::MakePrintable(name), error.what());
     const auto* const failure = dynamic_cast<const Kernel::IoException*>(&error);
-    m_result.skipped.push_back(
-        {name, error.what(), failure != nullptr ? failure->GetCode() : std::error_code()});
+    const std::error_code code = failure != nullptr
+                                     ? failure->GetCode()
+                                     : std::make_error_code(std::errc::not_enough_memory);
+    m_result.skipped.push_back({name, error.what(), code});
 }
 
 void Installation::CommitFile(const File& file) const {

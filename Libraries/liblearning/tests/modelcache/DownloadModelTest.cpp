@@ -10,9 +10,30 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <cstdlib>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <thread>
+
+namespace {
+
+/// How many more allocations of the thread succeed before one fails; negative: all do.
+thread_local int AllocationsLeft = -1;
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    void* const memory =
+        AllocationsLeft >= 0 && AllocationsLeft-- == 0 ? nullptr : std::malloc(size);
+    return memory != nullptr ? memory : throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+    std::free(memory);
+}
 
 namespace Learning {
 namespace {
@@ -101,6 +122,27 @@ TEST_F(DownloadTest, FailsWhenItsProgressHandlerThrows) {
     EXPECT_THAT(DescribeTree(m_models), IsEmpty());
     EXPECT_TRUE(HasTemporaryFile());
     EXPECT_THAT(m_log.GetMessages(), Contains(HasSubstr("enough")));
+}
+
+TEST_F(DownloadTest, EndsWhereverMemoryRunsOut) {
+    const std::string package = MakePackage();
+    for (const Script& script :
+         {Reply(404, {}, "none"), Reply(200, {}, "<html>"), Reply(200, {}, package)}) {
+        const TestServer server(script);
+        m_cache.SetModelURLRoot(server.GetAddress());
+        for (int count = 0; count < 60; ++count) {
+            m_cache.DownloadModel(Type, [&, isFirst = true](const auto& progress, auto) mutable {
+                if (progress.received > 0 && std::exchange(isFirst, false)) {
+                    AllocationsLeft = count;
+                }
+            });
+            const ModelOutcome outcome = m_cache.GetOutcome(Type);
+            EXPECT_NE(outcome.status, ModelStatus::Unknown);
+            if (outcome.reason == "std::bad_alloc") {
+                EXPECT_NE(outcome.status, ModelStatus::Damaged) << count;
+            }
+        }
+    }
 }
 
 TEST(ModelOutcomes, TellTheErrorsOfTheSystemApart) {
