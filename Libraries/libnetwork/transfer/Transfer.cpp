@@ -20,6 +20,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
+constexpr const char* LostAnswer = "the server has closed the connection without an answer";
 constexpr int MaximumRedirects = 5;
 constexpr auto ReportInterval = 1s;
 constexpr auto LookInterval = 50ms;  // at the flag that aborts
@@ -254,13 +255,16 @@ std::size_t Transfer::OnRead(char* data, std::size_t /*one*/, std::size_t size, 
     });
 }
 
-int Transfer::OnSeek(void* self, curl_off_t position, int origin) {
+/// Called before a request is repeated (see OnConnected()), always for the start of its body.
+int Transfer::OnSeek(void* self, curl_off_t position, int /*origin*/) {
     auto& transfer = *static_cast<Transfer*>(self);
-    if (origin != SEEK_SET || transfer.m_request.writeBody) {
-        return CURL_SEEKFUNC_FAIL;
-    }
-    transfer.m_bodyPosition = static_cast<std::uint64_t>(position);
-    return CURL_SEEKFUNC_OK;
+    return transfer.Guard(CURL_SEEKFUNC_FAIL, [&] {
+        if (transfer.m_request.writeBody) {
+            throw Http::Exception(LostAnswer);
+        }
+        transfer.m_bodyPosition = static_cast<std::uint64_t>(position);
+        return CURL_SEEKFUNC_OK;
+    });
 }
 
 /// Called before the request is sent: again if libcurl repeats it over another connection, since
@@ -282,7 +286,7 @@ void Transfer::NoteConnection() {
     long sent = 0;  // to proxies, too
     curl_easy_getinfo(m_handle.get(), CURLINFO_REQUEST_SIZE, &sent);
     if (m_isConnected && sent > m_sentBefore && m_request.method == Http::Method::Post) {
-        throw Http::Exception("the server has closed the connection without an answer");
+        throw Http::Exception(LostAnswer);
     }
     m_sentBefore = sent;
     const curl_tlssessioninfo* encryption = nullptr;

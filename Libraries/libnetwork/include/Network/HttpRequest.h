@@ -77,8 +77,9 @@ struct Request {
     /// a body can't be distinguished from a lost connection.
     bool allowsUnknownLength = false;
     /// Whose connections this request may use and leave; null for a connection of its own, which
-    /// ends with it. Post is never sent again when a connection that had been kept turns out to be
-    /// closed: the request then fails, if the server has not answered.
+    /// ends with it. Neither Post nor what `writeBody` has written is sent again when a connection
+    /// that had been kept turns out to be closed: the request then fails, if the server has not
+    /// answered.
     Kernel::Counted<Session> session;
 };
 

@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <csignal>
 #include <filesystem>
@@ -122,7 +123,7 @@ TEST_F(SessionTest, TellsALostConnectionFromALostAnswer) {
         {"resets when asked", Server::Keep{}, {Server::Reset{}}, 3, 2, true},
     };
     for (const auto& [name, afterFirst, atSecond, get, post, isPostLost] : cases) {
-        for (const auto method : {Http::Method::Get, Http::Method::Post}) {
+        for (const auto method : {Http::Method::Get, Http::Method::Post, Http::Method::Put}) {
             std::atomic<int> count = 0;
             const TestServer server([&](const Server::Request& request) {
                 const bool isFirst = count++ == 0;
@@ -130,13 +131,20 @@ TEST_F(SessionTest, TellsALostConnectionFromALostAnswer) {
                        : request.connection == 1 ? atSecond
                                                  : ReplyAndKeep(200);
             });
-            EXPECT_EQ(Fetch(MakeRequest(server.GetAddress(), method)), "") << name;
+            Http::Request request = MakeRequest(server.GetAddress(), method);
+            if (method == Http::Method::Put) {
+                request.writeBody = [](const auto& body) {
+                    body->Write(std::array<std::byte, 3>{});
+                };
+            }
+            EXPECT_EQ(Fetch(request), "") << name;
             if (afterFirst.index() != Server::Step(Server::Keep{}).index()) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(50));  // the news arrives
             }
-            const bool isLost = isPostLost && method == Http::Method::Post;
-            const std::string second = Fetch(MakeRequest(server.GetAddress(), method));
+            const bool isLost = isPostLost && method != Http::Method::Get;
+            const std::string second = Fetch(request);
             EXPECT_EQ(second.empty(), !isLost) << name << ": " << second;
+            EXPECT_THAT(second, testing::Not(testing::HasSubstr("callback"))) << name;
             EXPECT_EQ(server.GetRequests().size(), method == Http::Method::Get ? get : post)
                 << name;
         }
