@@ -13,6 +13,7 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <new>
 #include <utility>
 
 namespace Learning {
@@ -86,13 +87,14 @@ Result Complete(const Download& download, const Load& load) {
     }
 }
 
-/// Ends the download with what `make` returns, or throws when memory runs out: its caller waits.
+/// Ends the download with what `make` returns, or with nothing if memory runs out: its caller
+/// waits.
 template <class Make>
 void End(Download& download, Make make) noexcept {
     try {
         download.result.set_value(make());
     } catch (...) {
-        download.result.set_exception(std::current_exception());
+        download.result.set_value({});
     }
 }
 
@@ -125,7 +127,11 @@ Result Await(Download& download, Network::Http::RunningRequest& request) {
         }
         download.isAborted = request.IsCancelled();
     }
-    return result.get();
+    Result end = result.get();
+    if (end.outcome.status == ModelStatus::Unknown) {
+        throw std::bad_alloc();
+    }
+    return end;
 }
 
 }  // namespace
