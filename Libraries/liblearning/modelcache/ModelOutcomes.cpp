@@ -96,8 +96,11 @@ ModelOutcome MakeInstallOutcome(const std::exception& error) {
         return MakeOutcome(ModelStatus::Cancelled, error.what());
     }
     const auto* const failure = dynamic_cast<const Kernel::IoException*>(&error);
-    return failure != nullptr ? MakeInstallOutcome({{}, error.what(), failure->GetCode()})
-                              : MakeOutcome(ModelStatus::Failed, error.what());
+    if (failure == nullptr) {
+        return MakeOutcome(ModelStatus::Failed, error.what());
+    }
+    const SkippedEntry whole{{}, error.what(), failure->GetCode()};
+    return MakeInstallOutcome(whole);
 }
 
 ModelOutcome MakeInstallOutcome(const SkippedEntry& skipped) {
@@ -107,9 +110,10 @@ ModelOutcome MakeInstallOutcome(const SkippedEntry& skipped) {
 
 ModelOutcome MakeDownloadOutcome(const std::exception& error) {
     const auto* const failure = dynamic_cast<const Kernel::IoException*>(&error);
-    return failure != nullptr
-               ? MakeOutcome(failure->GetCode(), error.what(), ModelStatus::NotWritable)
-               : MakeOutcome(ModelStatus::Failed, error.what());
+    if (failure == nullptr) {
+        return MakeOutcome(ModelStatus::Failed, error.what());
+    }
+    return MakeOutcome(failure->GetCode(), error.what(), ModelStatus::NotWritable);
 }
 
 ModelOutcome MakeLoadOutcome(const Model& model, bool hasFile) {
