@@ -16,6 +16,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -45,7 +46,7 @@ struct World {
     const Server::CertificateAuthority authority;
     const std::filesystem::path file = "orvantis-benchmark-authorities.pem";
     const Server::ScriptedServer server{
-        MakeOptions(), [](const Server::Request&) { return Server::Reply(200, {}, "{}"); }};
+        MakeOptions(), [](const Server::Request&) { return Server::ReplyAndKeep(200, {}, "{}"); }};
     const std::string address = "https://127.0.0.1:" + std::to_string(server.GetPort()) + "/";
 };
 
@@ -70,14 +71,24 @@ void Measure(benchmark::State& state, Call call) {
     }
 }
 
-void SmallPost(benchmark::State& state) {
+void Post(benchmark::State& state, Kernel::Counted<Session> session) {
     Http::Request request;
     request.address = GetWorld().address;
     request.method = Http::Method::Post;
     request.body = Kernel::MakeCounted<Utf8DataSource>("{}");
+    request.session = std::move(session);
     Measure(state, [&] { Http::DoRequest(request, true); });
 }
+
+void SmallPost(benchmark::State& state) {
+    Post(state, nullptr);
+}
 BENCHMARK(SmallPost)->UseManualTime();
+
+void SmallPostInSession(benchmark::State& state) {
+    Post(state, Kernel::MakeCounted<Session>());
+}
+BENCHMARK(SmallPostInSession)->UseManualTime();
 
 /// One handle for all requests, which keeps the authorities that it has parsed.
 void SmallPostBare(benchmark::State& state) {

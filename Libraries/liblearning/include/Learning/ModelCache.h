@@ -104,7 +104,7 @@ public:
     /// A failure to register execution providers is thrown as it comes.
     Kernel::Counted<Model> GetModel(ModelType type);
     /// The same. Another thread may set `abort`, if it is not null: loading then ends, with null
-    /// and ModelStatus::Cancelled.
+    /// and ModelStatus::Cancelled, but not the wait for what other threads load.
     Kernel::Counted<Model> GetModel(ModelType type, Kernel::AbortFlag abort);
 
     /// Forgets the model of `type` and what came of it, and deletes its file, or whatever else
