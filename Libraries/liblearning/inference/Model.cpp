@@ -58,10 +58,11 @@ bool Model::IsValid() const noexcept {
     return std::ranges::none_of(m_sessions, [](const auto& session) { return !session; });
 }
 
-RunResult Model::Execute(TensorMap inputs, TensorMap& outputs, const RunOptions& options) {
+RunResult Model::Execute(const TensorMap& inputs, TensorMap& outputs, const RunOptions& options) {
     return Run(0, inputs, outputs, options);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): as derived models of hosts call it
 bool Model::PlatformExecute(int session, TensorMap inputs, TensorMap& outputs) {
     return Run(session, inputs, outputs, {}) == RunResult::Done;
 }

@@ -55,7 +55,7 @@ public:
     virtual bool Execute(TensorMap inputs, TensorMap& outputs);
 
     /// The same, with what is asked for.
-    RunResult Execute(TensorMap inputs, TensorMap& outputs, const RunOptions& options);
+    RunResult Execute(const TensorMap& inputs, TensorMap& outputs, const RunOptions& options);
 
     /// Whether every file was opened; true for a model without files.
     bool IsValid() const noexcept;
