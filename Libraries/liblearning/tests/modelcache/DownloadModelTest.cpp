@@ -23,15 +23,16 @@ thread_local int AllocationsLeft = -1;
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined: g++ would see half of a pair and take it for a mistake.
+[[gnu::noinline]] void* operator new(std::size_t size) {
     void* const memory =
         AllocationsLeft >= 0 && AllocationsLeft-- == 0 ? nullptr : std::malloc(size);
     return memory != nullptr ? memory : throw std::bad_alloc();
 }
-void operator delete(void* memory) noexcept {
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
     std::free(memory);
 }
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept {
     std::free(memory);
 }
 
