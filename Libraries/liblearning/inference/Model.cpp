@@ -31,6 +31,17 @@ Kernel::Counted<ModelSession> TryOpen(const Kernel::String& path, Model::EP ep,
     }
 }
 
+/// What `session` says; nothing, and a line in the log, if the runtime refuses.
+template <class Answer>
+Answer Ask(const ModelSession* session, Answer (ModelSession::*question)() const) {
+    try {
+        return session != nullptr ? (session->*question)() : Answer{};
+    } catch (const Ort::Exception& error) {
+        LogRuntimeError(error);
+        return {};
+    }
+}
+
 }  // namespace
 
 Model::Model(const std::vector<Kernel::String>& paths, EP ep) : Model(paths, ep, nullptr) {}
@@ -58,6 +69,19 @@ bool Model::IsValid() const noexcept {
     return std::ranges::none_of(m_sessions, [](const auto& session) { return !session; });
 }
 
+Device Model::GetDevice() const {
+    return Ask(FindSession(0), &ModelSession::FindDevice);
+}
+
+RunCost Model::GetRunCost() const {
+    return Ask(FindSession(0), &ModelSession::MeasureCost);
+}
+
+ModelSession* Model::FindSession(int session) const noexcept {
+    const bool isThere = session >= 0 && static_cast<std::size_t>(session) < m_sessions.size();
+    return isThere ? m_sessions[static_cast<std::size_t>(session)].Get() : nullptr;
+}
+
 RunResult Model::Execute(const TensorMap& inputs, TensorMap& outputs, const RunOptions& options) {
     return Run(0, inputs, outputs, options);
 }
@@ -72,14 +96,13 @@ RunResult Model::Run(int session, const TensorMap& inputs, const TensorMap& outp
     const auto isUnusable = [](const TensorMap::value_type& entry) {
         return !entry.second || !entry.second->m_platformTensor;
     };
-    if (session < 0 || static_cast<std::size_t>(session) >= m_sessions.size() ||
-        !m_sessions[static_cast<std::size_t>(session)] || std::ranges::any_of(inputs, isUnusable) ||
+    ModelSession* const target = FindSession(session);
+    if (target == nullptr || std::ranges::any_of(inputs, isUnusable) ||
         std::ranges::any_of(outputs, isUnusable)) {
         return RunResult::Failed;
     }
     try {
-        Ort::Session& target = m_sessions[static_cast<std::size_t>(session)]->GetSession();
-        Ort::IoBinding binding(target);
+        Ort::IoBinding binding(target->GetSession());
         for (const auto& [name, tensor] : inputs) {
             binding.BindInput(ToRuntimeText(name), tensor->m_platformTensor->GetValue());
         }
@@ -91,7 +114,7 @@ RunResult Model::Run(int session, const TensorMap& inputs, const TensorMap& outp
             runOptions.AddConfigEntry(ShrinkageEntry, "cpu:0");
         }
         const AbortWatch watch(options.abort, [&runOptions] { runOptions.SetTerminate(); });
-        target.Run(runOptions, binding);
+        target->Run(runOptions, binding);
         return RunResult::Done;
     } catch (const Ort::Exception& error) {
         if (Kernel::IsSet(options.abort)) {

@@ -8,11 +8,15 @@
 #include "inference/DevicePolicy.h"
 #include "inference/ExecutionProviders.h"
 
+#include <cstdlib>
+#include <vector>
+
 namespace Learning {
 
 namespace {
 
 constexpr const char* StopSpinningEntry = "session.force_spinning_stop";
+constexpr const char* PeakStatistic = "MaxInUse";  // of an arena, in bytes
 
 /// The runtime's name for `policy`, which is not CPU. No other value is ever set, since the runtime
 /// crashes on some.
@@ -58,9 +62,46 @@ Ort::Session OpenSession(RuntimeEnvironment& environment, const Kernel::String& 
     return Ort::Session(environment.Get(), ToRuntimePath(path).c_str(), options);
 }
 
+Device::Kind ToKind(OrtHardwareDeviceType type) noexcept {
+    switch (type) {
+        case OrtHardwareDeviceType_CPU:
+            return Device::Kind::CPU;
+        case OrtHardwareDeviceType_GPU:
+            return Device::Kind::GPU;
+        case OrtHardwareDeviceType_NPU:
+            return Device::Kind::NPU;
+    }
+    return Device::Kind::Unknown;
+}
+
 }  // namespace
 
 ModelSession::ModelSession(const Kernel::String& path, Model::EP ep, Kernel::AbortFlag abort)
     : m_session(OpenSession(m_environment, path, ep, abort)) {}
+
+void ModelSession::Run(const Ort::RunOptions& options, const Ort::IoBinding& binding) {
+    const auto start = std::chrono::steady_clock::now();
+    m_session.Run(options, binding);
+    m_lastRun = std::chrono::steady_clock::now() - start;
+}
+
+Device ModelSession::FindDevice() const {
+    const std::vector<Ort::ConstEpDevice> devices = m_session.GetEpDeviceForInputs();
+    if (devices.empty() || devices.front() == nullptr) {
+        return {};
+    }
+    const Ort::ConstHardwareDevice hardware = devices.front().Device();
+    return {ToKind(hardware.Type()), devices.front().EpName(), hardware.Vendor()};
+}
+
+RunCost ModelSession::MeasureCost() const {
+    const auto place = Ort::MemoryInfo::CreateCpu(OrtArenaAllocator, OrtMemTypeDefault);
+    const Ort::KeyValuePairs statistics = Ort::Allocator(m_session, place).GetStats();
+    RunCost cost{.lastRun = m_lastRun};
+    if (const char* const peak = statistics.GetValue(PeakStatistic)) {
+        cost.peakMemory = std::strtoull(peak, nullptr, 10);
+    }
+    return cost;
+}
 
 }  // namespace Learning

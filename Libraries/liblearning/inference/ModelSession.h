@@ -9,6 +9,9 @@
 #include "inference/ONNXRuntime.h"
 #include "inference/RuntimeEnvironment.h"
 
+#include <atomic>
+#include <chrono>
+
 namespace Learning {
 
 /// An inference session and a reference to the environment that it lives in.
@@ -18,11 +21,19 @@ public:
     /// registration of execution providers throws.
     ModelSession(const Kernel::String& path, Model::EP ep, Kernel::AbortFlag abort);
 
+    /// Runs what `binding` holds. Throws Ort::Exception if the runtime refuses or is told to end.
+    void Run(const Ort::RunOptions& options, const Ort::IoBinding& binding);
+
     Ort::Session& GetSession() noexcept { return m_session; }
+
+    // Both ask the runtime, and throw Ort::Exception if it refuses.
+    Device FindDevice() const;
+    RunCost MeasureCost() const;
 
 private:
     RuntimeEnvironment m_environment;  // released after the session
     Ort::Session m_session;
+    std::atomic<std::chrono::nanoseconds> m_lastRun{};
 };
 
 }  // namespace Learning

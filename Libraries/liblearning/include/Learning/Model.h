@@ -4,7 +4,9 @@
 
 #include "Kernel/Counted.h"
 #include "Kernel/String.h"
+#include "Learning/Device.h"
 #include "Learning/Export.h"
+#include "Learning/RunCost.h"
 #include "Learning/RunOptions.h"
 #include "Learning/Tensor.h"
 
@@ -63,11 +65,23 @@ public:
     /// Why the first file that could not be opened could not, in one line; empty if all were.
     const Kernel::String& GetFailure() const noexcept { return m_failure; }
 
+    /// The device that the runtime has given the first model file to: that which takes its first
+    /// input. Where no other device takes the network, this is the CPU in every inference mode, and
+    /// parts of a network that a device does not support always run on the CPU. Unknown for a file
+    /// that is not open, and for a network without inputs.
+    Device GetDevice() const;
+
+    /// What runs of the first model file take. With several threads, the time is that of the run
+    /// that ended last.
+    RunCost GetRunCost() const;
+
 protected:
     /// As Execute(), for the model file number `session`.
     bool PlatformExecute(int session, TensorMap inputs, TensorMap& outputs);
 
 private:
+    /// Null if there is no such file, or it could not be opened.
+    ModelSession* FindSession(int session) const noexcept;
     RunResult Run(int session, const TensorMap& inputs, const TensorMap& outputs,
                   const RunOptions& options);
 

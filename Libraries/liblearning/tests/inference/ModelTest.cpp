@@ -99,6 +99,24 @@ TEST(Model, EndsARunWhenItIsToldAndRunsAgain) {
     EXPECT_EQ(log.GetMessages().size(), 1U);  // of the failure
 }
 
+TEST(Model, TellsWhatItsRunsTake) {
+    constexpr int Side = 64;
+    Model model({TestModelPath("Slow")}, Model::CPUOnly);
+    EXPECT_EQ(model.GetRunCost().lastRun.count(), 0);
+    const auto x = MakeCounted<Tensor>(std::vector<int>{Side, Side}, 1.0F / Side);
+    Model::TensorMap outputs = MakeOutput("y", {Side, Side});
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_TRUE(model.Execute({{"x", x}}, outputs));
+    const auto time = std::chrono::steady_clock::now() - start;
+    const RunCost cost = Model(model).GetRunCost();  // copies share it
+    EXPECT_GT(cost.lastRun.count(), 0);
+    EXPECT_LE(cost.lastRun, time);
+    EXPECT_GE(cost.peakMemory, Side * Side * sizeof(float));  // of an intermediate result
+    EXPECT_FALSE(model.Execute({}, outputs));
+    EXPECT_EQ(model.GetRunCost().lastRun, cost.lastRun);  // what fails does not count
+    EXPECT_EQ(Model({}, Model::CPUOnly).GetRunCost().peakMemory, 0U);
+}
+
 TEST(Model, TakesNamesOutsideAsciiAndAnyOfItsOutputs) {
     Model model({TestModelPath("Unicode")}, Model::Default);
     const auto three = MakeCounted<Tensor>(std::vector<int>{2}, 3.0F);

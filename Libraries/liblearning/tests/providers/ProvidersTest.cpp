@@ -22,6 +22,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <utility>
 
 namespace Learning {
@@ -76,6 +77,22 @@ TEST_F(Providers, AreChosenByTheInferenceMode) {
     for (const std::uint32_t mode : {0U, 1U, 2U}) {
         EXPECT_EQ(GetDeviceInMode(mode, Model::CPUOnly), "CPU");
     }
+}
+
+TEST_F(Providers, AreToldByTheModel) {
+    const std::tuple<std::uint32_t, Model::EP, Device::Kind, const char*> cases[] = {
+        {0, Model::Default, Device::Kind::CPU, "CPUExecutionProvider"},
+        {1, Model::Default, Device::Kind::GPU, "FakeGpu"},
+        {2, Model::Default, Device::Kind::NPU, "FakeNpu"},
+        {2, Model::CPUOnly, Device::Kind::CPU, "CPUExecutionProvider"},
+    };
+    for (const auto& [mode, ep, kind, provider] : cases) {
+        SetMode(mode);
+        const Device device = Model({TestModelPath("Add")}, ep).GetDevice();
+        EXPECT_EQ(device.kind, kind) << mode;
+        EXPECT_EQ(device.provider, provider) << mode;
+    }
+    EXPECT_EQ(Model({}, Model::Default).GetDevice().kind, Device::Kind::Unknown);
 }
 
 TEST_F(Providers, FollowTheModeOfTheSharedInstanceAlone) {
