@@ -6,27 +6,17 @@
 
 #include "Learning/ModelCache.h"
 
+#include "support/linux/ProcessStatus.h"
+
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <string>
 
 namespace {
 
 using Learning::ModelCache;
-
-/// A figure of /proc/self/status, which are in KiB, in bytes.
-std::int64_t GetMemoryStatus(const std::string& name) {
-    std::ifstream status("/proc/self/status");
-    std::string word;
-    std::int64_t size = 0;
-    while (status >> word && word != name) {
-    }
-    status >> size;
-    return size * 1024;
-}
 
 void Check(bool isDone) {
     if (!isDone) {
@@ -47,10 +37,10 @@ int main(int argc, char** argv) {
     Check(static_cast<bool>(cache.GetModel(ModelCache::DepthEstimation)));
 
     std::ofstream("/proc/self/clear_refs") << "5";  // the peak starts anew, see proc(5)
-    const std::int64_t idle = GetMemoryStatus("VmRSS:");
+    const std::int64_t idle = Support::GetMemoryStatus("VmRSS:");
     const auto start = std::chrono::steady_clock::now();
     Check(cache.DownloadModel(ModelCache::Colourisation, {}));
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
     std::printf("%.3f %lld\n", elapsed.count(),
-                static_cast<long long>(GetMemoryStatus("VmHWM:") - idle));
+                static_cast<long long>(Support::GetMemoryStatus("VmHWM:") - idle));
 }

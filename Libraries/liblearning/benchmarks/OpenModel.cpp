@@ -5,15 +5,15 @@
 
 #include "Learning/Model.h"
 
-#include <dlfcn.h>
-#include <onnxruntime_c_api.h>
+#include "benchmarks/BareNetwork.h"
 
 #include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <vector>
 
 namespace {
 
@@ -38,48 +38,25 @@ void Report(Open open) {
     std::printf("%.0f %.0f\n", first, later[later.size() / 2]);
 }
 
-void Check(bool isGood, const char* what) {
-    if (!isGood) {
-        std::fprintf(stderr, "OpenModel: %s\n", what);
-        std::exit(1);
-    }
-}
-
 void OpenByLearning(const char* path) {
     std::vector<Kernel::Counted<Learning::Model>> models;
     Report([&] {
         models.push_back(Kernel::MakeCounted<Learning::Model>(std::vector<Kernel::String>{path},
                                                               Learning::Model::CPUOnly));
-        Check(models.back()->IsValid(), "the model can't be opened");
+        Bare::Check(models.back()->IsValid(), "the model can't be opened");
     });
 }
 
 void OpenBare(const char* path) {
-    const OrtApi* api = nullptr;
-    const auto check = [](OrtStatus* status) { Check(status == nullptr, "the runtime refuses"); };
     // What is opened stays open until the process ends, as in the other case.
-    Report([&] {
-        if (api == nullptr) {
-            void* const library = dlopen(BARE_RUNTIME, RTLD_NOW | RTLD_LOCAL);
-            Check(library != nullptr, "there is no runtime");
-            const auto getBase =
-                reinterpret_cast<const OrtApiBase* (*)()>(dlsym(library, "OrtGetApiBase"));
-            api = getBase()->GetApi(23);
-        }
-        OrtEnv* environment = nullptr;
-        OrtSessionOptions* options = nullptr;
-        OrtSession* session = nullptr;
-        check(api->CreateEnv(ORT_LOGGING_LEVEL_ERROR, "", &environment));
-        check(api->CreateSessionOptions(&options));
-        check(api->CreateSession(environment, path, options, &session));
-        api->ReleaseSessionOptions(options);
-    });
+    std::vector<std::unique_ptr<Bare::Network>> models;
+    Report([&] { models.push_back(std::make_unique<Bare::Network>(path)); });
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    Check(argc == 3, "usage: OpenModel learning|bare MODEL.onnx");
+    Bare::Check(argc == 3, "usage: OpenModel learning|bare MODEL.onnx");
     if (std::strcmp(argv[1], "learning") == 0) {
         OpenByLearning(argv[2]);
     } else {

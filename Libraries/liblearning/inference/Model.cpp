@@ -109,6 +109,10 @@ RunResult Model::Run(int session, const TensorMap& inputs, const TensorMap& outp
         for (const auto& [name, tensor] : outputs) {
             binding.BindOutput(ToRuntimeText(name), tensor->m_platformTensor->GetValue());
         }
+        const RunGate::Pass pass(target->GetGate(), options.abort);
+        if (!pass.IsIn()) {
+            return RunResult::Cancelled;
+        }
         Ort::RunOptions runOptions;
         if (options.releasesMemory) {
             runOptions.AddConfigEntry(ShrinkageEntry, "cpu:0");

@@ -8,6 +8,7 @@
 #include "inference/DevicePolicy.h"
 #include "inference/ExecutionProviders.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <vector>
 
@@ -77,7 +78,8 @@ Device::Kind ToKind(OrtHardwareDeviceType type) noexcept {
 }  // namespace
 
 ModelSession::ModelSession(const Kernel::String& path, Model::EP ep, Kernel::AbortFlag abort)
-    : m_session(OpenSession(m_environment, path, ep, abort)) {}
+    : m_session(OpenSession(m_environment, path, ep, abort)),
+      m_gate(std::max(0, GetThreadingPolicy().concurrentRuns)) {}
 
 void ModelSession::Run(const Ort::RunOptions& options, const Ort::IoBinding& binding) {
     const auto start = std::chrono::steady_clock::now();

@@ -7,6 +7,7 @@
 #include "Learning/Model.h"
 
 #include "inference/ONNXRuntime.h"
+#include "inference/RunGate.h"
 #include "inference/RuntimeEnvironment.h"
 
 #include <atomic>
@@ -25,6 +26,8 @@ public:
     void Run(const Ort::RunOptions& options, const Ort::IoBinding& binding);
 
     Ort::Session& GetSession() noexcept { return m_session; }
+    /// A run needs a pass.
+    RunGate& GetGate() noexcept { return m_gate; }
 
     // Both ask the runtime, and throw Ort::Exception if it refuses.
     Device FindDevice() const;
@@ -33,6 +36,7 @@ public:
 private:
     RuntimeEnvironment m_environment;  // released after the session
     Ort::Session m_session;
+    RunGate m_gate;
     std::atomic<std::chrono::nanoseconds> m_lastRun{};
 };
 

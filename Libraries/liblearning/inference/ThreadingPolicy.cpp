@@ -1,21 +1,23 @@
 #include "Learning/ThreadingPolicy.h"
 
-#include <atomic>
+#include <mutex>
 
 namespace Learning {
 
 namespace {
 
-constinit std::atomic<ThreadingPolicy> threadingOfProcess{ThreadingPolicy{}};
-static_assert(std::atomic<ThreadingPolicy>::is_always_lock_free);
+constinit std::mutex mutex;
+constinit ThreadingPolicy threadingOfProcess;
 
 }  // namespace
 
 void SetThreadingPolicy(const ThreadingPolicy& policy) noexcept {
+    const std::lock_guard lock(mutex);
     threadingOfProcess = policy;
 }
 
 ThreadingPolicy GetThreadingPolicy() noexcept {
+    const std::lock_guard lock(mutex);
     return threadingOfProcess;
 }
 

@@ -24,7 +24,14 @@ save("First", [node("Gather", "x first", "y")],
 save("Fill", [node("ConstantOfShape", "size", "zeros"), node("Add", "zeros x", "y")],
      [tensor("x", [1])], [tensor("y", [1 << 24])], [constant("size", [1 << 24], np.int64)])
 
-# Takes its time, in many nodes of a few milliseconds each for 384 x 384.
-save("Slow", [node("MatMul", f"y{i} x" if i else "x x", f"y{i + 1}" if i < 199 else "y")
-              for i in range(200)],
-     [tensor("x", ["n", "n"])], [tensor("y", ["n", "n"])])
+def chain(operator, count):
+    """x op x op x ..., with y as the result."""
+    return [node(operator, f"y{i} x" if i else "x x", f"y{i + 1}" if i + 1 < count else "y")
+            for i in range(count)]
+
+
+# Takes its time to run, in many nodes of a few milliseconds each for 384 x 384.
+save("Slow", chain("MatMul", 200), [tensor("x", ["n", "n"])], [tensor("y", ["n", "n"])])
+
+# Takes its time to open.
+save("Long", chain("Add", 3000), [tensor("x", [2])], [tensor("y", [2])])

@@ -8,6 +8,7 @@
 #include "Server/ScriptedServer.h"
 
 #include "curl/Curl.h"
+#include "support/linux/ProcessStatus.h"
 
 #include <arpa/inet.h>
 #include <sys/socket.h>
@@ -37,17 +38,6 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t ManyCount = 64;
 constexpr std::size_t PictureSize = 15'000'000;  // bytes, of which base64 makes 20 MB
 constexpr int CancelCount = 100;                 // for each phase
-
-/// A figure of /proc/self/status, which are in KiB, in bytes.
-std::int64_t GetMemoryStatus(const std::string& name) {
-    std::ifstream status("/proc/self/status");
-    std::string word;
-    std::int64_t size = 0;
-    while (status >> word && word != name) {
-    }
-    status >> size;
-    return size * 1024;
-}
 
 void Check(bool isDone, const char* what) {
     if (!isDone) {
@@ -135,12 +125,12 @@ Http::Request MakePost(const std::string& address) {
 void MeasureMany(const std::string& address) {
     Http::DoRequest(MakePost(address), {}, {}, {}, {}, {})->Cancel();  // what is loaded once
     std::this_thread::sleep_for(200ms);
-    const std::int64_t idle = GetMemoryStatus("VmRSS:");
+    const std::int64_t idle = Support::GetMemoryStatus("VmRSS:");
     for (std::size_t i = 0; i < ManyCount; ++i) {
         Http::DoRequest(MakePost(address), {}, {}, {}, {}, {});
     }
     std::this_thread::sleep_for(3s);  // all have sent, and wait
-    const std::int64_t busy = GetMemoryStatus("VmRSS:");
+    const std::int64_t busy = Support::GetMemoryStatus("VmRSS:");
     Http::CancelAllRequests();
     std::printf("%zu requests that wait: %lld kB each\n", ManyCount,
                 static_cast<long long>((busy - idle) / 1000 / std::int64_t{ManyCount}));
@@ -167,13 +157,13 @@ void MeasureManyBare(const std::string& address) {
     };
     add();
     drive(200ms);
-    const std::int64_t idle = GetMemoryStatus("VmRSS:");
+    const std::int64_t idle = Support::GetMemoryStatus("VmRSS:");
     while (handles.size() <= ManyCount) {
         add();
     }
     drive(3s);
     std::printf("the same with libcurl alone, in one thread: %lld kB each\n",
-                static_cast<long long>((GetMemoryStatus("VmRSS:") - idle) / 1000 /
+                static_cast<long long>((Support::GetMemoryStatus("VmRSS:") - idle) / 1000 /
                                        std::int64_t{ManyCount}));
     for (const CurlHandle& handle : handles) {
         curl_multi_remove_handle(driver.get(), handle.get());
@@ -198,10 +188,10 @@ void MeasureBody(const std::string& address) {
     };
     post({});                                       // what is loaded once
     std::ofstream("/proc/self/clear_refs") << "5";  // the peak starts anew, see proc(5)
-    const std::int64_t idle = GetMemoryStatus("VmRSS:");
+    const std::int64_t idle = Support::GetMemoryStatus("VmRSS:");
     post(picture);
     std::printf("a body of 20 MB with a picture in base64: %lld kB at its peak\n",
-                static_cast<long long>((GetMemoryStatus("VmHWM:") - idle) / 1000));
+                static_cast<long long>((Support::GetMemoryStatus("VmHWM:") - idle) / 1000));
 }
 
 /// Cancels requests at random moments of a phase, and shows how long each takes to end.

@@ -1,6 +1,7 @@
 #include "Kernel/Testing.h"
 #include "Learning/Model.h"
 #include "Learning/ModelCache.h"
+#include "Learning/ThreadingPolicy.h"
 
 #include "support/TestFolder.h"
 #include "support/Threads.h"
@@ -74,9 +75,30 @@ private:
     std::thread m_thread;
 };
 
+/// How many random instants a test tries.
+int CountInstants() {
+    return std::getenv("ORVANTIS_SOAK") != nullptr ? 1'000 : 8;
+}
+
+/// The time that `work` takes.
+template <class Work>
+std::chrono::microseconds Measure(const Work& work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() -
+                                                                 start);
+}
+
+/// A moment from the beginning of a piece of work that takes `duration` to somewhat after its end.
+std::chrono::microseconds PickInstant(std::chrono::microseconds duration) {
+    static std::mt19937 random(std::random_device{}());
+    return std::chrono::microseconds(
+        std::uniform_int_distribution<std::int64_t>(0, duration.count() * 5 / 4)(random));
+}
+
 TEST(Model, EndsARunWhenItIsToldAndRunsAgain) {
     const RecordedLog log;
-    constexpr int Side = 384;
+    constexpr int Side = 192;
     Model model({TestModelPath("Slow")}, Model::CPUOnly);
     const Model::TensorMap inputs{
         {"x", MakeCounted<Tensor>(std::vector<int>{Side, Side}, 1.0F / Side)}};
@@ -87,16 +109,72 @@ TEST(Model, EndsARunWhenItIsToldAndRunsAgain) {
     };
     ASSERT_EQ(run(&never), RunResult::Done);
     const auto expected = GetValues(*outputs["y"], Side * Side);
-    std::mt19937 random(std::random_device{}());
-    const int count = std::getenv("ORVANTIS_SOAK") != nullptr ? 1'000 : 8;
-    for (int i = 0; i < count; ++i) {
-        Aborter aborter(std::chrono::microseconds(i == 0 ? 0 : random() % 50'000));
-        EXPECT_EQ(run(&aborter.flag), RunResult::Cancelled);
+    const auto duration = Measure([&] { run(&never); });
+    for (int i = 0; i < CountInstants(); ++i) {
+        Aborter aborter(i == 0 ? duration / 4 : PickInstant(duration));
+        const RunResult result = run(&aborter.flag);
+        EXPECT_TRUE(result == RunResult::Cancelled || (i > 0 && result == RunResult::Done));
+        outputs = MakeOutput("y", {Side, Side});
+        EXPECT_EQ(run(nullptr), RunResult::Done);
+        ASSERT_EQ(GetValues(*outputs["y"], Side * Side), expected) << i;
     }
-    EXPECT_TRUE(model.Execute(inputs, outputs));
-    EXPECT_EQ(GetValues(*outputs["y"], Side * Side), expected);
     EXPECT_EQ(model.Execute({}, outputs, {}), RunResult::Failed);
     EXPECT_EQ(log.GetMessages().size(), 1U);  // of the failure
+}
+
+TEST(Model, EndsItsOpeningWhenItIsToldAndOpensAgain) {
+    const RecordedLog log;
+    const std::vector<Kernel::String> paths{TestModelPath("Add"), TestModelPath("Long")};
+    const auto duration = Measure([&] { Model(paths, Model::CPUOnly); });
+    for (int i = 0; i < CountInstants(); ++i) {
+        Aborter aborter(i == 0 ? std::chrono::microseconds() : PickInstant(duration));
+        if (i == 0) {
+            while (!aborter.flag) {
+                std::this_thread::yield();
+            }
+        }
+        const Model model(paths, Model::CPUOnly, &aborter.flag);
+        EXPECT_EQ(model.IsValid(), model.GetFailure().empty());
+        EXPECT_TRUE(i > 0 || !model.IsValid());
+    }
+    OpenModel model(paths, Model::CPUOnly);
+    ASSERT_TRUE(model.IsValid());
+    const auto ones = MakeCounted<Tensor>(std::vector<int>{2}, 1.0F);
+    Model::TensorMap outputs = MakeOutput("y", {2});
+    EXPECT_TRUE(model.PlatformExecute(1, {{"x", ones}}, outputs));
+    EXPECT_THAT(GetValues(*outputs["y"], 2), ElementsAre(3001, 3001));
+    EXPECT_THAT(log.GetMessages(), IsEmpty());  // what is cancelled is no error
+}
+
+TEST(Model, LetsNoMoreRunsWorkAtOnceThanThePolicySays) {
+    constexpr int Side = 192;
+    SetThreadingPolicy({.threads = 1, .concurrentRuns = 1, .spinsBetweenRuns = false});
+    Model model({TestModelPath("Slow")}, Model::CPUOnly);
+    SetThreadingPolicy({});
+    const Model::TensorMap inputs{
+        {"x", MakeCounted<Tensor>(std::vector<int>{Side, Side}, 1.0F / Side)}};
+    const auto run = [&](Kernel::AbortFlag abort) {
+        Model::TensorMap outputs = MakeOutput("y", {Side, Side});
+        return model.Execute(inputs, outputs, {.abort = abort});
+    };
+    ASSERT_EQ(run(nullptr), RunResult::Done);
+    const std::uint64_t memory = model.GetRunCost().peakMemory;
+    std::atomic<int> ended = 0;
+    Support::RunOnThreads(8, [&](int thread) {
+        const std::atomic<bool> isAborted = thread == 7;
+        EXPECT_EQ(run(&isAborted), isAborted ? RunResult::Cancelled : RunResult::Done);
+        ++ended;
+    });
+    EXPECT_EQ(ended, 8);
+    EXPECT_LT(model.GetRunCost().peakMemory, memory * 3 / 2);
+
+    std::atomic<bool> isAborted = false;  // while it waits for a run that has begun before
+    std::thread first([&] { EXPECT_EQ(run(&isAborted), RunResult::Cancelled); });
+    std::thread second([&] { EXPECT_EQ(run(&isAborted), RunResult::Cancelled); });
+    isAborted = true;
+    first.join();
+    second.join();
+    EXPECT_EQ(run(nullptr), RunResult::Done);
 }
 
 TEST(Model, TellsWhatItsRunsTake) {
