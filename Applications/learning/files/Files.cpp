@@ -8,6 +8,7 @@
 #include "Raster/PNGBase.h"
 
 #include "failures/Failure.h"
+#include "terminal/Interruption.h"
 
 #include <algorithm>
 #include <cctype>
@@ -18,6 +19,22 @@
 namespace LearningApp {
 
 namespace {
+
+/// Passes everything on, and ends the writing when the user wants it to end.
+class InterruptibleOutStream final : public Kernel::OutStream {
+public:
+    InterruptibleOutStream(Kernel::OutStream& target, const Interruption& interruption)
+        : m_target(target), m_interruption(interruption) {}
+
+    void Write(std::span<const std::byte> bytes) override {
+        m_interruption.Check();
+        m_target.Write(bytes);
+    }
+
+private:
+    Kernel::OutStream& m_target;
+    const Interruption& m_interruption;
+};
 
 std::filesystem::path ToPath(const std::string& path) {
     return std::u8string(path.begin(), path.end());
@@ -78,12 +95,14 @@ void CheckTarget(const std::string& path) {
     if (std::filesystem::is_directory(ToPath(path), error)) {
         throw Failure("cannot write %1: that is a folder", path);
     }
+    const Interruption interruption;
     try {
-        Kernel::AtomicFileOutStream::Create(
-            path);  // not committed: only checks that it can be created
+        // Not committed: only checks that it can be created.
+        Kernel::AtomicFileOutStream::Create(path);
     } catch (const Kernel::IoException& exception) {  // names the temporary file
         throw Failure("cannot write %1: %2", path, exception.what());
     }
+    interruption.Check();
 }
 
 bool IsSameFile(const std::string& left, const std::string& right) {
@@ -101,8 +120,11 @@ void CreateFolder(const std::string& path) {
 }
 
 void WriteWhole(const std::string& path, const std::function<void(Kernel::OutStream&)>& write) {
+    const Interruption interruption;  // so that no temporary file stays
     const auto file = Kernel::AtomicFileOutStream::Create(path);
-    write(*file);
+    const auto checked = Kernel::MakeCounted<InterruptibleOutStream>(*file, interruption);
+    write(*checked);
+    interruption.Check();
     file->Commit();
 }
 

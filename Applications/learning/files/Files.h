@@ -37,6 +37,7 @@ void CreateFolder(const std::string& path);
 
 /// Writes the file `path` atomically: to a temporary file beside it, which then replaces it. Passes
 /// on what `write` throws, and throws Kernel::IoException if the file can't be created or replaced.
+/// Throws Interrupted, and leaves nothing behind, if the user ends the program before it is whole.
 void WriteWhole(const std::string& path, const std::function<void(Kernel::OutStream&)>& write);
 
 /// Whether LoadPhoto() and SavePicture() support pictures of that size.

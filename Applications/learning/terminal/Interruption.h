@@ -1,4 +1,4 @@
-// SIGINT (Ctrl-C) and SIGTERM, for work that has to end in order.
+// SIGINT (Ctrl-C), SIGTERM and SIGHUP.
 
 #pragma once
 
@@ -8,8 +8,12 @@
 
 namespace LearningApp {
 
-/// For as long as this object lives, the first Ctrl-C asks for an end, and the second ends the
-/// process; so does SIGTERM. One object at a time.
+/// Lets Ctrl-C, SIGTERM and the end of the terminal end the process at once, with exit code 130 and
+/// a line that says so. For work that leaves nothing behind when it is broken off.
+void EndWhenInterrupted() noexcept;
+
+/// For work that has to end in order: for as long as this object lives, the first of these signals
+/// asks for an end, and the second ends the process. One object at a time.
 class Interruption {
 public:
     Interruption();

@@ -1,8 +1,12 @@
 #include "failures/Failure.h"
 #include "terminal/Interruption.h"
 
+#include <unistd.h>
+
+#include <array>
 #include <atomic>
 #include <csignal>
+#include <string_view>
 
 namespace LearningApp {
 
@@ -12,36 +16,60 @@ namespace {
 std::atomic<bool> IsEndWanted = false;
 static_assert(std::atomic<bool>::is_always_lock_free);
 
-void Catch(int signal, struct sigaction& previous) {
+constexpr std::array Signals{SIGINT, SIGTERM, SIGHUP};
+constexpr int ExitCode = 130;  // by which shells report SIGINT
+
+void Catch(int signal, void (*handle)(int), struct sigaction& previous) noexcept {
     sigaction(signal, nullptr, &previous);
     if (previous.sa_handler == SIG_IGN) {  // a shell's background jobs ignore SIGINT
         return;
     }
     struct sigaction action {};
-    action.sa_handler = [](int) { IsEndWanted = true; };
+    action.sa_handler = handle;
     // The second signal has its default effect: it ends the process.
     action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
     sigemptyset(&action.sa_mask);
     sigaction(signal, &action, nullptr);
 }
 
+void Write(std::string_view text) noexcept {
+    [[maybe_unused]] const auto written = write(STDERR_FILENO, text.data(), text.size());
+}
+
+/// Of what it calls, all may be called in the handler of a signal.
+void EndProcess(int /*signal*/) noexcept {
+    if (isatty(STDERR_FILENO) != 0) {
+        Write("\r\x1B[K");  // wipes a line of progress
+    }
+    Write("learning: interrupted\n");
+    _exit(ExitCode);
+}
+
 }  // namespace
 
 /// What the signals did before.
 struct Interruption::Previous {
-    struct sigaction interrupt;
-    struct sigaction terminate;
+    std::array<struct sigaction, Signals.size()> actions;
 };
+
+void EndWhenInterrupted() noexcept {
+    for (const int signal : Signals) {
+        struct sigaction previous {};
+        Catch(signal, EndProcess, previous);
+    }
+}
 
 Interruption::Interruption() : m_previous(std::make_unique<Previous>()) {
     IsEndWanted = false;
-    Catch(SIGINT, m_previous->interrupt);
-    Catch(SIGTERM, m_previous->terminate);
+    for (std::size_t i = 0; i < Signals.size(); ++i) {
+        Catch(Signals[i], [](int) { IsEndWanted = true; }, m_previous->actions[i]);
+    }
 }
 
 Interruption::~Interruption() {
-    sigaction(SIGINT, &m_previous->interrupt, nullptr);
-    sigaction(SIGTERM, &m_previous->terminate, nullptr);
+    for (std::size_t i = 0; i < Signals.size(); ++i) {
+        sigaction(Signals[i], &m_previous->actions[i], nullptr);
+    }
 }
 
 Kernel::AbortFlag Interruption::GetFlag() const noexcept {
