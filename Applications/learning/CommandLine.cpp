@@ -59,6 +59,7 @@ void AddGlobalOptions(CLI::App& app, Settings& settings) {
                    "PEM file of the authority to trust in place of the system's")
         ->type_name("FILE");
     app.add_flag("--verbose", settings.isVerbose, "Tell what the library does");
+    app.add_flag("--timing", settings.isTimed, "Show how long each phase of the command took");
     app.set_version_flag("--version", "learning " ORVANTIS_VERSION);
     app.footer("Example: learning --models ~/models segment cat.jpg --at 320,200 -o cat.png");
 }
@@ -185,8 +186,10 @@ int Run(const std::vector<std::string>& arguments, const Console& console) {
     }
     // Held back until the end, so that a failed command has said nothing but its reason.
     std::ostringstream said;
-    parsed.command(Host(parsed.settings, console, said));
+    const Host host(parsed.settings, console, said);
+    parsed.command(host);
     console.out << Kernel::MakePrintableLines(said.str()).c_str();
+    host.ShowTimes();
     return 0;
 }
 

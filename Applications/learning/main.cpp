@@ -2,12 +2,18 @@
 
 #include "CommandLine.h"
 #include "terminal/ErrorStream.h"
+#include "terminal/Interruption.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <iostream>
 
 int main(int argc, char** argv) {
+    LearningApp::EndWhenInterrupted();
     const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
-    return LearningApp::RunLearning(arguments, std::cout, std::cerr,
-                                    LearningApp::IsErrorStreamTerminal());
+    const int code = LearningApp::RunLearning(arguments, std::cout, std::cerr,
+                                              LearningApp::IsErrorStreamTerminal());
+    // All is written: closing networks and libraries in order would take longer than the system
+    // needs to end the process with them.
+    std::_Exit(code);
 }

@@ -1,5 +1,5 @@
 #include "commands/Commands.h"
-#include "files/Files.h"
+#include "commands/PhotoCommand.h"
 #include "networks/Painting.h"
 
 #include <algorithm>
@@ -44,18 +44,17 @@ void ApplyChroma(std::span<float, 4> pixel, float cb, float cr) {
 
 void Colourise(const Host& host, const PhotoOptions& options) {
     using namespace Colourisation;  // NOLINT(google-build-using-namespace): a table of facts
-    CheckPictureTarget(options.output);
-    const auto photo = LoadPhoto(options.photo);
+    const auto [photo, network] = Begin(host, options, ModelType::Colourisation);
     const Size working = FindWorkingSize(GetSize(*photo));
     const auto luma = MakeTensor({1, 1, working.height, working.width});
     Learning::FillTensorCHW(*luma, *photo);
     const auto chroma = MakeTensor({1, 2, working.height, working.width});
-    host.GetNetwork(ModelType::Colourisation).Run({{Input, luma}}, {{Output, chroma}});
+    network.Run({{Input, luma}}, {{Output, chroma}});
 
     PaintPlanes(*chroma, *photo, [](std::span<float, 4> pixel, std::span<const float, 4> samples) {
         ApplyChroma(pixel, samples[0], samples[1]);
     });
-    SavePicture(*photo, options.output);
+    Save(host, options, *photo);
     host.GetOut() << "wrote " << options.output << '\n';
 }
 

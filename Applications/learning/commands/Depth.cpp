@@ -1,5 +1,5 @@
 #include "commands/Commands.h"
-#include "files/Files.h"
+#include "commands/PhotoCommand.h"
 
 #include <algorithm>
 #include <cmath>
@@ -50,18 +50,17 @@ float GetWidth(const Range& range) {
 
 void EstimateDepth(const Host& host, const PhotoOptions& options) {
     using namespace DepthEstimation;  // NOLINT(google-build-using-namespace): a table of facts
-    CheckPictureTarget(options.output);
-    const auto photo = LoadPhoto(options.photo);
+    const auto [photo, network] = Begin(host, options, ModelType::DepthEstimation);
     const auto image = MakeTensor({1, 3, Side, Side});
     Learning::FillTensorCHW(*image, *photo);
     const auto depth = MakeTensor({1, 1, Side, Side});
-    host.GetNetwork(ModelType::DepthEstimation).Run({{Input, image}}, {{Output, depth}});
+    network.Run({{Input, image}}, {{Output, depth}});
 
     const Range range = FindUsualRange(*depth, std::uint64_t{Side} * Side);
     Learning::TensorMapping mapping;
     mapping.mappings[0] = {.range = -GetWidth(range), .mean = -range.high};  // near is bright
     Learning::ReadTensorCHW(*depth, *photo, mapping);
-    SavePicture(*photo, options.output);
+    Save(host, options, *photo);
     host.GetOut() << "wrote " << options.output << '\n';
 }
 

@@ -237,14 +237,18 @@ void RunModel(const Host& host, const RunOptions& options) {
     }
     Learning::Model::TensorMap inputs;
     std::vector<std::string> sources{options.model};
-    for (const std::string& argument : options.inputs) {
-        AddInput(argument, inputs, sources);
-    }
+    host.Time(Phase::Decode, [&] {
+        for (const std::string& argument : options.inputs) {
+            AddInput(argument, inputs, sources);
+        }
+    });
     CheckDistinct(outputs, std::move(sources));
     host.OpenNetwork(options.model).Run(inputs, results);
-    for (const OutputFile& output : outputs) {
-        Deliver(output, host.GetOut());
-    }
+    host.Time(Phase::Encode, [&] {
+        for (const OutputFile& output : outputs) {
+            Deliver(output, host.GetOut());
+        }
+    });
 }
 
 }  // namespace LearningApp

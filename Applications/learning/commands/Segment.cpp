@@ -1,8 +1,8 @@
 #include "Kernel/Dispatch.h"
 
 #include "commands/Commands.h"
+#include "commands/PhotoCommand.h"
 #include "failures/Failure.h"
-#include "files/Files.h"
 #include "networks/Painting.h"
 
 #include <algorithm>
@@ -55,7 +55,7 @@ std::vector<Click> ParseClicks(const SegmentOptions& options, Size photo) {
     return clicks;
 }
 
-Counted<Tensor> Encode(const Host& host, const Raster::DynamicBitmap& photo) {
+Counted<Tensor> Encode(const Network& network, const Raster::DynamicBitmap& photo) {
     using namespace SegmentationEncoder;  // NOLINT(google-build-using-namespace): a table of facts
     const auto image = MakeTensor({1, 3, Side, Side}, 0.0F);
     const Size fitted = FitLongSide(GetSize(photo), Side);
@@ -63,7 +63,7 @@ Counted<Tensor> Encode(const Host& host, const Raster::DynamicBitmap& photo) {
         *image, photo,
         {.mappings = Colours, .tensorArea = Raster::Rect{0, 0, fitted.width, fitted.height}});
     auto embedding = MakeTensor({EmbeddingShape.begin(), EmbeddingShape.end()});
-    host.GetNetwork(ModelType::SegmentationEncoder).Run({{Input, image}}, {{Output, embedding}});
+    network.Run({{Input, image}}, {{Output, embedding}});
     return embedding;
 }
 
@@ -183,8 +183,7 @@ void ApplyMask(const Tensor& mask, SegmentOptions::Show show, Raster::DynamicBit
 }  // namespace
 
 void Segment(const Host& host, const SegmentOptions& options) {
-    CheckPictureTarget(options.output);
-    const auto photo = LoadPhoto(options.photo);
+    const auto [photo, network] = Begin(host, options, ModelType::SegmentationEncoder);
     const Size size = GetSize(*photo);
     const std::vector<Click> clicks = ParseClicks(options, size);
 
@@ -192,9 +191,9 @@ void Segment(const Host& host, const SegmentOptions& options) {
     // gain from it, and much memory to lose.
     const Size fitted = FitLongSide(size, SegmentationEncoder::Side);
     const Size maskSize = fitted.width < size.width || fitted.height < size.height ? fitted : size;
-    const Decoded decoded = Decode(host, Encode(host, *photo), clicks, size, maskSize);
+    const Decoded decoded = Decode(host, Encode(network, *photo), clicks, size, maskSize);
     ApplyMask(*decoded.mask, options.show, *photo);
-    SavePicture(*photo, options.output);
+    Save(host, options, *photo);
     host.GetOut() << "wrote " << options.output << ", predicted quality " << std::fixed
                   << std::setprecision(2) << decoded.quality << '\n';
 }

@@ -2,6 +2,7 @@
 #include "Raster/Pipeline.h"
 
 #include "commands/Commands.h"
+#include "commands/PhotoCommand.h"
 #include "failures/Failure.h"
 #include "files/Files.h"
 #include "networks/Tiles.h"
@@ -26,9 +27,9 @@ float Mix(float under, float over, float share) {
 /// Enlarges a picture tile by tile and strip by strip: no more than two strips are held at a time.
 class Enlarger {
 public:
-    Enlarger(const Host& host, const Raster::DynamicBitmap& photo)
+    Enlarger(const Host& host, const Network& network, const Raster::DynamicBitmap& photo)
         : m_photo(photo),
-          m_network(host.GetNetwork(ModelType::SuperResolution)),
+          m_network(network),
           m_columns(photo.GetWidth(), TileSide, TileOverlap),
           m_rows(photo.GetHeight(), TileSide, TileOverlap),
           m_input(MakeTensor({1, 3, m_rows.GetTileSize(), m_columns.GetTileSize()})),
@@ -126,7 +127,7 @@ private:
     }
 
     const Raster::DynamicBitmap& m_photo;
-    Network m_network;
+    const Network& m_network;
     TileRow m_columns;
     TileRow m_rows;
     Counted<Tensor> m_input;
@@ -146,8 +147,7 @@ void JoinAlpha(const Raster::DynamicBitmap& photo, Raster::DynamicBitmap& result
 }  // namespace
 
 void SuperResolve(const Host& host, const PhotoOptions& options) {
-    CheckPictureTarget(options.output);
-    const auto photo = LoadPhoto(options.photo);
+    const auto [photo, network] = Begin(host, options, ModelType::SuperResolution);
     const int width = Scale * photo->GetWidth();
     const int height = Scale * photo->GetHeight();
     if (!IsPictureSize(width, height)) {
@@ -156,9 +156,9 @@ void SuperResolve(const Host& host, const PhotoOptions& options) {
     }
     const auto result = MakePicture(width, height);
     result->SetProfile(photo->GetProfile());
-    Enlarger(host, *photo).Run(*result);
+    Enlarger(host, network, *photo).Run(*result);
     JoinAlpha(*photo, *result);
-    SavePicture(*result, options.output);
+    Save(host, options, *result);
     host.GetOut() << "wrote " << options.output << ", " << width << " x " << height << " pixels\n";
 }
 

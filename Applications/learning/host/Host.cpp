@@ -103,16 +103,16 @@ std::string RepeatOptions(const Settings& settings) {
 
 }  // namespace
 
-Network::Network(Kernel::Counted<Learning::Model> model, std::string path,
-                 Kernel::Counted<LogMemory> log)
-    : m_model(std::move(model)), m_path(std::move(path)), m_log(std::move(log)) {}
-
-Network::~Network() = default;
+Network::Network(const Host& host, Kernel::Counted<Learning::Model> model, std::string path)
+    : m_host(&host), m_model(std::move(model)), m_path(std::move(path)) {}
 
 void Network::Run(const Learning::Model::TensorMap& inputs,
                   Learning::Model::TensorMap outputs) const {
-    if (!m_model->Execute(inputs, outputs)) {
-        throw Failure("the network %1 does not run%2", m_path, m_log->GetReason());
+    if (!m_host->Time(Phase::Run, [&] { return m_model->Execute(inputs, outputs); })) {
+        throw Failure("the network %1 does not run%2", m_path, m_host->GetLoggedReason());
+    }
+    if (m_host->GetSettings().isTimed) {
+        m_host->GetStopwatch().NoteMemory(m_model->GetRunCost().peakMemory);
     }
 }
 
@@ -123,6 +123,7 @@ Host::Host(const Settings& settings, const Console& console, std::ostream& said)
       m_repeated(RepeatOptions(settings)),
       m_log(Kernel::MakeCounted<LogMemory>()) {
     ModelCache& cache = ModelCache::GetInstance();
+    cache.Shutdown();  // what an earlier command has loaded may be another folder's
     // The cache appends a slash of its own.
     const std::string& folder = m_settings.models;
     const std::size_t end = folder.find_last_not_of('/');
@@ -136,9 +137,14 @@ Host::Host(const Settings& settings, const Console& console, std::ostream& said)
 }
 
 Host::~Host() {
-    ModelCache::GetInstance().Shutdown();
     Kernel::Trace::SetSink(m_previousTrace);
     Kernel::Log::SetSink(m_previousLog);
+}
+
+void Host::ShowTimes() const {
+    if (m_settings.isTimed) {
+        m_stopwatch.Print(m_console.err);
+    }
 }
 
 Network Host::GetNetwork(ModelType type) const {
@@ -151,24 +157,28 @@ Network Host::GetNetwork(ModelType type) const {
             "If it is elsewhere, name its folder with --models.",
             path, DescribeDownload(type));
     }
-    Kernel::Counted<Learning::Model> model = cache.GetModel(type);
+    auto model = Time(Phase::Open, [&] { return cache.GetModel(type); });
     if (!model) {
         throw Failure("cannot load the network %1: %2\nTo get it anew: %3", path,
                       cache.GetOutcome(type).reason, DescribeDownload(type));
     }
-    return {std::move(model), path, m_log};
+    CheckDevice(*model, path);
+    return {*this, std::move(model), path};
 }
 
 Network Host::OpenNetwork(const std::string& path) const {
     if (!Kernel::FileSystem::Exists(path)) {
         throw Failure("there is no network %1", path);
     }
-    auto model = Kernel::MakeCounted<Learning::Model>(std::vector<Kernel::String>{path},
-                                                      ModelCache::GetInstance().GetEP());
+    auto model = Time(Phase::Open, [&] {
+        return Kernel::MakeCounted<Learning::Model>(std::vector<Kernel::String>{path},
+                                                    ModelCache::GetInstance().GetEP());
+    });
     if (!model->IsValid()) {
         throw Failure("cannot load the network %1: %2", path, model->GetFailure());
     }
-    return {std::move(model), path, m_log};
+    CheckDevice(*model, path);
+    return {*this, std::move(model), path};
 }
 
 ProgressBar Host::StartProgress(const char* label, int total) const {
@@ -186,12 +196,23 @@ void Host::Complain(std::string_view text) const {
     ShowLine(m_console.err, Kernel::Format("learning: %1", text));
 }
 
+void Host::CheckDevice(const Learning::Model& model, const std::string& path) const {
+    if (m_settings.mode != ModelCache::InferenceMode::CPU &&
+        model.GetDevice().kind == Learning::Device::Kind::CPU) {
+        Complain(Kernel::Format("%1 runs on the CPU", path));
+    }
+}
+
 void Host::ClearLog() const {
     m_log->Clear();
 }
 
 std::string Host::GetLog() const {
     return m_log->GetLines();
+}
+
+std::string Host::GetLoggedReason() const {
+    return m_log->GetReason();
 }
 
 void Host::ShowLine(std::ostream& stream, const Kernel::String& line) {

@@ -7,6 +7,7 @@
 #include "Kernel/Format.h"
 #include "Learning/Model.h"
 
+#include "host/Stopwatch.h"
 #include "networks/Networks.h"
 #include "terminal/DownloadProgress.h"
 #include "terminal/ProgressBar.h"
@@ -25,6 +26,7 @@ struct Settings {
     std::string models;  // folder of the networks; empty: the default one
     Learning::ModelCache::InferenceMode mode = Learning::ModelCache::InferenceMode::CPU;
     bool isVerbose = false;
+    bool isTimed = false;     // shows how long each phase takes
     std::string server;       // where packages come from; empty: $ORVANTIS_SERVER
     std::string certificate;  // PEM file of the authority to trust; empty: the system's
 };
@@ -36,26 +38,25 @@ struct Console {
     bool isTerminal;  // whether `err` can show a line that changes
 };
 
+class Host;
+
 /// A loaded network and the file that it came from, for messages.
 class Network {
 public:
-    Network(Kernel::Counted<Learning::Model> model, std::string path,
-            Kernel::Counted<LogMemory> log);
-    ~Network();
-    Network(const Network&) = delete;
-    Network& operator=(const Network&) = delete;
+    Network(const Host& host, Kernel::Counted<Learning::Model> model, std::string path);
 
     /// Throws Failure with the runtime's own words if it refuses.
     void Run(const Learning::Model::TensorMap& inputs, Learning::Model::TensorMap outputs) const;
 
 private:
+    const Host* m_host;
     Kernel::Counted<Learning::Model> m_model;
     std::string m_path;
-    Kernel::Counted<LogMemory> m_log;
 };
 
 /// The process's settings for the time of one command; afterwards diagnostics go where they went
-/// before, and no network is loaded.
+/// before. Begins without loaded networks. Those that it loads stay: in the end the process ends
+/// with them, faster than they could be closed one by one.
 class Host {
 public:
     /// What is empty in `settings` follows from the environment. Throws Failure if a folder for the
@@ -84,6 +85,16 @@ public:
     /// The network in the file `path`, which need not be one that the library knows.
     Network OpenNetwork(const std::string& path) const;
 
+    /// What the time and the memory of the command are noted in.
+    Stopwatch& GetStopwatch() const noexcept { return m_stopwatch; }
+    /// Calls `work`, which is all or part of `phase`, and returns what it returns.
+    template <class Work>
+    auto Time(Phase phase, const Work& work) const {
+        return m_stopwatch.Time(phase, work);
+    }
+    /// Shows how long the phases of the command took, if the user wants to know.
+    void ShowTimes() const;
+
     /// Shows only on a terminal.
     ProgressBar StartProgress(const char* label, int total) const;
     /// Shows that the download of a network begins, and how far it is.
@@ -94,8 +105,12 @@ public:
     /// The first and the last line that the library has logged since: usually the cause and its
     /// effect. Empty if there is none.
     std::string GetLog() const;
+    /// ": " and the last line of the log, or nothing if there is none.
+    std::string GetLoggedReason() const;
 
 private:
+    /// Says so if the user has asked for another device than the CPU, and the network runs on that.
+    void CheckDevice(const Learning::Model& model, const std::string& path) const;
     static void ShowLine(std::ostream& stream, const Kernel::String& line);
     /// How to get a network that is not installed.
     std::string DescribeDownload(ModelType type) const;
@@ -107,6 +122,7 @@ private:
     Kernel::Counted<LogMemory> m_log;
     Kernel::Counted<Kernel::DiagnosticSink> m_previousLog;
     Kernel::Counted<Kernel::DiagnosticSink> m_previousTrace;
+    mutable Stopwatch m_stopwatch;
 };
 
 /// A new tensor, as the library's maps want it.

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <sstream>
+
 namespace LearningApp {
 namespace {
 
@@ -94,14 +96,54 @@ TEST_F(CommandLine, HelpsWithEveryCommand) {
     }
 }
 
-TEST_F(CommandLine, ListsWhatIsInstalled) {
+TEST_F(CommandLine, ListsWhatIsInstalledAndWhatItRunsOn) {
     MakeFile("Colourisation_2.6.onnx", "");
+    MakeFile("SegmentationEncoder_3.2.onnx", "no network");
+    std::filesystem::copy_file(TEST_MODELS "SuperResolution_2.6.onnx",
+                               At("SuperResolution_3.2.onnx"));
     const Outcome outcome = RunBare({"models", "--models", At("")});
     EXPECT_EQ(outcome.code, 0);
-    EXPECT_THAT(outcome.out,
-                testing::ContainsRegex("Colourisation .*yes .*Colourisation_2.6.onnx"));
-    EXPECT_THAT(outcome.out, testing::ContainsRegex("DepthEstimation .*no .*DepthEstimation_2.6"));
-    EXPECT_THAT(outcome.out, testing::ContainsRegex("accelerated .*SuperResolution_3.2 .*no"));
+    for (const char* const line :
+         {"Colourisation +all .*yes +CPU +/.*Colourisation_2.6.onnx",
+          "DepthEstimation .*no +- .*DepthEstimation_2.6", "SuperResolution +cpu .*no +- ",
+          "accelerated +SegmentationEncoder_3.2 +yes +none ",
+          "accelerated +SuperResolution_3.2 +yes +CPU "}) {
+        EXPECT_THAT(outcome.out, testing::ContainsRegex(line));
+    }
+}
+
+TEST_F(CommandLine, TellsWhatRunsOnTheCPUAgainstTheWish) {
+    const std::string photo = MakeGreyPhoto();
+    std::filesystem::copy_file(TEST_MODELS "SuperResolution_2.6.onnx",
+                               At("SuperResolution_3.2.onnx"));
+    for (const char* const mode : {"cpu", "performance", "efficiency"}) {
+        const std::string models = mode == std::string("cpu") ? TEST_MODELS : At("");
+        const Outcome outcome = RunBare(
+            {"--models", models, "--mode", mode, "super-resolve", photo, "-o", At("large.png")});
+        EXPECT_EQ(outcome.code, 0) << outcome.err;
+        EXPECT_EQ(outcome.err.find("SuperResolution_3.2.onnx runs on the CPU\n") !=
+                      std::string::npos,
+                  mode != std::string("cpu"));
+    }
+}
+
+TEST_F(CommandLine, ShowsWhereTheTimeGoes) {
+    const Outcome outcome = Testing::Run(
+        {"--timing", "super-resolve", MakeGreyPhoto(), "-o", At("large.png")});
+    std::istringstream table(outcome.err);
+    std::string name;
+    double time = -1;
+    std::vector<std::string> names;
+    double sum = 0;
+    table >> name >> name;  // the head
+    for (int row = 0; row < 7 && table >> name >> time; ++row) {
+        names.push_back(name);
+        EXPECT_GE(time, 0) << name;
+        sum += name == "total" ? 0 : time;
+    }
+    EXPECT_THAT(names, ElementsAre("start", "decode", "open", "run", "encode", "other", "total"));
+    EXPECT_GE(sum, time - 0.5);  // decoding and opening overlap, and each row is rounded
+    EXPECT_THAT(outcome.err, HasSubstr("MB at its peak"));
 }
 
 TEST_F(CommandLine, FailsWithTheFileAndTheReason) {
