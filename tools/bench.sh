@@ -94,12 +94,41 @@ compare_installing() {
     printf 'At its peak, learning needs %s bytes more than when idle.\n' "$(median 2 < "$work/learning")"
 }
 
-# Memory that a network leaves behind, and processor time that an idle session takes.
+# Unpacks the networks that are measured.
+unpack_networks() {
+    mkdir -p "$scratch/networks"
+    for name in DepthEstimation SuperResolution; do
+        unzip -qo "external/packages/${name}_2.6.zip" -d "$scratch/networks"
+    done
+}
+
+# Memory that a network leaves behind, processor time that an idle session takes, runs of many threads
+# and work on pixels between runs: by the library and by the bare runtime.
 measure_host() {
-    mkdir -p "$scratch/host"
-    unzip -qo external/packages/SuperResolution_2.6.zip -d "$scratch/host"
-    printf '\nA network of 66 MB in a host that lives for days\n'
-    $build/bin/HostBenchmark "$scratch/host"
+    local part way
+    for part in memory idle sharing pixels; do
+        printf '\nA host that lives for days: %s\n' $part
+        for way in learning spinning bare; do
+            [ $part$way != memoryspinning ] || continue  # no different, and takes minutes
+            printf '%-9s %s\n' $way "$($build/bin/HostBenchmark $part $way "$scratch/networks")"
+        done
+    done
+}
+
+# The whole of `learning depth` beside a bare program that runs the network once, in turns.
+compare_starting() {
+    local way TIMEFORMAT=%R networks=$scratch/networks
+    estimate_depth() {
+        $build/bin/learning --models "$networks" depth external/photos/rocket.jpg -o "$scratch/depth.png" > /dev/null
+    }
+    for ((round = 0; round < rounds; ++round)); do
+        { time estimate_depth; } 2>> "$scratch/start-learning"
+        { time $build/bin/BareRun "$networks/DepthEstimation_2.6.onnx"; } 2>> "$scratch/start-bare"
+    done
+    printf '\nThe depth of a photo of 640 x 427, from start to end, medians of %d processes, seconds\n' $rounds
+    for way in learning bare; do
+        printf '%-9s %s\n' $way "$(median 1 < "$scratch/start-$way")"
+    done
 }
 
 # Leaves nothing behind, however this ends.
@@ -122,6 +151,8 @@ if [ $# -eq 0 ]; then
     compare_opening
     printf '\nRequests\n'
     $build/bin/TransferBenchmark 2> /dev/null
+    unpack_networks
+    compare_starting  # before what fills the disk, since a result is safe on the disk
     compare_installing
     measure_host
 fi
