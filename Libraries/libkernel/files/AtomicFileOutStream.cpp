@@ -9,14 +9,37 @@
 
 namespace Kernel {
 
-Counted<AtomicFileOutStream> AtomicFileOutStream::Create(const String& path) {
-    // In the same folder: a rename to another file system is not atomic.
-    const std::string_view text = path;
-    String partialPath = text.substr(0, text.find_last_of('/') + 1);
+namespace {
+
+/// A name for what is not whole yet. In the same folder: a rename to another file system is not
+/// atomic.
+String MakePartialPath(std::string_view path) {
+    String partialPath = path.substr(0, path.find_last_of('/') + 1);
     partialPath += MakeRandomName();
     partialPath += ".part";
-    auto file = FileHandle::CreateForWriting(partialPath, FileHandle::Existing::Refuse);
+    return partialPath;
+}
+
+}  // namespace
+
+Counted<AtomicFileOutStream> AtomicFileOutStream::Create(const String& path) {
+    String partialPath;
+    auto file = FileHandle::CreateUnnamed(path);
+    if (!file) {
+        partialPath = MakePartialPath(path);
+        file = FileHandle::CreateForWriting(partialPath, FileHandle::Existing::Refuse, path);
+    }
     return MakeCounted<AtomicFileOutStream>(std::move(file), std::move(partialPath), path);
+}
+
+Counted<AtomicFileOutStream> AtomicFileOutStream::CreateSuccessor(const String& path) {
+    const String target = FileSystem::FollowLinks(path);
+    FileSystem::RefuseOtherThanFile(target);  // a device would be replaced by a file
+    auto stream = Create(target);
+    if (FileSystem::Exists(target)) {
+        stream->m_file->CopyOwnership(target);
+    }
+    return stream;
 }
 
 AtomicFileOutStream::AtomicFileOutStream(std::unique_ptr<FileHandle> file, String partialPath,
@@ -25,7 +48,7 @@ AtomicFileOutStream::AtomicFileOutStream(std::unique_ptr<FileHandle> file, Strin
 
 AtomicFileOutStream::~AtomicFileOutStream() {
     m_file = nullptr;  // some systems can't delete open files
-    if (!m_isCommitted) {
+    if (!m_isCommitted && !m_partialPath.empty()) {
         FileSystem::Delete(m_partialPath);
     }
 }
@@ -36,6 +59,11 @@ void AtomicFileOutStream::Write(std::span<const std::byte> bytes) {
 
 void AtomicFileOutStream::Close() {
     m_file->Sync();
+    if (m_partialPath.empty()) {
+        String partialPath = MakePartialPath(m_path);
+        m_file->SetName(partialPath);
+        m_partialPath = std::move(partialPath);
+    }
     m_file = nullptr;
 }
 

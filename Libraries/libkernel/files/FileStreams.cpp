@@ -70,7 +70,7 @@ void FastFileInStream::Seek(std::uint64_t position) {
 
 Counted<FileOutStream> FileOutStream::Create(const String& path) {
     return MakeCounted<FileOutStream>(
-        FileHandle::CreateForWriting(path, FileHandle::Existing::Truncate));
+        FileHandle::CreateForWriting(path, FileHandle::Existing::Truncate, path));
 }
 
 FileOutStream::FileOutStream(std::unique_ptr<FileHandle> file) noexcept : m_file(std::move(file)) {}

@@ -111,6 +111,20 @@ String GetCanonicalPath(const String& path) {
     }
 }
 
+String FollowLinks(const String& path) {
+    constexpr int MaximumLinks = 40;  // as Linux has it
+    std::filesystem::path place = ToPath(path);
+    std::error_code error;
+    for (int i = 0; i < MaximumLinks; ++i) {
+        const std::filesystem::path next = std::filesystem::read_symlink(place, error);
+        if (error) {
+            return i == 0 ? path : FromPath(place);
+        }
+        place = place.parent_path() / next;
+    }
+    throw IoException("find", path, std::make_error_code(std::errc::too_many_symbolic_link_levels));
+}
+
 std::uint64_t GetFreeSpace(const String& folder) noexcept {
     std::uint64_t available = std::numeric_limits<std::uint64_t>::max();
     Try([&] {

@@ -2,6 +2,7 @@
 #include "Kernel/Utf.h"
 
 #include "files/FileHandle.h"
+#include "files/linux/UnnamedFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -48,12 +49,15 @@ struct stat GetStatus(int descriptor, const String& path) {
     return status;
 }
 
+/// The folder that the file at `path` is in.
+String GetFolder(const String& path) {
+    const auto slash = std::string_view(path).find_last_of('/');
+    return slash == std::string_view::npos ? "." : std::string_view(path).substr(0, slash + 1);
+}
+
 /// Flushes the folder of `path` to the disk. Ignores errors: some file systems can't do it.
 void SyncFolder(const String& path) {
-    const auto slash = std::string_view(path).find_last_of('/');
-    const String folder =
-        slash == std::string_view::npos ? "." : std::string_view(path).substr(0, slash + 1);
-    const int descriptor = Open(folder, O_RDONLY | O_DIRECTORY, 0);
+    const int descriptor = Open(GetFolder(path), O_RDONLY | O_DIRECTORY, 0);
     if (descriptor >= 0) {
         fsync(descriptor);
         close(descriptor);
@@ -69,6 +73,8 @@ public:
     void Write(std::span<const std::byte> bytes) override;
     std::uint64_t GetSize() override;
     void Sync() override;
+    void SetName(const String& path) override;
+    void CopyOwnership(const String& path) override;
 
 private:
     int m_descriptor;
@@ -110,6 +116,30 @@ void PosixFileHandle::Sync() {
     }
 }
 
+void PosixFileHandle::SetName(const String& path) {
+    if (NameFile(m_descriptor, path) != 0) {
+        throw IoException("write", m_path, GetLastError());
+    }
+}
+
+void PosixFileHandle::CopyOwnership(const String& path) {
+    constexpr mode_t Permissions = S_IRWXU | S_IRWXG | S_IRWXO;
+    constexpr mode_t Writing = S_IWUSR | S_IWGRP | S_IWOTH;
+    struct stat other {};
+    if (stat(path.c_str(), &other) != 0 || access(path.c_str(), W_OK) != 0) {
+        throw IoException("write", path, GetLastError());
+    }
+    if ((other.st_mode & Writing) == 0) {  // which does not keep the superuser from it
+        throw IoException("write", path, std::make_error_code(std::errc::permission_denied));
+    }
+    const struct stat own = GetStatus(m_descriptor, m_path);
+    const bool isSame = own.st_uid == other.st_uid && own.st_gid == other.st_gid;
+    if ((!isSame && fchown(m_descriptor, other.st_uid, other.st_gid) != 0) ||
+        fchmod(m_descriptor, other.st_mode & Permissions) != 0) {
+        throw IoException("keep the owner of", path, GetLastError());
+    }
+}
+
 std::uint64_t PosixFileHandle::GetSize() {
     return static_cast<std::uint64_t>(GetStatus(m_descriptor, m_path).st_size);
 }
@@ -129,13 +159,19 @@ std::unique_ptr<FileHandle> FileHandle::OpenForReading(const String& path) {
     return file;
 }
 
-std::unique_ptr<FileHandle> FileHandle::CreateForWriting(const String& path, Existing existing) {
+std::unique_ptr<FileHandle> FileHandle::CreateForWriting(const String& path, Existing existing,
+                                                         const String& shownPath) {
     const int flags = existing == Existing::Truncate ? O_TRUNC : O_EXCL;
     const int descriptor = Open(path, O_WRONLY | O_CREAT | flags, 0666);
     if (descriptor < 0) {
-        throw IoException("create", path, GetLastError());
+        throw IoException("create", shownPath, GetLastError());
     }
-    return std::make_unique<PosixFileHandle>(descriptor, path);
+    return std::make_unique<PosixFileHandle>(descriptor, shownPath);
+}
+
+std::unique_ptr<FileHandle> FileHandle::CreateUnnamed(const String& target) {
+    const int descriptor = OpenUnnamedFile(GetFolder(target));
+    return descriptor < 0 ? nullptr : std::make_unique<PosixFileHandle>(descriptor, target);
 }
 
 bool FileHandle::CreateExclusively(const String& path) {

@@ -14,12 +14,20 @@ class FileHandle;
 /// Writes a temporary file in the folder of the target and renames it to the target once it is
 /// complete, so that other processes see the old file or the new one and nothing between. A process
 /// that has the old file open goes on reading the old contents; a symbolic link at the target is
-/// replaced, not followed. The temporary file is deleted if it is not committed; a process that is
-/// killed leaves it, with a name that starts with FileSystem::TemporaryFilePrefix.
+/// replaced, not followed.
+///
+/// The temporary file has no name until it is closed, and vanishes with the process. Where the file
+/// system has no such files, it has a name that starts with FileSystem::TemporaryFilePrefix: it is
+/// deleted if it is not committed, but a process that is killed leaves it.
 class KERNEL_API AtomicFileOutStream : public OutStream {
 public:
     /// Creates the temporary file for the target `path`. Throws IoException if that fails.
     static Counted<AtomicFileOutStream> Create(const String& path);
+    /// The same for a file that a user has named, and may have made: takes the place of what a
+    /// symbolic link leads to, with the owner, group and permissions of the file that is there.
+    /// Throws IoException also if that may not be written, is no regular file, or if its owner
+    /// can't be kept.
+    static Counted<AtomicFileOutStream> CreateSuccessor(const String& path);
 
     AtomicFileOutStream(std::unique_ptr<FileHandle> file, String partialPath, String path) noexcept;
     ~AtomicFileOutStream() override;

@@ -38,6 +38,10 @@ KERNEL_API bool CreateDirectoryRecursive(const String& path) noexcept;
 /// normalised as text. Throws IoException if that fails.
 KERNEL_API String GetCanonicalPath(const String& path);
 
+/// Where the symbolic link at `path` leads in the end, even if nothing is there; `path` itself if
+/// it is no link. Throws IoException for links that lead to each other.
+KERNEL_API String FollowLinks(const String& path);
+
 /// The bytes of free space that this process may use on the file system of `folder`; the largest
 /// number if that can't be determined.
 KERNEL_API std::uint64_t GetFreeSpace(const String& folder) noexcept;

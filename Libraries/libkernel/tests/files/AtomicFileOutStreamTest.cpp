@@ -8,7 +8,10 @@
 #include "tests/StreamTexts.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <filesystem>
 #include <iterator>
 #include <vector>
 
@@ -51,6 +54,58 @@ TEST(AtomicFileOutStream, LeavesNothingBehindWhenItIsGivenUpOrFails) {
     EXPECT_THROW(cut->Commit(), IoException);
     EXPECT_EQ(ReadFile(folder.At("file")), "old");
     EXPECT_TRUE(FileSystem::Exists(folder.At("full/sub")));
+}
+
+TEST(AtomicFileOutStream, HasNoNameUntilItIsWhole) {
+    const Support::TestFolder folder;
+    const auto stream = AtomicFileOutStream::Create(folder.At("file"));
+    Write(*stream, "new");
+    EXPECT_EQ(CountFiles(folder), 0);
+    stream->Commit();
+    EXPECT_EQ(ReadFile(folder.At("file")), "new");
+    struct stat status {};
+    const mode_t mask = umask(0);
+    umask(mask);
+    ASSERT_EQ(stat(folder.At("file").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0666 & ~mask);
+}
+
+TEST(AtomicFileOutStream, SucceedsAFileWithItsOwnerAndPermissionsThroughLinks) {
+    const Support::TestFolder folder;
+    const std::string path = folder.At("file");
+    std::filesystem::create_symlink("file", folder.At("link"));
+    std::filesystem::create_symlink("link", folder.At("second"));
+    std::filesystem::create_symlink(folder.At("new"), folder.At("dangling"));
+    std::filesystem::create_symlink("loop", folder.At("loop"));
+    WriteFile(path, "old");
+    ASSERT_EQ(chmod(path.c_str(), 0620), 0);
+    const bool isSuperuser = geteuid() == 0;  // who alone may give files away
+    ASSERT_TRUE(!isSuperuser || chown(path.c_str(), 12, 34) == 0);
+    const auto replace = [&](const char* name, const char* text) {
+        const auto stream = AtomicFileOutStream::CreateSuccessor(folder.At(name));
+        Write(*stream, text);
+        stream->Commit();
+    };
+    for (const char* const name : {"file", "second"}) {
+        replace(name, name);
+        EXPECT_EQ(ReadFile(path), name);
+        struct stat status {};
+        ASSERT_EQ(lstat(path.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode, S_IFREG | 0620U);
+        EXPECT_EQ(status.st_uid, isSuperuser ? 12 : geteuid());
+        EXPECT_TRUE(!isSuperuser || status.st_gid == 34);
+    }
+    replace("dangling", "made");
+    EXPECT_EQ(ReadFile(folder.At("new")), "made");
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.At("dangling")));
+    EXPECT_THROW(replace("loop", ""), IoException);
+    ASSERT_EQ(mkfifo(folder.At("pipe").c_str(), 0600), 0);
+    EXPECT_THROW(replace("pipe", ""), IoException);
+
+    ASSERT_EQ(chmod(path.c_str(), 0444), 0);
+    EXPECT_THROW(replace("link", "other"), IoException);
+    EXPECT_EQ(ReadFile(path), "second");
+    EXPECT_EQ(CountFiles(folder), 7);
 }
 
 TEST(AtomicFileOutStream, HoldsNoDescriptorWhileItWaitsToBeCommitted) {
