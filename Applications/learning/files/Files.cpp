@@ -2,6 +2,7 @@
 
 #include "Kernel/AtomicFileOutStream.h"
 #include "Kernel/FileStreams.h"
+#include "Kernel/FileSystem.h"
 #include "Kernel/IoException.h"
 #include "Raster/DynamicFile.h"
 #include "Raster/ICCManager.h"
@@ -40,11 +41,11 @@ std::filesystem::path ToPath(const std::string& path) {
     return std::u8string(path.begin(), path.end());
 }
 
-/// `path` with its folder in the one form of its name. Not its last part: a link in that place is
-/// what a file that is written takes the place of.
+/// Where `path` leads, links followed, even if nothing is there.
 std::filesystem::path Locate(const std::string& path) {
-    const std::filesystem::path whole = std::filesystem::absolute(ToPath(path));
-    return std::filesystem::weakly_canonical(whole.parent_path()) / whole.filename();
+    const Kernel::String target = Kernel::FileSystem::FollowLinks(path);
+    return std::filesystem::weakly_canonical(
+        std::filesystem::absolute(ToPath(std::string(std::string_view(target)))));
 }
 
 }  // namespace
@@ -98,9 +99,10 @@ void CheckTarget(const std::string& path) {
     const Interruption interruption;
     try {
         // Not committed: only checks that it can be created.
-        Kernel::AtomicFileOutStream::Create(path);
-    } catch (const Kernel::IoException& exception) {  // names the temporary file
-        throw Failure("cannot write %1: %2", path, exception.what());
+        Kernel::AtomicFileOutStream::CreateSuccessor(path);
+    } catch (const Kernel::IoException& exception) {
+        const std::error_code& code = exception.GetCode();
+        throw Failure("cannot write %1: %2", path, code ? code.message() : exception.what());
     }
     interruption.Check();
 }
@@ -121,7 +123,7 @@ void CreateFolder(const std::string& path) {
 
 void WriteWhole(const std::string& path, const std::function<void(Kernel::OutStream&)>& write) {
     const Interruption interruption;  // so that no temporary file stays
-    const auto file = Kernel::AtomicFileOutStream::Create(path);
+    const auto file = Kernel::AtomicFileOutStream::CreateSuccessor(path);
     const auto checked = Kernel::MakeCounted<InterruptibleOutStream>(*file, interruption);
     write(*checked);
     interruption.Check();

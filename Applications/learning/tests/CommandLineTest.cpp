@@ -155,6 +155,7 @@ TEST_F(CommandLine, FailsWithTheFileAndTheReason) {
     const std::string pipe = At("pipe.npy");
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     std::filesystem::create_directory(At("folder.png"));
+    std::filesystem::create_symlink("/dev/null", At("device.png"));
     // What an earlier command has loaded must not stand in for what is missing.
     EXPECT_EQ(Testing::Run({"super-resolve", photo, "-o", At("large.png")}).code, 0);
     const std::set<std::string> before = GetFiles();
@@ -175,6 +176,7 @@ TEST_F(CommandLine, FailsWithTheFileAndTheReason) {
         {{"super-resolve", photo, "-o", At("none/x.png")}, {"none/x.png", "folder is not there"}},
         {{"--models", At(""), "depth", photo, "-o", At("folder.png")}, {"png: that is a folder"}},
         {{"--models", At(""), "depth", photo, "-o", "/proc/x.png"}, {"cannot write /proc/x.png"}},
+        {{"--models", At(""), "depth", photo, "-o", At("device.png")}, {"device.png: ", "a device"}},
         {{"run", At("none.onnx"), "--output", "y:1"}, {"none.onnx"}},
         {{"run", bad, "--output", "y:1"}, {"cannot load the network " + bad, "Protobuf"}},
         {{"run", network, "--input", "input=1x3x2x2:0", "--output", "other:1x3x4x4"}, {"other"}},
