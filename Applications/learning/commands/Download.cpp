@@ -2,6 +2,7 @@
 #include "Network/Settings.h"
 
 #include "commands/Commands.h"
+#include "commands/ModelStaging.h"
 #include "failures/DownloadFailure.h"
 #include "files/Files.h"
 #include "networks/ModelNames.h"
@@ -64,18 +65,21 @@ std::string GetPath(ModelType type) {
     return std::string(ModelCache::GetInstance().ModelTypeToModelPaths(type).front().c_str());
 }
 
-/// Whether the network is installed and can be loaded; a damaged package may have left one that
-/// can't.
-bool IsUsable(const NamedType& model) {
+/// Whether the network is installed and can be loaded.
+bool IsUsable(const NamedType& model, const Interruption& interruption) {
     ModelCache& cache = ModelCache::GetInstance();
-    return cache.IsModelAvailable(model.type) && cache.GetModel(model.type);
+    return cache.IsModelAvailable(model.type) &&
+           cache.GetModel(model.type, interruption.GetFlag());
 }
 
-/// Downloads one network. Throws DownloadFailure unless its file is a new one that can be loaded.
+/// Downloads one network. Throws DownloadFailure unless it can be loaded; what was there before is
+/// then still there.
 void Fetch(const Host& host, const NamedType& model, const Interruption& interruption) {
     ModelCache& cache = ModelCache::GetInstance();
     cache.Shutdown();  // so that the new file is loaded, not the model that is in memory
     host.ClearLog();
+    const bool wasThere = cache.IsModelAvailable(model.type);
+    const ModelStaging staging(host.GetModelFolder());
     {
         DownloadProgress progress = host.StartDownload(model.name);
         // Called on the thread of the transfer, while this one waits.
@@ -84,11 +88,17 @@ void Fetch(const Host& host, const NamedType& model, const Interruption& interru
         };
         cache.DownloadModel(model.type, update, interruption.GetFlag());
     }
-    const Learning::ModelOutcome outcome = cache.GetOutcome(model.type);
-    if (outcome.status != Learning::ModelStatus::Installed) {
-        interruption.Check();
-        throw DownloadFailure(model.name, outcome);
+    Learning::ModelOutcome outcome = cache.GetOutcome(model.type);
+    if (outcome.status == Learning::ModelStatus::Installed) {
+        staging.Commit();
+        return;
     }
+    interruption.Check();
+    if (wasThere) {
+        host.Complain(std::string(model.name) + ": the network that is installed was kept");
+    }
+    outcome.reason = staging.Rename(outcome.reason.c_str());
+    throw DownloadFailure(model.name, outcome);
 }
 
 }  // namespace
@@ -101,7 +111,7 @@ void DownloadModels(const Host& host, const DownloadOptions& options) {
     std::set<std::string> cures;
     for (const NamedType& model : models) {
         try {
-            if (!options.isForced && IsUsable(model)) {
+            if (!options.isForced && IsUsable(model, interruption)) {
                 host.Say("%1 is there already: %2", model.name, GetPath(model.type));
             } else {
                 Fetch(host, model, interruption);

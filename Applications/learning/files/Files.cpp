@@ -37,10 +37,6 @@ private:
     const Interruption& m_interruption;
 };
 
-std::filesystem::path ToPath(const std::string& path) {
-    return std::u8string(path.begin(), path.end());
-}
-
 /// Where `path` leads, links followed, even if nothing is there.
 std::filesystem::path Locate(const std::string& path) {
     const Kernel::String target = Kernel::FileSystem::FollowLinks(path);
@@ -49,6 +45,10 @@ std::filesystem::path Locate(const std::string& path) {
 }
 
 }  // namespace
+
+std::filesystem::path ToPath(const std::string& path) {
+    return std::u8string(path.begin(), path.end());
+}
 
 Kernel::Counted<Raster::DynamicBitmap> MakePicture(int width, int height) {
     try {

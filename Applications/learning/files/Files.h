@@ -6,11 +6,15 @@
 #include "Raster/DynamicBitmap.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <string_view>
 
 namespace LearningApp {
+
+/// `path`, which is UTF-8, for the standard library.
+std::filesystem::path ToPath(const std::string& path);
 
 /// A new picture, RGBA8. Throws Failure, which tells the size, if there is no memory for it.
 Kernel::Counted<Raster::DynamicBitmap> MakePicture(int width, int height);

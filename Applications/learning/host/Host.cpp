@@ -86,6 +86,8 @@ std::string FindModelFolder(const std::string& named) {
 /// `settings` with what is empty filled in.
 Settings Complete(Settings settings) {
     settings.models = FindModelFolder(settings.models);
+    const std::size_t end = settings.models.find_last_not_of('/');
+    settings.models.erase(end == std::string::npos ? 0 : end + 1);
     if (settings.server.empty()) {
         settings.server = GetVariable("ORVANTIS_SERVER");
     }
@@ -124,10 +126,7 @@ Host::Host(const Settings& settings, const Console& console, std::ostream& said)
       m_log(Kernel::MakeCounted<LogMemory>()) {
     ModelCache& cache = ModelCache::GetInstance();
     cache.Shutdown();  // what an earlier command has loaded may be another folder's
-    // The cache appends a slash of its own.
-    const std::string& folder = m_settings.models;
-    const std::size_t end = folder.find_last_not_of('/');
-    cache.SetModelCacheFolder(folder.substr(0, end == std::string::npos ? 0 : end + 1));
+    cache.SetModelCacheFolder(m_settings.models);
     cache.SetInferenceMode(m_settings.mode);
     m_previousLog = Kernel::Log::SetSink(m_log);
     m_previousTrace = Kernel::Trace::SetSink(

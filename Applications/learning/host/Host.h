@@ -77,6 +77,7 @@ public:
     void Complain(std::string_view text) const;
 
     const Settings& GetSettings() const noexcept { return m_settings; }
+    /// Without a separator at its end, since the model cache appends one.
     const std::string& GetModelFolder() const noexcept { return m_settings.models; }
 
     /// Throws Failure, which says how to get it, if the network is not installed or can't be

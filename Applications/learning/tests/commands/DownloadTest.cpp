@@ -129,9 +129,10 @@ TEST_F(Download, SaysWhatIsWrongAndTheCureAndKeepsTheNetwork) {
                                        HasSubstr(what), HasSubstr(reason), HasSubstr(cure)));
         EXPECT_EQ(outcome.out, "");
     }
-    EXPECT_EQ(ReadFile(At(m_model)), ReadFile(TEST_MODELS "Colourisation_2.6.onnx"));
     EXPECT_THAT(Fetch(Reply(200, {}, Support::MakeZip({{"Colourisation_2.6.onnx", "x"}}))).err,
-                AllOf(HasSubstr("can't be loaded"), HasSubstr("Colourisation_2.6.onnx")));
+                AllOf(HasSubstr("can't be loaded"), HasSubstr("was kept"), HasSubstr(At(m_model))));
+    EXPECT_EQ(ReadFile(At(m_model)), ReadFile(TEST_MODELS "Colourisation_2.6.onnx"));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(At("models")), {}), 1);
 }
 
 TEST_F(Download, AsksForWhatItNeeds) {

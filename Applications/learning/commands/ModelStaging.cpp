@@ -1,0 +1,58 @@
+#include "commands/ModelStaging.h"
+
+#include "Kernel/FileSystem.h"
+#include "Learning/ModelCache.h"
+
+#include "failures/Failure.h"
+#include "files/Files.h"
+
+#include <filesystem>
+#include <random>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+namespace LearningApp {
+
+namespace {
+
+using Learning::ModelCache;
+
+std::string PickName() {
+    return std::string(Kernel::FileSystem::TemporaryFilePrefix) + "new-" +
+           std::to_string(std::random_device{}());
+}
+
+}  // namespace
+
+ModelStaging::ModelStaging(std::string folder)
+    : m_folder(std::move(folder)), m_staging(m_folder + "/" + PickName()) {
+    CreateFolder(m_staging);
+    ModelCache::GetInstance().SetModelCacheFolder(m_staging);
+}
+
+ModelStaging::~ModelStaging() {
+    ModelCache::GetInstance().SetModelCacheFolder(m_folder);
+    Kernel::FileSystem::DeleteAll(m_staging);
+}
+
+void ModelStaging::Commit() const {
+    for (const auto& entry : std::filesystem::directory_iterator(ToPath(m_staging))) {
+        std::error_code error;
+        const auto target = ToPath(m_folder) / entry.path().filename();
+        std::filesystem::rename(entry.path(), target, error);
+        if (error) {
+            throw Failure("cannot write %1: %2", target.string(), error.message());
+        }
+    }
+}
+
+std::string ModelStaging::Rename(std::string text) const {
+    for (std::size_t at = 0; (at = text.find(m_staging, at)) != std::string::npos;) {
+        text.replace(at, m_staging.size(), m_folder);
+        at += m_folder.size();
+    }
+    return text;
+}
+
+}  // namespace LearningApp
