@@ -1,11 +1,10 @@
 #include "codecs/Decoder.h"
 
+#include "Kernel/Format.h"
 #include "Raster/AbortFlag.h"
 #include "Raster/CodecException.h"
 #include "Raster/DynamicFile.h"
 #include "Raster/ICCManager.h"
-
-#include <string>
 
 namespace Raster {
 
@@ -15,7 +14,11 @@ void CheckSize(const char* kind, std::uint64_t width, std::uint64_t height) {
     constexpr std::uint64_t MaximumSide = DynamicFile::MaximumSide;
     if (width > MaximumSide || height > MaximumSide ||
         width * height > DynamicFile::MaximumPixelCount) {
-        throw CodecException(std::string("the ") + kind + " picture has too many pixels");
+        throw CodecException(
+            Kernel::Format("the %1 picture of %2 x %3 pixels is too large: at most %4 a side and "
+                           "%5 in all can be read",
+                           kind, width, height, MaximumSide, DynamicFile::MaximumPixelCount)
+                .c_str());
     }
 }
 

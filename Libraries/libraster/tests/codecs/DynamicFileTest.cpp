@@ -175,11 +175,13 @@ TEST(DynamicFile, RefusesHugeSizesBeforeItAllocates) {
          {"\0\0\xFF\xFF\0\0\xFF\xFF"s, "\0\1\0\0\0\0\0\1"s, "\0\0\0\1\0\1\0\0"s}) {
         std::string png = GetSample("Grey");
         png.replace(12, 21, MakeChunk("IHDR" + size + png.substr(24, 5)));
-        EXPECT_EQ(GetReasonOfRefusal(png), "the PNG picture has too many pixels");
+        EXPECT_TRUE(std::string_view(GetReasonOfRefusal(png)).starts_with("the PNG picture of "));
     }
     std::string jpeg = GetSample("JPEGInksTransformed");
     jpeg.replace(jpeg.find("\xFF\xC2") + 5, 4, MakeNumber(65500U << 16 | 65500U, 4));
-    EXPECT_EQ(GetReasonOfRefusal(jpeg), "the JPEG picture has too many pixels");
+    EXPECT_EQ(GetReasonOfRefusal(jpeg),
+              "the JPEG picture of 65500 x 65500 pixels is too large: at most 65535 a side and "
+              "268435456 in all can be read");
 }
 
 TEST(DynamicFile, RefusesScansWithoutEnd) {
