@@ -47,10 +47,14 @@ struct Example {
     Bare::Network::Place output;
 };
 
-const Example Large{ModelCache::SuperResolution, "SuperResolution_2.6.onnx",
-                    {"input", {1, 3, 128, 128}}, {"output", {1, 3, 256, 256}}};
-const Example Small{ModelCache::DepthEstimation, "DepthEstimation_2.6.onnx",
-                    {"0", {1, 3, 224, 224}}, {"350", {1, 1, 224, 224}}};
+const Example Large{ModelCache::SuperResolution,
+                    "SuperResolution_2.6.onnx",
+                    {"input", {1, 3, 128, 128}},
+                    {"output", {1, 3, 256, 256}}};
+const Example Small{ModelCache::DepthEstimation,
+                    "DepthEstimation_2.6.onnx",
+                    {"0", {1, 3, 224, 224}},
+                    {"350", {1, 1, 224, 224}}};
 
 double ToMilliseconds(Clock::duration time) {
     return std::chrono::duration<double, std::milli>(time).count();
@@ -172,8 +176,7 @@ void MeasureSharing(const std::string& folder, bool isBare) {
         thread.join();
     }
     std::printf("%zu threads, %zu sessions: %.1f runs a second, %.1f MB\n", threads.size(),
-                networks.size(), count * 1e3 / ToMilliseconds(SharingTime),
-                GetMegabytes() - start);
+                networks.size(), count * 1e3 / ToMilliseconds(SharingTime), GetMegabytes() - start);
 }
 
 double GetMedian(std::vector<double> values) {

@@ -117,6 +117,9 @@ RunResult Model::Run(int session, const TensorMap& inputs, const TensorMap& outp
         if (options.releasesMemory) {
             runOptions.AddConfigEntry(ShrinkageEntry, "cpu:0");
         }
+        if (!options.writesToStandardError) {
+            runOptions.SetRunLogSeverityLevel(ORT_LOGGING_LEVEL_FATAL);
+        }
         const AbortWatch watch(options.abort, [&runOptions] { runOptions.SetTerminate(); });
         target->Run(runOptions, binding);
         return RunResult::Done;

@@ -14,6 +14,9 @@ struct RunOptions {
     /// session keeps it otherwise: up to hundreds of megabytes, which the next run of the same size
     /// need not ask for again.
     bool releasesMemory = false;
+    /// Whether the runtime writes of failures to the standard error stream by itself, with the
+    /// names of its own nodes and sources. The result and the log tell of them in any case.
+    bool writesToStandardError = true;
 };
 
 enum class RunResult {

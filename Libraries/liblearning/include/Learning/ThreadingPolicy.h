@@ -10,8 +10,8 @@ struct ThreadingPolicy {
     /// How many threads work on a run, the calling one included; 0 leaves it to the runtime, which
     /// takes one for each core.
     int threads = 0;
-    /// How many runs of one session work at the same time; those of further threads wait. Each needs
-    /// memory of its own for intermediate results. 0 for any number.
+    /// How many runs of one session work at the same time; those of further threads wait. Each
+    /// needs memory of its own for intermediate results. 0 for any number.
     ///
     /// Many threads that run one model get the most out of the processors, for little memory, with
     /// one thread for each run and as many runs as there are cores.

@@ -118,7 +118,9 @@ TEST(Model, EndsARunWhenItIsToldAndRunsAgain) {
         EXPECT_EQ(run(nullptr), RunResult::Done);
         ASSERT_EQ(GetValues(*outputs["y"], Side * Side), expected) << i;
     }
-    EXPECT_EQ(model.Execute({}, outputs, {}), RunResult::Failed);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(model.Execute({}, outputs, {.writesToStandardError = false}), RunResult::Failed);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(log.GetMessages().size(), 1U);  // of the failure
 }
 
