@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <optional>
 #include <set>
 #include <string_view>
 
@@ -43,7 +44,17 @@ std::string MakeRoot(const std::string& server) {
     return server.ends_with('/') ? server : server + '/';
 }
 
-/// The server and the certificate authorities of the process, for the time of one command.
+/// Whether the address is one of this machine's own.
+bool IsThisMachine(std::string_view server) {
+    std::string_view host = server.substr(server.find("//") + 2);
+    host = host.substr(0, host.find('/'));
+    host = host.substr(host.find('@') + 1);
+    const std::string_view name = host.substr(0, host.find(':'));
+    return name == "localhost" || name.starts_with("127.") || host.starts_with("[::1]");
+}
+
+/// The server, the proxy and the certificate authorities of the process, for the time of one
+/// command.
 class Connection {
 public:
     explicit Connection(const Settings& settings) {
@@ -52,10 +63,14 @@ public:
             Kernel::FileInStream::Open(settings.certificate);  // throws if that can't be done
         }
         ::Network::SetCertificateAuthorities(settings.certificate);
+        if (IsThisMachine(settings.server)) {
+            ::Network::SetProxy(Kernel::String());  // a proxy would look for it on its own machine
+        }
     }
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
     ~Connection() {
+        ::Network::SetProxy(std::nullopt);
         ::Network::SetCertificateAuthorities({});
         ModelCache::GetInstance().SetModelURLRoot({});
     }
@@ -68,8 +83,7 @@ std::string GetPath(ModelType type) {
 /// Whether the network is installed and can be loaded.
 bool IsUsable(const NamedType& model, const Interruption& interruption) {
     ModelCache& cache = ModelCache::GetInstance();
-    return cache.IsModelAvailable(model.type) &&
-           cache.GetModel(model.type, interruption.GetFlag());
+    return cache.IsModelAvailable(model.type) && cache.GetModel(model.type, interruption.GetFlag());
 }
 
 /// Downloads one network. Throws DownloadFailure unless it can be loaded; what was there before is

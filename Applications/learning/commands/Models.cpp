@@ -45,9 +45,7 @@ const char* FindDevice(ModelType type) {
 /// The mode of the cache, for as long as this object lives.
 class ScopedMode {
 public:
-    explicit ScopedMode(Mode mode) {
-        ModelCache::GetInstance().SetInferenceMode(mode);
-    }
+    explicit ScopedMode(Mode mode) { ModelCache::GetInstance().SetInferenceMode(mode); }
     ScopedMode(const ScopedMode&) = delete;
     ScopedMode& operator=(const ScopedMode&) = delete;
     ~ScopedMode() { ModelCache::GetInstance().SetInferenceMode(m_previous); }
@@ -64,8 +62,8 @@ Kernel::String FindPackage(ModelType type, Mode mode) {
 }  // namespace
 
 void ListModels(const Host& host) {
-    const Mode accelerated = host.GetSettings().mode == Mode::MaxEfficiency ? Mode::MaxEfficiency
-                                                                            : Mode::MaxPerformance;
+    const Mode accelerated =
+        host.GetSettings().mode == Mode::MaxEfficiency ? Mode::MaxEfficiency : Mode::MaxPerformance;
     ModelCache& cache = ModelCache::GetInstance();
     std::ostream& out = host.GetOut();
     PrintLine(out, "TYPE", "MODE", "PACKAGE", "INSTALLED", "DEVICE", "FILE");
@@ -76,8 +74,8 @@ void ListModels(const Host& host) {
                       cache.IsModelAvailable(known.type) ? "yes" : "no", FindDevice(known.type),
                       cache.ModelTypeToModelPaths(known.type).front());
         };
-        const bool isOneForAll = FindPackage(known.type, Mode::CPU) ==
-                                 FindPackage(known.type, accelerated);
+        const bool isOneForAll =
+            FindPackage(known.type, Mode::CPU) == FindPackage(known.type, accelerated);
         print(Mode::CPU, isOneForAll ? "all" : "cpu");
         if (!isOneForAll) {
             print(accelerated, "accelerated");

@@ -11,9 +11,8 @@ PhotoAndNetwork Begin(const Host& host, const PhotoOptions& options, ModelType t
     CheckPictureTarget(options.output);
     // Not the other way round: on a second thread opening takes half as long again, since that has
     // a second heap.
-    auto photo = std::async([&] {
-        return host.Time(Phase::Decode, [&] { return LoadPhoto(options.photo); });
-    });
+    auto photo = std::async(
+        [&] { return host.Time(Phase::Decode, [&] { return LoadPhoto(options.photo); }); });
     Network network = host.GetNetwork(type);
     return {photo.get(), std::move(network)};
 }

@@ -99,7 +99,8 @@ Decoded Decode(const Host& host, const Counted<Tensor>& embedding, const std::ve
               {HasEarlierMask, MakeTensor({1}, 0.0F)},
               {PhotoSize, MakeTensor({2}, wanted)}},
              {{Masks, mask}, {Quality, quality}});
-    return {mask, quality->GetValueAtIndexedSubscript(0)};
+    // An estimate of the overlap with the thing, which may come out above 1.
+    return {mask, std::clamp(quality->GetValueAtIndexedSubscript(0), 0.0F, 1.0F)};
 }
 
 /// Calls `job` with each of the rows 0 to `height` - 1, on many threads.

@@ -10,6 +10,9 @@ namespace {
 using Learning::ModelStatus;
 
 constexpr const char* TryAgain = "Try again; if it stays so, see what the server says.";
+constexpr const char* TryAgainOrCheckPort =
+    "Try again; if it stays so, see what the server says, and whether its address begins with http "
+    "or with https.";
 constexpr const char* CheckServer =
     "Check the address given with --server, and that the server is up. A server for this machine: "
     "learning-service --packages FOLDER";
@@ -41,7 +44,7 @@ const DownloadFailure::Cause DownloadFailure::Causes[] = {
     {ModelStatus::NotFound, "the server does not have this package", CheckPackages},
     {ModelStatus::Refused, "the server refuses", CheckPackages},
     {ModelStatus::ServerFailed, "the server has failed", TryAgain},
-    {ModelStatus::BrokenOff, "the download broke off", TryAgain},
+    {ModelStatus::BrokenOff, "the download broke off", TryAgainOrCheckPort},
     {ModelStatus::Untrusted, "the server's certificate is not trusted", Authorise},
     {ModelStatus::WrongProtocol, "what answers is no web server, or none of this protocol",
      CheckPort},

@@ -9,9 +9,11 @@
 #include "Raster/PNGBase.h"
 
 #include "failures/Failure.h"
+#include "files/PictureKinds.h"
 #include "terminal/Interruption.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <filesystem>
 #include <new>
@@ -44,6 +46,17 @@ std::filesystem::path Locate(const std::string& path) {
         std::filesystem::absolute(ToPath(std::string(std::string_view(target)))));
 }
 
+/// Why `file` was not read from `stream`, with a remedy where there is one.
+std::string ExplainRefusal(Kernel::SeekableInStream& stream, const Raster::DynamicFile& file) {
+    std::array<char, KindSize> start{};
+    stream.Seek(0);
+    const std::size_t size = stream.ReadFully(std::as_writable_bytes(std::span(start)));
+    const char* const kind = FindPictureKind({start.data(), size});
+    return kind == nullptr ? file.GetError().c_str()
+                           : std::string("it is ") + kind +
+                                 ", and only PNG and JPEG can be read: convert it to one of them";
+}
+
 }  // namespace
 
 std::filesystem::path ToPath(const std::string& path) {
@@ -62,7 +75,7 @@ Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(const std::string& path) {
     const auto stream = Kernel::FileInStream::Open(path);
     Raster::DynamicFile file;
     if (!file.CreateFromStream(*stream)) {
-        throw Failure("cannot read the photo %1: %2", path, file.GetError());
+        throw Failure("cannot read the photo %1: %2", path, ExplainRefusal(*stream, file));
     }
     auto photo = MakePicture(file.GetWidth(), file.GetHeight());
     photo->SetProfile(Raster::ICCManager::GetProfileForString("sRGB IEC61966-2.1"));

@@ -16,7 +16,13 @@ namespace LearningApp {
 /// Keeps the first and the last line of the log, for the reason of a failure.
 class LogMemory : public Kernel::DiagnosticSink {
 public:
+    /// `next`, which may be null, gets all lines, too.
+    explicit LogMemory(Kernel::Counted<Kernel::DiagnosticSink> next) : m_next(std::move(next)) {}
+
     void Write(std::string_view text) override {
+        if (m_next) {
+            m_next->Write(text);
+        }
         const std::size_t end = text.find_last_not_of("\r\n");
         if (end != std::string_view::npos) {
             const Kernel::ScopedLock lock(m_lock);
@@ -46,6 +52,7 @@ public:
     }
 
 private:
+    const Kernel::Counted<Kernel::DiagnosticSink> m_next;
     Kernel::CriticalSection m_lock;
     std::string m_first;
     std::string m_last;
@@ -55,11 +62,14 @@ namespace {
 
 using Learning::ModelCache;
 
+/// Shows each message as a line.
 class StreamSink : public Kernel::DiagnosticSink {
 public:
     explicit StreamSink(std::ostream& stream) : m_stream(stream) {}
-    void Write(std::string_view text) override { m_stream << text; }
-    void Flush() override { m_stream.flush(); }
+    void Write(std::string_view text) override {
+        const std::string_view line = text.substr(0, text.find_last_not_of("\r\n") + 1);
+        m_stream << Kernel::MakePrintableLines(std::string(line)).c_str() << std::endl;
+    }
 
 private:
     std::ostream& m_stream;
@@ -110,7 +120,10 @@ Network::Network(const Host& host, Kernel::Counted<Learning::Model> model, std::
 
 void Network::Run(const Learning::Model::TensorMap& inputs,
                   Learning::Model::TensorMap outputs) const {
-    if (!m_host->Time(Phase::Run, [&] { return m_model->Execute(inputs, outputs); })) {
+    const auto run = [&] {
+        return m_model->Execute(inputs, outputs, {.writesToStandardError = false});
+    };
+    if (m_host->Time(Phase::Run, run) != Learning::RunResult::Done) {
         throw Failure("the network %1 does not run%2", m_path, m_host->GetLoggedReason());
     }
     if (m_host->GetSettings().isTimed) {
@@ -122,17 +135,17 @@ Host::Host(const Settings& settings, const Console& console, std::ostream& said)
     : m_settings(Complete(settings)),
       m_console(console),
       m_said(said),
-      m_repeated(RepeatOptions(settings)),
-      m_log(Kernel::MakeCounted<LogMemory>()) {
+      m_repeated(RepeatOptions(settings)) {
     ModelCache& cache = ModelCache::GetInstance();
     cache.Shutdown();  // what an earlier command has loaded may be another folder's
+    if (m_settings.isVerbose) {
+        m_verbose = Kernel::MakeCounted<StreamSink>(console.err);
+    }
+    m_log = Kernel::MakeCounted<LogMemory>(m_verbose);
+    m_previousLog = Kernel::Log::SetSink(m_log);
+    m_previousTrace = Kernel::Trace::SetSink(m_verbose);
     cache.SetModelCacheFolder(m_settings.models);
     cache.SetInferenceMode(m_settings.mode);
-    m_previousLog = Kernel::Log::SetSink(m_log);
-    m_previousTrace = Kernel::Trace::SetSink(
-        m_settings.isVerbose
-            ? Kernel::Counted<Kernel::DiagnosticSink>(Kernel::MakeCounted<StreamSink>(console.err))
-            : nullptr);
 }
 
 Host::~Host() {
@@ -161,8 +174,7 @@ Network Host::GetNetwork(ModelType type) const {
         throw Failure("cannot load the network %1: %2\nTo get it anew: %3", path,
                       cache.GetOutcome(type).reason, DescribeDownload(type));
     }
-    CheckDevice(*model, path);
-    return {*this, std::move(model), path};
+    return MakeNetwork(std::move(model), path);
 }
 
 Network Host::OpenNetwork(const std::string& path) const {
@@ -176,7 +188,14 @@ Network Host::OpenNetwork(const std::string& path) const {
     if (!model->IsValid()) {
         throw Failure("cannot load the network %1: %2", path, model->GetFailure());
     }
+    return MakeNetwork(std::move(model), path);
+}
+
+Network Host::MakeNetwork(Kernel::Counted<Learning::Model> model, const std::string& path) const {
     CheckDevice(*model, path);
+    if (m_settings.isVerbose) {
+        Kernel::Trace::Write("Opened %1, which runs by %2\n", path, model->GetDevice().provider);
+    }
     return {*this, std::move(model), path};
 }
 

@@ -110,6 +110,7 @@ public:
     std::string GetLoggedReason() const;
 
 private:
+    Network MakeNetwork(Kernel::Counted<Learning::Model> model, const std::string& path) const;
     /// Says so if the user has asked for another device than the CPU, and the network runs on that.
     void CheckDevice(const Learning::Model& model, const std::string& path) const;
     static void ShowLine(std::ostream& stream, const Kernel::String& line);
@@ -120,6 +121,7 @@ private:
     Console m_console;
     std::ostream& m_said;
     std::string m_repeated;  // the options that a command like this one needs as well
+    Kernel::Counted<Kernel::DiagnosticSink> m_verbose;  // null: all is kept silent
     Kernel::Counted<LogMemory> m_log;
     Kernel::Counted<Kernel::DiagnosticSink> m_previousLog;
     Kernel::Counted<Kernel::DiagnosticSink> m_previousTrace;

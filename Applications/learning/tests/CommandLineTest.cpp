@@ -121,15 +121,28 @@ TEST_F(CommandLine, TellsWhatRunsOnTheCPUAgainstTheWish) {
         const Outcome outcome = RunBare(
             {"--models", models, "--mode", mode, "super-resolve", photo, "-o", At("large.png")});
         EXPECT_EQ(outcome.code, 0) << outcome.err;
-        EXPECT_EQ(outcome.err.find("SuperResolution_3.2.onnx runs on the CPU\n") !=
-                      std::string::npos,
-                  mode != std::string("cpu"));
+        EXPECT_EQ(
+            outcome.err.find("SuperResolution_3.2.onnx runs on the CPU\n") != std::string::npos,
+            mode != std::string("cpu"));
     }
 }
 
+TEST_F(CommandLine, TellsWhatTheLibraryDoesIfItIsAskedTo) {
+    const std::string photo = MakeGreyPhoto();
+    const std::vector<std::string> command{"super-resolve", photo, "-o", At("large.png")};
+    EXPECT_EQ(Testing::Run(command).err, "");
+    std::vector<std::string> verbose = command;
+    verbose.insert(verbose.begin(), "--verbose");
+    EXPECT_THAT(Testing::Run(verbose).err,
+                AllOf(HasSubstr("Model cache is: " TEST_MODELS),
+                      HasSubstr("SuperResolution_2.6.onnx, which runs by CPU")));
+    const Outcome failed = Testing::RunBare({"--verbose", "run", photo, "--output", "y:1"});
+    EXPECT_THAT(failed.err, HasSubstr("[ONNX Runtime] Error"));
+}
+
 TEST_F(CommandLine, ShowsWhereTheTimeGoes) {
-    const Outcome outcome = Testing::Run(
-        {"--timing", "super-resolve", MakeGreyPhoto(), "-o", At("large.png")});
+    const Outcome outcome =
+        Testing::Run({"--timing", "super-resolve", MakeGreyPhoto(), "-o", At("large.png")});
     std::istringstream table(outcome.err);
     std::string name;
     double time = -1;
@@ -158,7 +171,6 @@ TEST_F(CommandLine, FailsWithTheFileAndTheReason) {
     std::filesystem::create_symlink("/dev/null", At("device.png"));
     // What an earlier command has loaded must not stand in for what is missing.
     EXPECT_EQ(Testing::Run({"super-resolve", photo, "-o", At("large.png")}).code, 0);
-    const std::set<std::string> before = GetFiles();
     const std::string network = TEST_MODELS "SuperResolution_2.6.onnx";
     const struct {
         std::vector<std::string> arguments;
@@ -172,11 +184,15 @@ TEST_F(CommandLine, FailsWithTheFileAndTheReason) {
          {bad, "Protobuf", "download SuperResolution"}},
         {{"depth", text, "-o", result}, {text, "neither a PNG nor a JPEG"}},
         {{"colourise", cut, "-o", result}, {cut, "damaged"}},
+        {{"colourise", MakeFile("x.gif", "GIF89a"), "-o", result}, {"a GIF picture", "convert it"}},
+        {{"colourise", MakeFile("x.webp", "RIFF....WEBPVP8 "), "-o", result}, {"a WebP picture"}},
+        {{"colourise", MakeFile("x.svg", "<?xml?>\n<svg>"), "-o", result}, {"an SVG drawing"}},
         {{"segment", At("none.png"), "--at", "1,1", "-o", result}, {"none.png", "No such file"}},
         {{"super-resolve", photo, "-o", At("none/x.png")}, {"none/x.png", "folder is not there"}},
         {{"--models", At(""), "depth", photo, "-o", At("folder.png")}, {"png: that is a folder"}},
         {{"--models", At(""), "depth", photo, "-o", "/proc/x.png"}, {"cannot write /proc/x.png"}},
-        {{"--models", At(""), "depth", photo, "-o", At("device.png")}, {"device.png: ", "a device"}},
+        {{"--models", At(""), "depth", photo, "-o", At("device.png")},
+         {"device.png: ", "a device"}},
         {{"run", At("none.onnx"), "--output", "y:1"}, {"none.onnx"}},
         {{"run", bad, "--output", "y:1"}, {"cannot load the network " + bad, "Protobuf"}},
         {{"run", network, "--input", "input=1x3x2x2:0", "--output", "other:1x3x4x4"}, {"other"}},
@@ -187,6 +203,7 @@ TEST_F(CommandLine, FailsWithTheFileAndTheReason) {
         {{"run", At(""), "--output", "y:1"}, {At(""), "a pipe or a device"}},
         {{"run", network, "--input", "input=" + pipe, "--output", "y:1"}, {pipe, "a pipe or a"}},
     };
+    const std::set<std::string> before = GetFiles();
     for (const auto& [arguments, messages] : cases) {
         const bool hasModels = arguments.front() == "--models";
         const Outcome outcome = hasModels ? RunBare(arguments) : Testing::Run(arguments);

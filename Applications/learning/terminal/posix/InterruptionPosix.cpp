@@ -62,7 +62,8 @@ void EndWhenInterrupted() noexcept {
 Interruption::Interruption() : m_previous(std::make_unique<Previous>()) {
     IsEndWanted = false;
     for (std::size_t i = 0; i < Signals.size(); ++i) {
-        Catch(Signals[i], [](int) { IsEndWanted = true; }, m_previous->actions[i]);
+        Catch(
+            Signals[i], [](int) { IsEndWanted = true; }, m_previous->actions[i]);
     }
 }
 

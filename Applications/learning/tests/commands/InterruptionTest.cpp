@@ -24,7 +24,7 @@ protected:
     /// Turns the photo into `result`, and sends `signal` after `delay`. Returns the exit code, or
     /// -1 if a signal has ended the process.
     int RunAndSignal(int signal, Clock::duration delay) const {
-        std::array<std::string, 7> words{LEARNING_PROGRAM, "--models", TEST_MODELS, "depth",
+        std::array<std::string, 7> words{LEARNING_PROGRAM, "--models", TEST_MODELS,     "depth",
                                          At("photo.png"),  "-o",       At("result.png")};
         std::array<char*, 8> arguments{};
         std::ranges::transform(words, arguments.begin(), [](auto& word) { return word.data(); });
@@ -41,9 +41,9 @@ protected:
         posix_spawn_file_actions_addopen(&files, STDERR_FILENO, At("said").c_str(),
                                          O_WRONLY | O_CREAT | O_TRUNC, 0600);
         pid_t child = 0;
-        EXPECT_EQ(posix_spawn(&child, LEARNING_PROGRAM, &files, &attributes, arguments.data(),
-                              environ),
-                  0);
+        EXPECT_EQ(
+            posix_spawn(&child, LEARNING_PROGRAM, &files, &attributes, arguments.data(), environ),
+            0);
         posix_spawn_file_actions_destroy(&files);
         posix_spawnattr_destroy(&attributes);
         std::this_thread::sleep_for(delay);

@@ -93,13 +93,16 @@ TEST_F(PhotoCommands, SegmentCutsOutOrTints) {
 }
 
 TEST_F(PhotoCommands, SegmentNormalisesAndLeavesTheRestOfTheSquareZero) {
-    // The stand-in's quality is the mean of red: (255 - 123.675) / 58.395 in half of the square.
-    RunOn(MakePhoto(200, 100,
-                    [](int, int) {
-                        return std::array{255, 0, 0, 255};
-                    }),
-          "segment", {"--at", "1,1"});
-    EXPECT_THAT(m_said, HasSubstr("quality 1.12"));
+    // The stand-in's quality is the mean of red: (RED - 123.675) / 58.395 in half of the square.
+    const std::pair<int, const char*> cases[] = {{200, "quality 0.65"}, {255, "quality 1.00"}};
+    for (const auto& [red, quality] : cases) {
+        RunOn(MakePhoto(200, 100,
+                        [red = red](int, int) {
+                            return std::array{red, 0, 0, 255};
+                        }),
+              "segment", {"--at", "1,1"});
+        EXPECT_THAT(m_said, HasSubstr(quality));
+    }
 }
 
 // --- depth ---
