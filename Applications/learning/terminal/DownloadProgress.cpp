@@ -39,13 +39,13 @@ std::string FormatSize(double bytes) {
     return Print("%.*f %s", decimals, bytes, Units[unit]);
 }
 
+}  // namespace
+
 std::string FormatDuration(double seconds) {
     const long whole = std::lround(seconds);
     return whole < 3600 ? Print("%ld:%02ld", whole / 60, whole % 60)
                         : Print("%ld:%02ld:%02ld", whole / 3600, whole / 60 % 60, whole % 60);
 }
-
-}  // namespace
 
 void Rate::Add(Clock::time_point time, std::uint64_t bytes) {
     if (!m_samples.empty() && bytes < m_samples.back().bytes) {

@@ -30,6 +30,9 @@ private:
     std::deque<Sample> m_samples;
 };
 
+/// For example "0:03" and "1:02:03".
+std::string FormatDuration(double seconds);
+
 /// For example " 45%  30.1 MB/66.3 MB  12.0 MB/s  0:03 left"; less of it if `total` (bytes) or
 /// `rate` is 0, which means that it is not known.
 std::string FormatProgress(std::uint64_t received, std::uint64_t total, double rate);

@@ -1,5 +1,7 @@
 #include "terminal/ProgressBar.h"
 
+#include "terminal/DownloadProgress.h"
+
 namespace LearningApp {
 
 ProgressBar::ProgressBar(std::ostream* terminal, const char* label, int total)
@@ -14,8 +16,13 @@ void ProgressBar::Advance() {
 
 void ProgressBar::Draw() const {
     constexpr int Width = 40;
-    m_line.Show(std::string(m_label) + ' ' + DrawBar(m_done, m_total, Width) + ' ' +
-                std::to_string(m_done) + '/' + std::to_string(m_total));
+    std::string text = std::string(m_label) + ' ' + DrawBar(m_done, m_total, Width) + ' ' +
+                       std::to_string(m_done) + '/' + std::to_string(m_total);
+    if (m_done > 0 && m_done < m_total) {
+        const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - m_start;
+        text += "  " + FormatDuration(elapsed.count() / m_done * (m_total - m_done)) + " left";
+    }
+    m_line.Show(text);
 }
 
 }  // namespace LearningApp

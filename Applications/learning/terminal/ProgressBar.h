@@ -4,11 +4,12 @@
 
 #include "terminal/StatusLine.h"
 
+#include <chrono>
 #include <iosfwd>
 
 namespace LearningApp {
 
-/// Shows how many of a number of steps are done.
+/// Shows how many of a number of steps are done, and how long the others will take.
 class ProgressBar {
 public:
     /// `terminal` may be null: nothing is shown.
@@ -24,6 +25,7 @@ private:
     const char* m_label;
     int m_total;
     int m_done = 0;
+    std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
 };
 
 }  // namespace LearningApp

@@ -228,13 +228,18 @@ TEST_F(CommandLine, OpensNamesOfAnyBytesAndShowsThemAsText) {
 }
 
 TEST_F(CommandLine, DrawsABarOnATerminalOnly) {
-    const std::vector<std::string> arguments{"--models",      TEST_MODELS, "super-resolve",
-                                             MakeGreyPhoto(), "-o",        At("large.png")};
+    const std::string photo = MakePhoto(200, 6, [](int x, int y) {
+        return std::array{x, y, 0, 9};
+    });
+    const std::vector<std::string> arguments{"--models", TEST_MODELS, "super-resolve",
+                                             photo,      "-o",        At("large.png")};
     for (const bool isTerminal : {false, true}) {
         std::ostringstream out;
         std::ostringstream err;
         EXPECT_EQ(RunLearning(arguments, out, err, isTerminal), 0);
-        EXPECT_EQ(err.str().find("1/1") != std::string::npos, isTerminal);
+        for (const char* const text : {"] 1/2  0:00 left", "] 2/2\x1B"}) {
+            EXPECT_EQ(err.str().find(text) != std::string::npos, isTerminal) << text;
+        }
     }
 }
 
