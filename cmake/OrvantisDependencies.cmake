@@ -10,7 +10,7 @@ find_package(CURL 7.88 REQUIRED)                              # Network: curl/
 find_package(JPEG REQUIRED)                                   # Raster: codecs/
 find_package(PNG REQUIRED)                                    # Raster: codecs/
 pkg_check_modules(LCMS REQUIRED IMPORTED_TARGET lcms2)        # Raster: colour/
-pkg_check_modules(HWY REQUIRED IMPORTED_TARGET libhwy)        # Raster: formats/Highway.h
+find_path(HWY_HEADERS hwy/highway.h REQUIRED)                 # Raster: formats/Highway.h; its library is not linked
 pkg_check_modules(OPENCOLORIO REQUIRED IMPORTED_TARGET OpenColorIO)  # OCIO: processors/
 find_path(OPENCL_HEADERS CL/cl.h REQUIRED)                    # Raster: hardware/, which loads OpenCL when needed
 find_package(CLI11 REQUIRED)                                  # the programs `learning` and `learning-service`
@@ -18,7 +18,7 @@ find_package(OpenSSL REQUIRED)                                # Network: trust/,
 
 # SIMD for the plain baseline, SSE4, AVX2 and AVX-512; what lies between gains too little for its size.
 add_library(Simd INTERFACE)
-target_link_libraries(Simd INTERFACE PkgConfig::HWY)
+target_include_directories(Simd SYSTEM INTERFACE "${HWY_HEADERS}")
 target_compile_definitions(Simd INTERFACE "HWY_DISABLED_TARGETS=(HWY_SSSE3|HWY_AVX3_DL)")
 if(ORVANTIS_SANITIZE MATCHES float-divide-by-zero)
     # Vector code divides in all lanes and then selects: quotients by 0 are computed, but not used.

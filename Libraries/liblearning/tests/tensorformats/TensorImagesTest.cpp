@@ -1,7 +1,6 @@
 #include "Learning/TensorImages.h"
 
 #include <gtest/gtest.h>
-#include <hwy/targets.h>
 
 #include <algorithm>
 #include <cmath>
@@ -30,23 +29,7 @@ float GetChannel(const DynamicBitmap& bitmap, int x, int y, int channel) {
     return channel < 0 ? 0.299F * at(0) + 0.587F * at(1) + 0.114F * at(2) : at(channel);
 }
 
-/// With each instruction set of this machine in turn.
-class TensorImagesOn : public testing::TestWithParam<std::int64_t> {
-protected:
-    TensorImagesOn() { Use(GetParam()); }
-    ~TensorImagesOn() override { Use(0); }
-
-private:
-    static void Use(std::int64_t target) {
-        hwy::SetSupportedTargetsForTest(target);
-        hwy::GetChosenTarget().Update(hwy::SupportedTargets());
-    }
-};
-
-INSTANTIATE_TEST_SUITE_P(EachTarget, TensorImagesOn,
-                         testing::ValuesIn(hwy::SupportedAndGeneratedTargets()));
-
-TEST_P(TensorImagesOn, FollowTheRuleInBothAxisOrdersAndBack) {
+TEST(TensorImages, FollowTheRuleInBothAxisOrdersAndBack) {
     const std::pair<TensorChannels, std::vector<int>> cases[] = {
         {TensorChannels::Grey, {-1}},         {TensorChannels::Alpha, {3}},
         {TensorChannels::RGB, {0, 1, 2}},     {TensorChannels::BGR, {2, 1, 0}},
@@ -91,7 +74,7 @@ TEST_P(TensorImagesOn, FollowTheRuleInBothAxisOrdersAndBack) {
     }
 }
 
-TEST_P(TensorImagesOn, AreExactWhereTheyGoAroundTheCache) {
+TEST(TensorImages, AreExactWhereTheyGoAroundTheCache) {
     constexpr int Width = 1048;  // every other row is aligned
     constexpr int Height = 700;
     DynamicBitmap photo(Width, Height);
@@ -110,7 +93,7 @@ TEST_P(TensorImagesOn, AreExactWhereTheyGoAroundTheCache) {
     }
 }
 
-TEST_P(TensorImagesOn, RoundAndBoundWhatTheyRead) {
+TEST(TensorImages, RoundAndBoundWhatTheyRead) {
     const std::pair<float, int> cases[] = {{-0.1F, 0},          {1.7F, 255},        {INFINITY, 255},
                                            {-INFINITY, 0},      {NAN, 0},           {0.5F / 255, 1},
                                            {0.49999F / 255, 0}, {127.5F / 255, 128}};

@@ -95,7 +95,7 @@ BitmapPointer Map(const DynamicBitmap& source, const Params& transform, Sampler 
 
 class Resampling : public testing::TestWithParam<Sampler> {
 protected:
-    ~Resampling() override { UseTargets(0); }
+    ~Resampling() override { UseInstructionSets(0); }
 };
 
 TEST_P(Resampling, GivesTheSameHoweverItIsCutAndWhateverTheInstructions) {
@@ -106,11 +106,11 @@ TEST_P(Resampling, GivesTheSameHoweverItIsCutAndWhateverTheInstructions) {
     for (const Format format : {Format::RGBA8, Format::RGBAF}) {
         const auto source = MakeNoise(250, 240, GetPixelFormat(format));
         for (const Params& map : Maps) {
-            UseTargets(0);
+            UseInstructionSets(0);
             const auto whole = Map(*source, map, GetParam());
             EXPECT_TRUE(Map(*source, map, GetParam(), cuts)->IsEqual(*whole)) << map.xx;
-            for (const std::int64_t target : hwy::SupportedAndGeneratedTargets()) {
-                UseTargets(target);
+            for (const std::int64_t target : GetInstructionSets()) {
+                UseInstructionSets(target);
                 EXPECT_TRUE(Map(*source, map, GetParam())->IsEqual(*whole)) << target << map.xx;
             }
         }
