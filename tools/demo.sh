@@ -53,10 +53,13 @@ picture() {
     echo "  $photo -> $out"
 }
 
+echo "This installs the packages that are missing, fetches networks and photographs, builds two programs and makes"
+echo "a dozen pictures. README.md tells what that costs on a fresh machine."
+
 begin "Setting the machine up"
 tools/setup.sh
 
-begin "Building the programs"
+begin "Building the programs, which takes some minutes the first time"
 cmake --preset release > /dev/null
 cmake --build --preset release --target learning learning-service
 

@@ -38,18 +38,36 @@ missing_packages() {
     done
 }
 
+# show_progress COUNT: of apt's output, shows how much of the work on COUNT packages is done. Each is
+# fetched, unpacked and set up.
+show_progress() {
+    awk -v steps=$((3 * $1)) '
+        /^(Get:|Unpacking |Setting up )/ {
+            share = int(10 * ++done / steps)
+            if (share > shown) { shown = share; printf "  %d %%\n", 10 * share > "/dev/stderr" }
+        }
+        /^E: / { print > "/dev/stderr" }'
+}
+
 # install_packages NAME...
 install_packages() {
-    say "installing: $*"
     as_root=
     if [ "$(id -u)" != 0 ]; then
         command -v sudo > /dev/null ||
             die "installing needs root: run as root, or have root run: apt-get install --no-install-recommends $*"
         as_root=sudo
     fi
+    say "reading the package lists"
     $as_root apt-get -qq update || die "apt-get cannot read the package lists"
-    $as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -y --no-install-recommends install "$@" > /dev/null ||
-        die "apt-get cannot install these packages; is this Debian 12?"
+    plan=$(LC_ALL=C apt-get --assume-no --no-install-recommends install "$@" || true)
+    count=$(echo "$plan" | sed -n 's/.* \([0-9]*\) newly installed.*/\1/p')
+    say "installing $* and what they need: ${count:-some} packages"
+    echo "$plan" | grep -E '^(Need to get|After this operation)' >&2 || true
+    done=$(mktemp)
+    { $as_root env DEBIAN_FRONTEND=noninteractive LC_ALL=C apt-get -y --no-install-recommends install "$@" 2>&1 &&
+        echo yes > "$done"; } | show_progress "${count:-100}"
+    [ -s "$done" ] || die "apt-get cannot install these packages; is this Debian 12?"
+    rm "$done"
 }
 
 command -v dpkg-query > /dev/null || die "this script knows Debian only; its first lines list what is needed"
@@ -59,6 +77,7 @@ missing=$(missing_packages $build $libraries $tests $checks $fetching $peers)
 # shellcheck disable=SC2086
 [ -z "$missing" ] || install_packages $missing
 
+[ -e external/photos ] || say "fetching the runtime, the networks and the photographs to external/: 290 MB on the disk"
 tools/fetch-runtime.sh
 tools/fetch-models.sh
 tools/fetch-photos.sh
