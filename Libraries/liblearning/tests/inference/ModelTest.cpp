@@ -104,16 +104,17 @@ TEST(Model, EndsARunWhenItIsToldAndRunsAgain) {
         {"x", MakeCounted<Tensor>(std::vector<int>{Side, Side}, 1.0F / Side)}};
     Model::TensorMap outputs = MakeOutput("y", {Side, Side});
     const std::atomic<bool> never = false;
+    const std::atomic<bool> always = true;
     const auto run = [&](Kernel::AbortFlag abort) {
         return model.Execute(inputs, outputs, {.abort = abort, .releasesMemory = true});
     };
     ASSERT_EQ(run(&never), RunResult::Done);
     const auto expected = GetValues(*outputs["y"], Side * Side);
     const auto duration = Measure([&] { run(&never); });
+    EXPECT_EQ(run(&always), RunResult::Cancelled);
     for (int i = 0; i < CountInstants(); ++i) {
-        Aborter aborter(i == 0 ? duration / 4 : PickInstant(duration));
-        const RunResult result = run(&aborter.flag);
-        EXPECT_TRUE(result == RunResult::Cancelled || (i > 0 && result == RunResult::Done));
+        Aborter aborter(PickInstant(duration));
+        EXPECT_NE(run(&aborter.flag), RunResult::Failed);
         outputs = MakeOutput("y", {Side, Side});
         EXPECT_EQ(run(nullptr), RunResult::Done);
         ASSERT_EQ(GetValues(*outputs["y"], Side * Side), expected) << i;
@@ -128,16 +129,12 @@ TEST(Model, EndsItsOpeningWhenItIsToldAndOpensAgain) {
     const RecordedLog log;
     const std::vector<Kernel::String> paths{TestModelPath("Add"), TestModelPath("Long")};
     const auto duration = Measure([&] { Model(paths, Model::CPUOnly); });
+    const std::atomic<bool> always = true;
+    EXPECT_FALSE(Model(paths, Model::CPUOnly, &always).IsValid());
     for (int i = 0; i < CountInstants(); ++i) {
-        Aborter aborter(i == 0 ? std::chrono::microseconds() : PickInstant(duration));
-        if (i == 0) {
-            while (!aborter.flag) {
-                std::this_thread::yield();
-            }
-        }
+        Aborter aborter(PickInstant(duration));
         const Model model(paths, Model::CPUOnly, &aborter.flag);
         EXPECT_EQ(model.IsValid(), model.GetFailure().empty());
-        EXPECT_TRUE(i > 0 || !model.IsValid());
     }
     OpenModel model(paths, Model::CPUOnly);
     ASSERT_TRUE(model.IsValid());
@@ -171,8 +168,8 @@ TEST(Model, LetsNoMoreRunsWorkAtOnceThanThePolicySays) {
     EXPECT_LT(model.GetRunCost().peakMemory, memory * 3 / 2);
 
     std::atomic<bool> isAborted = false;  // while it waits for a run that has begun before
-    std::thread first([&] { EXPECT_EQ(run(&isAborted), RunResult::Cancelled); });
-    std::thread second([&] { EXPECT_EQ(run(&isAborted), RunResult::Cancelled); });
+    std::thread first([&] { EXPECT_NE(run(&isAborted), RunResult::Failed); });
+    std::thread second([&] { EXPECT_NE(run(&isAborted), RunResult::Failed); });
     isAborted = true;
     first.join();
     second.join();

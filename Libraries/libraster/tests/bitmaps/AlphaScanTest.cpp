@@ -1,6 +1,6 @@
 #include "bitmaps/AlphaScan.h"
 #include "tests/formats/EveryFormat.h"
-#include "tests/formats/InstructionSets.h"
+#include "tests/formats/ForInstructionSets.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 
 #include "codecs/Decoder.h"
 #include "colour/Lcms.h"
-#include "tests/formats/InstructionSets.h"
+#include "tests/formats/ForInstructionSets.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 
 #include "formats/DirectConversions.h"
 #include "tests/formats/EveryFormat.h"
-#include "tests/formats/InstructionSets.h"
+#include "tests/formats/ForInstructionSets.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "Raster/DynamicBitmap.h"
 #include "Raster/Rendering.h"
 
-#include "tests/formats/InstructionSets.h"
+#include "tests/formats/ForInstructionSets.h"
 
 #include <gtest/gtest.h>
 

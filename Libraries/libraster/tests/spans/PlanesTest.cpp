@@ -2,7 +2,7 @@
 
 #include "Raster/Planes.h"
 
-#include "tests/formats/InstructionSets.h"
+#include "tests/formats/ForInstructionSets.h"
 
 #include <gtest/gtest.h>
 
