@@ -11,7 +11,7 @@ INT64 = TensorProto.INT64
 
 
 def tensor(name, shape, kind=FLOAT):
-    """An input or output; a dimension that is a text has any size."""
+    """An input or output; a dimension that is a text or None has any size."""
     return helper.make_tensor_value_info(name, kind, shape)
 
 
@@ -24,11 +24,17 @@ def node(operator, inputs, output, **attributes):
     return helper.make_node(operator, inputs.split(), [output], **attributes)
 
 
-def save(name, nodes, inputs, outputs, constants=()):
-    """Writes NAME.onnx to the folder that is the script's argument, once it is found to be valid."""
+def save(name, nodes, inputs, outputs, constants=(), entries=None, **metadata):
+    """Writes NAME.onnx to the folder that is the script's argument, once it is found to be valid.
+
+    `entries`: custom metadata. `metadata`: fields of the model.
+    """
     graph = helper.make_graph(nodes, name, inputs, outputs, list(constants))
     model = helper.make_model(graph, opset_imports=[helper.make_opsetid("", 13)])
     model.ir_version = 8
+    helper.set_model_props(model, entries or {})
+    for field, value in metadata.items():
+        setattr(model, field, value)
     onnx.checker.check_model(model)
     folder = pathlib.Path(sys.argv[1])
     folder.mkdir(parents=True, exist_ok=True)

@@ -73,6 +73,10 @@ Device Model::GetDevice() const {
     return Ask(FindSession(0), &ModelSession::FindDevice);
 }
 
+std::optional<ModelInfo> Model::GetInfo() const {
+    return Ask(FindSession(0), &ModelSession::ReadInfo);
+}
+
 RunCost Model::GetRunCost() const {
     return Ask(FindSession(0), &ModelSession::MeasureCost);
 }

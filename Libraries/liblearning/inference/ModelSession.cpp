@@ -7,6 +7,7 @@
 #include "inference/AbortWatch.h"
 #include "inference/DevicePolicy.h"
 #include "inference/ExecutionProviders.h"
+#include "inference/ModelInfoReader.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -94,6 +95,10 @@ Device ModelSession::FindDevice() const {
     }
     const Ort::ConstHardwareDevice hardware = devices.front().Device();
     return {ToKind(hardware.Type()), devices.front().EpName(), hardware.Vendor()};
+}
+
+std::optional<ModelInfo> ModelSession::ReadInfo() const {
+    return ReadModelInfo(m_session);
 }
 
 RunCost ModelSession::MeasureCost() const {

@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <optional>
 
 namespace Learning {
 
@@ -29,8 +30,9 @@ public:
     /// A run needs a pass.
     RunGate& GetGate() noexcept { return m_gate; }
 
-    // Both ask the runtime, and throw Ort::Exception if it refuses.
+    // All ask the runtime, and throw Ort::Exception if it refuses.
     Device FindDevice() const;
+    std::optional<ModelInfo> ReadInfo() const;
     RunCost MeasureCost() const;
 
 private:

@@ -4,6 +4,7 @@
 Needs tests/support in PYTHONPATH.
 """
 import numpy as np
+from onnx import helper
 
 from onnx_models import INT64, constant, node, save, tensor
 
@@ -15,6 +16,15 @@ save("Unicode", [node("Add", "größe 数", "和"), node("Sub", "größe 数", "
      [tensor("größe", [2]), tensor("数", [2])], [tensor("和", [2]), tensor("差", [2])])
 
 save("Integers", [node("Add", "a a", "sum")], [tensor("a", [1], INT64)], [tensor("sum", [1], INT64)])
+
+# Says much of itself, and takes and gives what is no tensor of floats.
+save("Talkative", [node("Add", "picture one", "brighter"), node("Cast", "count", "float", to=1),
+                   node("SequenceConstruct", "brighter", "list")],
+     [tensor("picture", [1, 3, "height", None]), tensor("count", [], INT64)],
+     [tensor("brighter", [1, 3, "height", None]), tensor("float", []),
+      helper.make_tensor_sequence_value_info("list", 1, None)],
+     [constant("one", 1)], entries={"author": "somebody", "größe": "\x1b[2J"},
+     producer_name="make_models", domain="test.orvantis", doc_string="one\ntwo", model_version=7)
 
 # Reads one element of an input of any size.
 save("First", [node("Gather", "x first", "y")],

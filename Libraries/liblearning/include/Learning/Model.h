@@ -6,11 +6,13 @@
 #include "Kernel/String.h"
 #include "Learning/Device.h"
 #include "Learning/Export.h"
+#include "Learning/ModelInfo.h"
 #include "Learning/RunCost.h"
 #include "Learning/RunOptions.h"
 #include "Learning/Tensor.h"
 
 #include <map>
+#include <optional>
 #include <vector>
 
 namespace Learning {
@@ -70,6 +72,10 @@ public:
     /// parts of a network that a device does not support always run on the CPU. Unknown for a file
     /// that is not open, and for a network without inputs.
     Device GetDevice() const;
+
+    /// The inputs, outputs and metadata of the first model file, which the runtime is asked for at
+    /// each call. Nothing for a file that is not open.
+    std::optional<ModelInfo> GetInfo() const;
 
     /// What runs of the first model file take. With several threads, the time is that of the run
     /// that ended last.

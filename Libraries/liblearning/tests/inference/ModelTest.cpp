@@ -11,9 +11,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <iterator>
 #include <random>
 #include <thread>
 
@@ -192,6 +194,38 @@ TEST(Model, TellsWhatItsRunsTake) {
     EXPECT_FALSE(model.Execute({}, outputs));
     EXPECT_EQ(model.GetRunCost().lastRun, cost.lastRun);  // what fails does not count
     EXPECT_EQ(Model({}, Model::CPUOnly).GetRunCost().peakMemory, 0U);
+}
+
+/// "name kind type: dimensions", each a name or a size.
+std::string Describe(const ModelValue& value) {
+    std::string text = std::string(value.name) + ' ' + GetKindName(value.kind) + ' ' +
+                       GetElementTypeName(value.elementType) + ':';
+    for (const ModelValue::Dimension& dimension : value.dimensions) {
+        text += ' ' + std::string(dimension.name) + std::to_string(dimension.size);
+    }
+    return text;
+}
+
+TEST(Model, TellsWhatItTakesAndGives) {
+    const Model model({TestModelPath("Talkative")}, Model::CPUOnly);
+    const std::optional<ModelInfo> info = model.GetInfo();
+    ASSERT_TRUE(info);
+    std::vector<std::string> values;
+    std::ranges::transform(info->inputs, std::back_inserter(values), Describe);
+    std::ranges::transform(info->outputs, std::back_inserter(values), Describe);
+    EXPECT_THAT(values,
+                ElementsAre("picture tensor float32: 1 3 height-1 -1",
+                            "count tensor int64:", "brighter tensor float32: 1 3 height-1 -1",
+                            "float tensor float32:", "list sequence unknown:"));
+    EXPECT_EQ(info->producer, "make_models");
+    EXPECT_EQ(info->domain, "test.orvantis");
+    EXPECT_EQ(info->description, "one\ntwo");
+    EXPECT_EQ(info->graphName, "Talkative");
+    EXPECT_EQ(info->version, 7);
+    EXPECT_THAT(info->customEntries,
+                ElementsAre(std::pair("author", "somebody"), std::pair("größe", "\x1b[2J")));
+    EXPECT_EQ(Model({TestModelPath("Add")}, Model::CPUOnly).GetInfo()->version, 0);
+    EXPECT_FALSE(Model({"/none"}, Model::CPUOnly).GetInfo());
 }
 
 TEST(Model, TakesNamesOutsideAsciiAndAnyOfItsOutputs) {
