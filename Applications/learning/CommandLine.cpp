@@ -4,12 +4,16 @@
 
 #include "commands/Commands.h"
 #include "failures/Failure.h"
+#include "options/CommandHelp.h"
+#include "options/WrongOptions.h"
 
 #include <CLI/CLI.hpp>
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <new>
+#include <optional>
 #include <ostream>
 #include <sstream>
 
@@ -28,6 +32,7 @@ struct Parsed {
     RunOptions run;
     DownloadOptions download;
     std::vector<std::string> deleted;
+    std::optional<std::string> help;  // of this command, or of the program if it is empty
     std::function<void(const Host& host)> command;
 };
 
@@ -119,7 +124,9 @@ void AddRunCommand(CLI::App& app, Parsed& parsed) {
 void AddModelNames(CLI::App& command, std::vector<std::string>& names) {
     command
         .add_option("MODEL", names,
-                    "Type of a network, as `learning models` shows it, or all; may be several")
+                    "Network, by the command that uses it: depth, colourise, super-resolve or "
+                    "segment, which has two; by its type, as `learning models` shows it; or all. "
+                    "May be several")
         ->required()
         ->type_name("NAME");
 }
@@ -141,6 +148,14 @@ void AddCacheCommands(CLI::App& app, Parsed& parsed) {
     });
 }
 
+void AddHelpCommand(CLI::App& app, Parsed& parsed) {
+    CLI::App* command = AddCommand(app, "help", "Show the help of a command", "help depth");
+    const auto name = std::make_shared<std::string>();
+    command->add_option("COMMAND", *name, "Which command; by default the whole program")
+        ->type_name("NAME");
+    command->callback([&parsed, name] { parsed.help = *name; });
+}
+
 void AddCommands(CLI::App& app, Parsed& parsed) {
     AddCacheCommands(app, parsed);
     AddSegmentCommand(app, parsed);
@@ -151,14 +166,19 @@ void AddCommands(CLI::App& app, Parsed& parsed) {
         command->callback([&parsed, run] {
             parsed.command = [&parsed, run](const Host& host) { run(host, parsed.photo); };
         });
+        return command;
     };
     addPhotoCommand("depth", "Show how near things are: near is bright",
                     "depth street.jpg -o depth.png", EstimateDepth);
     addPhotoCommand("colourise", "Give a grey photo likely colours", "colourise old.jpg -o new.png",
-                    Colourise);
+                    Colourise)
+        ->alias("colorize")
+        ->alias("colourize")
+        ->alias("colorise");
     addPhotoCommand("super-resolve", "Double the size of a photo",
                     "super-resolve small.png -o large.png", SuperResolve);
     AddRunCommand(app, parsed);
+    AddHelpCommand(app, parsed);
     app.require_subcommand(0, 1);  // Run() asks for one, with a better message
     for (CLI::App* command : app.get_subcommands({})) {
         command->fallthrough();  // so that global options may also follow the command
@@ -168,6 +188,7 @@ void AddCommands(CLI::App& app, Parsed& parsed) {
 int Run(const std::vector<std::string>& arguments, const Console& console) {
     Parsed parsed;
     CLI::App app("Run the machine-learning features of Orvantis on photos.", "learning");
+    app.formatter(std::make_shared<HelpFormatter>());
     AddGlobalOptions(app, parsed.settings);
     AddCommands(app, parsed);
     try {
@@ -175,11 +196,11 @@ int Run(const std::vector<std::string>& arguments, const Console& console) {
     } catch (const CLI::Success& request) {  // a request for help or the version
         return app.exit(request, console.out, console.err);
     } catch (const CLI::ParseError& error) {
-        // Of an unknown command and all that follows it, the library names the last first.
-        const bool hasCommand = !app.get_subcommands().empty() || app.remaining_size() == 0;
-        throw WrongUse(
-            "%1\nRun learning --help, or learning COMMAND --help.",
-            hasCommand ? error.what() : "there is no command or option " + app.remaining().front());
+        RefuseArguments(app, error);
+    }
+    if (parsed.help) {
+        console.out << GetHelp(app, *parsed.help);
+        return 0;
     }
     if (!parsed.command) {
         throw WrongUse("a command is needed.\nRun learning --help.");

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace LearningApp {
@@ -23,8 +24,16 @@ inline constexpr std::array<NamedType, 5> NamedTypes{{
     {ModelType::SuperResolution, "SuperResolution"},
 }};
 
-/// The types that `names` mean, each once and in the order of NamedTypes. In the names, case does
-/// not matter; "all" means all types. Throws WrongUse if there is no type of a name.
+/// The types that `name` means, in the order of NamedTypes: one of its names, "all", or the name of
+/// the command that uses them, such as "segment". Case, hyphens and American spelling do not
+/// matter. Empty if it means none.
+std::vector<NamedType> FindModels(std::string_view name);
+
+/// As Suggest(), for a name that FindModels() does not find.
+std::string SuggestModel(std::string_view name);
+
+/// The types that `names` mean, each once and in the order of NamedTypes. Throws WrongUse if a name
+/// means none.
 std::vector<NamedType> ParseModelNames(const std::vector<std::string>& names);
 
 }  // namespace LearningApp

@@ -35,7 +35,20 @@ TEST_F(CommandLine, TellsWrongUseFromTheRightOne) {
         const char* message;
     } cases[] = {
         {{}, "a command is needed"},
-        {{"paint", photo, "-o", result}, "no command or option paint\n"},
+        {{"paint", photo, "-o", result}, "there is no command paint\n"},
+        {{"dpeth", photo, "-o", result}, "no command dpeth; did you mean depth?\n"},
+        {{"colurize", photo, "-o", result}, "no command colurize; did you mean colorize?\n"},
+        {{"help", "super"}, "no command super; did you mean super-resolve?\n"},
+        {{"depth", photo, "--ouput=" + result}, "no option --ouput; did you mean --output?\n"},
+        {{"segment", photo, "--AT", "1,1"}, "no option --AT; did you mean --at?\n"},
+        {{"run", "--inputs", "x", model}, "no option --inputs; did you mean --input?\n"},
+        {{"models", "--serve", "x"}, "no option --serve; did you mean --server?\n"},
+        {{"--verb", "models"}, "no option --verb; did you mean --verbose?\n"},
+        {{"models", "--nonsense"}, "no option --nonsense\nRun learning models --help."},
+        {{"depth", photo, "-x", "-o", result}, "no option -x\n"},
+        {{"models", "one", "two", "three"}, "unexpected arguments: one two three\n"},
+        {{"depth", photo, "more", "-o", result}, "unexpected argument: more\n"},
+        {{"download", "depht"}, "no network depht; did you mean depth?\nThe names are depth, "},
         {{"--mode", "quantum", "models"}, "quantum"},
         {{"depth", photo}, "--output is required"},
         {{"depth", "-o", result}, "PHOTO is required"},
@@ -89,10 +102,16 @@ TEST_F(CommandLine, HelpsWithEveryCommand) {
     std::ostringstream err;
     EXPECT_EQ(RunLearning({"--help"}, closed, err), 1);
     for (const char* const command : {"models", "download", "delete", "segment", "depth",
-                                      "colourise", "super-resolve", "run"}) {
+                                      "colourise", "super-resolve", "run", "help"}) {
         const Outcome outcome = RunBare({command, "--help"});
         EXPECT_EQ(outcome.code, 0);
-        EXPECT_THAT(outcome.out, HasSubstr(std::string("Example: learning ") + command));
+        EXPECT_THAT(outcome.out, AllOf(HasSubstr(std::string("Example: learning ") + command),
+                                       HasSubstr("Global options:\n  --models,--cache DIR")));
+        EXPECT_EQ(RunBare({"help", command}).out, outcome.out);
+    }
+    EXPECT_EQ(RunBare({"help"}).out, RunBare({"--help"}).out);
+    for (const char* const spelling : {"colorize", "colourize", "colorise"}) {
+        EXPECT_EQ(RunBare({spelling, "--help"}).out, RunBare({"colourise", "--help"}).out);
     }
 }
 

@@ -92,6 +92,27 @@ TEST_F(Download, InstallsAllAndDeletesThem) {
     EXPECT_TRUE(std::filesystem::is_empty(At("models")));
 }
 
+TEST_F(Download, TakesShortAndAmericanNames) {
+    const ScriptedServer server({}, Serve);
+    const std::pair<const char*, std::vector<std::string>> cases[] = {
+        {"depth", {"DepthEstimation"}},
+        {"colorize", {"Colourisation"}},
+        {"Colorization", {"Colourisation"}},
+        {"super-resolve", {"SuperResolution"}},
+        {"super_resolution", {"SuperResolution"}},
+        {"segment", {"SegmentationEncoder", "SegmentationDecoder"}},
+    };
+    for (const auto& [name, types] : cases) {
+        EXPECT_EQ(RunWith(server, {"download", name}).code, 0);
+        std::set<std::string> files;
+        for (const std::string& type : types) {
+            files.insert(type + "_2.6.onnx");
+        }
+        EXPECT_EQ(Support::GetNames(At("models")), files) << name;
+        EXPECT_EQ(RunWith(server, {"delete", name}).code, 0);
+    }
+}
+
 TEST_F(Download, GoesOnAfterAFailure) {
     const ScriptedServer server({}, [](const Request& request) {
         return request.target.starts_with("/Segmentation") ? Reply(404) : Serve(request);
@@ -150,7 +171,7 @@ TEST_F(Download, AsksForWhatItNeeds) {
         {{"all"}, 2, "learning-service --packages"},
         {{"all", "--server", "ftp://host/"}, 2, "ftp://host/ is no address"},
         {{"all", "--server", "https://"}, 2, "is no address"},
-        {{"Painter", "--server", "http://x"}, 2, "no network Painter; the names are Seg"},
+        {{"Painter", "--server", "http://x"}, 2, "no network Painter\nThe names are depth, "},
         {{"all", "--server", "http://x", "--certificate", At("none.pem")}, 1, "none.pem"},
         {{"all", "--server", "http://x", "--models", MakeFile("file", "")}, 1, "create the folder"},
         {{"all", "--server", "http://127.0.0.1:1"}, 1, "can't be reached"},
