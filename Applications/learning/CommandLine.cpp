@@ -30,6 +30,7 @@ struct Parsed {
     PhotoOptions photo;
     SegmentOptions segment;
     RunOptions run;
+    DescribeOptions describe;
     DownloadOptions download;
     std::vector<std::string> deleted;
     std::optional<std::string> help;  // of this command, or of the program if it is empty
@@ -121,6 +122,27 @@ void AddRunCommand(CLI::App& app, Parsed& parsed) {
     });
 }
 
+/// The form of the JSON is in docs/MODELS.md.
+void AddJsonOption(CLI::App& command, bool& isJson) {
+    command.add_flag("--json", isJson, "Write JSON, for programs");
+}
+
+void AddDescribeCommand(CLI::App& app, Parsed& parsed) {
+    CLI::App* command =
+        AddCommand(app, "describe", "Show what a network takes and gives, and what it is",
+                   "describe net.onnx");
+    command
+        ->add_option("MODEL", parsed.describe.model,
+                     "ONNX file, or an installed network: depth, colourise, super-resolve, or a "
+                     "type as `learning models` shows it")
+        ->required()
+        ->type_name("FILE");
+    AddJsonOption(*command, parsed.describe.isJson);
+    command->callback([&parsed] {
+        parsed.command = [&parsed](const Host& host) { DescribeModel(host, parsed.describe); };
+    });
+}
+
 void AddModelNames(CLI::App& command, std::vector<std::string>& names) {
     command
         .add_option("MODEL", names,
@@ -178,6 +200,7 @@ void AddCommands(CLI::App& app, Parsed& parsed) {
     addPhotoCommand("super-resolve", "Double the size of a photo",
                     "super-resolve small.png -o large.png", SuperResolve);
     AddRunCommand(app, parsed);
+    AddDescribeCommand(app, parsed);
     AddHelpCommand(app, parsed);
     app.require_subcommand(0, 1);  // Run() asks for one, with a better message
     for (CLI::App* command : app.get_subcommands({})) {

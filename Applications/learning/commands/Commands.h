@@ -32,6 +32,11 @@ struct RunOptions {
     std::vector<std::string> outputs;  // "NAME:SHAPE" or "NAME:SHAPE=FILE"
 };
 
+struct DescribeOptions {
+    std::string model;  // a file, or else a name as FindModels() takes it
+    bool isJson = false;
+};
+
 struct DownloadOptions {
     std::vector<std::string> models;  // as ParseModelNames() takes them
     bool isForced = false;            // also those that are there already
@@ -39,6 +44,9 @@ struct DownloadOptions {
 
 /// Lists the networks that the library knows.
 void ListModels(const Host& host);
+
+/// Shows what a network takes and gives, and what it says of itself.
+void DescribeModel(const Host& host, const DescribeOptions& options);
 
 /// Fetches networks from the server and installs them; goes on after a failure. Throws Interrupted
 /// after Ctrl-C or SIGTERM.

@@ -9,6 +9,7 @@
 #include "networks/ModelNames.h"
 
 #include <algorithm>
+#include <optional>
 #include <ostream>
 
 namespace LearningApp {
@@ -129,6 +130,14 @@ void Network::Run(const Learning::Model::TensorMap& inputs,
     if (m_host->GetSettings().isTimed) {
         m_host->GetStopwatch().NoteMemory(m_model->GetRunCost().peakMemory);
     }
+}
+
+Learning::ModelInfo Network::GetInfo() const {
+    if (std::optional<Learning::ModelInfo> info = m_model->GetInfo()) {
+        return *std::move(info);
+    }
+    throw Failure("the network %1 does not tell what it takes%2", m_path,
+                  m_host->GetLoggedReason());
 }
 
 Host::Host(const Settings& settings, const Console& console, std::ostream& said)

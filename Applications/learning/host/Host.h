@@ -48,6 +48,11 @@ public:
     /// Throws Failure with the runtime's own words if it refuses.
     void Run(const Learning::Model::TensorMap& inputs, Learning::Model::TensorMap outputs) const;
 
+    /// What the network says of itself. Throws Failure if the runtime does not tell.
+    Learning::ModelInfo GetInfo() const;
+    Learning::Device GetDevice() const { return m_model->GetDevice(); }
+    const std::string& GetPath() const noexcept { return m_path; }
+
 private:
     const Host* m_host;
     Kernel::Counted<Learning::Model> m_model;

@@ -27,7 +27,8 @@ std::string Print(const char* format, Values... values) {
     return text.data();
 }
 
-/// Three digits and a unit: "512 B", "30.1 MB".
+}  // namespace
+
 std::string FormatSize(double bytes) {
     constexpr std::array<const char*, 5> Units{"B", "kB", "MB", "GB", "TB"};
     std::size_t unit = 0;
@@ -38,8 +39,6 @@ std::string FormatSize(double bytes) {
     const int decimals = unit == 0 || bytes >= 99.95 ? 0 : bytes >= 9.995 ? 1 : 2;
     return Print("%.*f %s", decimals, bytes, Units[unit]);
 }
-
-}  // namespace
 
 std::string FormatDuration(double seconds) {
     const long whole = std::lround(seconds);

@@ -30,6 +30,8 @@ private:
     std::deque<Sample> m_samples;
 };
 
+/// Three digits and a unit: "512 B", "30.1 MB".
+std::string FormatSize(double bytes);
 /// For example "0:03" and "1:02:03".
 std::string FormatDuration(double seconds);
 

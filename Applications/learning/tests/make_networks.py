@@ -4,6 +4,7 @@
 Usage: make_networks.py FOLDER, with tests/support in PYTHONPATH
 """
 import numpy as np
+from onnx import helper
 
 from onnx_models import FLOAT, INT64, constant, node, save, tensor
 
@@ -42,6 +43,31 @@ def enlarge():
          [repeat("input", "output")],
          [tensor("input", ["n", 3, "h", "w"])], [tensor("output", ["n", 3, "h2", "w2"])],
          ENLARGE_CONSTANTS)
+
+
+def blend():
+    """The mean of a grey picture and a colour one of the same size, in a fixed size and a named one.
+
+    Names have colons, as those from TensorFlow do.
+    """
+    save("Blend",
+         [node("Add", "grey:0 colour:0", "sum"), node("Mul", "sum half", "mean:0"),
+          node("Slice", "mean:0 begin end axes", "corner")],
+         [tensor("grey:0", [1, 1, "height", "width"]), tensor("colour:0", [1, 3, "height", "width"])],
+         [tensor("mean:0", [1, 3, "height", "width"]), tensor("corner", [1, 3, 2, 2])],
+         [constant("half", 0.5), constant("begin", [0, 0], np.int64),
+          constant("end", [2, 2], np.int64), constant("axes", [2, 3], np.int64)])
+
+
+def hostile():
+    """Texts that a terminal would obey or that forge lines, and what is no tensor of floats."""
+    count = "\x1b[2Jcount\nforged"
+    shape = ["\x9bm\n", None]
+    save("Hostile",
+         [helper.make_node("Cast", [count], ["same"], to=FLOAT)],
+         [tensor(count, shape, INT64)], [tensor("same", shape)],
+         entries={"key\"\n": "\\ \x07größe"}, producer_name="make\rnetworks",
+         doc_string="one\nwrote two", model_version=3)
 
 
 def depth():
@@ -157,7 +183,9 @@ def segmentation_decoder():
 
 
 def main():
+    blend()
     enlarge()
+    hostile()
     super_resolution()
     depth()
     colourisation()
