@@ -31,6 +31,7 @@ struct Parsed {
     SegmentOptions segment;
     RunOptions run;
     DescribeOptions describe;
+    ListOptions list;
     DownloadOptions download;
     std::vector<std::string> deleted;
     std::optional<std::string> help;  // of this command, or of the program if it is empty
@@ -154,8 +155,11 @@ void AddModelNames(CLI::App& command, std::vector<std::string>& names) {
 }
 
 void AddCacheCommands(CLI::App& app, Parsed& parsed) {
-    AddCommand(app, "models", "List the networks and where they are", "models")
-        ->callback([&parsed] { parsed.command = ListModels; });
+    CLI::App* models = AddCommand(app, "models", "List the networks and where they are", "models");
+    AddJsonOption(*models, parsed.list.isJson);
+    models->callback([&parsed] {
+        parsed.command = [&parsed](const Host& host) { ListModels(host, parsed.list); };
+    });
     CLI::App* download = AddCommand(app, "download", "Get networks from a server",
                                     "download all --server http://127.0.0.1:8080/");
     AddModelNames(*download, parsed.download.models);

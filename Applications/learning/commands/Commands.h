@@ -37,13 +37,17 @@ struct DescribeOptions {
     bool isJson = false;
 };
 
+struct ListOptions {
+    bool isJson = false;
+};
+
 struct DownloadOptions {
     std::vector<std::string> models;  // as ParseModelNames() takes them
     bool isForced = false;            // also those that are there already
 };
 
 /// Lists the networks that the library knows.
-void ListModels(const Host& host);
+void ListModels(const Host& host, const ListOptions& options);
 
 /// Shows what a network takes and gives, and what it says of itself.
 void DescribeModel(const Host& host, const DescribeOptions& options);

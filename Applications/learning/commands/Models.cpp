@@ -1,9 +1,13 @@
-#include "Kernel/Format.h"
-
 #include "commands/Commands.h"
+#include "json/Json.h"
 #include "networks/ModelNames.h"
+#include "networks/NetworkFile.h"
+#include "networks/Signature.h"
+#include "terminal/DownloadProgress.h"
 
+#include <algorithm>
 #include <iomanip>
+#include <iterator>
 #include <ostream>
 
 namespace LearningApp {
@@ -13,33 +17,64 @@ namespace {
 using Learning::ModelCache;
 using Mode = ModelCache::InferenceMode;
 
-void PrintLine(std::ostream& out, std::string_view type, std::string_view mode,
-               std::string_view package, std::string_view isInstalled, std::string_view device,
-               std::string_view file) {
+/// What stands where a network is sought.
+struct Entry {
+    const char* type;
+    const char* mode;
+    std::string package;
+    NetworkFile file;
+    const char* device;  // null: none
+};
+
+void PrintLine(std::ostream& out, const char* type, const char* mode, std::string_view package,
+               const char* isInstalled, const char* device, std::string_view size,
+               std::string_view date, std::string_view file) {
     out << std::left << std::setw(21) << type << std::setw(13) << mode << std::setw(25) << package
-        << std::setw(11) << isInstalled << std::setw(11) << device << file << '\n';
+        << std::setw(11) << isInstalled << std::setw(9) << device << std::setw(9) << size
+        << std::setw(12) << date << file << '\n';
 }
 
-/// What the network of `type` runs on. Opens it to find out, but not in the mode CPU, where it
-/// can't be anything else.
-const char* FindDevice(ModelType type) {
-    using Kind = Learning::Device::Kind;
-    ModelCache& cache = ModelCache::GetInstance();
-    if (!cache.IsModelAvailable(type)) {
-        return "-";
+/// For the column INSTALLED.
+const char* DescribeState(NetworkFile::State state) {
+    using State = NetworkFile::State;
+    return state == State::Installed ? "yes" : state == State::Missing ? "no" : GetStateName(state);
+}
+
+void PrintTable(std::ostream& out, const std::vector<Entry>& entries) {
+    PrintLine(out, "TYPE", "MODE", "PACKAGE", "INSTALLED", "DEVICE", "SIZE", "DATE", "FILE");
+    for (const Entry& entry : entries) {
+        const NetworkFile& file = entry.file;
+        const bool isFile = file.state == NetworkFile::State::Installed;
+        PrintLine(out, entry.type, entry.mode, entry.package, DescribeState(file.state),
+                  isFile ? (entry.device != nullptr ? entry.device : "none") : "-",
+                  isFile ? FormatSize(static_cast<double>(file.size)) : "-",
+                  isFile ? FormatDate(file.modified) : "-", file.path);
     }
+}
+
+std::string ToJson(const Entry& entry) {
+    const NetworkFile& file = entry.file;
+    const bool isFile = file.state == NetworkFile::State::Installed;
+    return MakeJsonObject(
+        {{"type", QuoteJson(entry.type)},
+         {"mode", QuoteJson(entry.mode)},
+         {"package", QuoteJson(entry.package)},
+         {"state", QuoteJson(GetStateName(file.state))},
+         {"device", isFile && entry.device != nullptr ? QuoteJson(entry.device) : "null"},
+         {"bytes", isFile ? std::to_string(file.size) : "null"},
+         {"modified", isFile ? QuoteJson(FormatTime(file.modified)) : "null"},
+         {"file", QuoteJson(file.path)}});
+}
+
+/// What the network of `type` runs on; null if it can't be loaded. Opens it to find out, but not in
+/// the mode CPU, where it can't be anything else.
+const char* FindDevice(ModelType type) {
+    ModelCache& cache = ModelCache::GetInstance();
     if (cache.GetInferenceMode() == Mode::CPU) {
         return "CPU";
     }
     const auto model = cache.GetModel(type);
-    if (!model) {
-        return "none";  // it can't be loaded
-    }
-    const Kind kind = model->GetDevice().kind;
-    return kind == Kind::GPU   ? "GPU"
-           : kind == Kind::NPU ? "NPU"
-           : kind == Kind::CPU ? "CPU"
-                               : "unknown";
+    return model ? GetDeviceName(model->GetDevice().kind) : nullptr;
 }
 
 /// The mode of the cache, for as long as this object lives.
@@ -59,28 +94,41 @@ Kernel::String FindPackage(ModelType type, Mode mode) {
     return ModelCache::GetInstance().ModelTypeToPackageName(type);
 }
 
+Entry Examine(const NamedType& known, Mode mode, const char* modeName) {
+    const ScopedMode scope(mode);
+    ModelCache& cache = ModelCache::GetInstance();
+    Entry entry{.type = known.name,
+                .mode = modeName,
+                .package = cache.ModelTypeToPackageName(known.type).c_str(),
+                .file = ExamineFile(cache.ModelTypeToModelPaths(known.type).front().c_str()),
+                .device = nullptr};
+    if (entry.file.state == NetworkFile::State::Installed) {
+        entry.device = FindDevice(known.type);
+    }
+    return entry;
+}
+
 }  // namespace
 
-void ListModels(const Host& host) {
+void ListModels(const Host& host, const ListOptions& options) {
     const Mode accelerated =
         host.GetSettings().mode == Mode::MaxEfficiency ? Mode::MaxEfficiency : Mode::MaxPerformance;
-    ModelCache& cache = ModelCache::GetInstance();
-    std::ostream& out = host.GetOut();
-    PrintLine(out, "TYPE", "MODE", "PACKAGE", "INSTALLED", "DEVICE", "FILE");
+    std::vector<Entry> entries;
     for (const NamedType& known : NamedTypes) {
-        const auto print = [&](Mode mode, const char* name) {
-            const ScopedMode scope(mode);
-            PrintLine(out, known.name, name, cache.ModelTypeToPackageName(known.type),
-                      cache.IsModelAvailable(known.type) ? "yes" : "no", FindDevice(known.type),
-                      cache.ModelTypeToModelPaths(known.type).front());
-        };
         const bool isOneForAll =
             FindPackage(known.type, Mode::CPU) == FindPackage(known.type, accelerated);
-        print(Mode::CPU, isOneForAll ? "all" : "cpu");
+        entries.push_back(Examine(known, Mode::CPU, isOneForAll ? "all" : "cpu"));
         if (!isOneForAll) {
-            print(accelerated, "accelerated");
+            entries.push_back(Examine(known, accelerated, "accelerated"));
         }
     }
+    if (!options.isJson) {
+        PrintTable(host.GetOut(), entries);
+        return;
+    }
+    std::vector<std::string> elements;
+    std::ranges::transform(entries, std::back_inserter(elements), ToJson);
+    host.GetOut() << MakeJsonArray(elements) << '\n';
 }
 
 }  // namespace LearningApp

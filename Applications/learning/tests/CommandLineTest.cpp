@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <sstream>
 
 namespace LearningApp {
@@ -117,18 +118,34 @@ TEST_F(CommandLine, HelpsWithEveryCommand) {
 
 TEST_F(CommandLine, ListsWhatIsInstalledAndWhatItRunsOn) {
     MakeFile("Colourisation_2.6.onnx", "");
+    std::filesystem::create_directory(At("DepthEstimation_2.6.onnx"));
     MakeFile("SegmentationEncoder_3.2.onnx", "no network");
     std::filesystem::copy_file(TEST_MODELS "SuperResolution_2.6.onnx",
                                At("SuperResolution_3.2.onnx"));
+    const auto time =
+        std::chrono::sys_days(std::chrono::year(2001) / 2 / 3) + std::chrono::seconds(4 * 3600);
+    std::filesystem::last_write_time(At("SegmentationEncoder_3.2.onnx"),
+                                     std::chrono::file_clock::from_sys(time));
     const Outcome outcome = RunBare({"models", "--models", At("")});
     EXPECT_EQ(outcome.code, 0);
     for (const char* const line :
-         {"Colourisation +all .*yes +CPU +/.*Colourisation_2.6.onnx",
-          "DepthEstimation .*no +- .*DepthEstimation_2.6", "SuperResolution +cpu .*no +- ",
-          "accelerated +SegmentationEncoder_3.2 +yes +none ",
+         {"Colourisation +all .*empty +- +- +- +/.*Colourisation_2.6.onnx",
+          "DepthEstimation .*folder +- +- +- .*DepthEstimation_2.6",
+          "SuperResolution +cpu .*no +- ",
+          "accelerated +SegmentationEncoder_3.2 +yes +none +10 B +2001-02-03 ",
           "accelerated +SuperResolution_3.2 +yes +CPU "}) {
         EXPECT_THAT(outcome.out, testing::ContainsRegex(line));
     }
+    EXPECT_THAT(
+        RunBare({"models", "--json", "--models", At("")}).out,
+        AllOf(StartsWith(R"([{"type": "SegmentationEncoder", "mode": "cpu", "package": )"
+                         R"("SegmentationEncoder_2.6", "state": "missing", "device": null, )"
+                         R"("bytes": null, "modified": null, "file": ")" +
+                         At("SegmentationEncoder_2.6.onnx") + "\"}, {"),
+              HasSubstr(R"("state": "installed", "device": null, "bytes": 10, )"
+                        R"("modified": "2001-02-03T04:00:00Z")"),
+              HasSubstr(R"("state": "empty")"), HasSubstr(R"("state": "folder")"),
+              HasSubstr(R"("device": "CPU")")));
 }
 
 TEST_F(CommandLine, TellsWhatRunsOnTheCPUAgainstTheWish) {
