@@ -109,15 +109,16 @@ void AddSegmentCommand(CLI::App& app, Parsed& parsed) {
 }
 
 void AddRunCommand(CLI::App& app, Parsed& parsed) {
-    CLI::App* command = AddCommand(
-        app, "run", "Run any ONNX network",
-        "run net.onnx --input x=1x2:0.5,1 --output y:1x2 --output mask:1x1x64x64=mask.png");
+    CLI::App* command =
+        AddCommand(app, "run", "Run any ONNX network",
+                   "run net.onnx --input x=1x2:0.5,1 --output y --output mask:1x1x64x64=mask.png");
     command->add_option("MODEL", parsed.run.model, "ONNX file")->required()->type_name("FILE");
     AddListOption(*command, "--input", parsed.run.inputs, "NAME=SOURCE",
-                  "A .png or .jpg file (1x3xHxW, RGB, 0..1), a .npy file, or SHAPE:VALUES");
-    AddListOption(*command, "--output", parsed.run.outputs, "NAME:SHAPE[=FILE]",
-                  "Print a result, or write it to a .npy or .png file")
-        ->required();
+                  "A .png or .jpg file (grey, RGB or RGBA as the network takes it, 0..1), a .npy "
+                  "file, or SHAPE:VALUES");
+    AddListOption(*command, "--output", parsed.run.outputs, "NAME[:SHAPE][=FILE]",
+                  "Print a result, or write it to a .npy or .png file. Where the network leaves "
+                  "the shape open, name it");
     command->callback([&parsed] {
         parsed.command = [&parsed](const Host& host) { RunModel(host, parsed.run); };
     });

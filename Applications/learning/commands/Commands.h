@@ -29,7 +29,7 @@ struct SegmentOptions : PhotoOptions {
 struct RunOptions {
     std::string model;
     std::vector<std::string> inputs;   // "NAME=SOURCE"
-    std::vector<std::string> outputs;  // "NAME:SHAPE" or "NAME:SHAPE=FILE"
+    std::vector<std::string> outputs;  // "NAME", "NAME:SHAPE", and either with "=FILE"
 };
 
 struct DescribeOptions {

@@ -1,11 +1,17 @@
+#include "Kernel/Utf.h"
+
 #include "commands/Commands.h"
+#include "commands/RunArguments.h"
 #include "failures/Failure.h"
+#include "failures/Suggestion.h"
 #include "files/Files.h"
 #include "files/Npy.h"
+#include "networks/NetworkFit.h"
 #include "networks/Painting.h"
+#include "networks/Signature.h"
 
 #include <algorithm>
-#include <charconv>
+#include <optional>
 #include <ostream>
 #include <utility>
 
@@ -14,106 +20,71 @@ namespace LearningApp {
 namespace {
 
 using Kernel::Counted;
+using Learning::ModelInfo;
+using Learning::ModelValue;
 using Learning::Tensor;
+using TensorMap = Learning::Model::TensorMap;
 
-/// Splits at the separators; an empty text has no parts.
-std::vector<std::string_view> Split(std::string_view text, char separator) {
-    std::vector<std::string_view> parts;
-    while (!text.empty()) {
-        const std::size_t end = std::min(text.find(separator), text.size());
-        parts.push_back(text.substr(0, end));
-        text.remove_prefix(end);
-        if (text.size() == 1) {
-            parts.emplace_back();  // what follows a closing separator
-        }
-        text.remove_prefix(std::min<std::size_t>(text.size(), 1));
-    }
-    return parts;
+template <class... Arguments>
+[[noreturn]] void Refuse(const ModelInfo& info, std::string_view pattern,
+                         const Arguments&... arguments) {
+    throw WrongUse("%1\n%2", Kernel::Format(pattern, arguments...), ShowSignature(info));
 }
 
-/// `argument` is what the message shows.
-template <class Number>
-std::vector<Number> ParseNumbers(std::string_view text, char separator,
-                                 const std::string& argument) {
-    std::vector<Number> numbers;
-    for (const std::string_view part : Split(text, separator)) {
-        Number number{};
-        const char* const end = part.data() + part.size();
-        const auto [stop, error] = std::from_chars(part.data(), end, number);
-        if (error != std::errc() || stop != end) {
-            const bool isTooLarge = error == std::errc::result_out_of_range;
-            throw WrongUse("%1: %2 is %3", argument, part.empty() ? "nothing" : part,
-                           isTooLarge ? "out of range" : "not a number");
-        }
-        numbers.push_back(number);
-    }
-    return numbers;
-}
-
-std::vector<int> ParseShape(std::string_view text, const std::string& argument) {
-    std::vector<int> shape = ParseNumbers<int>(text, 'x', argument);
-    if (const std::string fault = FindShapeFault(shape); !fault.empty()) {
-        throw WrongUse("%1 has %2", argument, fault);
-    }
-    return shape;
-}
-
-Counted<Tensor> LoadPlanes(const std::string& path) {
-    const auto photo = LoadPhoto(path);
-    auto tensor = MakeTensor({1, 3, photo->GetHeight(), photo->GetWidth()});
-    Learning::FillTensorCHW(*tensor, *photo);
+/// The planes of `photo` as `value` takes them.
+Counted<Tensor> ToTensor(const Raster::DynamicBitmap& photo, const ModelValue& value) {
+    auto tensor = MakeTensor(FindPictureShape(value, photo.GetWidth(), photo.GetHeight()));
+    Learning::FillTensorCHW(*tensor, photo);
     return tensor;
 }
 
-/// "SHAPE:v,v,v", or "SHAPE:v" for one value everywhere.
-Counted<Tensor> ParseInlineTensor(std::string_view text, const std::string& argument) {
-    const std::size_t colon = text.find(':');
-    if (colon == std::string_view::npos) {
-        throw WrongUse(
-            "%1: a source is a .png, .jpg or .npy file, or SHAPE:VALUES such as 1x2:0.5,1",
-            argument);
+void CheckFloats(const ModelInfo& info, const ModelValue& value, const char* what) {
+    if (!HoldsFloats(value)) {
+        Refuse(info, "the %1 %2 is of type %3, and learning run knows only float32", what,
+               Kernel::MakePrintable(value.name), GetTypeName(value));
     }
-    const std::vector<int> shape = ParseShape(text.substr(0, colon), argument);
-    const std::uint64_t count = CheckShape(shape, argument);
-    std::vector<float> values = ParseNumbers<float>(text.substr(colon + 1), ',', argument);
-    if (values.size() == 1) {
-        return MakeTensor(shape, values.front());
-    }
-    if (values.size() != count) {
-        throw WrongUse("%1: %2 values do not fill the shape %3", argument, values.size(),
-                       ShapeToText(shape));
-    }
-    return MakeTensor(shape, std::move(values));
 }
 
-/// Adds what "NAME=SOURCE" says, and the file that it reads, if it does.
-void AddInput(const std::string& argument, Learning::Model::TensorMap& inputs,
-              std::vector<std::string>& files) {
-    const std::size_t equals = argument.find('=');
-    if (equals == std::string::npos || equals == 0) {
-        throw WrongUse("--input %1: write NAME=SOURCE", argument);
+/// The one of `values`, which are `what`, such as "input", that has the name and holds floats.
+const ModelValue& Find(const ModelInfo& info, const std::vector<ModelValue>& values,
+                       const char* what, std::string_view name) {
+    const ModelValue* const value = FindValue(values, name);
+    if (value == nullptr) {
+        Refuse(info, "the network has no %1 %2%3", what, name, Suggest(name, GetNames(values)));
     }
-    const auto [input, isNew] = inputs.try_emplace(argument.substr(0, equals));
-    if (!isNew) {
-        throw WrongUse("--input %1: that input has a source already", argument);
-    }
-    const std::string source = argument.substr(equals + 1);
-    if (HasExtension(source, ".npy")) {
-        input->second = LoadNpy(source);
-    } else if (HasExtension(source, ".png") || HasExtension(source, ".jpg") ||
-               HasExtension(source, ".jpeg")) {
-        input->second = LoadPlanes(source);
-    } else {
-        input->second = ParseInlineTensor(source, argument);
-        return;
-    }
-    files.push_back(source);
+    CheckFloats(info, *value, what);
+    return *value;
 }
 
-struct OutputFile {
+/// The inputs as tensors of the shapes that the network takes.
+TensorMap FitInputs(const ModelInfo& info, const std::vector<InputSource>& sources) {
+    TensorMap inputs;
+    for (const InputSource& source : sources) {
+        const ModelValue& value = Find(info, info.inputs, "input", source.name);
+        const Counted<Tensor> tensor =
+            source.photo ? ToTensor(*source.photo, value) : source.tensor;
+        if (!Takes(value, tensor->GetDimensions())) {
+            Refuse(info, "the input %1 has the shape %2, and the network takes %3", source.name,
+                   ShapeToText(tensor->GetDimensions()), ShowShape(value));
+        }
+        inputs.emplace(source.name, tensor);
+    }
+    for (const ModelValue& value : info.inputs) {
+        if (!inputs.contains(value.name) && value.kind != ModelValue::Kind::Optional) {
+            CheckFloats(info, value, "input");
+            Refuse(info, "the input %1 is missing: add --input %1=SOURCE",
+                   Kernel::MakePrintable(value.name));
+        }
+    }
+    return inputs;
+}
+
+struct Output {
     std::string name;
+    std::string file;                       // empty: print it
+    const ModelValue* value = nullptr;      // in the network
+    std::optional<std::vector<int>> shape;  // if it is known
     Counted<Tensor> tensor;
-    std::string file;  // empty: print it
 };
 
 /// How many channels the picture of that shape has: {1, c, h, w}, {c, h, w} or {h, w} with c 1 or
@@ -128,55 +99,96 @@ int CountPictureChannels(std::vector<int> shape) {
     return isPicture ? shape[1] : 0;
 }
 
-void CheckOutputFile(const OutputFile& output) {
-    CheckTarget(output.file);
-    if (HasExtension(output.file, ".npy")) {
-        return;
-    }
-    if (!HasExtension(output.file, ".png")) {
-        throw WrongUse("an output is kept in a .npy or a .png file, not in %1", output.file);
-    }
-    if (CountPictureChannels(output.tensor->GetDimensions()) == 0) {
+void CheckPicture(const Output& output) {
+    if (HasExtension(output.file, ".png") && CountPictureChannels(*output.shape) == 0) {
         throw WrongUse("the shape %1 is no picture of 1 or 3 channels: keep it in a .npy file",
-                       ShapeToText(output.tensor->GetDimensions()));
+                       ShapeToText(*output.shape));
     }
 }
 
-/// Reads "NAME:SHAPE" or "NAME:SHAPE=FILE"; the name may have colons of its own.
-OutputFile ParseOutput(const std::string& argument) {
-    const std::size_t equals = std::min(argument.find('='), argument.size());
-    const std::string_view target = std::string_view(argument).substr(0, equals);
-    const std::size_t colon = target.rfind(':');
-    if (colon == std::string_view::npos || colon == 0) {
-        throw WrongUse("--output %1: write NAME:SHAPE or NAME:SHAPE=FILE", argument);
+/// The output that `target` means, with its shape if that is given. A name may have colons.
+Output FindOutput(const ModelInfo& info, const OutputTarget& target) {
+    Output output;
+    output.name = target.target;
+    output.file = target.file;
+    const std::size_t colon = target.target.rfind(':');
+    const auto isOutput = [&info](const std::string& name) {
+        return FindValue(info.outputs, name) != nullptr;
+    };
+    const bool hasShape = colon != std::string::npos && !isOutput(output.name) &&
+                          (isOutput(output.name.substr(0, colon)) ||
+                           Suggest(output.name, GetNames(info.outputs)).empty());
+    if (hasShape) {
+        output.name.resize(colon);
     }
-    OutputFile output;
-    output.name = target.substr(0, colon);
-    output.tensor = MakeTensor(ParseShape(target.substr(colon + 1), argument));
-    if (equals < argument.size()) {
-        output.file = argument.substr(equals + 1);
-        CheckOutputFile(output);
+    output.value = &Find(info, info.outputs, "output", output.name);
+    if (hasShape) {
+        output.shape = ParseShape(target.target.substr(colon + 1), target.argument);
+        CheckPicture(output);
     }
     return output;
 }
 
-/// Throws WrongUse if an output would take the place of another one or of one of `sources`.
-void CheckDistinct(const std::vector<OutputFile>& outputs, std::vector<std::string> sources) {
-    for (const OutputFile& output : outputs) {
-        if (output.file.empty()) {
-            continue;
+std::vector<Output> FindOutputs(const ModelInfo& info, const std::vector<OutputTarget>& targets) {
+    if (targets.empty()) {
+        Refuse(info, "no output is asked for: add --output NAME or --output NAME=FILE");
+    }
+    std::vector<Output> outputs;
+    for (const OutputTarget& target : targets) {
+        Output output = FindOutput(info, target);
+        if (std::ranges::find(outputs, output.name, &Output::name) != outputs.end()) {
+            throw WrongUse("--output %1: that output is asked for already", target.argument);
         }
-        const auto isThis = [&](const std::string& file) { return IsSameFile(file, output.file); };
-        const auto taken = std::ranges::find_if(sources, isThis);
-        if (taken != sources.end()) {
-            throw WrongUse("the output %1 would take the place of %2: name another file",
-                           output.file, *taken);
+        outputs.push_back(std::move(output));
+    }
+    return outputs;
+}
+
+/// The shape that the output will have for the sizes that the inputs give to names.
+std::vector<int> FindShape(const ModelInfo& info, const Output& output, const NamedSizes& sizes) {
+    const ModelValue resolved = Resolve(*output.value, sizes);
+    if (!IsFixed(resolved)) {
+        Refuse(info,
+               "the inputs do not tell the whole shape of the output %1, which is %2: write it, "
+               "--output %1:SHAPE, with numbers for all",
+               output.name, ShowShape(resolved));
+    }
+    std::vector<int> shape = GetShape(resolved);
+    if (const std::string fault = FindShapeFault(shape); !fault.empty()) {
+        Refuse(info, "the shape of the output %1 has %2", output.name, fault);
+    }
+    return shape;
+}
+
+/// Tensors for the outputs.
+TensorMap MakeResults(const ModelInfo& info, const NamedSizes& sizes,
+                      std::vector<Output>& outputs) {
+    TensorMap results;
+    for (Output& output : outputs) {
+        if (!output.shape) {
+            output.shape = FindShape(info, output, sizes);
+            CheckPicture(output);
         }
-        sources.push_back(output.file);
+        output.tensor = MakeTensor(*output.shape);
+        results.emplace(output.name, output.tensor);
+    }
+    return results;
+}
+
+/// For a network that has refused to run. Not before: what a network says of its outputs may be
+/// wrong, and then the user has to know better.
+void CheckShapes(const ModelInfo& info, const std::vector<Output>& outputs,
+                 const NamedSizes& sizes) {
+    for (const Output& output : outputs) {
+        if (!Takes(Resolve(*output.value, sizes), *output.shape)) {
+            Refuse(info, "the output %1 is asked for in the shape %2, and the network gives %3",
+                   output.name, ShapeToText(*output.shape),
+                   ShowShape(Resolve(*output.value, sizes)));
+        }
     }
 }
 
-void SavePlanes(const OutputFile& output) {
+void SavePlanes(const Output& output) {
     const std::vector<int> shape = output.tensor->GetDimensions();
     const bool isGrey = CountPictureChannels(shape) == 1;
     const auto picture = MakePicture(shape.end()[-1], shape.end()[-2]);
@@ -190,7 +202,7 @@ void SavePlanes(const OutputFile& output) {
     SavePicture(*picture, output.file);
 }
 
-void Print(const OutputFile& output, std::ostream& out) {
+void Print(const Output& output, std::ostream& out) {
     const std::vector<int> shape = output.tensor->GetDimensions();
     const std::uint64_t count = CheckShape(shape, output.name);
     float low = output.tensor->GetValueAtIndexedSubscript(0);
@@ -211,7 +223,7 @@ void Print(const OutputFile& output, std::ostream& out) {
     out << (count > ShownCount ? " ...\n" : "\n");
 }
 
-void Deliver(const OutputFile& output, std::ostream& out) {
+void Deliver(const Output& output, std::ostream& out) {
     if (output.file.empty()) {
         Print(output, out);
         return;
@@ -227,25 +239,29 @@ void Deliver(const OutputFile& output, std::ostream& out) {
 }  // namespace
 
 void RunModel(const Host& host, const RunOptions& options) {
-    std::vector<OutputFile> outputs;
-    Learning::Model::TensorMap results;
-    for (const std::string& argument : options.outputs) {
-        const OutputFile& output = outputs.emplace_back(ParseOutput(argument));
-        if (!results.try_emplace(output.name, output.tensor).second) {
-            throw WrongUse("--output %1: that output is asked for already", argument);
+    const std::vector<InputSource> sources =
+        host.Time(Phase::Decode, [&] { return ReadInputs(options.inputs); });
+    std::vector<std::string> files{options.model};
+    for (const InputSource& source : sources) {
+        if (!source.file.empty()) {
+            files.push_back(source.file);
         }
     }
-    Learning::Model::TensorMap inputs;
-    std::vector<std::string> sources{options.model};
-    host.Time(Phase::Decode, [&] {
-        for (const std::string& argument : options.inputs) {
-            AddInput(argument, inputs, sources);
-        }
-    });
-    CheckDistinct(outputs, std::move(sources));
-    host.OpenNetwork(options.model).Run(inputs, results);
+    const std::vector<OutputTarget> targets = ParseOutputs(options.outputs, std::move(files));
+    const Network network = host.OpenNetwork(options.model);
+    const ModelInfo info = network.GetInfo();
+    std::vector<Output> outputs = FindOutputs(info, targets);
+    const TensorMap inputs = host.Time(Phase::Decode, [&] { return FitInputs(info, sources); });
+    const NamedSizes sizes = FindNamedSizes(info, inputs);
+    const TensorMap results = MakeResults(info, sizes, outputs);
+    try {
+        network.Run(inputs, results);
+    } catch (const Failure& failure) {
+        CheckShapes(info, outputs, sizes);
+        throw Failure("%1\n%2", failure.what(), ShowSignature(info));
+    }
     host.Time(Phase::Encode, [&] {
-        for (const OutputFile& output : outputs) {
+        for (const Output& output : outputs) {
             Deliver(output, host.GetOut());
         }
     });

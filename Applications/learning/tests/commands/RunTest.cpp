@@ -12,6 +12,11 @@ using Testing::Outcome;
 // Repeats each element of {1, 3, h, w} twice each way.
 constexpr const char* Enlarge = TEST_MODELS "Enlarge.onnx";
 
+// The mean of grey:0, {1, 1, h, w}, and colour:0, {1, 3, h, w}, and a corner of it, {1, 3, 2, 2}.
+constexpr const char* Blend = TEST_MODELS "Blend.onnx";
+constexpr const char* Depth = TEST_MODELS "DepthEstimation_2.6.onnx";
+constexpr const char* Hostile = TEST_MODELS "Hostile.onnx";
+
 class RunCommand : public Testing::InFolder {};
 
 TEST_F(RunCommand, TakesNumbersAndPrintsThem) {
@@ -43,6 +48,77 @@ TEST_F(RunCommand, ChainsThroughFilesWithoutLoss) {
         for (int x = 0; x < 192; ++x) {
             EXPECT_EQ(Testing::GetPixel(large, x, y), Testing::GetPixel(small, x / 4, y / 4));
         }
+    }
+}
+
+TEST_F(RunCommand, ChoosesChannelsAndShapesByTheNetwork) {
+    const std::string photo = MakePhoto(24, 16, [](int x, int y) {
+        return std::array{x * 10, y * 15, 99, 255};
+    });
+    const std::string corner = At("corner.png");
+    const Outcome outcome =
+        Testing::Run({"run", Blend, "--input", "grey:0=" + photo, "--input", "colour:0=" + photo,
+                      "--output", "mean:0=" + At("mean.png"), "--output", "corner=" + corner});
+    EXPECT_EQ(outcome.code, 0) << outcome.err;
+    const Testing::Photo source = LoadPhoto(photo);
+    const Testing::Photo mean = LoadPhoto(At("mean.png"));
+    ASSERT_EQ(mean->GetWidth(), 24);
+    ASSERT_EQ(mean->GetHeight(), 16);
+    for (int x = 0; x < 24; ++x) {
+        const std::array<int, 4> pixel = Testing::GetPixel(source, x, 7);
+        const double luma = 0.299 * pixel[0] + 0.587 * pixel[1] + 0.114 * pixel[2];
+        for (const std::size_t i : {0, 1, 2}) {
+            EXPECT_NEAR(Testing::GetPixel(mean, x, 7)[i], (luma + pixel[i]) / 2, 0.6);
+        }
+    }
+    EXPECT_EQ(LoadPhoto(corner)->GetWidth(), 2);
+    EXPECT_EQ(Testing::GetPixel(LoadPhoto(corner), 1, 1), Testing::GetPixel(mean, 1, 1));
+}
+
+TEST_F(RunCommand, AnswersWithWhatTheNetworkTakes) {
+    const std::string grey = "grey:0=1x1x4x5:0";
+    const std::string colour = "colour:0=1x3x4x5:0";
+    const std::string photo = "0=" + MakePhoto(8, 6, [](int, int) {
+                                  return std::array{1, 2, 3, 255};
+                              });
+    constexpr const char* Signature = "\nThe network takes\n  ";
+    const struct {
+        const char* model;
+        std::vector<std::string> inputs;
+        std::vector<std::string> outputs;
+        const char* message;
+    } cases[] = {
+        {Blend, {grey}, {"mean:0"}, "input colour:0 is missing: add --input colour:0=SOURCE\n"},
+        {Blend, {"gray:0=1:0"}, {"mean:0"}, "no input gray:0; did you mean grey:0?\n"},
+        {Blend, {grey, colour}, {"men:0"}, "no output men:0; did you mean mean:0?\n"},
+        {Blend, {grey, colour}, {}, "add --output NAME"},
+        {Blend,
+         {grey, "colour:0=1x4x5:0"},
+         {"mean:0"},
+         "shape 1x4x5, and the network takes [1, 3, "},
+        {Blend, {"grey:0=1x3x4x5:0", colour}, {"corner"}, "1x3x4x5, and the network takes [1, 1, "},
+        {Blend,
+         {grey, colour},
+         {"mean:0:1x3x9x5"},
+         "1x3x9x5, and the network gives [1, 3, 4, 5]\n"},
+        {Blend, {grey, "colour:0=1x3x1x1:0"}, {"mean:0"}, "which is [1, 3, height, width]: write"},
+        {Enlarge, {"input=1x3x4x5:0"}, {"output"}, "which is [1, 3, h2, w2]: write it, --output"},
+        {Depth, {photo}, {"350"}, "shape 1x3x6x8, and the network takes [1, 3, 224, 224]\n"},
+        {Hostile, {}, {"same"}, "input ?[2Jcount?forged is of type int64"},
+        {Hostile, {"x=1:0"}, {"same"}, "no input x\n"},
+    };
+    for (const auto& [model, inputs, outputs, message] : cases) {
+        std::vector<std::string> arguments{"run", model};
+        for (const std::string& input : inputs) {
+            arguments.insert(arguments.end(), {"--input", input});
+        }
+        for (const std::string& output : outputs) {
+            arguments.insert(arguments.end(), {"--output", output});
+        }
+        const Outcome outcome = Testing::Run(arguments);
+        EXPECT_EQ(outcome.code, 2) << message;
+        EXPECT_THAT(outcome.err, testing::AllOf(HasSubstr(message), HasSubstr(Signature),
+                                                testing::Not(HasSubstr("node"))));
     }
 }
 

@@ -94,7 +94,7 @@ TEST_F(Worlds, WithLittleMemoryAreToldWhatWasTooLarge) {
         photo[29 + i] = static_cast<char>(checksum >> (24 - 8 * i));
     }
     const std::pair<std::string, const char*> cases[] = {
-        {"--output y:16384x16384",
+        {"--input input=1x3x1x1:0 --output output:16384x16384",
          "no memory for a tensor of 16384x16384 floats, which are 1073741824 bytes"},
         {"--output y:1 --input 'x=" + MakeFile("large.png", photo) + "'",
          "not enough memory for a picture of 16384 x 16384 pixels"},
