@@ -11,8 +11,8 @@ int main(int argc, char** argv) {
         return 1;  // the log, on the standard error stream, says why
     }
     // One grey picture of 64 x 64 pixels in, its two planes of colour out. Nothing is copied.
-    const auto luma = Kernel::MakeCounted<Learning::Tensor>(std::vector{1, 1, 64, 64}, 0.5F);
-    const auto chroma = Kernel::MakeCounted<Learning::Tensor>(std::vector{1, 2, 64, 64});
+    const auto luma = Kernel::MakeCounted<Learning::Tensor>({1, 1, 64, 64}, 0.5F);
+    const auto chroma = Kernel::MakeCounted<Learning::Tensor>({1, 2, 64, 64});
     Learning::Model::TensorMap outputs{{"chroma", chroma}};
     if (!model->Execute({{"luma", luma}}, outputs)) {
         return 1;

@@ -122,8 +122,7 @@ bool UseTensorBitmaps() {
 
 bool UseLearning() {
     Learning::ModelCache::GetInstance().SetModelCacheFolder("nowhere");
-    Learning::Model::TensorMap outputs{
-        {"y", Kernel::MakeCounted<Learning::Tensor>(std::vector<int>{2, 2}, 1.0F)}};
+    Learning::Model::TensorMap outputs{{"y", Kernel::MakeCounted<Learning::Tensor>({2, 2}, 1.0F)}};
     return Learning::Model({}, Learning::Model::CPUOnly).IsValid() &&
            outputs["y"]->GetValueAtKeyedSubscript({1, 1}) == 1.0F;
 }

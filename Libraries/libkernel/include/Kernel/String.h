@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -112,6 +113,13 @@ public:
     }
     friend std::strong_ordering operator<=>(const StringT& a, const std::string& b) noexcept {
         return std::string_view(a) <=> b;
+    }
+
+    /// Writes the bytes as they are, with the width and fill that are set.
+    template <class Traits>
+    friend std::basic_ostream<char, Traits>& operator<<(std::basic_ostream<char, Traits>& stream,
+                                                        const StringT& text) {
+        return stream << std::string_view(text);
     }
 
 private:

@@ -6,8 +6,10 @@
 #include <nlohmann/json.hpp>
 
 #include <array>
+#include <iomanip>
 #include <map>
 #include <random>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -111,6 +113,12 @@ TEST(String, CopiesMayChangeOnManyThreads) {
             ASSERT_EQ(text, std::string(29, 'x'));
         }
     });
+}
+
+TEST(String, IsWrittenToStreamsAsStdStringIs) {
+    std::ostringstream stream;
+    stream << std::setfill('.') << std::setw(6) << String("a\0b", 3) << String();
+    EXPECT_EQ(stream.str(), std::string("...a\0b", 6));
 }
 
 TEST(String, IsAStringForJson) {

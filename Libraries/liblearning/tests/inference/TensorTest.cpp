@@ -35,6 +35,15 @@ TEST(Tensor, ChoosesTheConstructorThatTheArgumentsRead) {
     EXPECT_THAT(Tensor({3}, {}).GetDimensions(), ElementsAre(3));
 }
 
+TEST(Tensor, IsMadeCountedFromTheSameLists) {
+    using Kernel::MakeCounted;
+    EXPECT_THAT(MakeCounted<Tensor>({2, 3})->GetDimensions(), ElementsAre(2, 3));
+    EXPECT_THAT(GetValues(*MakeCounted<Tensor>({2}, 7.5F), 2), ElementsAre(7.5F, 7.5F));
+    EXPECT_THAT(GetValues(*MakeCounted<Tensor>({2}, {7.5F, 8.5F}), 2), ElementsAre(7.5F, 8.5F));
+    EXPECT_THAT(GetValues(*MakeCounted<Tensor>({2}, std::vector<float>{1, 2}), 2),
+                ElementsAre(1, 2));
+}
+
 TEST(Tensor, AddressesElementsInRowMajorOrder) {
     Tensor tensor({2, 3, 4}, 0.0F);
     for (int i = 0; i < 24; ++i) {
