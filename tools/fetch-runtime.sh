@@ -1,5 +1,6 @@
 #!/bin/sh
-# Fetches ONNX Runtime to external/onnxruntime: linux/ and win/ hold the library, include/ its C and C++ headers.
+# Fetches ONNX Runtime to external/onnxruntime: linux/ and win/ hold the library, include/ its C and C++ headers,
+# licences/ its licence and those of what is linked into it.
 # Usage: tools/fetch-runtime.sh
 set -eu
 # shellcheck source=tools/fetching.sh
@@ -25,4 +26,17 @@ if ! stands onnxruntime/include "$headers $headers_version"; then
         say "note: $headers is now $(dpkg-deb -f "$partial/$headers.deb" Version), newer than the version tried"
     cp "$partial/$headers/usr/share/doc/$headers/copyright" "$partial/$headers/usr/include/onnxruntime/"
     place "$partial/$headers/usr/include/onnxruntime" onnxruntime/include "$headers $headers_version"
+fi
+
+# The npm package has no licence texts. Debian's Python package of the runtime does; those of the version before
+# name what is linked into it all the same.
+licensed=python3-onnxruntime
+if ! stands onnxruntime/licences "$licensed $headers_version"; then
+    debian_package sid "$licensed"
+    mkdir "$partial/licences"
+    for file in LICENSE ThirdPartyNotices.txt; do
+        cp "$partial/$licensed/usr/lib/python3/dist-packages/onnxruntime/$file" "$partial/licences/" ||
+            die "$licensed has no $file"
+    done
+    place "$partial/licences" onnxruntime/licences "$licensed $headers_version"
 fi
