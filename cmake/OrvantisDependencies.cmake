@@ -4,17 +4,24 @@ include_guard()
 
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
-pkg_check_modules(LIBZIP REQUIRED IMPORTED_TARGET libzip)     # Kernel: archives/
-pkg_check_modules(XXHASH REQUIRED IMPORTED_TARGET libxxhash)  # Kernel: hashing/
-find_package(CURL 7.88 REQUIRED)                              # Network: curl/
-find_package(JPEG REQUIRED)                                   # Raster: codecs/
-find_package(PNG REQUIRED)                                    # Raster: codecs/
-pkg_check_modules(LCMS REQUIRED IMPORTED_TARGET lcms2)        # Raster: colour/
+include(OrvantisThirdParties)
+set(lacking "")
+set(libraries Kernel Network Raster)
+if(ORVANTIS_OCIO)
+    list(APPEND libraries OCIO)
+endif()
+foreach(library IN LISTS libraries)
+    orvantis_find_third_parties(${library} missing)
+    list(APPEND lacking ${missing})
+endforeach()
+if(lacking)
+    list(JOIN lacking ", " lacking)
+    message(FATAL_ERROR "Not found, but needed: ${lacking}. On Debian, tools/setup.sh installs them.")
+endif()
 find_path(HWY_HEADERS hwy/highway.h REQUIRED)                 # Raster: formats/Highway.h; its library is not linked
-pkg_check_modules(OPENCOLORIO REQUIRED IMPORTED_TARGET OpenColorIO)  # OCIO: processors/
 find_path(OPENCL_HEADERS CL/cl.h REQUIRED)                    # Raster: hardware/, which loads OpenCL when needed
 find_package(CLI11 REQUIRED)                                  # the programs `learning` and `learning-service`
-find_package(OpenSSL REQUIRED)                                # Network: trust/, cache/; Server: tls/
+find_package(OpenSSL REQUIRED)                                # Server: tls/
 
 # SIMD for the plain baseline, SSE4, AVX2 and AVX-512; what lies between gains too little for its size.
 add_library(Simd INTERFACE)

@@ -51,28 +51,30 @@ function(orvantis_objects name)
     endif()
 endfunction()
 
-# orvantis_library(<Name> [STATIC] [LINK_PUBLIC <targets>] [LINK_PRIVATE <targets>])
-# Builds the shared library lib<name>, alias Orvantis::<Name>, from the rooms before it; its public
-# headers live in include/<Name>/. With STATIC, an archive for the programs and tests of this
-# project, which is not installed.
+# orvantis_library(<Name> [STATIC] [LINK_PUBLIC <targets>] [LINK_PRIVATE <targets>] [COMPILE_WITH <targets>])
+# Builds the library lib<name>, alias Orvantis::<Name>, from the rooms before it: shared, or an archive if
+# BUILD_SHARED_LIBS is off. Its public headers live in include/<Name>/. COMPILE_WITH are headers and
+# definitions that nobody who links the library needs. With STATIC, an archive for the programs and
+# tests of this project, which is not installed.
 function(orvantis_library name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "STATIC" "" "LINK_PUBLIC;LINK_PRIVATE")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "STATIC" "" "LINK_PUBLIC;LINK_PRIVATE;COMPILE_WITH")
     string(TOLOWER "${name}" lower)
     list(TRANSFORM orvantis_room_headers PREPEND "include/${name}/")
 
     orvantis_objects(${name}
         INCLUDE "${CMAKE_CURRENT_SOURCE_DIR}" "${CMAKE_CURRENT_SOURCE_DIR}/include"
-        LINK ${arg_LINK_PUBLIC} ${arg_LINK_PRIVATE})
+        LINK ${arg_LINK_PUBLIC} ${arg_LINK_PRIVATE} ${arg_COMPILE_WITH})
     target_compile_definitions(${name}Objects PUBLIC ${name}_EXPORTS)
     if(ORVANTIS_SANITIZE)
         # Tests that look at every pixel take a tenth of the time. Their own code is not worth it.
         target_compile_options(${name}Objects PRIVATE -O1)
     endif()
 
-    set(kind SHARED)
-    if(arg_STATIC)
-        set(kind STATIC)
-    else()
+    set(kind STATIC)
+    if(NOT arg_STATIC)
+        if(BUILD_SHARED_LIBS)
+            set(kind SHARED)
+        endif()
         set_property(GLOBAL APPEND PROPERTY ORVANTIS_LIBRARIES ${name})
     endif()
     add_library(${name} ${kind} $<TARGET_OBJECTS:${name}Objects>)
@@ -164,7 +166,7 @@ endfunction()
 
 # orvantis_runtime_in(<folder>)
 # Puts the inference runtime into a folder of the build: liblearning loads it from its own folder, or
-# from that of a program which links liblearning's objects.
+# from that of a program which holds its code.
 function(orvantis_runtime_in folder)
     file(MAKE_DIRECTORY "${folder}")
     file(CREATE_LINK "${ORVANTIS_RUNTIME_LIBRARY}" "${folder}/libonnxruntime.so.1" SYMBOLIC)
