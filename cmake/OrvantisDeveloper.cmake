@@ -17,12 +17,19 @@ if(RUN_CLANG_TIDY)
         "(Libraries/lib[a-z]+|Applications/[a-z-]+)/(?!tests/|benchmarks/).*(cpp|Objects.dir/Unity/.*cxx)$")
 endif()
 
-# Installs the build into a scratch prefix and builds tests/consumer against it with find_package.
+# Installs the build into a scratch prefix and builds tests/consumer against it, by CMake and by pkg-config.
 set(consumer_flags "")
 if(ORVANTIS_SANITIZE)
     set(consumer_flags "-fsanitize=${ORVANTIS_SANITIZE}")
 endif()
+get_property(components GLOBAL PROPERTY ORVANTIS_LIBRARIES)
+list(JOIN components "," components)
+set(archives ON)
+if(BUILD_SHARED_LIBS)
+    set(archives OFF)
+endif()
 add_test(NAME Install.ConsumerFindsPackage COMMAND ${CMAKE_COMMAND}
-    -D BUILD_DIR=${CMAKE_BINARY_DIR} -D SOURCE_DIR=${PROJECT_SOURCE_DIR}/tests/consumer
+    -D BUILD_DIR=${CMAKE_BINARY_DIR} -D SOURCE_DIR=${PROJECT_SOURCE_DIR} -D RUNTIME_DIR=${ORVANTIS_RUNTIME_DIR}
     -D GENERATOR=${CMAKE_GENERATOR} -D COMPILER=${CMAKE_CXX_COMPILER} -D CXX_FLAGS=${consumer_flags}
-    -D LIB_DIR=${CMAKE_INSTALL_LIBDIR} -P ${PROJECT_SOURCE_DIR}/tests/consumer/RunConsumer.cmake)
+    -D LIB_DIR=${CMAKE_INSTALL_LIBDIR} -D DOC_DIR=${CMAKE_INSTALL_DOCDIR} -D COMPONENTS=${components}
+    -D ARCHIVES=${archives} -D VERSION=${PROJECT_VERSION} -P ${PROJECT_SOURCE_DIR}/tests/consumer/RunConsumer.cmake)

@@ -96,7 +96,7 @@ function(orvantis_application name)
     target_link_libraries(${arg_OUTPUT} PRIVATE ${name}Objects)
     set_target_properties(${arg_OUTPUT} PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
     orvantis_common_options(${arg_OUTPUT})
-    install(TARGETS ${arg_OUTPUT})
+    set_property(GLOBAL APPEND PROPERTY ORVANTIS_PROGRAMS ${arg_OUTPUT})
 endfunction()
 
 # orvantis_tests(<Name> SOURCES <files> [LINK <targets>])

@@ -59,9 +59,9 @@ echo "a dozen pictures. README.md tells what that costs on a fresh machine."
 begin "Setting the machine up"
 tools/setup.sh
 
-begin "Building the programs, which takes some minutes the first time"
+begin "Building the libraries and programs, which takes some minutes the first time"
 cmake --preset release > /dev/null
-cmake --build --preset release --target learning learning-service
+cmake --build --preset release --target installable
 
 begin "Downloading the networks into $models"
 rm -rf build/demo

@@ -8,7 +8,8 @@
 #   tsan     the tests under the thread sanitizer
 #   tidy     clang-tidy finds nothing in the libraries and programs
 #   shell    shellcheck finds nothing in the scripts
-#   docs     the README shows the example that is compiled; Doxygen understands every comment
+#   docs     the README shows the example that is compiled, docs/BUILDING.md names every setting of the build;
+#            Doxygen understands every comment
 # Without STEP: all of them.
 set -eu
 cd "$(dirname "$0")/.."
@@ -23,13 +24,22 @@ run() {
         dev | asan | tsan) cmake --workflow --preset "$1" ;;
         tidy) cmake --preset tidy > /dev/null && cmake --build build/tidy --target tidy ;;
         shell) git ls-files -z '*.sh' .ci/run | xargs -0 shellcheck --external-sources ;;
-        docs) check_readme && mkdir -p build && doxygen docs/Doxyfile > /dev/null ;;
+        docs) check_readme && check_settings && mkdir -p build && doxygen docs/Doxyfile > /dev/null ;;
     esac
 }
 
 check_readme() {
     # shellcheck disable=SC2016  # the backquotes are Markdown's
     diff <(sed -n '/^```cpp$/,/^```$/{//!p}' README.md) examples/colour_of_grey.cpp
+}
+
+check_settings() {
+    local name status=0
+    while read -r name; do
+        grep -q "^| \`$name\`" docs/BUILDING.md || { echo "docs/BUILDING.md does not name $name" >&2; status=1; }
+    done < <(git ls-files -z '*CMakeLists.txt' '*.cmake' | xargs -0 cat |
+        sed -nE 's/^ *(option|find_program|find_path)\((\w+) .*/\2/p; s/^ *set\((\w+) .* CACHE .*/\1/p')
+    return $status
 }
 
 # Runs one step and notes how it went and how long it took.
