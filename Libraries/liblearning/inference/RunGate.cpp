@@ -6,7 +6,7 @@ namespace Learning {
 
 namespace {
 
-constexpr auto WatchInterval = std::chrono::milliseconds(10);  // of the flag, which wakes nobody
+constexpr auto FlagInterval = std::chrono::milliseconds(10);  // of the flag, which wakes nobody
 
 }  // namespace
 
@@ -20,7 +20,7 @@ RunGate::Pass::Pass(RunGate& gate, Kernel::AbortFlag abort) : m_gate(gate) {
         m_gate.m_roomMade.wait(lock, hasRoom);
     }
     while (!hasRoom() && !Kernel::IsSet(abort)) {
-        m_gate.m_roomMade.wait_for(lock, WatchInterval);
+        m_gate.m_roomMade.wait_for(lock, FlagInterval);
     }
     m_isIn = hasRoom();
     m_gate.m_inside += m_isIn ? 1 : 0;
