@@ -69,6 +69,20 @@ void ParseRequestLine(std::string_view line, Request& request) {
     }
     request.method = method;
     request.target = target;
+    request.isLast = line == "HTTP/1.0";
+}
+
+/// Whether the fields `name` list `word`.
+bool HasWord(const Headers& headers, std::string_view name, std::string_view word) {
+    return std::ranges::any_of(headers, [&](const auto& field) {
+        std::string_view list = EqualsIgnoringCase(field.first, name) ? field.second : "";
+        while (!list.empty()) {
+            if (EqualsIgnoringCase(Trim(TakeUntil(list, ",")), word)) {
+                return true;
+            }
+        }
+        return false;
+    });
 }
 
 void ParseHead(std::string_view head, Request& request) {
@@ -81,6 +95,7 @@ void ParseHead(std::string_view head, Request& request) {
         }
         request.headers.emplace_back(name, Trim(value));
     }
+    request.isLast |= HasWord(request.headers, "Connection", "close");
 }
 
 }  // namespace
@@ -92,6 +107,14 @@ void RequestReader::Read(Request& request) {
     if (m_buffer.empty()) {
         ReceiveMore();
     }
+    try {
+        ReadStarted(request);
+    } catch (const TooSlow&) {
+        throw BadRequest(408, "the request takes too long");
+    }
+}
+
+void RequestReader::ReadStarted(Request& request) {
     if (!IsToken(m_buffer.substr(0, 1))) {  // such as TLS, whose client would wait for an answer
         throw BadRequest(400, "this is no request of HTTP");
     }

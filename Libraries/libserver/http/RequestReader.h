@@ -27,13 +27,15 @@ class RequestReader {
 public:
     RequestReader(Transport& transport, std::size_t maxHeadSize, std::size_t maxBodySize);
 
-    /// Fills method, target, headers and body. Throws BadRequest and ConnectionLost.
+    /// Fills method, target, headers, body and, as the client wants it, isLast. Throws BadRequest,
+    /// with 408 for a client that is too slow once it has begun, and ConnectionLost.
     void Read(Request& request);
 
     /// Waits for a further request; false if the client leaves, or stays silent, without one.
     bool AwaitNext() noexcept;
 
 private:
+    void ReadStarted(Request& request);
     void ReceiveMore();
     std::string ReadUntil(std::string_view end, std::size_t maxSize);
     std::string ReadCount(std::size_t count);

@@ -24,6 +24,7 @@ struct Connection {
     std::unique_ptr<Socket> socket;
     std::optional<TlsTransport> tls;
     std::optional<RequestReader> reader;  // once the server may listen
+    int requestCount = 0;
 
     Transport& GetTransport() { return tls ? static_cast<Transport&>(*tls) : *socket; }
     void Close() {
@@ -47,12 +48,14 @@ struct ScriptedServer::State {
     void Work();
     void AddThread();
     void Serve(std::unique_ptr<Socket> socket, int number) noexcept;
+    bool AwaitNext(Connection& connection) const noexcept;
     void Observe(const Exchange& exchange) const noexcept;
     bool Converse(Connection& connection, Exchange& exchange);
     void Begin(Connection& connection, int number);
     void Tunnel(Socket& socket, int number);
     Ending PlayScript(ScriptPlayer& player, const Script& script, Exchange& exchange) const;
-    Script Answer(RequestReader& reader, Exchange& exchange);
+    Script Answer(Connection& connection, Exchange& exchange);
+    bool IsLast(int requestsOfConnection) const;
     void Record(const Request& request);
 
     const Options options;
@@ -115,11 +118,12 @@ void ScriptedServer::State::Work() {
 }
 
 void ScriptedServer::State::Serve(std::unique_ptr<Socket> socket, int number) noexcept {
-    Connection connection{std::move(socket), {}, {}};
+    Connection connection{std::move(socket), {}, {}, 0};
     bool isKept = false;
     do {
         Exchange exchange;
         const auto start = SteadyClock::now();
+        connection.socket->SetDeadline(start + options.requestTime);
         try {
             exchange.request.connection = number;
             exchange.request.isOverTls = tls != nullptr;
@@ -134,7 +138,12 @@ void ScriptedServer::State::Serve(std::unique_ptr<Socket> socket, int number) no
         }
         exchange.duration = SteadyClock::now() - start;
         Observe(exchange);
-    } while (isKept && connection.reader->AwaitNext());
+    } while (isKept && AwaitNext(connection));
+}
+
+bool ScriptedServer::State::AwaitNext(Connection& connection) const noexcept {
+    connection.socket->SetDeadline(SteadyClock::now() + options.keepTime);
+    return connection.reader->AwaitNext();
 }
 
 void ScriptedServer::State::Observe(const Exchange& exchange) const noexcept {
@@ -160,7 +169,7 @@ bool ScriptedServer::State::Converse(Connection& connection, Exchange& exchange)
         Begin(connection, exchange.request.connection);
     }
     ScriptPlayer player(socket, connection.GetTransport());
-    return PlayScript(player, Answer(*connection.reader, exchange), exchange) == Ending::Keep;
+    return PlayScript(player, Answer(connection, exchange), exchange) == Ending::Keep;
 }
 
 /// Does what a proxy does before it only passes bytes on.
@@ -199,13 +208,14 @@ Ending ScriptedServer::State::PlayScript(ScriptPlayer& player, const Script& scr
     }
 }
 
-Script ScriptedServer::State::Answer(RequestReader& reader, Exchange& exchange) {
+Script ScriptedServer::State::Answer(Connection& connection, Exchange& exchange) {
     try {
-        reader.Read(exchange.request);
+        connection.reader->Read(exchange.request);
     } catch (const BadRequest& bad) {
         exchange.problem = bad.what();
         return ReplyInWords(bad.GetStatus(), bad.what());
     }
+    exchange.request.isLast |= IsLast(++connection.requestCount);
     Record(exchange.request);
     try {
         return handler(exchange.request);
@@ -213,6 +223,13 @@ Script ScriptedServer::State::Answer(RequestReader& reader, Exchange& exchange) 
         exchange.problem = exception.what();
         return ReplyInWords(500, exception.what());
     }
+}
+
+/// Whether a limit is reached. With all threads at work, one that waits for a further request would
+/// keep other clients out.
+bool ScriptedServer::State::IsLast(int requestsOfConnection) const {
+    const std::lock_guard lock(mutex);
+    return requestsOfConnection >= options.maxRequests || idleThreads == 0;
 }
 
 void ScriptedServer::State::Record(const Request& request) {

@@ -12,6 +12,8 @@ namespace Server {
 /// The transport without TLS, and what TCP alone can do.
 class Socket : public Transport {
 public:
+    /// From `end` on Receive() throws TooSlow, however fast bytes come.
+    virtual void SetDeadline(std::chrono::steady_clock::time_point end) = 0;
     /// Waits for `duration`, or until the client has ended its side.
     virtual void Pause(std::chrono::milliseconds duration) = 0;
     /// Sends FIN and closes, once the client has done so too or a short while has passed.

@@ -15,6 +15,12 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// The client lets the server wait for longer than it may.
+class TooSlow : public ConnectionLost {
+public:
+    using ConnectionLost::ConnectionLost;
+};
+
 /// Both ways of a connection. All operations throw ConnectionLost. Used by one thread.
 class Transport {
 public:

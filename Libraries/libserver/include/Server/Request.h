@@ -16,7 +16,8 @@ struct Request {
     std::string body;    // chunks already joined
     int connection = 0;  // counted from 1 in the order of arrival
     bool isOverTls = false;
-    std::string peer;  // the client's address and port
+    std::string peer;     // the client's address and port
+    bool isLast = false;  // its connection should not be kept: the client, or a limit, wants so
 };
 
 }  // namespace Server

@@ -36,9 +36,10 @@ struct Exchange {
 ///     Fetch("http://127.0.0.1:" + std::to_string(server.GetPort()) + "/");
 ///     EXPECT_EQ(server.GetRequests().at(0).method, "GET");
 ///
-/// A request that can't be read is answered with 400, 413 (body too long) or 431 (head too long),
-/// one that asks for it (`Expect`) with 100 first. Time is real time, whatever clock the process
-/// uses elsewhere.
+/// A request that can't be read is answered with 400, 408 (too slow), 413 (body too long) or 431
+/// (head too long), one that asks for it (`Expect`) with 100 first. Scripts keep connections as
+/// they like; Request::isLast tells when they should not, also because too few threads are left.
+/// Time is real time, whatever clock the process uses elsewhere.
 ///
 /// Threads: any may call. Each connection has a thread to itself, on which the functions given here
 /// are called: they may run at the same time, and must not destroy the server.
@@ -66,6 +67,10 @@ public:
         std::size_t maxBodySize = std::size_t{64} << 20;
         std::size_t maxRecorded = 10'000;        // requests that GetRequests() keeps
         std::chrono::milliseconds idle{30'000};  // how long a client may neither send nor take
+        /// How long a client may take for a whole request, with TLS before it.
+        std::chrono::milliseconds requestTime{60'000};
+        std::chrono::milliseconds keepTime{30'000};  // how long a kept connection may be silent
+        int maxRequests = 10'000;  // on a connection, before Request::isLast is set
     };
 
     /// Throws std::runtime_error if the port can't be bound or the identity is malformed.

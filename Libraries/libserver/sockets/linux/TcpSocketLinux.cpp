@@ -47,6 +47,10 @@ TcpSocket::TcpSocket(FileDescriptor connection, int stop, milliseconds idle)
 
 std::size_t TcpSocket::Receive(std::span<char> buffer) {
     for (;;) {
+        const milliseconds rest = GetTimeUntil(m_deadline);
+        if (rest.count() <= 0) {
+            throw TooSlow("the client takes too long");
+        }
         const ssize_t got = recv(m_connection.Get(), buffer.data(), buffer.size(), 0);
         if (got >= 0) {
             return static_cast<std::size_t>(got);
@@ -54,8 +58,8 @@ std::size_t TcpSocket::Receive(std::span<char> buffer) {
         if (!HasToWait()) {
             ThrowLost("cannot receive");
         }
-        if (!WaitFor(POLLIN, m_idle)) {
-            throw ConnectionLost("the client sends nothing");
+        if (!WaitFor(POLLIN, std::min(m_idle, rest))) {
+            throw TooSlow("the client sends nothing");
         }
     }
 }
@@ -68,7 +72,7 @@ void TcpSocket::Send(std::string_view bytes) {
         } else if (!HasToWait()) {
             ThrowLost("cannot send");
         } else if (!WaitFor(POLLOUT, m_idle)) {
-            throw ConnectionLost("the client takes nothing");
+            throw TooSlow("the client takes nothing");
         }
     }
 }

@@ -113,6 +113,32 @@ TEST(ScriptedServer, AnswersFurtherRequestsOfConnectionsThatItKeeps) {
     EXPECT_EQ(observed, 3);
 }
 
+TEST(ScriptedServer, TellsWhichRequestsAreTheLastOfTheirConnections) {
+    ScriptedServer::Options options;
+    options.maxRequests = 2;
+    const auto answer = [](const Request& request) {
+        const std::string isLast = request.isLast ? "last" : "more";
+        return request.isLast ? Reply(200, {}, isLast) : ReplyAndKeep(200, {}, isLast);
+    };
+    const TestServer server(answer, options);
+    const std::string start = "GET / HTTP/1.1\r\n";
+    const std::pair<std::string, int> cases[] = {
+        // requests, and how many of them are answered
+        {start + "Connection: keep-alive\r\n\r\n" + start + "\r\n" + start + "\r\n", 2},
+        {start + "A: close\r\nConnection: TE , Close\r\n\r\n" + start + "\r\n", 1},
+        {"GET / HTTP/1.0\r\n\r\n" + start + "\r\n", 1},
+    };
+    for (const auto& [requests, count] : cases) {
+        const Received received = Support::Exchange(server.GetPort(), requests);
+        EXPECT_EQ(received.seen, Seen::End) << requests;
+        EXPECT_EQ(received.text.find("\r\n\r\nmore") != std::string::npos, count == 2) << requests;
+        EXPECT_THAT(received.text, testing::EndsWith("\r\n\r\nlast")) << requests;
+    }
+    options.maxConnections = 1;  // a connection that is kept would keep the others out
+    EXPECT_THAT(Support::Exchange(TestServer(answer, options).GetPort(), Get).text,
+                testing::EndsWith("\r\n\r\nlast"));
+}
+
 TEST(ScriptedServer, RefusesWhatIsNoRequest) {
     ScriptedServer::Options options;
     options.maxBodySize = 100;
@@ -192,20 +218,47 @@ TEST(ScriptedServer, SurvivesClientsThatLeaveEarlyAndGivesUpThoseThatStall) {
     EXPECT_THAT(left.problem, HasSubstr("cannot send"));
     EXPECT_LT(left.bytesSent, 50 * Megabyte);
     Support::Exchange(server.GetPort(), "GET / HT");
-    EXPECT_EQ(ends[1].get_future().get().problem, "the client sends nothing");
+    EXPECT_EQ(ends[1].get_future().get().problem, "the request takes too long");
+}
+
+TEST(ScriptedServer, GivesUpClientsAfterTheirTime) {
+    for (const bool isEncrypted : {false, true}) {
+        ScriptedServer::Options options = Encrypted(isEncrypted);
+        options.requestTime = milliseconds(300);
+        options.keepTime = milliseconds(50);
+        const TestServer server(ReplyAndKeep(200), options);
+        const auto start = SteadyClock::now();
+        const FileDescriptor isSilent = Support::Connect(server.GetPort());
+        const FileDescriptor isSlow = Support::Connect(server.GetPort());
+        const std::string bytes = isEncrypted ? std::string("\x16\x03\x01\x01", 4) : "GET / HT";
+        for (const char& byte : bytes + std::string(16, '\1')) {  // 480 ms, never 300 of silence
+            Support::SendText(isSlow, {&byte, 1});
+            std::this_thread::sleep_for(milliseconds(20));
+        }
+        EXPECT_EQ(Support::ReceiveAll(isSilent).text, "");
+        EXPECT_THAT(Support::ReceiveAll(isSlow).text,
+                    StartsWith(isEncrypted ? "" : "HTTP/1.1 408 Request Timeout\r\n"));
+        EXPECT_GE(SteadyClock::now() - start, milliseconds(300));
+        EXPECT_LT(SteadyClock::now() - start, seconds(3));
+    }
+    ScriptedServer::Options options;
+    options.keepTime = milliseconds(50);
+    const TestServer server(ReplyAndKeep(200), options);
+    EXPECT_EQ(Support::Exchange(server.GetPort(), Get).seen, Seen::End);
 }
 
 TEST(ScriptedServer, TakesTheEndOfTlsForThatOfTheClientAndNothingElse) {
     for (const auto& [saysEnd, problem] :
          {std::pair{true, "the client left in the middle of its request"},
-          {false, "the client sends nothing"}}) {
+          {false, "the request takes too long"}}) {
         std::promise<Exchange> end;
         ScriptedServer::Options options = Encrypted();
         options.idle = milliseconds(500);
         options.observer = [&](const Exchange& exchange) { end.set_value(exchange); };
         const TestServer server(Script{}, options);
-        Support::ExchangeOverTls(server.GetPort(), Support::GetAuthority().GetCertificate(), "GET",
-                                 saysEnd);
+        const Received received = Support::ExchangeOverTls(
+            server.GetPort(), Support::GetAuthority().GetCertificate(), "GET", saysEnd);
+        EXPECT_THAT(received.text, StartsWith(saysEnd ? "" : "HTTP/1.1 408 "));
         EXPECT_EQ(end.get_future().get().problem, problem);
     }
 }
