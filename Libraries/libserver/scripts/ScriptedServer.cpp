@@ -61,7 +61,7 @@ struct ScriptedServer::State {
     const Options options;
     const Handler handler;
     const TlsContextPointer tls = options.identity ? MakeTlsContext(*options.identity) : nullptr;
-    Listener listener{options.port, options.idle};
+    Listener listener{options.loopback, options.port, options.idle};
 
     mutable std::mutex mutex;  // of all below
     mutable std::condition_variable requestCame;
@@ -252,6 +252,10 @@ ScriptedServer::~ScriptedServer() {
 
 int ScriptedServer::GetPort() const noexcept {
     return m_state->listener.GetPort();
+}
+
+std::vector<std::string> ScriptedServer::GetAddresses() const {
+    return m_state->listener.GetAddresses();
 }
 
 std::vector<Request> ScriptedServer::GetRequests() const {

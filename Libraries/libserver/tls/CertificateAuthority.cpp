@@ -122,6 +122,7 @@ Identity CertificateAuthority::Issue(Flaw flaw, const std::vector<std::string>& 
     if (flaw == Flaw::WrongName) {
         allNames = {"wrong.invalid"};
     }
+    const std::string ofIPv6 = flaw == Flaw::WrongName ? "" : ",IP:::1";
     const KeyPointer key = MakeKey();
     const bool isExpired = flaw == Flaw::Expired;
     const CertificatePointer leaf =
@@ -135,7 +136,7 @@ Identity CertificateAuthority::Issue(Flaw flaw, const std::vector<std::string>& 
           {NID_ext_key_usage, "serverAuth"},
           {NID_subject_key_identifier, "hash"},
           {NID_authority_key_identifier, "keyid"},
-          {NID_subject_alt_name, FormatNames(allNames)}});
+          {NID_subject_alt_name, FormatNames(allNames) + ofIPv6}});
     return {ToPem(leaf.get()), ToPem(key.get())};
 }
 

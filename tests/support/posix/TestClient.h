@@ -26,18 +26,32 @@ struct Received {
     Seen seen = Seen::End;
 };
 
+template <class Address>
+Server::FileDescriptor ConnectTo(const Address& address, int family, timeval patience) {
+    Server::FileDescriptor connection(socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const int yes = 1;  // a request is not held back until the handshake is acknowledged
+    setsockopt(connection.Get(), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
+    setsockopt(connection.Get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    connect(connection.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    return connection;
+}
+
 /// A connection on which no wait for data takes longer than `patience`, so that no test hangs.
 inline Server::FileDescriptor Connect(int port, timeval patience = {10, 0}) {
-    Server::FileDescriptor connection(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     address.sin_port = htons(static_cast<std::uint16_t>(port));
-    const int yes = 1;  // a request is not held back until the handshake is acknowledged
-    setsockopt(connection.Get(), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
-    setsockopt(connection.Get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    connect(connection.Get(), reinterpret_cast<sockaddr*>(&address), sizeof address);
-    return connection;
+    return ConnectTo(address, AF_INET, patience);
+}
+
+/// The same to ::1.
+inline Server::FileDescriptor ConnectOverIPv6(int port, timeval patience = {10, 0}) {
+    sockaddr_in6 address{};
+    address.sin6_family = AF_INET6;
+    address.sin6_addr = in6addr_loopback;
+    address.sin6_port = htons(static_cast<std::uint16_t>(port));
+    return ConnectTo(address, AF_INET6, patience);
 }
 
 inline void SendText(const Server::FileDescriptor& connection, std::string_view text) {

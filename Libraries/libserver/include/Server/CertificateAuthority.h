@@ -33,8 +33,8 @@ public:
     CertificateAuthority& operator=(const CertificateAuthority&) = delete;
     ~CertificateAuthority();
 
-    /// An identity for localhost, 127.0.0.1 and `names`: host names or IPv4 addresses. Valid for 29
-    /// days, one less than the authority itself.
+    /// An identity for localhost, 127.0.0.1, ::1 and `names`: host names or IPv4 addresses. Valid
+    /// for 29 days, one less than the authority itself.
     Identity Issue(Flaw flaw = Flaw::None, const std::vector<std::string>& names = {}) const;
 
     /// The authority's own certificate as PEM text: what a client has to trust.

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "Server/CertificateAuthority.h"
+#include "Server/Loopback.h"
 #include "Server/Request.h"
 #include "Server/Script.h"
 
@@ -27,7 +28,7 @@ struct Exchange {
     std::string problem;  // why it ended before its script did; empty if it did not
 };
 
-/// Listens on 127.0.0.1 and answers each request with a script. A connection has one request,
+/// Listens on this machine and answers each request with a script. A connection has one request,
 /// unless the script keeps it for the next.
 ///
 ///     ScriptedServer server({}, [](const Request&) {
@@ -55,6 +56,7 @@ public:
     using Observer = std::function<void(const Exchange& exchange)>;
 
     struct Options {
+        Loopback loopback = Loopback::IPv4;
         int port = 0;                      // 0: any that is free
         std::optional<Identity> identity;  // speaks TLS if there is one
         Greeting greeting;
@@ -81,6 +83,8 @@ public:
     ~ScriptedServer();
 
     int GetPort() const noexcept;
+    /// Where it listens: "127.0.0.1:80", "[::1]:80" or the two in this order.
+    std::vector<std::string> GetAddresses() const;
 
     /// The requests read so far, in the order in which they were.
     std::vector<Request> GetRequests() const;

@@ -1,32 +1,71 @@
 #include "content/posix/SystemError.h"
 #include "sockets/Listener.h"
+#include "sockets/linux/SocketAddress.h"
 #include "sockets/linux/TcpSocket.h"
 
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
 
 namespace Server {
 
 namespace {
 
-FileDescriptor Listen(int port) {
-    FileDescriptor listener(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+SocketAddress GetLocalAddress(const FileDescriptor& listener) {
+    SocketAddress address;
+    getsockname(listener.Get(), address.Get(), &address.size);
+    return address;
+}
+
+FileDescriptor Listen(int family, int port) {
+    FileDescriptor listener(socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    const SocketAddress address = MakeLoopbackAddress(family, port);
     const int yes = 1;  // take over from connections of the last run that still linger
-    setsockopt(listener.Get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    const int bound =
-        bind(listener.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
-    if (bound != 0 || listen(listener.Get(), SOMAXCONN) != 0) {
-        ThrowSystemError("cannot listen on port " + std::to_string(port));
+    if (!listener.IsOpen() ||
+        setsockopt(listener.Get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) != 0 ||
+        bind(listener.Get(), address.Get(), address.size) != 0 ||
+        listen(listener.Get(), SOMAXCONN) != 0) {
+        const std::error_code reason(errno, std::generic_category());
+        throw std::system_error(reason, "cannot listen on " + FormatAddress(address));
     }
     return listener;
+}
+
+bool IsWithoutIPv6(const std::system_error& error) {
+    return error.code().value() == EAFNOSUPPORT || error.code().value() == EADDRNOTAVAIL;
+}
+
+std::vector<FileDescriptor> ListenOnBoth(int port) {
+    for (int attempt = 0;; ++attempt) {
+        std::vector<FileDescriptor> listeners;
+        listeners.push_back(Listen(AF_INET, port));
+        try {
+            listeners.push_back(Listen(AF_INET6, GetPort(GetLocalAddress(listeners[0]))));
+            return listeners;
+        } catch (const std::system_error& error) {
+            if (IsWithoutIPv6(error)) {
+                return listeners;
+            }
+            // A port that is free for the one may be taken for the other.
+            constexpr int MaxAttempts = 20;
+            if (port != 0 || error.code().value() != EADDRINUSE || attempt == MaxAttempts) {
+                throw;
+            }
+        }
+    }
+}
+
+std::vector<FileDescriptor> Listen(Loopback loopback, int port) {
+    if (loopback == Loopback::Both) {
+        return ListenOnBoth(port);
+    }
+    std::vector<FileDescriptor> listeners;
+    listeners.push_back(Listen(loopback == Loopback::IPv6 ? AF_INET6 : AF_INET, port));
+    return listeners;
 }
 
 FileDescriptor MakeEvent() {
@@ -40,33 +79,45 @@ FileDescriptor MakeEvent() {
 }  // namespace
 
 struct Listener::State {
-    FileDescriptor listener;
+    std::vector<FileDescriptor> listeners;
     FileDescriptor stop;  // readable once stopping
     std::chrono::milliseconds idle;
 };
 
-Listener::Listener(int port, std::chrono::milliseconds idle)
-    : m_state(std::make_unique<State>(State{Listen(port), MakeEvent(), idle})) {}
+Listener::Listener(Loopback loopback, int port, std::chrono::milliseconds idle)
+    : m_state(std::make_unique<State>(State{Listen(loopback, port), MakeEvent(), idle})) {}
 
 Listener::~Listener() = default;
 
 int Listener::GetPort() const noexcept {
-    sockaddr_in address{};
-    socklen_t size = sizeof address;
-    getsockname(m_state->listener.Get(), reinterpret_cast<sockaddr*>(&address), &size);
-    return ntohs(address.sin_port);
+    return Server::GetPort(GetLocalAddress(m_state->listeners.front()));
+}
+
+std::vector<std::string> Listener::GetAddresses() const {
+    std::vector<std::string> addresses;
+    for (const FileDescriptor& listener : m_state->listeners) {
+        addresses.push_back(FormatAddress(GetLocalAddress(listener)));
+    }
+    return addresses;
 }
 
 std::unique_ptr<Socket> Listener::Accept() {
-    const auto& [listener, stop, idle] = *m_state;
+    const auto& [listeners, stop, idle] = *m_state;
+    std::vector<pollfd> watched{{stop.Get(), POLLIN, 0}};
+    for (const FileDescriptor& listener : listeners) {
+        watched.push_back({listener.Get(), POLLIN, 0});
+    }
     for (;;) {
-        std::array<pollfd, 2> watched{{{stop.Get(), POLLIN, 0}, {listener.Get(), POLLIN, 0}}};
         poll(watched.data(), watched.size(), -1);
         if (watched[0].revents != 0) {
             return nullptr;
         }
+        const auto ready = std::ranges::find_if(watched, &pollfd::revents);
+        if (ready == watched.end()) {
+            continue;
+        }
         FileDescriptor connection(
-            accept4(listener.Get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+            accept4(ready->fd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
         if (connection.IsOpen()) {
             return std::make_unique<TcpSocket>(std::move(connection), stop.Get(), idle);
         }

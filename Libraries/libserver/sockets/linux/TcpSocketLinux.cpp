@@ -1,6 +1,6 @@
+#include "sockets/linux/SocketAddress.h"
 #include "sockets/linux/TcpSocket.h"
 
-#include <arpa/inet.h>
 #include <linux/sockios.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -111,12 +111,9 @@ void TcpSocket::Reset() {
 }
 
 std::string TcpSocket::GetPeer() const {
-    sockaddr_in address{};
-    socklen_t size = sizeof address;
-    getpeername(m_connection.Get(), reinterpret_cast<sockaddr*>(&address), &size);
-    std::array<char, INET_ADDRSTRLEN> text{};
-    inet_ntop(AF_INET, &address.sin_addr, text.data(), text.size());
-    return text.data() + (":" + std::to_string(ntohs(address.sin_port)));
+    SocketAddress address;
+    getpeername(m_connection.Get(), address.Get(), &address.size);
+    return FormatAddress(address);
 }
 
 /// Whether one of `events` (or a failure of the connection) came before `timeout` had passed.

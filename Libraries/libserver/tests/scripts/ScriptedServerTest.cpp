@@ -304,6 +304,35 @@ TEST(ScriptedServer, SendsPartsOfFilesAndNoticesWhenTheyShrink) {
     EXPECT_EQ(received.seen, Seen::CutOff);
 }
 
+/// Whether something listens on ::1, as seen by `server` answering with the client's address.
+bool AnswersOverIPv6(const ScriptedServer& server) {
+    const FileDescriptor client = Support::ConnectOverIPv6(server.GetPort());
+    Support::SendText(client, Get);
+    return Support::ReceiveAll(client).text.find("\r\n\r\n[::1]:") != std::string::npos;
+}
+
+TEST(ScriptedServer, ListensOnTheAddressesThatItIsGiven) {
+    const auto answer = [](const Request& request) { return Reply(200, {}, request.peer); };
+    ScriptedServer::Options options;
+    EXPECT_FALSE(AnswersOverIPv6(TestServer(answer, options)));
+    options.loopback = Loopback::Both;
+    const TestServer both(answer, options);
+    const std::string port = std::to_string(both.GetPort());
+    EXPECT_THAT(Support::Exchange(both.GetPort(), Get).text, HasSubstr("\r\n\r\n127.0.0.1:"));
+    if (both.GetAddresses() == std::vector<std::string>{"127.0.0.1:" + port}) {
+        GTEST_SKIP() << "this machine has no IPv6";
+    }
+    EXPECT_THAT(both.GetAddresses(), testing::ElementsAre("127.0.0.1:" + port, "[::1]:" + port));
+    EXPECT_TRUE(AnswersOverIPv6(both));
+    options.loopback = Loopback::IPv6;
+    const TestServer only6(answer, options);
+    EXPECT_TRUE(AnswersOverIPv6(only6));
+    EXPECT_EQ(Support::Exchange(only6.GetPort(), Get).text, "");
+    options.loopback = Loopback::Both;  // what speaks for one of the names must not be another one
+    options.port = only6.GetPort();
+    EXPECT_THROW(TestServer(answer, options), std::runtime_error);
+}
+
 TEST(ScriptedServer, SaysWhenItsPortIsTaken) {
     const TestServer server(Script{});
     ScriptedServer::Options options;
