@@ -115,7 +115,11 @@ void RequestReader::Read(Request& request) {
 }
 
 void RequestReader::ReadStarted(Request& request) {
-    if (!IsToken(m_buffer.substr(0, 1))) {  // such as TLS, whose client would wait for an answer
+    constexpr char HandshakeOfTls = 0x16;  // its client would wait for an answer
+    if (m_buffer.front() == HandshakeOfTls) {
+        throw BadRequest(400, "this port speaks http, not https");
+    }
+    if (!IsToken(m_buffer.substr(0, 1))) {
         throw BadRequest(400, "this is no request of HTTP");
     }
     const std::string head = ReadUntil("\r\n\r\n", m_maxHeadSize);

@@ -51,7 +51,7 @@ struct ScriptedServer::State {
     bool AwaitNext(Connection& connection) const noexcept;
     void Observe(const Exchange& exchange) const noexcept;
     bool Converse(Connection& connection, Exchange& exchange);
-    void Begin(Connection& connection, int number);
+    std::optional<Script> Begin(Connection& connection, Exchange& exchange);
     void Tunnel(Socket& socket, int number);
     Ending PlayScript(ScriptPlayer& player, const Script& script, Exchange& exchange) const;
     Script Answer(Connection& connection, Exchange& exchange);
@@ -159,14 +159,11 @@ void ScriptedServer::State::Observe(const Exchange& exchange) const noexcept {
 bool ScriptedServer::State::Converse(Connection& connection, Exchange& exchange) {
     Socket& socket = *connection.socket;
     if (!connection.reader) {
-        if (options.greeting) {
-            if (const auto script = options.greeting(exchange.request.connection)) {
-                ScriptPlayer player(socket, socket);
-                PlayScript(player, *script, exchange);
-                return false;
-            }
+        if (const auto script = Begin(connection, exchange)) {
+            ScriptPlayer player(socket, socket);
+            PlayScript(player, *script, exchange);
+            return false;
         }
-        Begin(connection, exchange.request.connection);
     }
     ScriptPlayer player(socket, connection.GetTransport());
     return PlayScript(player, Answer(connection, exchange), exchange) == Ending::Keep;
@@ -181,14 +178,27 @@ void ScriptedServer::State::Tunnel(Socket& socket, int number) {
     socket.Send(FormatHead(200, {}));
 }
 
-void ScriptedServer::State::Begin(Connection& connection, int number) {
+/// Makes the connection ready for requests, or returns a last word, to be said without TLS.
+std::optional<Script> ScriptedServer::State::Begin(Connection& connection, Exchange& exchange) {
+    const int number = exchange.request.connection;
+    if (options.greeting) {
+        if (auto script = options.greeting(number)) {
+            return script;
+        }
+    }
     if (options.isProxy) {
         Tunnel(*connection.socket, number);
     }
     if (tls) {
-        connection.tls.emplace(*tls, *connection.socket);
+        try {
+            connection.tls.emplace(*tls, *connection.socket);
+        } catch (const NotEncrypted& mistake) {  // whose client reads words, but no alert of TLS
+            exchange.problem = mistake.what();
+            return ReplyInWords(400, mistake.what());
+        }
     }
     connection.reader.emplace(connection.GetTransport(), options.maxHeadSize, options.maxBodySize);
+    return {};
 }
 
 Ending ScriptedServer::State::PlayScript(ScriptPlayer& player, const Script& script,

@@ -47,6 +47,10 @@ TlsTransport::TlsTransport(SSL_CTX& context, Socket& socket)
     SSL_set_bio(m_tls.get(), bio, bio);  // owns it from here
     ERR_clear_error();
     if (SSL_accept(m_tls.get()) != 1) {
+        if (ERR_GET_REASON(ERR_peek_error()) == SSL_R_HTTP_REQUEST) {
+            ERR_clear_error();
+            throw NotEncrypted();
+        }
         ThrowFailure("TLS handshake failed");
     }
 }

@@ -15,7 +15,14 @@ namespace Server {
 /// well formed.
 TlsContextPointer MakeTlsContext(const Identity& identity);
 
-/// Shakes hands when it is made; throws ConnectionLost if that fails, as everything here does.
+/// The client speaks HTTP without TLS; the socket can still be used.
+class NotEncrypted : public ConnectionLost {
+public:
+    NotEncrypted() : ConnectionLost("this port speaks https, not http") {}
+};
+
+/// Shakes hands when it is made; throws NotEncrypted, or ConnectionLost if that fails, as
+/// everything here does.
 class TlsTransport : public Transport {
 public:
     TlsTransport(SSL_CTX& context, Socket& socket);

@@ -181,6 +181,20 @@ TEST(ScriptedServer, RefusesWhatIsNoRequest) {
     EXPECT_EQ(server.GetRequests().size(), 1U);
 }
 
+TEST(ScriptedServer, AnswersAtOnceWhoSpeaksTheOtherProtocol) {
+    const auto start = SteadyClock::now();
+    const TestServer plain(Reply(200));
+    const TestServer encrypted(Reply(200), Encrypted());
+    const Received ofPlain = Support::Exchange(plain.GetPort(), "\x16\x03\x01\x02");
+    const Received ofEncrypted = Support::Exchange(encrypted.GetPort(), Get);
+    EXPECT_THAT(ofPlain.text, StartsWith("HTTP/1.1 400 "));
+    EXPECT_THAT(ofPlain.text, HasSubstr("this port speaks http, not https"));
+    EXPECT_THAT(ofEncrypted.text, StartsWith("HTTP/1.1 400 "));
+    EXPECT_THAT(ofEncrypted.text, HasSubstr("this port speaks https, not http"));
+    EXPECT_EQ(ofEncrypted.seen, Seen::End);
+    EXPECT_LT(SteadyClock::now() - start, seconds(3));
+}
+
 TEST(ScriptedServer, EndsAtOnceWhateverGoesOn) {
     const Script script{Send{std::string(100 * Megabyte, 'x')}, WaitForClient};
     auto tls = std::make_unique<TestServer>(script, Encrypted());
