@@ -7,16 +7,13 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cmath>
 #include <map>
 #include <ostream>
 
 namespace Service {
 
 namespace {
-
-std::string FormatAddress(const char* start, int port) {
-    return start + std::to_string(port) + "/";
-}
 
 /// What is wrong with `text` as a fault; empty if nothing is.
 std::string CheckFault(const std::string& text) {
@@ -32,6 +29,17 @@ void AddServerOptions(CLI::App& app, Settings& settings) {
     app.add_option("--packages", settings.packages, "Folder of the model packages")
         ->required()
         ->type_name("DIR");
+    using Server::Loopback;
+    const std::map<std::string, Loopback> addresses{
+        {"127.0.0.1", Loopback::IPv4}, {"::1", Loopback::IPv6}, {"localhost", Loopback::Both}};
+    app.add_option_function<std::string>(
+           "--listen",
+           [&settings, addresses](const std::string& name) {
+               settings.loopback = addresses.at(name);
+           },
+           "127.0.0.1, ::1, or localhost for the two, if there is IPv6. Default: localhost")
+        ->check(CLI::IsMember(addresses))
+        ->type_name("ADDRESS");
     app.add_option("--port", settings.port, "Port for http; 0 for any that is free. Default: 8080")
         ->check(CLI::Range(0, 65535))
         ->type_name("N");
@@ -58,8 +66,47 @@ void AddServerOptions(CLI::App& app, Settings& settings) {
         ->needs(https);
 }
 
+void AddSeconds(CLI::App& app, const char* name, Limits::Seconds& seconds, double least,
+                const char* help) {
+    constexpr double Day = 86'400;
+    app.add_option_function<double>(
+           name,
+           [&seconds, name](double count) {
+               if (std::isnan(count)) {  // which lies in every range
+                   throw CLI::ValidationError(name, "this is not a number");
+               }
+               seconds = Limits::Seconds(count);
+           },
+           help + (". Default: " + std::to_string(std::lround(seconds.count()))))
+        ->check(CLI::Range(least, Day))
+        ->type_name("SECONDS")
+        ->group("Limits");
+}
+
+void AddCount(CLI::App& app, const char* name, int& count, const char* help) {
+    constexpr int Max = 30'000;
+    app.add_option(name, count, help + (". Default: " + std::to_string(count)))
+        ->check(CLI::Range(1, Max))
+        ->type_name("N")
+        ->group("Limits");
+}
+
+void AddLimits(CLI::App& app, Limits& limits) {
+    constexpr double Least = 0.001;
+    AddCount(app, "--max-connections", limits.connections,
+             "Clients at a time on a port; others wait");
+    AddSeconds(app, "--request-timeout", limits.request, Least,
+               "What a client may take for a whole request");
+    AddSeconds(app, "--stall-timeout", limits.stall, Least,
+               "How long a client may take nothing of an answer");
+    AddSeconds(app, "--keep-alive", limits.keepAlive, 0,
+               "How long a connection is kept for another request; 0 for not at all");
+    AddCount(app, "--max-requests", limits.requests, "Requests on one connection");
+}
+
 void AddOptions(CLI::App& app, Settings& settings) {
     AddServerOptions(app, settings);
+    AddLimits(app, settings.limits);
     app.add_option("--fault", settings.faults, "Do this wrong (see below); may be repeated")
         ->check(CheckFault)
         ->allow_extra_args(false)
@@ -75,10 +122,14 @@ void AddOptions(CLI::App& app, Settings& settings) {
 }
 
 std::string FormatWelcome(const LocalService& service, const Settings& settings) {
-    const std::string http = FormatAddress("http://127.0.0.1:", service.GetPort());
-    const std::string https = FormatAddress("https://localhost:", service.GetHttpsPort());
+    const std::vector<std::string> addresses = service.GetAddresses();
+    const std::string http = "http://" + addresses.front() + "/";
+    const std::string https = "https://localhost:" + std::to_string(service.GetHttpsPort()) + "/";
     const std::string fetch = "\n  learning --server ";
     std::string text = "Serving the packages in " + settings.packages + " at " + http;
+    if (addresses.size() > 1) {
+        text += " and http://" + addresses[1] + "/";
+    }
     if (settings.httpsPort) {
         text += " and " + https;
     }

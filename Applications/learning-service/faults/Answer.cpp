@@ -13,7 +13,11 @@ Answer MakeAnswer(const Server::Request& request, const Response& response) {
     if (response.status != 304) {
         answer.headers.emplace_back("Content-Length", std::to_string(response.body.GetSize()));
     }
-    answer.headers.emplace_back("Connection", "close");
+    if (request.isLast) {
+        answer.headers.emplace_back("Connection", "close");
+    } else {
+        answer.ending = {Server::Keep{}};
+    }
     if (answer.hasBody) {
         answer.body = {response.body};
     }

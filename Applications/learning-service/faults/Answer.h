@@ -31,7 +31,8 @@ struct Answer {
     Server::Script ending{Server::Close{}};
 };
 
-/// `response` as it should be sent: with its length.
+/// `response` as it should be sent: with its length, and with the connection kept unless `request`
+/// is its last.
 Answer MakeAnswer(const Server::Request& request, const Response& response);
 
 Server::Script MakeScript(const Answer& answer);

@@ -253,6 +253,10 @@ std::optional<Script> Faults::GetGreeting() const {
 }
 
 void Faults::Apply(Answer& answer) const {
+    if (!m_faults.empty()) {  // what is wrong with a body would run into the next answer
+        SetHeader(answer, "Connection", "close");
+        answer.ending = {Close{}};
+    }
     for (const Fault& fault : m_faults) {
         if (fault.kind->apply != nullptr) {
             fault.kind->apply(answer, {fault.text, fault.number});

@@ -26,7 +26,8 @@ public:
 
     /// What to do as soon as a connection is accepted; nothing for going on.
     std::optional<Server::Script> GetGreeting() const;
-    /// Puts the faults into `answer`, in the order of GetFaultHelp().
+    /// Puts the faults into `answer`, in the order of GetFaultHelp(). The connection is not kept
+    /// then.
     void Apply(Answer& answer) const;
 
 private:

@@ -6,6 +6,24 @@
 
 namespace Service {
 
+namespace {
+
+Server::ScriptedServer::Options ToOptions(const Limits& limits) {
+    const auto round = [](Limits::Seconds time) {
+        return std::chrono::ceil<std::chrono::milliseconds>(time);
+    };
+    Server::ScriptedServer::Options options;
+    options.maxConnections = static_cast<std::size_t>(limits.connections);
+    options.maxBodySize = options.maxHeadSize;  // no operation wants a body
+    options.idle = round(limits.stall);
+    options.requestTime = round(limits.request);
+    options.keepTime = round(limits.keepAlive);
+    options.maxRequests = limits.keepAlive.count() > 0 ? limits.requests : 1;
+    return options;
+}
+
+}  // namespace
+
 LocalService::LocalService(const Settings& settings, std::ostream& out,
                            std::function<void()> onRequest)
     : m_log(out), m_onRequest(std::move(onRequest)), m_faultFile(settings.faultFile) {
@@ -17,14 +35,18 @@ LocalService::LocalService(const Settings& settings, std::ostream& out,
     if (settings.httpsPort) {
         const Server::CertificateAuthority authority;
         authority.WriteCertificate(settings.certificate);
-        m_https = Serve(*settings.httpsPort, authority.Issue(settings.flaw));
+        m_https = Serve(settings, *settings.httpsPort, authority.Issue(settings.flaw));
     }
-    m_http = Serve(settings.port, {});
+    m_http = Serve(settings, settings.port, {});
 }
 
 std::unique_ptr<Server::ScriptedServer> LocalService::Serve(
-    int port, std::optional<Server::Identity> identity) {
-    Server::ScriptedServer::Options options;
+    const Settings& settings, int port, std::optional<Server::Identity> identity) {
+    Server::ScriptedServer::Options options = ToOptions(settings.limits);
+    if (settings.isForOneRequest) {
+        options.maxRequests = 1;
+    }
+    options.loopback = settings.loopback;
     options.port = port;
     options.identity = std::move(identity);
     options.greeting = [this](int) { return Greet(); };

@@ -9,6 +9,7 @@
 #include "operations/Router.h"
 #include "service/RequestLog.h"
 
+#include <chrono>
 #include <functional>
 #include <iosfwd>
 #include <memory>
@@ -19,9 +20,21 @@
 
 namespace Service {
 
+/// What clients may ask of the service.
+struct Limits {
+    using Seconds = std::chrono::duration<double>;
+
+    int connections = 1024;  // at a time, on each port
+    Seconds request{10};     // for a whole request, with TLS before it
+    Seconds stall{30};       // in which a client takes nothing of an answer
+    Seconds keepAlive{5};    // until the next request of a connection; 0 for none
+    int requests = 1000;     // on one connection
+};
+
 /// What the command line says.
 struct Settings {
     std::string packages;
+    Server::Loopback loopback = Server::Loopback::Both;
     int port = 8080;
     std::optional<int> httpsPort;
     std::string certificate;  // file for the authority's certificate
@@ -29,6 +42,7 @@ struct Settings {
     std::vector<std::string> faults;
     std::string faultFile;
     bool isForOneRequest = false;
+    Limits limits;
 };
 
 /// Serves from its construction to its destruction.
@@ -41,11 +55,12 @@ public:
     /// Writes `text` between the lines of the log.
     void Announce(std::string_view text) { m_log.WriteLine(text); }
 
-    int GetPort() const noexcept { return m_http->GetPort(); }
+    /// Where it speaks http, for example "127.0.0.1:8080".
+    std::vector<std::string> GetAddresses() const { return m_http->GetAddresses(); }
     int GetHttpsPort() const noexcept { return m_https ? m_https->GetPort() : 0; }
 
 private:
-    std::unique_ptr<Server::ScriptedServer> Serve(int port,
+    std::unique_ptr<Server::ScriptedServer> Serve(const Settings& settings, int port,
                                                   std::optional<Server::Identity> identity);
     Server::Script Answer(const Server::Request& request) const;
     std::optional<Server::Script> Greet() const;

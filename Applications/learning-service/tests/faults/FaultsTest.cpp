@@ -17,7 +17,7 @@ using testing::HasSubstr;
 
 /// What arrives of the body "0123456789" with `texts` as faults.
 Received Fetch(const std::vector<std::string>& texts, const std::string& method = "GET",
-               timeval patience = {10, 0}) {
+               timeval patience = {10, 0}, const std::string& connection = "close") {
     Faults faults;
     for (const std::string& text : texts) {
         faults.Add(text);
@@ -30,7 +30,7 @@ Received Fetch(const std::vector<std::string>& texts, const std::string& method 
         return MakeScript(answer);
     });
     const Server::FileDescriptor client = Support::Connect(server.GetPort(), patience);
-    Support::SendText(client, method + " /x HTTP/1.1\r\n\r\n");
+    Support::SendText(client, method + " /x HTTP/1.1\r\nConnection: " + connection + "\r\n\r\n");
     return Support::ReceiveAll(client);
 }
 
@@ -66,6 +66,10 @@ TEST(Faults, ShowOnTheWire) {
         EXPECT_EQ(received.text, text) << testing::PrintToString(faults);
         EXPECT_EQ(received.seen, seen) << testing::PrintToString(faults);
     }
+}
+
+TEST(Faults, LetNoConnectionBeKept) {
+    EXPECT_EQ(Fetch({"no-length"}, "GET", {10, 0}, "keep-alive").text, NoLength + "0123456789");
 }
 
 TEST(Faults, TakeTheirTime) {
