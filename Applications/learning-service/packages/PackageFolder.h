@@ -4,9 +4,11 @@
 
 #include "Server/Content.h"
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace Service {
 
@@ -18,6 +20,11 @@ public:
         std::string tag;  // as the header ETag has it: changes when the file is written or replaced
     };
 
+    struct Entry {
+        std::string name;
+        std::uint64_t size;
+    };
+
     /// Throws std::system_error if `path` can't be opened.
     explicit PackageFolder(const std::string& path);
     PackageFolder(const PackageFolder&) = delete;
@@ -25,8 +32,12 @@ public:
     ~PackageFolder();
 
     /// The regular file of that plain name; nothing if there is none, or for folders, links, hidden
-    /// files and paths. Throws std::system_error if the file system fails.
+    /// files and paths. Throws std::system_error if the file system fails or too many are open.
     std::optional<Package> Open(const std::string& name) const;
+
+    /// What Open() would open, by name; without names that hold control characters, which no
+    /// request can ask for. Throws std::system_error if the folder can't be read.
+    std::vector<Entry> List() const;
 
 private:
     struct State;

@@ -1,6 +1,7 @@
 #include "packages/PackageOperation.h"
 
 #include "packages/ByteRange.h"
+#include "packages/PackagePage.h"
 
 #include <algorithm>
 
@@ -57,6 +58,11 @@ Response Deliver(const Server::Request& request, const Server::Content& file,
 Response PackageOperation::Handle(const Server::Request& request, const std::string& path) const {
     if (request.method != "GET" && request.method != "HEAD") {
         return Refuse(405, "packages can only be fetched", {{"Allow", "GET, HEAD"}});
+    }
+    if (path.empty()) {
+        return {200,
+                {{"Content-Type", "text/html; charset=utf-8"}, {"Cache-Control", "no-cache"}},
+                FormatPackagePage(m_folder.List())};
     }
     const std::optional<PackageFolder::Package> package = m_folder.Open(path);
     if (!package) {

@@ -11,8 +11,8 @@ namespace Service {
 
 /// GET and HEAD of the files in a folder: whole, as a single range, or as "not modified".
 ///
-/// The path is the plain name of a regular file. Folders, links, hidden files and files elsewhere
-/// are answered with 404, and there is no list of the names.
+/// The path is the plain name of a regular file, or empty for a page that lists them. Folders,
+/// links, hidden files and files elsewhere are answered with 404.
 class PackageOperation : public Operation {
 public:
     /// Throws std::system_error if `folder` can't be opened.

@@ -3,9 +3,11 @@
 #include "support/TestFolder.h"
 
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <map>
+#include <set>
 
 namespace Service {
 namespace {
@@ -42,9 +44,9 @@ TEST_F(Packages, AreFoundByPlainNamesAlone) {
     const std::map<int, std::vector<const char*>> targets{
         {200, {"/Depth%201.zip", "/Depth%201.zip?version=2", "http://localhost:1/Depth%201.zip"}},
         {404,
-         {"/", "/Nothing.zip", "/.hidden", "/.", "/folder", "/folder/Inner.zip",
-          "/folder%2FInner.zip", "/folder/../Empty.zip", "/../../../../etc/passwd",
-          "/%2e%2e/etc/passwd", "//etc/passwd", "/Link.zip", "/Pipe.zip"}},
+         {"/Nothing.zip", "/.hidden", "/.", "/folder", "/folder/Inner.zip", "/folder%2FInner.zip",
+          "/folder/../Empty.zip", "/../../../../etc/passwd", "/%2e%2e/etc/passwd", "//etc/passwd",
+          "/Link.zip", "/Pipe.zip"}},
         {400,
          {"/Empty.zip%00", "/Empty.zip%7F", "/Empty.zip%", "/Empty.zip%+1", "Empty.zip", "http://a",
           "*"}},
@@ -58,6 +60,40 @@ TEST_F(Packages, AreFoundByPlainNamesAlone) {
     EXPECT_EQ(refused.status, 405);
     EXPECT_EQ(*Server::FindHeader(refused.headers, "Allow"), "GET, HEAD");
     EXPECT_THROW(PackageOperation(m_folder.At("nowhere")), std::runtime_error);
+}
+
+TEST_F(Packages, AreListedWithLinksThatLeadToThem) {
+    m_folder.Write("<b>&amp;\"%41'?#\xFF.zip", "01");
+    m_folder.Write("control\x1B.zip", "x");
+    m_folder.Write("Large.zip", "");
+    std::filesystem::resize_file(m_folder.At("Large.zip"), 123'456'789);
+    const Response page = Ask("GET", "/?all");
+    EXPECT_EQ(*Server::FindHeader(page.headers, "Content-Type"), "text/html; charset=utf-8");
+    const std::string text = ReadAll(page.body);
+    EXPECT_THAT(text,
+                testing::HasSubstr(">&lt;b&gt;&amp;amp;\"%41'?#\uFFFD.zip</a></td><td>2 bytes<"));
+    EXPECT_THAT(text, testing::HasSubstr(">Large.zip</a></td><td>123.5 MB<"));
+    std::multiset<std::uint64_t> sizes;
+    const std::string start = "<a href=\"";
+    for (std::size_t at = 0; (at = text.find(start, at)) != std::string::npos;) {
+        at += start.size();
+        const Response linked =
+            Ask("GET", ("/" + text.substr(at, text.find('"', at) - at)).c_str());
+        EXPECT_EQ(linked.status, 200);
+        sizes.insert(linked.body.GetSize());
+    }
+    EXPECT_THAT(sizes, testing::ElementsAre(0, 1, 2, 10, 123'456'789));
+    EXPECT_EQ(Ask("POST", "/").status, 405);
+}
+
+TEST_F(Packages, AreNotSaidToBeMissingWhenTheProcessIsShortOfDescriptors) {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit none{0, limit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    EXPECT_THROW(Ask("GET", "/Empty.zip"), std::system_error);
+    EXPECT_THROW(Ask("GET", "/"), std::system_error);
+    setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 TEST_F(Packages, AreServedInRanges) {
