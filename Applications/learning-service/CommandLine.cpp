@@ -1,15 +1,21 @@
 #include "CommandLine.h"
 
-#include "Kernel/Semaphore.h"
 #include "Kernel/Utf.h"
 
+#include "packages/PackageFolder.h"
+#include "service/LineStream.h"
 #include "service/LocalService.h"
+#include "service/OpenFiles.h"
+#include "service/Wishes.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <map>
+#include <optional>
 #include <ostream>
+#include <system_error>
 
 namespace Service {
 
@@ -114,6 +120,10 @@ void AddOptions(CLI::App& app, Settings& settings) {
     app.add_option("--fault-file", settings.faultFile,
                    "File of further faults, a line each, read anew for each request")
         ->type_name("FILE");
+    app.add_option("--log-file", settings.logFile,
+                   "File to append the log to, which SIGHUP reopens; else the log goes to standard "
+                   "output")
+        ->type_name("FILE");
     app.add_flag("--once", settings.isForOneRequest, "End after one request");
     app.set_version_flag("--version", "learning-service " ORVANTIS_VERSION);
     app.footer(
@@ -140,8 +150,75 @@ std::string FormatWelcome(const LocalService& service, const Settings& settings)
     return text;
 }
 
+void Complain(std::ostream& err, std::string_view text) {
+    err << "learning-service: " << Kernel::MakePrintableLines(text).c_str() << std::endl;
+}
+
+/// Complains about settings that work, but hardly as they are meant.
+void Warn(const Settings& settings, std::ostream& err) {
+    const auto isPackage = [](const auto& entry) { return entry.name.ends_with(".zip"); };
+    if (std::ranges::none_of(PackageFolder(settings.packages).List(), isPackage)) {
+        Complain(err, "warning: there are no packages (*.zip) in " + settings.packages);
+    }
+    const std::size_t servers = settings.httpsPort ? 2 : 1;
+    const std::size_t files = servers * static_cast<std::size_t>(settings.limits.connections) * 2;
+    constexpr std::size_t Others = 64;
+    if (!AllowOpenFiles(files + Others)) {
+        Complain(err, "warning: the system allows fewer open files than --max-connections needs, " +
+                          std::to_string(files + Others) + "; see ulimit -n");
+    }
+}
+
+void ReopenLog(LineStream& file, RequestLog& log, std::ostream& err) {
+    try {
+        log.Pause([&] { file.Reopen(); });
+        log.WriteEvent("the log is reopened");
+    } catch (const std::system_error& error) {
+        Complain(err, error.what());
+        log.WriteEvent(error.what());
+    }
+}
+
+/// Does what is wished until that is the end. `file`: of the log, or null.
+void ObeyUntilEnd(Wishes& wishes, LineStream* file, RequestLog& log, std::ostream& err) {
+    for (;;) {
+        const Wish wish = wishes.Wait();
+        if (wish == Wish::End || (wish == Wish::HangUp && file == nullptr)) {
+            return;
+        }
+        if (file != nullptr) {
+            ReopenLog(*file, log, err);
+        }
+    }
+}
+
+void Serve(const Settings& settings, std::ostream& out, std::ostream& err, Wishes& wishes) {
+    Warn(settings, err);
+    std::optional<LineStream> file;
+    if (!settings.logFile.empty()) {
+        file.emplace(settings.logFile);
+    }
+    RequestLog log(file ? *file : out, err);
+    {
+        const LocalService service(settings, log, [&] {
+            if (settings.isForOneRequest) {
+                wishes.Send(Wish::End);
+            }
+        });
+        const std::string welcome = FormatWelcome(service, settings);
+        if (file) {
+            log.WriteEvent(welcome.substr(0, welcome.find('\n')));
+            out << Kernel::MakePrintableLines(welcome).c_str() << std::endl;
+        } else {
+            log.WriteLine(welcome);
+        }
+        ObeyUntilEnd(wishes, file ? &*file : nullptr, log, err);
+    }
+    log.WriteEvent("the end");
+}
+
 int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
-        Kernel::Semaphore& end) {
+        Wishes& wishes) {
     Settings settings;
     CLI::App app("Serve model packages on this machine, well or badly.", "learning-service");
     AddOptions(app, settings);
@@ -150,28 +227,21 @@ int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
     } catch (const CLI::Success& request) {  // a request for help or the version
         return app.exit(request, out, err);
     } catch (const CLI::ParseError& error) {
-        err << "learning-service: " << Kernel::MakePrintableLines(error.what()).c_str()
-            << "\nRun learning-service --help.\n";
+        Complain(err, error.what() + std::string("\nRun learning-service --help."));
         return 2;
     }
-    LocalService service(settings, out, [&] {
-        if (settings.isForOneRequest) {
-            end.Signal();
-        }
-    });
-    service.Announce(FormatWelcome(service, settings));
-    end.Wait();
+    Serve(settings, out, err, wishes);
     return 0;
 }
 
 }  // namespace
 
 int RunService(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
-               Kernel::Semaphore& end) {
+               Wishes& wishes) {
     try {
-        return Run(arguments, out, err, end);
+        return Run(arguments, out, err, wishes);
     } catch (const std::exception& exception) {
-        err << "learning-service: " << Kernel::MakePrintableLines(exception.what()).c_str() << '\n';
+        Complain(err, exception.what());
         return 1;
     }
 }

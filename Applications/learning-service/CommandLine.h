@@ -6,16 +6,14 @@
 #include <string>
 #include <vector>
 
-namespace Kernel {
-class Semaphore;
-}
-
 namespace Service {
 
-/// Serves as `arguments` say, which do not include the program's name, until `end` is signalled.
-/// Returns the exit code: 0 for done, 1 for failed, 2 for wrong use; the reason is then on `err`.
-/// Throws nothing.
+class Wishes;
+
+/// Serves as `arguments` say, which do not include the program's name, until there is the wish to
+/// end. Returns the exit code: 0 for done, 1 for failed, 2 for wrong use; the reason is then on
+/// `err`. Throws nothing.
 int RunService(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
-               Kernel::Semaphore& end);
+               Wishes& wishes);
 
 }  // namespace Service

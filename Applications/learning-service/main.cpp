@@ -1,16 +1,18 @@
 // The program `learning-service`: RunService() until Ctrl-C or SIGTERM.
 
-#include "Kernel/Semaphore.h"
-
 #include "CommandLine.h"
-#include "service/Termination.h"
+#include "service/LineStream.h"
+#include "service/Signals.h"
+#include "service/Wishes.h"
 
 #include <algorithm>
-#include <iostream>
 
 int main(int argc, char** argv) {
     const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
-    Kernel::Semaphore end;
-    const Service::Termination termination(end);
-    return Service::RunService(arguments, std::cout, std::cerr, end);
+    Service::Wishes wishes;
+    const Service::Signals signals(wishes);
+    using Service::LineStream;
+    LineStream out(LineStream::Standard::Output);
+    LineStream err(LineStream::Standard::Error);
+    return Service::RunService(arguments, out, err, wishes);
 }

@@ -24,9 +24,9 @@ Server::ScriptedServer::Options ToOptions(const Limits& limits) {
 
 }  // namespace
 
-LocalService::LocalService(const Settings& settings, std::ostream& out,
+LocalService::LocalService(const Settings& settings, RequestLog& log,
                            std::function<void()> onRequest)
-    : m_log(out), m_onRequest(std::move(onRequest)), m_faultFile(settings.faultFile) {
+    : m_log(log), m_onRequest(std::move(onRequest)), m_faultFile(settings.faultFile) {
     for (const std::string& fault : settings.faults) {
         m_faults.Add(fault);
     }

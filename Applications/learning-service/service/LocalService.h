@@ -11,11 +11,9 @@
 
 #include <chrono>
 #include <functional>
-#include <iosfwd>
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace Service {
@@ -41,6 +39,7 @@ struct Settings {
     Server::CertificateAuthority::Flaw flaw = Server::CertificateAuthority::Flaw::None;
     std::vector<std::string> faults;
     std::string faultFile;
+    std::string logFile;  // empty: the log goes to standard output
     bool isForOneRequest = false;
     Limits limits;
 };
@@ -48,12 +47,9 @@ struct Settings {
 /// Serves from its construction to its destruction.
 class LocalService {
 public:
-    /// Logs to `out`; calls `onRequest` after each request. Throws what is derived from
+    /// Logs to `log`; calls `onRequest` after each request. Throws what is derived from
     /// std::runtime_error if a port can't be bound or a file not be read or written.
-    LocalService(const Settings& settings, std::ostream& out, std::function<void()> onRequest);
-
-    /// Writes `text` between the lines of the log.
-    void Announce(std::string_view text) { m_log.WriteLine(text); }
+    LocalService(const Settings& settings, RequestLog& log, std::function<void()> onRequest);
 
     /// Where it speaks http, for example "127.0.0.1:8080".
     std::vector<std::string> GetAddresses() const { return m_http->GetAddresses(); }
@@ -67,7 +63,7 @@ private:
     void Observe(const Server::Exchange& exchange);
     Faults GetFaults() const;
 
-    RequestLog m_log;
+    RequestLog& m_log;
     std::function<void()> m_onRequest;
     Router m_router;
     Faults m_faults;

@@ -7,7 +7,7 @@
 
 namespace Service {
 
-/// Hours, minutes and seconds, for example "23:05:59".
+/// Date and time with their distance from UTC, as ISO 8601 has them: "2030-12-31T23:05:59+01:00".
 std::string FormatLocalTime(std::chrono::system_clock::time_point time);
 
 }  // namespace Service

@@ -2,6 +2,7 @@
 
 #include "CommandLine.h"
 #include "service/LocalTime.h"
+#include "service/Wishes.h"
 #include "support/TestFolder.h"
 #include "support/posix/TestClient.h"
 
@@ -46,8 +47,8 @@ TEST(CommandLine, TellsWrongUseFromFailure) {
     for (const auto& [arguments, code, message] : cases) {
         std::ostringstream out;
         std::ostringstream err;
-        Kernel::Semaphore end;
-        EXPECT_EQ(RunService(arguments, out, err, end), code) << message;
+        Wishes wishes;
+        EXPECT_EQ(RunService(arguments, out, err, wishes), code) << message;
         EXPECT_THAT(err.str(), HasSubstr(message));
         EXPECT_EQ(out.str(), "");
     }
@@ -56,7 +57,8 @@ TEST(CommandLine, TellsWrongUseFromFailure) {
 TEST(LocalTime, IsThatOfTheTimeZone) {
     setenv("TZ", "XYZ-1:30", 1);
     tzset();
-    EXPECT_EQ(FormatLocalTime(std::chrono::system_clock::from_time_t(3723)), "02:32:03");
+    EXPECT_EQ(FormatLocalTime(std::chrono::system_clock::from_time_t(3723)),
+              "1970-01-01T02:32:03+01:30");
     unsetenv("TZ");
     tzset();
 }
@@ -91,9 +93,9 @@ TEST(CommandLine, ServesAsItAnnouncesAndLogsEachRequest) {
         Announcement buffer;
         std::ostream out(&buffer);
         std::ostringstream err;
-        Kernel::Semaphore end;
+        Wishes wishes;
         auto code =
-            std::async(std::launch::async, [&] { return RunService(arguments, out, err, end); });
+            std::async(std::launch::async, [&] { return RunService(arguments, out, err, wishes); });
         const std::string announced = buffer.Wait();
         const auto getPort = [&](const std::string& start) {
             return std::stoi(announced.substr(announced.find(start) + start.size()));
@@ -108,7 +110,7 @@ TEST(CommandLine, ServesAsItAnnouncesAndLogsEachRequest) {
                     testing::EndsWith("\r\n\r\n012"));
         if (!isForOneRequest) {
             EXPECT_EQ(code.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
-            end.Signal();
+            wishes.Send(Wish::End);
         }
         EXPECT_EQ(code.get(), 0);
         EXPECT_EQ(err.str(), "");

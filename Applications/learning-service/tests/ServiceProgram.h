@@ -28,6 +28,15 @@ inline bool Await(const std::function<bool()>& isTrue) {
     return isTrue();
 }
 
+/// The port in an announcement; 0 if it is not there yet.
+inline int FindPort(const std::string& text) {
+    const std::string start = "http://127.0.0.1:";
+    const std::size_t at = text.find(start);
+    return text.ends_with('\n') && at != std::string::npos
+               ? std::stoi(text.substr(at + start.size()))
+               : 0;
+}
+
 /// Serves the folder "packages" of `folder` on any port until it dies; the files "out" and "err" of
 /// `folder` have what it writes.
 class ServiceProgram {
@@ -82,12 +91,10 @@ public:
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
-    /// The port in the first line of what it says in the file `name`.
-    int GetPort(const char* name = "out") const {
-        const std::string start = "http://127.0.0.1:";
-        const auto find = [&] { return Support::ReadFile(m_folder.At(name)).find(start); };
-        EXPECT_TRUE(Await([&] { return find() != std::string::npos; })) << "it does not start";
-        return std::stoi(Support::ReadFile(m_folder.At(name)).substr(find() + start.size()));
+    /// The port that the file "out" tells.
+    int GetPort() const {
+        EXPECT_TRUE(Await([&] { return FindPort(Support::ReadFile(m_folder.At("out"))) != 0; }));
+        return FindPort(Support::ReadFile(m_folder.At("out")));
     }
 
 private:

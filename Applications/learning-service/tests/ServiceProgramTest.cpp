@@ -5,6 +5,10 @@
 
 #include <gmock/gmock.h>
 
+#include <array>
+#include <atomic>
+#include <sstream>
+
 namespace Service {
 namespace {
 
@@ -26,6 +30,7 @@ protected:
 };
 
 const std::string Get = "GET /Depth.zip HTTP/1.1\r\n\r\n";
+const std::string CloseAfterwards = "GET /Depth.zip HTTP/1.1\r\nConnection: close\r\n\r\n";
 
 TEST_F(Program, LetsNoSilentOrSlowClientKeepOthersOut) {
     m_folder.Write("packages/Depth.zip", "0123456789");
@@ -66,6 +71,112 @@ TEST_F(Program, KeepsConnectionsForSoLongAndSoManyRequests) {
     EXPECT_GE(Clock::now() - start, 200ms);
     EXPECT_LT(Clock::now() - start, 4s);
     EXPECT_EQ(countAnswers(5), 3);
+}
+
+TEST_F(Program, LosesNoLineWhenItsLogIsRotatedUnderLoad) {
+    m_folder.Write("packages/Depth.zip", "0123456789");
+    const std::string log = m_folder.At("log");
+    ServiceProgram program(m_folder, {"--log-file", log});
+    const int port = program.GetPort();
+    std::atomic<bool> isOver = false;
+    std::atomic<int> answers = 0;
+    const auto load = [&] {
+        while (!isOver) {
+            answers += Support::Exchange(port, CloseAfterwards).text.ends_with("0123456789")
+                           ? 1
+                           : 1'000'000;
+        }
+    };
+    std::vector<std::jthread> clients;
+    clients.emplace_back(load);
+    clients.emplace_back(load);
+    constexpr int Rotations = 5;
+    for (int i = 0; i < Rotations; ++i) {
+        const int before = answers;
+        ASSERT_TRUE(Await([&] { return answers > before + 10; }));
+        std::filesystem::rename(log, log + std::to_string(i));
+        program.Signal(SIGHUP);
+        ASSERT_TRUE(Await([&] { return std::filesystem::exists(log); }));
+    }
+    isOver = true;
+    clients.clear();
+    program.Signal(SIGTERM);
+    EXPECT_EQ(program.Wait(), 0);
+    std::string all;
+    for (int i = 0; i < Rotations; ++i) {
+        const std::string part = Support::ReadFile(log + std::to_string(i));
+        EXPECT_GE(std::ranges::count(part, '\n'), 10);
+        all += part;
+    }
+    all += Support::ReadFile(log);
+    int requests = 0;
+    std::istringstream lines(all);
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_THAT(line, testing::ContainsRegex(
+                              "^20[0-9]{2}-[0-9]{2}-[0-9]{2}T[0-9:]{8}[+-][0-9]{2}:[0-9]{2} "));
+        requests += line.find(" http GET /Depth.zip 200 ") != std::string::npos ? 1 : 0;
+    }
+    EXPECT_EQ(requests, answers);
+    EXPECT_THAT(all, testing::EndsWith(" the end\n"));
+}
+
+TEST_F(Program, EndsWithItsTerminalUnlessItHasALogFile) {
+    ServiceProgram program(m_folder, {});
+    program.GetPort();
+    EXPECT_THAT(ReadFile("err"), HasSubstr("warning: there are no packages (*.zip) in "));
+    program.Signal(SIGHUP);
+    EXPECT_EQ(program.Wait(), 0);
+}
+
+TEST_F(Program, ServesThoughNobodyReadsItsLog) {
+    m_folder.Write("packages/Depth.zip", "0123456789");
+    for (const bool isReaderGone : {true, false}) {
+        std::array<int, 2> pipe{};
+        ASSERT_EQ(pipe2(pipe.data(), O_CLOEXEC), 0);
+        Server::FileDescriptor reader(pipe[0]);
+        Server::FileDescriptor writer(pipe[1]);
+        ServiceProgram program(m_folder, {}, writer.Get());
+        writer.Close();
+        std::string said;
+        std::array<char, 4096> buffer;
+        while (Testing::FindPort(said) == 0) {
+            const ssize_t got = read(reader.Get(), buffer.data(), buffer.size());
+            ASSERT_GT(got, 0);
+            said.append(buffer.data(), static_cast<std::size_t>(got));
+        }
+        if (isReaderGone) {
+            reader.Close();
+        }
+        // More than fits a pipe, whose reader may have stopped as well.
+        const std::string target = "/Depth.zip?" + std::string(20'000, 'x');
+        for (int i = 0; i < 6; ++i) {
+            EXPECT_THAT(
+                Support::Exchange(Testing::FindPort(said), "GET " + target + " HTTP/1.0\r\n\r\n")
+                    .text,
+                testing::EndsWith("0123456789"));
+        }
+        EXPECT_TRUE(Await([&] { return ReadFile("err").ends_with("; the service goes on\n"); }));
+        program.Signal(SIGTERM);
+        EXPECT_EQ(program.Wait(), 0);
+        EXPECT_EQ(std::ranges::count(ReadFile("err"), '\n'), 1);
+    }
+}
+
+TEST_F(Program, EndsAtOnceInTheMiddleOfADownload) {
+    m_folder.Write("packages/Large.zip", "");
+    constexpr std::size_t Size = 1'000'000'000;
+    std::filesystem::resize_file(m_folder.At("packages/Large.zip"), Size);
+    ServiceProgram program(m_folder, {});
+    const Server::FileDescriptor client = Support::Connect(program.GetPort());
+    Support::SendText(client, "GET /Large.zip HTTP/1.1\r\n\r\n");
+    std::array<char, 100'000> start;
+    EXPECT_EQ(recv(client.Get(), start.data(), start.size(), MSG_WAITALL), start.size());
+    const auto asked = Clock::now();
+    program.Signal(SIGTERM);
+    EXPECT_EQ(program.Wait(), 0);
+    EXPECT_LT(Clock::now() - asked, 2s);
+    EXPECT_LT(Support::ReceiveAll(client).text.size(), Size / 2);
+    EXPECT_THAT(ReadFile("out"), HasSubstr(" (the server stops)\n"));
 }
 
 }  // namespace
