@@ -22,10 +22,13 @@ namespace Service::Testing {
 
 /// Whether `isTrue` becomes so within ten seconds.
 inline bool Await(const std::function<bool()>& isTrue) {
-    for (int i = 0; i < 1000 && !isTrue(); ++i) {
+    for (int i = 0; i < 1000; ++i) {
+        if (isTrue()) {
+            return true;
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
-    return isTrue();
+    return false;
 }
 
 /// The port in an announcement; 0 if it is not there yet.

@@ -139,6 +139,7 @@ TEST_F(Program, ServesThoughNobodyReadsItsLog) {
         writer.Close();
         std::string said;
         std::array<char, 4096> buffer;
+        std::string rest(100'000, '\0');
         while (Testing::FindPort(said) == 0) {
             const ssize_t got = read(reader.Get(), buffer.data(), buffer.size());
             ASSERT_GT(got, 0);
@@ -156,6 +157,15 @@ TEST_F(Program, ServesThoughNobodyReadsItsLog) {
                 testing::EndsWith("0123456789"));
         }
         EXPECT_TRUE(Await([&] { return ReadFile("err").ends_with("; the service goes on\n"); }));
+        if (!isReaderGone) {
+            read(reader.Get(), rest.data(), rest.size());
+            Support::Exchange(Testing::FindPort(said), CloseAfterwards);
+            EXPECT_TRUE(Await([&] {
+                said.append(rest.data(),
+                            static_cast<std::size_t>(read(reader.Get(), rest.data(), rest.size())));
+                return said.find(" (lines lost here: ") != std::string::npos;
+            }));
+        }
         program.Signal(SIGTERM);
         EXPECT_EQ(program.Wait(), 0);
         EXPECT_EQ(std::ranges::count(ReadFile("err"), '\n'), 1);

@@ -69,7 +69,9 @@ TEST(Faults, ShowOnTheWire) {
 }
 
 TEST(Faults, LetNoConnectionBeKept) {
-    EXPECT_EQ(Fetch({"no-length"}, "GET", {10, 0}, "keep-alive").text, NoLength + "0123456789");
+    const Received received = Fetch({"no-length"}, "GET", {5, 0}, "keep-alive");
+    EXPECT_EQ(received.text, NoLength + "0123456789");
+    EXPECT_EQ(received.seen, Seen::End);
 }
 
 TEST(Faults, TakeTheirTime) {
