@@ -89,7 +89,10 @@ public:
     /// The exit code, or -1 if a signal has ended it.
     int Wait() {
         int status = 0;
-        waitpid(m_process, &status, 0);
+        if (!Await([&] { return waitpid(m_process, &status, WNOHANG) != 0; })) {
+            Signal(SIGKILL);
+            waitpid(m_process, &status, 0);
+        }
         m_process = 0;
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
