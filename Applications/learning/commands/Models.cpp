@@ -52,7 +52,7 @@ void PrintTable(std::ostream& out, const std::vector<Entry>& entries) {
     }
 }
 
-std::string ToJson(const Entry& entry) {
+std::string EntryToJson(const Entry& entry) {
     const NetworkFile& file = entry.file;
     const bool isFile = file.state == NetworkFile::State::Installed;
     return MakeJsonObject(
@@ -127,7 +127,7 @@ void ListModels(const Host& host, const ListOptions& options) {
         return;
     }
     std::vector<std::string> elements;
-    std::ranges::transform(entries, std::back_inserter(elements), ToJson);
+    std::ranges::transform(entries, std::back_inserter(elements), EntryToJson);
     host.GetOut() << MakeJsonArray(elements) << '\n';
 }
 

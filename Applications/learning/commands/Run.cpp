@@ -79,7 +79,7 @@ TensorMap FitInputs(const ModelInfo& info, const std::vector<InputSource>& sourc
     return inputs;
 }
 
-struct Output {
+struct RunOutput {
     std::string name;
     std::string file;                       // empty: print it
     const ModelValue* value = nullptr;      // in the network
@@ -99,7 +99,7 @@ int CountPictureChannels(std::vector<int> shape) {
     return isPicture ? shape[1] : 0;
 }
 
-void CheckPicture(const Output& output) {
+void CheckPicture(const RunOutput& output) {
     if (HasExtension(output.file, ".png") && CountPictureChannels(*output.shape) == 0) {
         throw WrongUse("the shape %1 is no picture of 1 or 3 channels: keep it in a .npy file",
                        ShapeToText(*output.shape));
@@ -107,8 +107,8 @@ void CheckPicture(const Output& output) {
 }
 
 /// The output that `target` means, with its shape if that is given. A name may have colons.
-Output FindOutput(const ModelInfo& info, const OutputTarget& target) {
-    Output output;
+RunOutput FindOutput(const ModelInfo& info, const OutputTarget& target) {
+    RunOutput output;
     output.name = target.target;
     output.file = target.file;
     const std::size_t colon = target.target.rfind(':');
@@ -129,14 +129,15 @@ Output FindOutput(const ModelInfo& info, const OutputTarget& target) {
     return output;
 }
 
-std::vector<Output> FindOutputs(const ModelInfo& info, const std::vector<OutputTarget>& targets) {
+std::vector<RunOutput> FindOutputs(const ModelInfo& info,
+                                   const std::vector<OutputTarget>& targets) {
     if (targets.empty()) {
         Refuse(info, "no output is asked for: add --output NAME or --output NAME=FILE");
     }
-    std::vector<Output> outputs;
+    std::vector<RunOutput> outputs;
     for (const OutputTarget& target : targets) {
-        Output output = FindOutput(info, target);
-        if (std::ranges::find(outputs, output.name, &Output::name) != outputs.end()) {
+        RunOutput output = FindOutput(info, target);
+        if (std::ranges::find(outputs, output.name, &RunOutput::name) != outputs.end()) {
             throw WrongUse("--output %1: that output is asked for already", target.argument);
         }
         outputs.push_back(std::move(output));
@@ -145,7 +146,8 @@ std::vector<Output> FindOutputs(const ModelInfo& info, const std::vector<OutputT
 }
 
 /// The shape that the output will have for the sizes that the inputs give to names.
-std::vector<int> FindShape(const ModelInfo& info, const Output& output, const NamedSizes& sizes) {
+std::vector<int> FindShape(const ModelInfo& info, const RunOutput& output,
+                           const NamedSizes& sizes) {
     const ModelValue resolved = Resolve(*output.value, sizes);
     if (!IsFixed(resolved)) {
         Refuse(info,
@@ -162,9 +164,9 @@ std::vector<int> FindShape(const ModelInfo& info, const Output& output, const Na
 
 /// Tensors for the outputs.
 TensorMap MakeResults(const ModelInfo& info, const NamedSizes& sizes,
-                      std::vector<Output>& outputs) {
+                      std::vector<RunOutput>& outputs) {
     TensorMap results;
-    for (Output& output : outputs) {
+    for (RunOutput& output : outputs) {
         if (!output.shape) {
             output.shape = FindShape(info, output, sizes);
             CheckPicture(output);
@@ -177,9 +179,9 @@ TensorMap MakeResults(const ModelInfo& info, const NamedSizes& sizes,
 
 /// For a network that has refused to run. Not before: what a network says of its outputs may be
 /// wrong, and then the user has to know better.
-void CheckShapes(const ModelInfo& info, const std::vector<Output>& outputs,
+void CheckShapes(const ModelInfo& info, const std::vector<RunOutput>& outputs,
                  const NamedSizes& sizes) {
-    for (const Output& output : outputs) {
+    for (const RunOutput& output : outputs) {
         if (!Takes(Resolve(*output.value, sizes), *output.shape)) {
             Refuse(info, "the output %1 is asked for in the shape %2, and the network gives %3",
                    output.name, ShapeToText(*output.shape),
@@ -188,7 +190,7 @@ void CheckShapes(const ModelInfo& info, const std::vector<Output>& outputs,
     }
 }
 
-void SavePlanes(const Output& output) {
+void SavePlanes(const RunOutput& output) {
     const std::vector<int> shape = output.tensor->GetDimensions();
     const bool isGrey = CountPictureChannels(shape) == 1;
     const auto picture = MakePicture(shape.end()[-1], shape.end()[-2]);
@@ -202,7 +204,7 @@ void SavePlanes(const Output& output) {
     SavePicture(*picture, output.file);
 }
 
-void Print(const Output& output, std::ostream& out) {
+void Print(const RunOutput& output, std::ostream& out) {
     const std::vector<int> shape = output.tensor->GetDimensions();
     const std::uint64_t count = CheckShape(shape, output.name);
     float low = output.tensor->GetValueAtIndexedSubscript(0);
@@ -223,7 +225,7 @@ void Print(const Output& output, std::ostream& out) {
     out << (count > ShownCount ? " ...\n" : "\n");
 }
 
-void Deliver(const Output& output, std::ostream& out) {
+void Deliver(const RunOutput& output, std::ostream& out) {
     if (output.file.empty()) {
         Print(output, out);
         return;
@@ -250,7 +252,7 @@ void RunModel(const Host& host, const RunOptions& options) {
     const std::vector<OutputTarget> targets = ParseOutputs(options.outputs, std::move(files));
     const Network network = host.OpenNetwork(options.model);
     const ModelInfo info = network.GetInfo();
-    std::vector<Output> outputs = FindOutputs(info, targets);
+    std::vector<RunOutput> outputs = FindOutputs(info, targets);
     const TensorMap inputs = host.Time(Phase::Decode, [&] { return FitInputs(info, sources); });
     const NamedSizes sizes = FindNamedSizes(info, inputs);
     const TensorMap results = MakeResults(info, sizes, outputs);
@@ -261,7 +263,7 @@ void RunModel(const Host& host, const RunOptions& options) {
         throw Failure("%1\n%2", failure.what(), ShowSignature(info));
     }
     host.Time(Phase::Encode, [&] {
-        for (const Output& output : outputs) {
+        for (const RunOutput& output : outputs) {
             Deliver(output, host.GetOut());
         }
     });
