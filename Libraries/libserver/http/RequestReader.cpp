@@ -75,7 +75,10 @@ void ParseRequestLine(std::string_view line, Request& request) {
 /// Whether the fields `name` list `word`.
 bool HasWord(const Headers& headers, std::string_view name, std::string_view word) {
     return std::ranges::any_of(headers, [&](const auto& field) {
-        std::string_view list = EqualsIgnoringCase(field.first, name) ? field.second : "";
+        std::string_view list;
+        if (EqualsIgnoringCase(field.first, name)) {
+            list = field.second;
+        }
         while (!list.empty()) {
             if (EqualsIgnoringCase(Trim(TakeUntil(list, ",")), word)) {
                 return true;
