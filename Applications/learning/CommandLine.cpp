@@ -15,7 +15,6 @@
 #include <new>
 #include <optional>
 #include <ostream>
-#include <sstream>
 
 namespace LearningApp {
 
@@ -27,7 +26,7 @@ using Show = SegmentOptions::Show;
 /// What the arguments say. Each command, once parsed, sets `command`.
 struct Parsed {
     Settings settings;
-    PhotoOptions photo;
+    PhotoOptions photos;
     SegmentOptions segment;
     RunOptions run;
     DescribeOptions describe;
@@ -66,6 +65,7 @@ void AddGlobalOptions(CLI::App& app, Settings& settings) {
                    "PEM file of the authority to trust in place of the system's")
         ->type_name("FILE");
     app.add_flag("--verbose", settings.isVerbose, "Tell what the library does");
+    app.add_flag("-q,--quiet", settings.isQuiet, "Show nothing but results and failures");
     app.add_flag("--timing", settings.isTimed, "Show how long each phase of the command took");
     app.set_version_flag("--version", "learning " ORVANTIS_VERSION);
     app.footer("Example: learning --models ~/models segment cat.jpg --at 320,200 -o cat.png");
@@ -79,10 +79,21 @@ CLI::App* AddCommand(CLI::App& app, const char* name, const char* description,
 }
 
 void AddPhotoOptions(CLI::App& command, PhotoOptions& options) {
-    command.add_option("PHOTO", options.photo, "PNG or JPEG file")->required()->type_name("FILE");
-    command.add_option("-o,--output", options.output, "PNG file to write")
+    command
+        .add_option("PHOTO", options.photos,
+                    "PNG or JPEG file, or - for the standard input. May be several")
         ->required()
-        ->type_name("OUT.png");
+        ->type_name("FILE");
+    command
+        .add_option("-o,--output", options.output,
+                    "PNG file to write, or - for the standard output; {} in it stands for the "
+                    "name of the photo")
+        ->type_name("OUT.png")
+        ->allow_extra_args(false);
+    command
+        .add_option("--output-folder", options.outputFolder,
+                    "Folder to write the results to, under the names of their photos")
+        ->type_name("DIR");
 }
 
 /// Options that may come several times, each with one value.
@@ -91,11 +102,19 @@ CLI::Option* AddListOption(CLI::App& command, const char* name, std::vector<std:
     return command.add_option(name, values, description)->type_name(type)->allow_extra_args(false);
 }
 
+void RunOnParsedPhotos(CLI::App& command, Parsed& parsed, const PhotoCommand& run) {
+    command.callback([&parsed, run] {
+        parsed.command = [&parsed, run](const Host& host) {
+            RunOnPhotos(host, parsed.photos, run);
+        };
+    });
+}
+
 void AddSegmentCommand(CLI::App& app, Parsed& parsed) {
     CLI::App* command = AddCommand(app, "segment", "Cut out the thing at some points of a photo",
                                    "segment cat.jpg --at 320,200 -o cat.png");
     SegmentOptions& options = parsed.segment;
-    AddPhotoOptions(*command, options);
+    AddPhotoOptions(*command, parsed.photos);
     AddListOption(*command, "--at", options.inside, "X,Y", "A pixel of the thing; may be repeated")
         ->required();
     AddListOption(*command, "--not", options.outside, "X,Y",
@@ -103,8 +122,8 @@ void AddSegmentCommand(CLI::App& app, Parsed& parsed) {
     AddChoice<Show>(*command, "--show", "WHAT", "What to write: cutout (default), mask or overlay",
                     {{"cutout", Show::Cutout}, {"mask", Show::Mask}, {"overlay", Show::Overlay}},
                     options.show);
-    command->callback([&parsed] {
-        parsed.command = [&parsed](const Host& host) { Segment(host, parsed.segment); };
+    RunOnParsedPhotos(*command, parsed, [&options](const Host& host, const PhotoTask& task) {
+        Segment(host, task, options);
     });
 }
 
@@ -187,12 +206,10 @@ void AddCommands(CLI::App& app, Parsed& parsed) {
     AddCacheCommands(app, parsed);
     AddSegmentCommand(app, parsed);
     const auto addPhotoCommand = [&](const char* name, const char* description, const char* example,
-                                     void (*run)(const Host&, const PhotoOptions&)) {
+                                     void (*run)(const Host&, const PhotoTask&)) {
         CLI::App* command = AddCommand(app, name, description, example);
-        AddPhotoOptions(*command, parsed.photo);
-        command->callback([&parsed, run] {
-            parsed.command = [&parsed, run](const Host& host) { run(host, parsed.photo); };
-        });
+        AddPhotoOptions(*command, parsed.photos);
+        RunOnParsedPhotos(*command, parsed, run);
         return command;
     };
     addPhotoCommand("depth", "Show how near things are: near is bright",
@@ -233,12 +250,12 @@ int Run(const std::vector<std::string>& arguments, const Console& console) {
     if (!parsed.command) {
         throw WrongUse("a command is needed.\nRun learning --help.");
     }
-    // Held back until the end, so that a failed command has said nothing but its reason.
-    std::ostringstream said;
-    const Host host(parsed.settings, console, said);
+    if (parsed.settings.isVerbose && parsed.settings.isQuiet) {
+        throw WrongUse("--verbose and --quiet contradict each other");
+    }
+    const Host host(parsed.settings, console);
     parsed.command(host);
-    console.out << Kernel::MakePrintableLines(said.str()).c_str();
-    host.ShowTimes();
+    host.Finish();
     return 0;
 }
 

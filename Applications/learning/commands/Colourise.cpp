@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <ostream>
 
 namespace LearningApp {
 
@@ -42,9 +41,9 @@ void ApplyChroma(std::span<float, 4> pixel, float cb, float cr) {
 
 }  // namespace
 
-void Colourise(const Host& host, const PhotoOptions& options) {
+void Colourise(const Host& host, const PhotoTask& task) {
     using namespace Colourisation;  // NOLINT(google-build-using-namespace): a table of facts
-    const auto [photo, network] = Begin(host, options, ModelType::Colourisation);
+    const auto [photo, network] = Begin(host, task, ModelType::Colourisation);
     const Size working = FindWorkingSize(GetSize(*photo));
     const auto luma = MakeTensor({1, 1, working.height, working.width});
     Learning::FillTensorCHW(*luma, *photo);
@@ -54,8 +53,7 @@ void Colourise(const Host& host, const PhotoOptions& options) {
     PaintPlanes(*chroma, *photo, [](std::span<float, 4> pixel, std::span<const float, 4> samples) {
         ApplyChroma(pixel, samples[0], samples[1]);
     });
-    Save(host, options, *photo);
-    host.GetOut() << "wrote " << options.output << '\n';
+    Finish(host, task, *photo);
 }
 
 }  // namespace LearningApp

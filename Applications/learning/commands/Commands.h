@@ -2,23 +2,23 @@
 
 #pragma once
 
+#include "commands/PhotoTasks.h"
 #include "host/Host.h"
 
+#include <functional>
 #include <string>
 #include <vector>
 
 namespace LearningApp {
 
 // Every command throws Failure, or what the libraries throw; then it has written no file, but for
-// the networks that DownloadModels() had already installed.
+// the networks that DownloadModels() had already installed and the results of the photos that have
+// not failed.
 
 /// A command that turns a photo into a picture.
-struct PhotoOptions {
-    std::string photo;
-    std::string output;  // a PNG file
-};
+using PhotoCommand = std::function<void(const Host& host, const PhotoTask& task)>;
 
-struct SegmentOptions : PhotoOptions {
+struct SegmentOptions {
     enum class Show { Cutout, Mask, Overlay };
 
     std::vector<std::string> inside;   // "X,Y", in pixels of the photo
@@ -59,17 +59,21 @@ void DownloadModels(const Host& host, const DownloadOptions& options);
 /// Deletes networks that are installed. `names`: as ParseModelNames() takes them.
 void DeleteModels(const Host& host, const std::vector<std::string>& names);
 
+/// Calls `command` with each of the photos. Of several, tells of those that fail and goes on;
+/// throws Failure in the end if there was one.
+void RunOnPhotos(const Host& host, const PhotoOptions& options, const PhotoCommand& command);
+
 /// Cuts the thing that the inside points are on out of the photo.
-void Segment(const Host& host, const SegmentOptions& options);
+void Segment(const Host& host, const PhotoTask& task, const SegmentOptions& options);
 
 /// Draws how near each part of the photo is.
-void EstimateDepth(const Host& host, const PhotoOptions& options);
+void EstimateDepth(const Host& host, const PhotoTask& task);
 
 /// Gives the photo likely colours, and keeps the luma of every pixel.
-void Colourise(const Host& host, const PhotoOptions& options);
+void Colourise(const Host& host, const PhotoTask& task);
 
 /// Doubles the size of the photo.
-void SuperResolve(const Host& host, const PhotoOptions& options);
+void SuperResolve(const Host& host, const PhotoTask& task);
 
 /// Runs any ONNX network.
 void RunModel(const Host& host, const RunOptions& options);

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <ostream>
 
 namespace LearningApp {
 
@@ -48,9 +47,9 @@ float GetWidth(const Range& range) {
 
 }  // namespace
 
-void EstimateDepth(const Host& host, const PhotoOptions& options) {
+void EstimateDepth(const Host& host, const PhotoTask& task) {
     using namespace DepthEstimation;  // NOLINT(google-build-using-namespace): a table of facts
-    const auto [photo, network] = Begin(host, options, ModelType::DepthEstimation);
+    const auto [photo, network] = Begin(host, task, ModelType::DepthEstimation);
     const auto image = MakeTensor({1, 3, Side, Side});
     Learning::FillTensorCHW(*image, *photo);
     const auto depth = MakeTensor({1, 1, Side, Side});
@@ -60,8 +59,7 @@ void EstimateDepth(const Host& host, const PhotoOptions& options) {
     Learning::TensorMapping mapping;
     mapping.mappings[0] = {.range = -GetWidth(range), .mean = -range.high};  // near is bright
     Learning::ReadTensorCHW(*depth, *photo, mapping);
-    Save(host, options, *photo);
-    host.GetOut() << "wrote " << options.output << '\n';
+    Finish(host, task, *photo);
 }
 
 }  // namespace LearningApp

@@ -7,7 +7,7 @@
 #include "networks/ModelNames.h"
 #include "networks/NetworkFile.h"
 #include "networks/Signature.h"
-#include "terminal/DownloadProgress.h"
+#include "terminal/Quantities.h"
 
 #include <algorithm>
 #include <iomanip>

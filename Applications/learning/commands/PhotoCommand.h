@@ -1,10 +1,12 @@
-// What the commands that turn a photo into a picture begin and end with.
+// What the commands that turn photos into pictures begin and end with.
 
 #pragma once
 
 #include "Raster/DynamicBitmap.h"
 
 #include "commands/Commands.h"
+
+#include <functional>
 
 namespace LearningApp {
 
@@ -14,9 +16,10 @@ struct PhotoAndNetwork {
 };
 
 /// Checks that the result can be written, and reads the photo while it opens the network of `type`.
-PhotoAndNetwork Begin(const Host& host, const PhotoOptions& options, ModelType type);
+PhotoAndNetwork Begin(const Host& host, const PhotoTask& task, ModelType type);
 
-/// Writes the result.
-void Save(const Host& host, const PhotoOptions& options, const Raster::DynamicBitmap& result);
+/// Writes the result and says so, and `more` about it.
+void Finish(const Host& host, const PhotoTask& task, const Raster::DynamicBitmap& result,
+            std::string_view more = {});
 
 }  // namespace LearningApp

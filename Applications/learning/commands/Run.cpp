@@ -6,6 +6,7 @@
 #include "failures/Suggestion.h"
 #include "files/Files.h"
 #include "files/Npy.h"
+#include "files/Pipes.h"
 #include "networks/NetworkFit.h"
 #include "networks/Painting.h"
 #include "networks/Signature.h"
@@ -225,17 +226,17 @@ void Print(const RunOutput& output, std::ostream& out) {
     out << (count > ShownCount ? " ...\n" : "\n");
 }
 
-void Deliver(const RunOutput& output, std::ostream& out) {
+void Deliver(const Host& host, const RunOutput& output) {
     if (output.file.empty()) {
-        Print(output, out);
+        Print(output, host.GetOut());
         return;
     }
-    if (HasExtension(output.file, ".npy")) {
-        SaveNpy(*output.tensor, output.file);
-    } else {
+    if (HasExtension(output.file, ".png")) {
         SavePlanes(output);
+    } else {
+        SaveNpy(*output.tensor, output.file);
     }
-    out << "wrote " << output.file << '\n';
+    host.SayWritten(output.file);
 }
 
 }  // namespace
@@ -245,7 +246,7 @@ void RunModel(const Host& host, const RunOptions& options) {
         host.Time(Phase::Decode, [&] { return ReadInputs(options.inputs); });
     std::vector<std::string> files{options.model};
     for (const InputSource& source : sources) {
-        if (!source.file.empty()) {
+        if (!source.file.empty() && !IsStandardStream(source.file)) {
             files.push_back(source.file);
         }
     }
@@ -264,7 +265,7 @@ void RunModel(const Host& host, const RunOptions& options) {
     }
     host.Time(Phase::Encode, [&] {
         for (const RunOutput& output : outputs) {
-            Deliver(output, host.GetOut());
+            Deliver(host, output);
         }
     });
 }

@@ -3,11 +3,15 @@
 #include "failures/Failure.h"
 #include "files/Files.h"
 #include "files/Npy.h"
+#include "files/Pipes.h"
+#include "files/Source.h"
 #include "host/Host.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstdint>
+#include <filesystem>
 #include <utility>
 
 namespace LearningApp {
@@ -72,6 +76,15 @@ Counted<Tensor> ParseInlineTensor(std::string_view text, const std::string& argu
     return MakeTensor(shape, std::move(values));
 }
 
+/// Whether the source of an input is a file or a pipe, which need not be there.
+bool IsFile(const std::string& source) {
+    constexpr std::array Extensions{".npy", ".png", ".jpg", ".jpeg"};
+    std::error_code error;
+    return IsPipe(source) || std::filesystem::is_regular_file(ToPath(source), error) ||
+           std::ranges::any_of(Extensions,
+                               [&](const char* end) { return HasExtension(source, end); });
+}
+
 InputSource ReadInput(const std::string& argument) {
     const std::size_t equals = argument.find('=');
     if (equals == std::string::npos || equals == 0) {
@@ -80,13 +93,15 @@ InputSource ReadInput(const std::string& argument) {
     InputSource input;
     input.name = argument.substr(0, equals);
     input.file = argument.substr(equals + 1);
-    if (HasExtension(input.file, ".npy")) {
-        input.tensor = LoadNpy(input.file);
-    } else if (HasExtension(input.file, ".png") || HasExtension(input.file, ".jpg") ||
-               HasExtension(input.file, ".jpeg")) {
-        input.photo = LoadPhoto(input.file);
-    } else {
+    if (!IsFile(input.file)) {
         input.tensor = ParseInlineTensor(std::exchange(input.file, {}), argument);
+        return input;
+    }
+    const auto source = Source::Open(input.file);
+    if (IsNpy(source->GetStart()) || HasExtension(input.file, ".npy")) {
+        input.tensor = LoadNpy(*source);
+    } else {
+        input.photo = LoadPhoto(*source);
     }
     return input;
 }
@@ -100,7 +115,8 @@ OutputTarget ParseOutput(const std::string& argument) {
     if (equals < argument.size()) {
         output.file = argument.substr(equals + 1);
         CheckTarget(output.file);
-        if (!HasExtension(output.file, ".npy") && !HasExtension(output.file, ".png")) {
+        if (!IsPipe(output.file) && !HasExtension(output.file, ".npy") &&
+            !HasExtension(output.file, ".png")) {
             throw WrongUse("an output is kept in a .npy or a .png file, not in %1", output.file);
         }
     }

@@ -15,7 +15,7 @@ namespace LearningApp {
 /// What an input is filled from.
 struct InputSource {
     std::string name;
-    std::string file;  // empty: it is in the argument
+    std::string file;  // or pipe; empty: it is in the argument
     Kernel::Counted<Learning::Tensor> tensor;
     Kernel::Counted<Raster::DynamicBitmap> photo;  // if there is no tensor
 };
@@ -24,7 +24,7 @@ struct InputSource {
 struct OutputTarget {
     std::string argument;  // for messages
     std::string target;    // "NAME" or "NAME:SHAPE": only the network tells which
-    std::string file;      // empty: print it
+    std::string file;      // or pipe, for an .npy file; empty: print it
 };
 
 /// Reads "NAME=SOURCE" and the file that it names, if it does. Throws WrongUse, or what the reading

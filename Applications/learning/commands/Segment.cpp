@@ -11,7 +11,7 @@
 #include <iomanip>
 #include <limits>
 #include <numeric>
-#include <ostream>
+#include <sstream>
 
 namespace LearningApp {
 
@@ -183,8 +183,8 @@ void ApplyMask(const Tensor& mask, SegmentOptions::Show show, Raster::DynamicBit
 
 }  // namespace
 
-void Segment(const Host& host, const SegmentOptions& options) {
-    const auto [photo, network] = Begin(host, options, ModelType::SegmentationEncoder);
+void Segment(const Host& host, const PhotoTask& task, const SegmentOptions& options) {
+    const auto [photo, network] = Begin(host, task, ModelType::SegmentationEncoder);
     const Size size = GetSize(*photo);
     const std::vector<Click> clicks = ParseClicks(options, size);
 
@@ -194,9 +194,9 @@ void Segment(const Host& host, const SegmentOptions& options) {
     const Size maskSize = fitted.width < size.width || fitted.height < size.height ? fitted : size;
     const Decoded decoded = Decode(host, Encode(network, *photo), clicks, size, maskSize);
     ApplyMask(*decoded.mask, options.show, *photo);
-    Save(host, options, *photo);
-    host.GetOut() << "wrote " << options.output << ", predicted quality " << std::fixed
-                  << std::setprecision(2) << decoded.quality << '\n';
+    std::ostringstream quality;
+    quality << ", predicted quality " << std::fixed << std::setprecision(2) << decoded.quality;
+    Finish(host, task, *photo, quality.str());
 }
 
 }  // namespace LearningApp

@@ -8,7 +8,6 @@
 #include "networks/Tiles.h"
 
 #include <algorithm>
-#include <ostream>
 
 namespace LearningApp {
 
@@ -146,20 +145,19 @@ void JoinAlpha(const Raster::DynamicBitmap& photo, Raster::DynamicBitmap& result
 
 }  // namespace
 
-void SuperResolve(const Host& host, const PhotoOptions& options) {
-    const auto [photo, network] = Begin(host, options, ModelType::SuperResolution);
+void SuperResolve(const Host& host, const PhotoTask& task) {
+    const auto [photo, network] = Begin(host, task, ModelType::SuperResolution);
     const int width = Scale * photo->GetWidth();
     const int height = Scale * photo->GetHeight();
     if (!IsPictureSize(width, height)) {
-        throw Failure("%1 is too large: the result would have %2 x %3 pixels", options.photo, width,
+        throw Failure("%1 is too large: the result would have %2 x %3 pixels", task.photo, width,
                       height);
     }
     const auto result = MakePicture(width, height);
     result->SetProfile(photo->GetProfile());
     Enlarger(host, network, *photo).Run(*result);
     JoinAlpha(*photo, *result);
-    Save(host, options, *result);
-    host.GetOut() << "wrote " << options.output << ", " << width << " x " << height << " pixels\n";
+    Finish(host, task, *result, Kernel::Format(", %1 x %2 pixels", width, height));
 }
 
 }  // namespace LearningApp

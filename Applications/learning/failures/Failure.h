@@ -24,6 +24,12 @@ public:
     using Failure::Failure;
 };
 
+/// A network is not installed or can't be loaded: exit code 1.
+class NetworkUnavailable : public Failure {
+public:
+    using Failure::Failure;
+};
+
 /// The user has ended the command: exit code 130, by which shells report SIGINT.
 class Interrupted : public Failure {
 public:

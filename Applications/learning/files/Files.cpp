@@ -1,7 +1,6 @@
 #include "files/Files.h"
 
 #include "Kernel/AtomicFileOutStream.h"
-#include "Kernel/FileStreams.h"
 #include "Kernel/FileSystem.h"
 #include "Kernel/IoException.h"
 #include "Raster/DynamicFile.h"
@@ -10,10 +9,11 @@
 
 #include "failures/Failure.h"
 #include "files/PictureKinds.h"
+#include "files/Pipes.h"
+#include "files/Source.h"
 #include "terminal/Interruption.h"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <filesystem>
 #include <new>
@@ -39,19 +39,12 @@ private:
     const Interruption& m_interruption;
 };
 
-/// Where `path` leads, links followed, even if nothing is there.
-std::filesystem::path Locate(const std::string& path) {
-    const Kernel::String target = Kernel::FileSystem::FollowLinks(path);
-    return std::filesystem::weakly_canonical(
-        std::filesystem::absolute(ToPath(std::string(std::string_view(target)))));
-}
-
-/// Why `file` was not read from `stream`, with a remedy where there is one.
-std::string ExplainRefusal(Kernel::SeekableInStream& stream, const Raster::DynamicFile& file) {
-    std::array<char, KindSize> start{};
-    stream.Seek(0);
-    const std::size_t size = stream.ReadFully(std::as_writable_bytes(std::span(start)));
-    const char* const kind = FindPictureKind({start.data(), size});
+/// Why `file` was not read from `source`, with a remedy where there is one.
+std::string ExplainRefusal(const Source& source, const Raster::DynamicFile& file) {
+    if (source.GetStart().empty()) {
+        return "it is empty";
+    }
+    const char* const kind = FindPictureKind(source.GetStart());
     return kind == nullptr ? file.GetError().c_str()
                            : std::string("it is ") + kind +
                                  ", and only PNG and JPEG can be read: convert it to one of them";
@@ -71,18 +64,22 @@ Kernel::Counted<Raster::DynamicBitmap> MakePicture(int width, int height) {
     }
 }
 
-Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(const std::string& path) {
-    const auto stream = Kernel::FileInStream::Open(path);
+Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(Source& source) {
     Raster::DynamicFile file;
-    if (!file.CreateFromStream(*stream)) {
-        throw Failure("cannot read the photo %1: %2", path, ExplainRefusal(*stream, file));
+    if (!file.CreateFromStream(source)) {
+        throw Failure("cannot read the photo %1: %2", source.GetName(),
+                      ExplainRefusal(source, file));
     }
     auto photo = MakePicture(file.GetWidth(), file.GetHeight());
     photo->SetProfile(Raster::ICCManager::GetProfileForString("sRGB IEC61966-2.1"));
     if (!file.ReadPixels(*photo)) {
-        throw Failure("cannot read the photo %1: %2", path, file.GetError());
+        throw Failure("cannot read the photo %1: %2", source.GetName(), file.GetError());
     }
     return photo;
+}
+
+Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(const std::string& path) {
+    return LoadPhoto(*Source::Open(path));
 }
 
 bool HasExtension(std::string_view path, std::string_view extension) {
@@ -94,13 +91,17 @@ bool HasExtension(std::string_view path, std::string_view extension) {
 }
 
 void CheckPictureTarget(const std::string& path) {
-    if (!HasExtension(path, ".png")) {
+    if (!IsPipe(path) && !HasExtension(path, ".png")) {
         throw WrongUse("the result is a PNG picture: let the name %1 end in .png", path);
     }
     CheckTarget(path);
 }
 
 void CheckTarget(const std::string& path) {
+    if (IsPipe(path)) {
+        CheckPipeTarget(path);  // not opened before it is used: its reader would see that
+        return;
+    }
     std::error_code error;
     const std::filesystem::path folder = ToPath(path).parent_path();
     if (!folder.empty() && !std::filesystem::is_directory(folder, error)) {
@@ -120,6 +121,12 @@ void CheckTarget(const std::string& path) {
     interruption.Check();
 }
 
+std::filesystem::path Locate(const std::string& path) {
+    const Kernel::String target = Kernel::FileSystem::FollowLinks(path);
+    return std::filesystem::weakly_canonical(
+        std::filesystem::absolute(ToPath(std::string(std::string_view(target)))));
+}
+
 bool IsSameFile(const std::string& left, const std::string& right) {
     std::error_code missing;
     return Locate(left) == Locate(right) ||
@@ -135,6 +142,12 @@ void CreateFolder(const std::string& path) {
 }
 
 void WriteWhole(const std::string& path, const std::function<void(Kernel::OutStream&)>& write) {
+    if (IsPipe(path)) {
+        const auto pipe = CreatePipe(path);
+        write(*pipe);
+        pipe->Flush();
+        return;
+    }
     const Interruption interruption;  // so that no temporary file stays
     const auto file = Kernel::AtomicFileOutStream::CreateSuccessor(path);
     const auto checked = Kernel::MakeCounted<InterruptibleOutStream>(*file, interruption);

@@ -13,6 +13,8 @@
 
 namespace LearningApp {
 
+class Source;
+
 /// `path`, which is UTF-8, for the standard library.
 std::filesystem::path ToPath(const std::string& path);
 
@@ -21,16 +23,21 @@ Kernel::Counted<Raster::DynamicBitmap> MakePicture(int width, int height);
 
 /// Reads a PNG or JPEG file as RGBA8 in sRGB, which is what networks are trained on. Throws
 /// Failure, which names the file.
+Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(Source& source);
+/// The same from what Source::Open() takes.
 Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(const std::string& path);
 
 /// Whether the name `path` ends in `extension`, such as ".png", in either case.
 bool HasExtension(std::string_view path, std::string_view extension);
 
 /// To be called before a network runs, so that an unusable name fails at once. Throws WrongUse
-/// unless `path` ends in ".png", and as CheckTarget() does.
+/// unless `path` ends in ".png" or IsPipe() is true, and as CheckTarget() does.
 void CheckPictureTarget(const std::string& path);
-/// Throws Failure if no file can be written at `path`.
+/// Throws Failure if no file can be written at `path`, and WrongUse as CheckPipeTarget() does.
 void CheckTarget(const std::string& path);
+
+/// Where `path` leads, links followed, even if nothing is there.
+std::filesystem::path Locate(const std::string& path);
 
 /// Whether two names mean one file, which need not be there yet.
 bool IsSameFile(const std::string& left, const std::string& right);
@@ -42,6 +49,7 @@ void CreateFolder(const std::string& path);
 /// Writes the file `path` atomically: to a temporary file beside it, which then replaces it. Passes
 /// on what `write` throws, and throws Kernel::IoException if the file can't be created or replaced.
 /// Throws Interrupted, and leaves nothing behind, if the user ends the program before it is whole.
+/// What IsPipe() is true for is written as it comes.
 void WriteWhole(const std::string& path, const std::function<void(Kernel::OutStream&)>& write);
 
 /// Whether LoadPhoto() and SavePicture() support pictures of that size.

@@ -1,9 +1,8 @@
 #include "files/Npy.h"
 
-#include "Kernel/FileStreams.h"
-
 #include "failures/Failure.h"
 #include "files/Files.h"
+#include "files/Source.h"
 
 #include <algorithm>
 #include <array>
@@ -128,26 +127,38 @@ std::string MakeHeader(const std::vector<int>& shape) {
 
 }  // namespace
 
-Kernel::Counted<Learning::Tensor> LoadNpy(const std::string& path) {
-    const auto stream = Kernel::FileInStream::Open(path);
-    const std::string header = ReadHeader(*stream, path);
-    const std::vector<int> shape = HeaderText(header, path).ReadShape();
-    const std::uint64_t count = CheckShape(shape, path);
-    if (stream->GetSize() != stream->GetPosition() + count * sizeof(float)) {
-        throw Failure("%1 does not have the size that its shape %2 asks for", path,
+bool IsNpy(std::string_view start) {
+    return start.starts_with(Magic);
+}
+
+Kernel::Counted<Learning::Tensor> LoadNpy(Source& source) {
+    const std::string& name = source.GetName();
+    const std::string header = ReadHeader(source, name);
+    const std::vector<int> shape = HeaderText(header, name).ReadShape();
+    const std::uint64_t count = CheckShape(shape, name);
+    const auto refuseSize = [&] {
+        throw Failure("%1 does not have the size that its shape %2 asks for", name,
                       ShapeToText(shape));
+    };
+    if (source.GetSize().value_or(count * sizeof(float)) < count * sizeof(float)) {
+        refuseSize();  // before there is memory for it
     }
     auto tensor = Kernel::MakeCounted<Learning::Tensor>(shape);
     std::vector<float> piece(PieceSize);
-    for (std::uint64_t done = 0; done < count;) {
-        const std::size_t size = stream->ReadFully(std::as_writable_bytes(std::span(piece)));
-        if (size == 0 || size % sizeof(float) != 0) {
-            throw Failure("%1 is not a whole .npy file", path);
+    std::uint64_t done = 0;
+    for (std::size_t size = PieceSize; size == PieceSize;) {
+        const std::size_t bytes = source.ReadFully(std::as_writable_bytes(std::span(piece)));
+        size = bytes / sizeof(float);
+        if (bytes % sizeof(float) != 0 || size > count - done) {
+            refuseSize();
         }
-        for (std::size_t i = 0; i < std::min(size / sizeof(float), count - done); ++i) {
+        for (std::size_t i = 0; i < size; ++i) {
             tensor->SetValueAtIndexedSubscript(done + i, piece[i]);
         }
-        done += size / sizeof(float);
+        done += size;
+    }
+    if (done != count) {
+        refuseSize();
     }
     return tensor;
 }

@@ -7,13 +7,19 @@
 #include "Learning/Tensor.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace LearningApp {
 
+class Source;
+
+/// Whether the first bytes of a file are those of an .npy file.
+bool IsNpy(std::string_view start);
+
 /// Throws Failure, which names the file, unless it is whole and of that kind, and its shape passes
 /// CheckShape().
-Kernel::Counted<Learning::Tensor> LoadNpy(const std::string& path);
+Kernel::Counted<Learning::Tensor> LoadNpy(Source& source);
 
 void SaveNpy(const Learning::Tensor& tensor, const std::string& path);
 

@@ -6,6 +6,7 @@
 #include "Kernel/Utf.h"
 
 #include "failures/Failure.h"
+#include "files/Pipes.h"
 #include "networks/ModelNames.h"
 
 #include <algorithm>
@@ -140,11 +141,11 @@ Learning::ModelInfo Network::GetInfo() const {
                   m_host->GetLoggedReason());
 }
 
-Host::Host(const Settings& settings, const Console& console, std::ostream& said)
+Host::Host(const Settings& settings, const Console& console)
     : m_settings(Complete(settings)),
       m_console(console),
-      m_said(said),
-      m_repeated(RepeatOptions(settings)) {
+      m_repeated(RepeatOptions(settings)),
+      m_spinner(GetTerminal()) {
     ModelCache& cache = ModelCache::GetInstance();
     cache.Shutdown();  // what an earlier command has loaded may be another folder's
     if (m_settings.isVerbose) {
@@ -162,7 +163,10 @@ Host::~Host() {
     Kernel::Log::SetSink(m_previousLog);
 }
 
-void Host::ShowTimes() const {
+void Host::Finish() const {
+    const Spinner::Pause pause(m_spinner);
+    (m_isOutTaken ? m_console.err : m_console.out)
+        << Kernel::MakePrintableLines(m_printed.str()).c_str();
     if (m_settings.isTimed) {
         m_stopwatch.Print(m_console.err);
     }
@@ -172,7 +176,7 @@ Network Host::GetNetwork(ModelType type) const {
     ModelCache& cache = ModelCache::GetInstance();
     const std::string path(std::string_view(cache.ModelTypeToModelPaths(type).front()));
     if (!cache.IsModelAvailable(type)) {
-        throw Failure(
+        throw NetworkUnavailable(
             "a network is not installed: there is no file %1\n"
             "To get it: %2\n"
             "If it is elsewhere, name its folder with --models.",
@@ -180,8 +184,8 @@ Network Host::GetNetwork(ModelType type) const {
     }
     auto model = Time(Phase::Open, [&] { return cache.GetModel(type); });
     if (!model) {
-        throw Failure("cannot load the network %1: %2\nTo get it anew: %3", path,
-                      cache.GetOutcome(type).reason, DescribeDownload(type));
+        throw NetworkUnavailable("cannot load the network %1: %2\nTo get it anew: %3", path,
+                                 cache.GetOutcome(type).reason, DescribeDownload(type));
     }
     return MakeNetwork(std::move(model), path);
 }
@@ -209,14 +213,20 @@ Network Host::MakeNetwork(Kernel::Counted<Learning::Model> model, const std::str
 }
 
 ProgressBar Host::StartProgress(const char* label, int total) const {
-    return {m_console.isTerminal ? &m_console.err : nullptr, label, total};
+    return {m_spinner, GetTerminal(), label, total};
 }
 
 DownloadProgress Host::StartDownload(const char* name) const {
+    std::ostream& stream = m_settings.isQuiet ? m_nowhere : m_console.err;
     if (!m_console.isTerminal) {
-        ShowLine(m_console.err, Kernel::Format("downloading %1", name));
+        ShowLine(stream, Kernel::Format("downloading %1", name));
     }
-    return {m_console.err, m_console.isTerminal, name};
+    return {m_spinner, stream, m_console.isTerminal, name};
+}
+
+void Host::SayWritten(const std::string& path, std::string_view more) const {
+    m_isOutTaken = m_isOutTaken || IsPipe(path);  // whose other name may be /dev/stdout
+    Say("wrote %1%2", IsStandardStream(path) ? "the standard output" : path, more);
 }
 
 void Host::Complain(std::string_view text) const {
@@ -225,7 +235,8 @@ void Host::Complain(std::string_view text) const {
 
 void Host::CheckDevice(const Learning::Model& model, const std::string& path) const {
     if (m_settings.mode != ModelCache::InferenceMode::CPU &&
-        model.GetDevice().kind == Learning::Device::Kind::CPU) {
+        model.GetDevice().kind == Learning::Device::Kind::CPU &&
+        m_toldDevices.insert(path).second) {
         Complain(Kernel::Format("%1 runs on the CPU", path));
     }
 }
@@ -242,7 +253,17 @@ std::string Host::GetLoggedReason() const {
     return m_log->GetReason();
 }
 
-void Host::ShowLine(std::ostream& stream, const Kernel::String& line) {
+std::ostream& Host::GetTalk() const {
+    return m_settings.isQuiet ? m_nowhere : m_isOutTaken ? m_console.err : m_console.out;
+}
+
+std::ostream* Host::GetTerminal() const {
+    const bool isUsed = m_console.isTerminal && !m_settings.isQuiet && !m_settings.isVerbose;
+    return isUsed ? &m_console.err : nullptr;
+}
+
+void Host::ShowLine(std::ostream& stream, const Kernel::String& line) const {
+    const Spinner::Pause pause(m_spinner);
     stream << Kernel::MakePrintable(line).c_str() << std::endl;
 }
 

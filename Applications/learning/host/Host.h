@@ -11,8 +11,11 @@
 #include "networks/Networks.h"
 #include "terminal/DownloadProgress.h"
 #include "terminal/ProgressBar.h"
+#include "terminal/Spinner.h"
 
 #include <iosfwd>
+#include <set>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -26,6 +29,7 @@ struct Settings {
     std::string models;  // folder of the networks; empty: the default one
     Learning::ModelCache::InferenceMode mode = Learning::ModelCache::InferenceMode::CPU;
     bool isVerbose = false;
+    bool isQuiet = false;     // shows nothing but results and failures
     bool isTimed = false;     // shows how long each phase takes
     std::string server;       // where packages come from; empty: $ORVANTIS_SERVER
     std::string certificate;  // PEM file of the authority to trust; empty: the system's
@@ -65,28 +69,36 @@ private:
 class Host {
 public:
     /// What is empty in `settings` follows from the environment. Throws Failure if a folder for the
-    /// networks does not. `said` takes what is to be shown once the command has succeeded.
-    Host(const Settings& settings, const Console& console, std::ostream& said);
+    /// networks does not.
+    Host(const Settings& settings, const Console& console);
     ~Host();
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
 
-    /// Takes the text that is shown when the command has succeeded.
-    std::ostream& GetOut() const noexcept { return m_said; }
-    /// Shows a line at once. Placeholders as for Kernel::Format().
+    /// Takes the text that the command is to print. Held back until Finish(), so that a command
+    /// that fails has printed nothing but its reason.
+    std::ostream& GetOut() const noexcept { return m_printed; }
+    /// Tells at once how the work goes on, unless the user wants it quiet. Placeholders as for
+    /// Kernel::Format().
     template <class... Arguments>
     void Say(std::string_view pattern, const Arguments&... arguments) const {
-        ShowLine(m_console.out, Kernel::Format(pattern, arguments...));
+        ShowLine(GetTalk(), Kernel::Format(pattern, arguments...));
     }
-    /// The same for failures after which the command goes on.
+    /// Says that the result `path` is written, and `more` about it. If it has gone into a pipe,
+    /// which may be the standard output, then all is said on the standard error stream from now on.
+    void SayWritten(const std::string& path, std::string_view more = {}) const;
+    /// Tells of failures after which the command goes on.
     void Complain(std::string_view text) const;
+    /// Shows what was printed and, if the user wants to know, how long the phases of the command
+    /// took.
+    void Finish() const;
 
     const Settings& GetSettings() const noexcept { return m_settings; }
     /// Without a separator at its end, since the model cache appends one.
     const std::string& GetModelFolder() const noexcept { return m_settings.models; }
 
-    /// Throws Failure, which says how to get it, if the network is not installed or can't be
-    /// loaded.
+    /// Throws NetworkUnavailable, which says how to get it, if the network is not installed or
+    /// can't be loaded.
     Network GetNetwork(ModelType type) const;
     /// The network in the file `path`, which need not be one that the library knows.
     Network OpenNetwork(const std::string& path) const;
@@ -96,11 +108,12 @@ public:
     /// Calls `work`, which is all or part of `phase`, and returns what it returns.
     template <class Work>
     auto Time(Phase phase, const Work& work) const {
+        const Spinner::Step step(m_spinner, DescribePhase(phase));
         return m_stopwatch.Time(phase, work);
     }
-    /// Shows how long the phases of the command took, if the user wants to know.
-    void ShowTimes() const;
 
+    /// Puts `subject` before the signs of life that a long step shows from now on.
+    void SetSubject(std::string subject) const { m_spinner.SetSubject(std::move(subject)); }
     /// Shows only on a terminal.
     ProgressBar StartProgress(const char* label, int total) const;
     /// Shows that the download of a network begins, and how far it is.
@@ -118,19 +131,27 @@ private:
     Network MakeNetwork(Kernel::Counted<Learning::Model> model, const std::string& path) const;
     /// Says so if the user has asked for another device than the CPU, and the network runs on that.
     void CheckDevice(const Learning::Model& model, const std::string& path) const;
-    static void ShowLine(std::ostream& stream, const Kernel::String& line);
+    /// Where the user is told how the work goes on.
+    std::ostream& GetTalk() const;
+    /// The terminal, unless nothing is to be shown there but lines that stay.
+    std::ostream* GetTerminal() const;
+    void ShowLine(std::ostream& stream, const Kernel::String& line) const;
     /// How to get a network that is not installed.
     std::string DescribeDownload(ModelType type) const;
 
     Settings m_settings;
     Console m_console;
-    std::ostream& m_said;
+    mutable std::ostringstream m_printed;
+    mutable std::ostream m_nowhere{nullptr};
+    mutable bool m_isOutTaken = false;            // by a result
+    mutable std::set<std::string> m_toldDevices;  // of networks that were complained of
     std::string m_repeated;  // the options that a command like this one needs as well
     Kernel::Counted<Kernel::DiagnosticSink> m_verbose;  // null: all is kept silent
     Kernel::Counted<LogMemory> m_log;
     Kernel::Counted<Kernel::DiagnosticSink> m_previousLog;
     Kernel::Counted<Kernel::DiagnosticSink> m_previousTrace;
     mutable Stopwatch m_stopwatch;
+    mutable Spinner m_spinner;
 };
 
 /// A new tensor, as the library's maps want it.

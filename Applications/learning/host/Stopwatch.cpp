@@ -13,11 +13,17 @@ namespace {
 
 using Milliseconds = std::chrono::duration<double, std::milli>;
 
-constexpr std::array<std::pair<Phase, const char*>, 4> Phases{{
-    {Phase::Decode, "decode"},
-    {Phase::Open, "open"},
-    {Phase::Run, "run"},
-    {Phase::Encode, "encode"},
+struct NamedPhase {
+    Phase phase;
+    const char* name;
+    const char* description;
+};
+
+constexpr std::array<NamedPhase, 4> Phases{{
+    {Phase::Decode, "decode", "reading"},
+    {Phase::Open, "open", "opening the network"},
+    {Phase::Run, "run", "running the network"},
+    {Phase::Encode, "encode", "writing"},
 }};
 
 void PrintRow(std::ostream& out, const char* name, Milliseconds time) {
@@ -26,6 +32,10 @@ void PrintRow(std::ostream& out, const char* name, Milliseconds time) {
 }
 
 }  // namespace
+
+const char* DescribePhase(Phase phase) noexcept {
+    return std::ranges::find(Phases, phase, &NamedPhase::phase)->description;
+}
 
 Stopwatch::Stopwatch()
     : m_begin(Clock::now()), m_start(1e3 * static_cast<double>(std::clock()) / CLOCKS_PER_SEC) {}
@@ -40,7 +50,7 @@ void Stopwatch::Print(std::ostream& out) const {
     const Clock::time_point end = Clock::now();
     out << "PHASE   MILLISECONDS\n";
     PrintRow(out, "start", m_start);
-    for (const auto& [phase, name] : Phases) {
+    for (const auto& [phase, name, description] : Phases) {
         Milliseconds time{};
         for (const Entry& entry : m_entries) {
             if (entry.phase == phase) {

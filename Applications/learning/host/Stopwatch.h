@@ -14,6 +14,9 @@ namespace LearningApp {
 /// A phase of a command. What belongs to none is shown as "other".
 enum class Phase { Decode, Open, Run, Encode };
 
+/// For example "opening the network".
+const char* DescribePhase(Phase phase) noexcept;
+
 /// Collects spans of time. Those of several threads may overlap.
 ///
 /// Threads: any.

@@ -1,9 +1,8 @@
 #include "terminal/DownloadProgress.h"
 
+#include "terminal/Quantities.h"
+
 #include <algorithm>
-#include <array>
-#include <cmath>
-#include <cstdio>
 #include <ostream>
 #include <utility>
 
@@ -20,31 +19,7 @@ constexpr auto LongestSpan = 4s;
 constexpr auto TerminalPause = 100ms;
 constexpr auto LogPause = 2s;
 
-template <class... Values>
-std::string Print(const char* format, Values... values) {
-    std::array<char, 64> text{};
-    std::snprintf(text.data(), text.size(), format, values...);
-    return text.data();
-}
-
 }  // namespace
-
-std::string FormatSize(double bytes) {
-    constexpr std::array<const char*, 5> Units{"B", "kB", "MB", "GB", "TB"};
-    std::size_t unit = 0;
-    while (bytes >= 999.5 && unit + 1 < Units.size()) {
-        bytes /= 1000;
-        ++unit;
-    }
-    const int decimals = unit == 0 || bytes >= 99.95 ? 0 : bytes >= 9.995 ? 1 : 2;
-    return Print("%.*f %s", decimals, bytes, Units[unit]);
-}
-
-std::string FormatDuration(double seconds) {
-    const long whole = std::lround(seconds);
-    return whole < 3600 ? Print("%ld:%02ld", whole / 60, whole % 60)
-                        : Print("%ld:%02ld:%02ld", whole / 3600, whole / 60 % 60, whole % 60);
-}
 
 void Rate::Add(Clock::time_point time, std::uint64_t bytes) {
     if (!m_samples.empty() && bytes < m_samples.back().bytes) {
@@ -75,7 +50,8 @@ std::string FormatProgress(std::uint64_t received, std::uint64_t total, double r
     std::string text = FormatSize(done);
     if (total > 0) {
         const double percent = std::min(100.0, 100 * done / all);
-        text = Print("%3d%%  ", static_cast<int>(percent)) + text + '/' + FormatSize(all);
+        const std::string digits = std::to_string(static_cast<int>(percent));
+        text = std::string(3 - digits.size(), ' ') + digits + "%  " + text + '/' + FormatSize(all);
     }
     if (rate > 0) {
         text += "  " + FormatSize(rate) + "/s";
@@ -86,8 +62,10 @@ std::string FormatProgress(std::uint64_t received, std::uint64_t total, double r
     return text;
 }
 
-DownloadProgress::DownloadProgress(std::ostream& out, bool isTerminal, std::string name)
-    : m_out(out),
+DownloadProgress::DownloadProgress(Spinner& spinner, std::ostream& out, bool isTerminal,
+                                   std::string name)
+    : m_pause(spinner),
+      m_out(out),
       m_isTerminal(isTerminal),
       m_name(std::move(name)),
       m_line(isTerminal ? &out : nullptr),

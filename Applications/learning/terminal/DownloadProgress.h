@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "terminal/Spinner.h"
 #include "terminal/StatusLine.h"
 
 #include <chrono>
@@ -30,11 +31,6 @@ private:
     std::deque<Sample> m_samples;
 };
 
-/// Three digits and a unit: "512 B", "30.1 MB".
-std::string FormatSize(double bytes);
-/// For example "0:03" and "1:02:03".
-std::string FormatDuration(double seconds);
-
 /// For example " 45%  30.1 MB/66.3 MB  12.0 MB/s  0:03 left"; less of it if `total` (bytes) or
 /// `rate` is 0, which means that it is not known.
 std::string FormatProgress(std::uint64_t received, std::uint64_t total, double rate);
@@ -45,7 +41,7 @@ std::string FormatProgress(std::uint64_t received, std::uint64_t total, double r
 /// Threads: one at a time, not always the same.
 class DownloadProgress {
 public:
-    DownloadProgress(std::ostream& out, bool isTerminal, std::string name);
+    DownloadProgress(Spinner& spinner, std::ostream& out, bool isTerminal, std::string name);
 
     /// `received` of `total` bytes are here; `total` is 0 while it is not known.
     void Update(std::uint64_t received, std::uint64_t total,
@@ -55,6 +51,7 @@ private:
     /// Whether enough has changed since the last line.
     bool IsDue(std::uint64_t received, std::uint64_t total, Rate::Clock::time_point now) const;
 
+    const Spinner::Pause m_pause;
     std::ostream& m_out;
     const bool m_isTerminal;
     const std::string m_name;

@@ -1,11 +1,11 @@
 #include "terminal/ProgressBar.h"
 
-#include "terminal/DownloadProgress.h"
+#include "terminal/Quantities.h"
 
 namespace LearningApp {
 
-ProgressBar::ProgressBar(std::ostream* terminal, const char* label, int total)
-    : m_line(terminal), m_label(label), m_total(total) {
+ProgressBar::ProgressBar(Spinner& spinner, std::ostream* terminal, const char* label, int total)
+    : m_pause(spinner), m_line(terminal), m_label(label), m_total(total) {
     Draw();
 }
 

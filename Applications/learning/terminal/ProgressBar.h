@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "terminal/Spinner.h"
 #include "terminal/StatusLine.h"
 
 #include <chrono>
@@ -12,8 +13,8 @@ namespace LearningApp {
 /// Shows how many of a number of steps are done, and how long the others will take.
 class ProgressBar {
 public:
-    /// `terminal` may be null: nothing is shown.
-    ProgressBar(std::ostream* terminal, const char* label, int total);
+    /// `terminal` may be null: nothing is shown. It is this bar's alone while the bar lives.
+    ProgressBar(Spinner& spinner, std::ostream* terminal, const char* label, int total);
 
     /// One of `total` steps is done.
     void Advance();
@@ -21,6 +22,7 @@ public:
 private:
     void Draw() const;
 
+    const Spinner::Pause m_pause;
     StatusLine m_line;
     const char* m_label;
     int m_total;

@@ -14,6 +14,10 @@ constexpr const char* WrapLines = "\x1B[?7h";
 }  // namespace
 
 StatusLine::~StatusLine() {
+    Clear();
+}
+
+void StatusLine::Clear() const {
     if (m_terminal != nullptr) {
         *m_terminal << Wipe << std::flush;
     }

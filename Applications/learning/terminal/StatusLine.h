@@ -18,6 +18,8 @@ public:
 
     /// Puts `text` in place of what the line shows. What is too long for the terminal is cut.
     void Show(const std::string& text) const;
+    /// Takes away what the line shows.
+    void Clear() const;
 
 private:
     std::ostream* m_terminal;

@@ -48,10 +48,15 @@ TEST_F(CommandLine, TellsWrongUseFromTheRightOne) {
         {{"models", "--nonsense"}, "no option --nonsense\nRun learning models --help."},
         {{"depth", photo, "-x", "-o", result}, "no option -x\n"},
         {{"models", "one", "two", "three"}, "unexpected arguments: one two three\n"},
-        {{"depth", photo, "more", "-o", result}, "unexpected argument: more\n"},
+        {{"describe", "net.onnx", "more"}, "unexpected argument: more\n"},
         {{"download", "depht"}, "no network depht; did you mean depth?\nThe names are depth, "},
         {{"--mode", "quantum", "models"}, "quantum"},
-        {{"depth", photo}, "--output is required"},
+        {{"depth", photo}, "add -o OUT.png or --output-folder DIR"},
+        {{"depth", photo, "-o", result, "--output-folder", "x"}, "contradict"},
+        {{"depth", photo, link, "-o", result}, "2 photos do not fit into"},
+        {{"depth", photo, link, "--output-folder", At("")}, "would replace the photo"},
+        {{"depth", photo, At("here/photo.jpg"), "-o", At("{}2.png")}, "would both be"},
+        {{"--quiet", "--verbose", "models"}, "contradict"},
         {{"depth", "-o", result}, "PHOTO is required"},
         {{"depth", photo, "-o", At("result.jpg")}, "result.jpg end in .png"},
         {{"segment", photo, "-o", result}, "--at is required"},
@@ -204,7 +209,6 @@ TEST_F(CommandLine, FailsWithTheFileAndTheReason) {
     const std::string pipe = At("pipe.npy");
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     std::filesystem::create_directory(At("folder.png"));
-    std::filesystem::create_symlink("/dev/null", At("device.png"));
     // What an earlier command has loaded must not stand in for what is missing.
     EXPECT_EQ(Testing::Run({"super-resolve", photo, "-o", At("large.png")}).code, 0);
     const std::string network = TEST_MODELS "SuperResolution_2.6.onnx";
@@ -227,8 +231,6 @@ TEST_F(CommandLine, FailsWithTheFileAndTheReason) {
         {{"super-resolve", photo, "-o", At("none/x.png")}, {"none/x.png", "folder is not there"}},
         {{"--models", At(""), "depth", photo, "-o", At("folder.png")}, {"png: that is a folder"}},
         {{"--models", At(""), "depth", photo, "-o", "/proc/x.png"}, {"cannot write /proc/x.png"}},
-        {{"--models", At(""), "depth", photo, "-o", At("device.png")},
-         {"device.png: ", "a device"}},
         {{"run", At("none.onnx"), "--output", "y:1"}, {"none.onnx"}},
         {{"run", bad, "--output", "y:1"}, {"cannot load the network " + bad, "Protobuf"}},
         {{"run", network, "--input", "input=1x3x3x2:0", "--output", "output:1x3x6x4"},
@@ -236,7 +238,6 @@ TEST_F(CommandLine, FailsWithTheFileAndTheReason) {
         {{"run", pipe, "--output", "y:1"}, {pipe, "a pipe or a device"}},
         {{"run", "/dev/zero", "--output", "y:1"}, {"/dev/zero", "a pipe or a device"}},
         {{"run", At(""), "--output", "y:1"}, {At(""), "a pipe or a device"}},
-        {{"run", network, "--input", "input=" + pipe, "--output", "y:1"}, {pipe, "a pipe or a"}},
     };
     const std::set<std::string> before = GetFiles();
     for (const auto& [arguments, messages] : cases) {

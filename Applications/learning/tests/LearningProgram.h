@@ -9,9 +9,11 @@
 #include "support/TestFolder.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <functional>
 #include <set>
 #include <sstream>
@@ -37,6 +39,17 @@ inline Outcome RunBare(const std::vector<std::string>& arguments) {
 inline Outcome Run(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {"--models", TEST_MODELS});
     return RunBare(arguments);
+}
+
+/// Runs a line of the shell. The code is -1 if a signal has ended it.
+inline Outcome RunShell(const std::string& line) {
+    std::string said;
+    FILE* const pipe = popen((line + " 2>&1").c_str(), "r");
+    for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) {
+        said += static_cast<char>(c);
+    }
+    const int status = pclose(pipe);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, said, ""};
 }
 
 using Photo = Kernel::Counted<Raster::DynamicBitmap>;

@@ -247,7 +247,8 @@ TEST(DownloadProgress, ShowsTheRateOfTheLastSecondsAndNotTooOften) {
         std::ostringstream out;
         const auto start = Rate::Clock::now() + 1h;
         {
-            DownloadProgress progress(out, isTerminal, "Net");
+            Spinner spinner(nullptr);
+            DownloadProgress progress(spinner, out, isTerminal, "Net");
             for (int i = 0; i < 10'000; ++i) {  // 10 s at 1 MB/s, the last 5 s at 2 MB/s
                 const int steps = i + std::max(0, i - 5'000);
                 progress.Update(static_cast<std::uint64_t>(steps) * 1'000, 15'000'000,

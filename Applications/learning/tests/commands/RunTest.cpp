@@ -1,4 +1,5 @@
 #include "files/Npy.h"
+#include "files/Source.h"
 #include "tests/LearningProgram.h"
 
 #include <gmock/gmock.h>
@@ -130,7 +131,7 @@ TEST_F(RunCommand, AlignsTheElementsOfArraysOfAnyShape) {
         const std::size_t shortest = file.rfind('}') + 2;  // up to the newline
         EXPECT_EQ(file.size(), (shortest + 63) / 64 * 64 + sizeof(float)) << rank;
         EXPECT_EQ(file[file.size() - sizeof(float) - 1], '\n');
-        EXPECT_EQ(LoadNpy(At("array.npy"))->GetDimensions(), shape);
+        EXPECT_EQ(LoadNpy(*Source::Open(At("array.npy")))->GetDimensions(), shape);
     }
 }
 
@@ -178,8 +179,8 @@ TEST_F(RunCommand, RefusesFilesOfArraysThatItCannotTrust) {
         EXPECT_THAT(outcome.err, testing::AllOf(HasSubstr(message), HasSubstr("array.npy")));
     }
     for (const char version : {'\1', '\2', '\3'}) {
-        EXPECT_EQ(LoadNpy(MakeFile("array.npy", MakeNpy(good, 12, version)))->GetDimensions(),
-                  (std::vector{1, 3, 2, 2}));
+        const std::string path = MakeFile("array.npy", MakeNpy(good, 12, version));
+        EXPECT_EQ(LoadNpy(*Source::Open(path))->GetDimensions(), (std::vector{1, 3, 2, 2}));
     }
 }
 

@@ -7,10 +7,8 @@
 #include "tests/LearningProgram.h"
 
 #include <gmock/gmock.h>
-#include <sys/wait.h>
 
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <utility>
 
@@ -20,17 +18,6 @@ namespace {
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::StartsWith;
-
-/// Runs a line of the shell. The code is -1 if a signal has ended it.
-Testing::Outcome RunShell(const std::string& line) {
-    std::string said;
-    FILE* const pipe = popen((line + " 2>&1").c_str(), "r");
-    for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) {
-        said += static_cast<char>(c);
-    }
-    const int status = pclose(pipe);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, said, ""};
-}
 
 class Worlds : public Testing::InFolder {
 protected:
@@ -76,7 +63,7 @@ TEST_F(Worlds, WithoutARuntimeAreToldFromOthersByTheReason) {
     for (const Support::RuntimeWorld& world : Support::RuntimeWorlds) {
         Support::PutRuntime(place, world.file);
         for (const std::string& line : lines) {
-            const Testing::Outcome outcome = RunShell(line);
+            const Testing::Outcome outcome = Testing::RunShell(line);
             EXPECT_EQ(outcome.code, 1) << world.name << ": " << line;
             EXPECT_THAT(outcome.out, AllOf(HasSubstr("learning: "), HasSubstr(world.reason),
                                            testing::Not(HasSubstr("package on the server"))));
@@ -84,7 +71,7 @@ TEST_F(Worlds, WithoutARuntimeAreToldFromOthersByTheReason) {
     }
     Support::PutRuntime(place, REAL_RUNTIME);
     for (const std::string& line : lines) {
-        const Testing::Outcome outcome = RunShell(line);
+        const Testing::Outcome outcome = Testing::RunShell(line);
         EXPECT_EQ(outcome.code, 0) << line << ": " << outcome.out;
     }
     unsetenv("LD_LIBRARY_PATH");
@@ -107,7 +94,7 @@ TEST_F(Worlds, WithLittleMemoryAreToldWhatWasTooLarge) {
     };
     for (const auto& [options, message] : cases) {
         const std::string line = GetLine("run '" TEST_MODELS "Enlarge.onnx' " + options);
-        const Testing::Outcome outcome = RunShell("ulimit -v 1000000; " + line);
+        const Testing::Outcome outcome = Testing::RunShell("ulimit -v 1000000; " + line);
         EXPECT_EQ(outcome.code, 1);
         EXPECT_THAT(outcome.out, AllOf(StartsWith("learning: there is "), HasSubstr(message)));
     }
