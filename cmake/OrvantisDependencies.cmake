@@ -46,7 +46,6 @@ set(ORVANTIS_RUNTIME_LIBRARY "${ORVANTIS_RUNTIME_DIR}/linux/libonnxruntime.so.1"
 
 if(ORVANTIS_DEVELOPER)
     find_package(GTest REQUIRED)
-    find_package(nlohmann_json REQUIRED)                      # Kernel's tests: String as its string type
     # Makes small models for tests, with Debian's python3-onnx: so not any python3 on the search path.
     find_program(ORVANTIS_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED)
 endif()

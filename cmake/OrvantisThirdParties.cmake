@@ -1,5 +1,6 @@
 # What each library links to besides the others: read by the build, and where the libraries are archives by
 # the installed package too. The flags are those of the pkg-config files.
+set(Orvantis_Kernel_PACKAGES "nlohmann_json 3.11") # json/; public, so in OrvantisConfig.cmake.in too
 set(Orvantis_Kernel_MODULES libzip libxxhash)      # archives/, hashing/
 set(Orvantis_Kernel_FLAGS -lzip -lxxhash -pthread)
 set(Orvantis_Network_PACKAGES "CURL 7.88" OpenSSL) # curl/; trust/, cache/

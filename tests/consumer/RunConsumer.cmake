@@ -21,7 +21,8 @@ endfunction()
 
 file(REMOVE_RECURSE "${prefix}" "${folder}/build" "${folder}/nowhere")
 run(${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${prefix}")
-foreach(licence IN ITEMS onnxruntime/LICENSE onnxruntime/ThirdPartyNotices.txt highway/copyright cli11/copyright LICENCES.md)
+foreach(licence IN ITEMS onnxruntime/LICENSE onnxruntime/ThirdPartyNotices.txt highway/copyright cli11/copyright
+    nlohmann-json/copyright LICENCES.md)
     file(SIZE "${prefix}/${DOC_DIR}/licences/${licence}" size)
     if(size EQUAL 0)
         message(FATAL_ERROR "${licence} is empty")

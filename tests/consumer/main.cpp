@@ -9,6 +9,7 @@
 #include "Kernel/FileSystem.h"
 #include "Kernel/HashAccumulator.h"
 #include "Kernel/IoException.h"
+#include "Kernel/Json.h"
 #include "Kernel/LocalisedString.h"
 #include "Kernel/MemoryInOutStream.h"
 #include "Kernel/Semaphore.h"
@@ -62,6 +63,7 @@ void UseKernel() {
 void UseStreams() {
     const auto memory = Kernel::MakeCounted<Kernel::MemoryInOutStream>();
     Kernel::MakeCounted<Kernel::Base64OutStream>(memory)->FlushBase64();
+    Kernel::Json::Write(*memory, *Kernel::Json::Parse(Kernel::Json::ToString({1, 2.5, "text"})));
     const Kernel::String path = Kernel::FileSystem::GetUniqueTemporaryFilename("%1.tmp");
     Kernel::AtomicFileOutStream::Create(path)->Commit();
     Kernel::FileSystem::Delete(path);

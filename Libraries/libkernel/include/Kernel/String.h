@@ -86,7 +86,8 @@ public:
     void reserve(std::size_t capacity);
     /// Appends `count` bytes, which may be part of this string.
     StringT& append(const char* text, std::size_t count);
-    StringT& operator+=(std::string_view text) { return append(text.data(), text.size()); }
+    StringT& append(std::string_view text) { return append(text.data(), text.size()); }
+    StringT& operator+=(std::string_view text) { return append(text); }
 
     friend StringT operator+(StringT left, std::string_view right) { return left += right; }
 

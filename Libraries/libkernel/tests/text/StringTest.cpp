@@ -3,11 +3,9 @@
 #include "support/Threads.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <array>
 #include <iomanip>
-#include <map>
 #include <random>
 #include <sstream>
 #include <stdexcept>
@@ -119,15 +117,6 @@ TEST(String, IsWrittenToStreamsAsStdStringIs) {
     std::ostringstream stream;
     stream << std::setfill('.') << std::setw(6) << String("a\0b", 3) << String();
     EXPECT_EQ(stream.str(), std::string("...a\0b", 6));
-}
-
-TEST(String, IsAStringForJson) {
-    using Json = nlohmann::basic_json<std::map, std::vector, String>;
-    Json json = Json::parse(R"({"name": "\u00e4\ud83d\ude00", "list": [1, 2.5, "a\nb"]})");
-    EXPECT_EQ(json.dump(), R"({"list":[1,2.5,"a\nb"],"name":"ä😀"})");
-    EXPECT_EQ(json["name"].get<String>(), "ä😀");
-    EXPECT_EQ(json.value("absent", String("other")), "other");
-    EXPECT_THROW(Json::parse("{"), Json::parse_error);
 }
 
 }  // namespace
