@@ -128,8 +128,8 @@ void Transfer::SetUpHeaders() {
 }
 
 void Transfer::SetUpConnection() {
-    Set(CURLOPT_CONNECTTIMEOUT,
-        static_cast<long>(std::clamp(m_request.timeout, 1, MaximumTimeout)));
+    const int connectTimeout = m_request.connectTimeout.value_or(m_request.timeout);
+    Set(CURLOPT_CONNECTTIMEOUT, static_cast<long>(std::clamp(connectTimeout, 1, MaximumTimeout)));
     Set(CURLOPT_FRESH_CONNECT, m_request.session ? 0L : 1L);
     Set(CURLOPT_FORBID_REUSE, m_request.session ? 0L : 1L);
     Set(CURLOPT_NOSIGNAL, 1L);    // signal handlers belong to the host

@@ -67,6 +67,8 @@ struct Request {
     /// Seconds: the limit for connecting, and then for inactivity in both directions. Time that
     /// handlers, sources and sinks take does not count.
     int timeout = 20;
+    /// Seconds: another limit for connecting.
+    std::optional<int> connectTimeout;
     /// Seconds: the limit for the first byte of the response, once the request is sent.
     int replyTimeout = 60;
     /// Whether Get and Head follow redirects, at most five and none from https to http. Headers of

@@ -163,6 +163,16 @@ TEST_F(TransferTest, CountsOnlyTheSilenceOfTheServer) {
     EXPECT_EQ(Http::DoRequest(request, true).status, 200);
     request.replyTimeout = 1;
     EXPECT_EQ(Http::DoRequest(request, false).reason, Http::FailureReason::TimedOut);
+
+    auto options = Encrypted();
+    options.greeting = [](int) { return Script{Server::Wait{2500ms}, Server::Abort{}}; };
+    const TestServer silent(Reply(200), options);
+    request.address = silent.GetAddress();
+    request.connectTimeout = 20;
+    EXPECT_EQ(Http::DoRequest(request, false).reason, Http::FailureReason::WrongProtocol);
+    request.connectTimeout = {};
+    EXPECT_EQ(Http::DoRequest(request, false).reason, Http::FailureReason::TimedOut);
+
     const TestServer prompt(Server::ReplyChunked(200, {}, "body", 1));
     request.address = prompt.GetAddress();
     const auto dawdle = [isFirst = true](const auto& progress) mutable {
