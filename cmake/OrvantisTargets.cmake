@@ -87,6 +87,26 @@ function(orvantis_library name)
     orvantis_common_options(${name})
 endfunction()
 
+# orvantis_text(<variable> <namespace> <Name> <file>)
+# Generates a source that defines the std::string_view <namespace>::<Name> as the text of a file, and puts
+# its path into the variable.
+function(orvantis_text variable namespace name file)
+    file(READ "${file}" text)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${file}")
+    set(source "${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp")
+    file(CONFIGURE OUTPUT "${source}" @ONLY CONTENT [[
+#include <string_view>
+
+namespace @namespace@ {
+
+extern const std::string_view @name@;
+const std::string_view @name@ = R"text(@text@)text";
+
+}  // namespace @namespace@
+]])
+    set(${variable} "${source}" PARENT_SCOPE)
+endfunction()
+
 # orvantis_application(<Name> OUTPUT <program> MAIN <file> SOURCES <files> [LINK <targets>])
 # Builds a program that is installed, from its rooms and SOURCES. All but MAIN can be linked by its tests.
 function(orvantis_application name)

@@ -1,0 +1,82 @@
+// Ending remote operations, and hearing how far they are.
+
+#pragma once
+
+#include "Kernel/AbortFlag.h"
+#include "Kernel/String.h"
+#include "Learning/Export.h"
+
+#include <atomic>
+#include <functional>
+#include <memory>
+
+namespace Learning {
+
+/// What a remote operation is about to do.
+struct RemotePhase {
+    enum class Kind {
+        Submitting,   // sends its request, and waits for the answer
+        Accepted,     // the service works on `job`
+        Waiting,      // for the time that a job takes at least
+        Polling,      // asks for the state of the job, `number` of at most `count` times
+        Downloading,  // fetches result `number` of `count`
+    };
+
+    Kind kind = Kind::Submitting;
+    Kernel::String job;  // empty until the service has accepted one
+    int number = 0;      // counted from 1
+    int count = 0;
+};
+
+/// Lets a host end operations of RemoteInference, and hear of their phases. For the calls of a
+/// thread while a Scope of it is alive there; one object may be in force on several threads. Where
+/// scopes nest, the calls obey and tell all of them.
+///
+/// A call that is ended returns within 100 ms, with CommunicationsFailure, whatever it is about; no
+/// listener hears of it any more but that it has ended.
+///
+/// Threads: any.
+class LEARNING_API RemoteControl {
+public:
+    /// Called on the thread of the operation. What it throws is logged.
+    using Listener = std::function<void(const RemotePhase&)>;
+
+    /// `listener` may be empty.
+    explicit RemoteControl(Listener listener = {});
+    RemoteControl(const RemoteControl&) = delete;
+    RemoteControl& operator=(const RemoteControl&) = delete;
+    /// No scope of it may be alive.
+    ~RemoteControl();
+
+    /// Ends the calls for which this object is in force, and those for which it will be: there is
+    /// no way back.
+    void Cancel() noexcept;
+    bool IsCancelled() const noexcept;
+
+    /// Puts a control in force for the calls that its thread makes while it lives. Scopes of one
+    /// thread end in the reverse order of their beginning.
+    class LEARNING_API Scope {
+    public:
+        explicit Scope(RemoteControl& control);
+        Scope(const Scope&) = delete;
+        Scope& operator=(const Scope&) = delete;
+        ~Scope();
+
+    private:
+        friend class RemoteControl;
+        friend class ControlInForce;
+
+        RemoteControl& m_control;
+        Scope* const m_outer;
+        Scope* m_inner = nullptr;
+        std::atomic<bool> m_isCancelled = false;
+    };
+
+private:
+    friend class ControlInForce;
+    struct State;
+
+    const std::unique_ptr<State> m_state;
+};
+
+}  // namespace Learning

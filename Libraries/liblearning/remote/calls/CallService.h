@@ -1,0 +1,25 @@
+// Where the failures of remote operations become results.
+
+#pragma once
+
+#include "Kernel/AbortFlag.h"
+#include "Learning/RemoteResult.h"
+
+#include "remote/control/ControlInForce.h"
+
+namespace Learning {
+
+/// Calls `operation`, which returns a RemoteResult, and returns that. Whatever it throws has kept
+/// it from hearing the service's answer, so that is CommunicationsFailure; so is an operation that
+/// is ended before it begins.
+template <class Operation>
+RemoteResult CallService(const Operation& operation) noexcept {
+    try {
+        Kernel::ThrowIfAborted(ControlInForce::GetFlag());
+        return operation();
+    } catch (...) {
+        return {RemoteResult::CommunicationsFailure, {}};
+    }
+}
+
+}  // namespace Learning

@@ -1,0 +1,25 @@
+#include "Learning/ImageToImageAlphaMode.h"
+
+#include "Kernel/NeverDestroyed.h"
+
+#include <array>
+
+namespace Learning {
+
+namespace {
+
+/// By number: their names in files are not ours to choose.
+constexpr std::array<Kernel::EnumSerialiser::Entry, 4> Modes{{{0, 0}, {1, 0}, {2, 0}, {3, 0}}};
+
+}  // namespace
+
+ImageToImageAlphaModeEnumSerialiser& ImageToImageAlphaModeEnumSerialiser::GetInstance() {
+    static Kernel::NeverDestroyed<ImageToImageAlphaModeEnumSerialiser> instance;
+    return *instance;
+}
+
+ImageToImageAlphaModeEnumSerialiser::ImageToImageAlphaModeEnumSerialiser() {
+    RegisterEnumSet(Modes);
+}
+
+}  // namespace Learning

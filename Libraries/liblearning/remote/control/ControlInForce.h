@@ -1,0 +1,20 @@
+// The controls that are in force for the calls of this thread.
+
+#pragma once
+
+#include "Learning/RemoteControl.h"
+
+namespace Learning {
+
+/// What an operation asks of the controls of its thread. To be used on that thread.
+class ControlInForce {
+public:
+    /// Is set when the operation is to end; null if there is no control. For any thread while the
+    /// operation lasts.
+    static Kernel::AbortFlag GetFlag() noexcept;
+
+    /// Tells the controls, from the innermost to the outermost, unless the operation is to end.
+    static void Tell(const RemotePhase& phase) noexcept;
+};
+
+}  // namespace Learning

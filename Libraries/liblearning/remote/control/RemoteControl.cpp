@@ -1,0 +1,91 @@
+#include "Learning/RemoteControl.h"
+
+#include "Kernel/Diagnostics.h"
+
+#include "remote/control/ControlInForce.h"
+
+#include <algorithm>
+#include <exception>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+namespace Learning {
+
+namespace {
+
+thread_local RemoteControl::Scope* innermost = nullptr;
+
+/// Guards the scopes of all threads, their order included.
+std::mutex& GetScopesMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
+}  // namespace
+
+struct RemoteControl::State {
+    Listener listener;
+    std::atomic<bool> isCancelled = false;
+    std::vector<Scope*> scopes;
+};
+
+RemoteControl::RemoteControl(Listener listener) : m_state(std::make_unique<State>()) {
+    m_state->listener = std::move(listener);
+}
+
+RemoteControl::~RemoteControl() = default;
+
+void RemoteControl::Cancel() noexcept {
+    const std::lock_guard lock(GetScopesMutex());
+    m_state->isCancelled = true;
+    for (Scope* scope : m_state->scopes) {
+        for (; scope != nullptr; scope = scope->m_inner) {
+            scope->m_isCancelled = true;
+        }
+    }
+}
+
+bool RemoteControl::IsCancelled() const noexcept {
+    return m_state->isCancelled;
+}
+
+RemoteControl::Scope::Scope(RemoteControl& control) : m_control(control), m_outer(innermost) {
+    const std::lock_guard lock(GetScopesMutex());
+    control.m_state->scopes.push_back(this);
+    m_isCancelled = control.m_state->isCancelled || (m_outer != nullptr && m_outer->m_isCancelled);
+    if (m_outer != nullptr) {
+        m_outer->m_inner = this;
+    }
+    innermost = this;
+}
+
+RemoteControl::Scope::~Scope() {
+    const std::lock_guard lock(GetScopesMutex());
+    std::erase(m_control.m_state->scopes, this);
+    if (m_outer != nullptr) {
+        m_outer->m_inner = nullptr;
+    }
+    innermost = m_outer;
+}
+
+Kernel::AbortFlag ControlInForce::GetFlag() noexcept {
+    return innermost == nullptr ? nullptr : &innermost->m_isCancelled;
+}
+
+void ControlInForce::Tell(const RemotePhase& phase) noexcept {
+    for (const auto* scope = innermost; scope != nullptr && !Kernel::IsSet(GetFlag());
+         scope = scope->m_outer) {
+        try {
+            if (const RemoteControl::Listener& listener = scope->m_control.m_state->listener) {
+                listener(phase);
+            }
+        } catch (const std::exception& error) {
+            Kernel::Log::Write("A listener of a remote operation failed: %1\n", error.what());
+        } catch (...) {
+            Kernel::Log::Write("A listener of a remote operation failed.\n");
+        }
+    }
+}
+
+}  // namespace Learning

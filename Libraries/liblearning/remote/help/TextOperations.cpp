@@ -1,0 +1,69 @@
+// The operations that answer with text, or with nothing but that they are done.
+
+#include "Kernel/Json.h"
+#include "Learning/RemoteInference.h"
+
+#include "remote/calls/CallService.h"
+#include "remote/calls/InferenceCallScope.h"
+#include "remote/calls/Transport.h"
+#include "remote/help/HelpText.h"
+
+namespace Learning {
+
+namespace {
+
+constexpr int Done = 200;  // no other status of HTTP is a success here
+
+RemoteResult MakeResult(bool isSuccess) {
+    return {isSuccess ? RemoteResult::Success : RemoteResult::UnknownError, {}};
+}
+
+}  // namespace
+
+RemoteResult RemoteInference::InferTextToHelp(Kernel::String prompt, Kernel::String session,
+                                              Kernel::String& answer) {
+    return CallService([&] {
+        const InferenceCallScope scope(GetInstance(), "Text to help inference");
+        Kernel::Json::Value body = GenerateStandardRequestJSON();
+        body["prompt"] = std::move(prompt);
+        body["session"] = std::move(session);
+        const ServiceReply reply = PostToService("textToHelp", body);
+        if (reply.status == Done) {
+            answer = CleanHelpText(reply.GetText());
+        }
+        return MakeResult(reply.status == Done);
+    });
+}
+
+RemoteResult RemoteInference::InferTextToMCPHints(Kernel::String prompt, Kernel::String session,
+                                                  Kernel::String& hints) {
+    return CallService([&] {
+        Kernel::Json::Value body = GenerateStandardRequestJSON();
+        body["prompt"] = std::move(prompt);
+        body["session"] = std::move(session);
+        const ServiceReply reply = PostToService("textToMCPHints", body);
+        if (reply.status == Done) {
+            hints = reply.GetText();
+        }
+        return MakeResult(!hints.empty());
+    });
+}
+
+RemoteResult RemoteInference::ReportMCPIssue(Kernel::String issue, Kernel::String code) {
+    return CallService([&] {
+        Kernel::Json::Value body = GenerateStandardRequestJSON();
+        body["issue"] = std::move(issue);
+        body["code"] = std::move(code);
+        return MakeResult(PostToService("reportMCPIssue", body).status == Done);
+    });
+}
+
+RemoteResult RemoteInference::RecordMCPHint(Kernel::String hint) {
+    return CallService([&] {
+        Kernel::Json::Value body = GenerateStandardRequestJSON();
+        body["hint"] = std::move(hint);
+        return MakeResult(PostToService("recordMCPHint", body).status == Done);
+    });
+}
+
+}  // namespace Learning
