@@ -18,6 +18,24 @@ namespace {
 
 using Learning::ModelCache;
 
+/// Moves all that `source` holds into the folder `target`. Folders that both have become one, but
+/// links are not followed, and an empty folder yields to a file.
+void MoveInto(const std::filesystem::path& source, const std::filesystem::path& target) {
+    for (const auto& entry : std::filesystem::directory_iterator(source)) {
+        const auto place = target / entry.path().filename();
+        std::error_code error;
+        if (entry.is_directory() && is_directory(symlink_status(place, error))) {
+            MoveInto(entry.path(), place);
+            continue;
+        }
+        Kernel::FileSystem::DeleteEmptyFolder(place.string());
+        std::filesystem::rename(entry.path(), place, error);
+        if (error) {
+            throw Failure("cannot write %1: %2", place.string(), error.message());
+        }
+    }
+}
+
 std::string PickName() {
     return std::string(Kernel::FileSystem::TemporaryFilePrefix) + "new-" +
            std::to_string(std::random_device{}());
@@ -37,14 +55,7 @@ ModelStaging::~ModelStaging() {
 }
 
 void ModelStaging::Commit() const {
-    for (const auto& entry : std::filesystem::directory_iterator(ToPath(m_staging))) {
-        std::error_code error;
-        const auto target = ToPath(m_folder) / entry.path().filename();
-        std::filesystem::rename(entry.path(), target, error);
-        if (error) {
-            throw Failure("cannot write %1: %2", target.string(), error.message());
-        }
-    }
+    MoveInto(ToPath(m_staging), ToPath(m_folder));
 }
 
 std::string ModelStaging::Rename(std::string text) const {

@@ -162,6 +162,32 @@ TEST_F(Download, SaysWhatIsWrongAndTheCureAndKeepsTheNetwork) {
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(At("models")), {}), 1);
 }
 
+TEST_F(Download, JoinsFoldersAndReplacesEmptyOnes) {
+    std::filesystem::create_directory(At(m_model));
+    std::filesystem::create_directory(At("models/more"));
+    MakeFile("models/more/own", "");
+    const std::string name = "Colourisation_2.6.onnx";
+    const std::string network = ReadFile(TEST_MODELS "Enlarge.onnx");
+    const auto fetch = [&](const char* weights) {
+        return Fetch(
+            Reply(200, {},
+                  Support::MakeZip({{"more/", ""}, {"more/weights", weights}, {name, network}})));
+    };
+    for (const char* const weights : {"old", "new"}) {
+        const Outcome outcome = fetch(weights);
+        EXPECT_EQ(outcome.code, 0) << outcome.err;
+        EXPECT_EQ(ReadFile(At("models/more/weights")), weights);
+    }
+    EXPECT_EQ(ReadFile(At(m_model)), network);
+    EXPECT_EQ(Support::GetNames(At("models")), (std::set<std::string>{name, "more"}));
+    EXPECT_TRUE(std::filesystem::exists(At("models/more/own")));
+
+    std::filesystem::rename(At("models/more"), At("elsewhere"));
+    std::filesystem::create_directory_symlink(At("elsewhere"), At("models/more"));
+    EXPECT_EQ(fetch("astray").code, 1);
+    EXPECT_EQ(ReadFile(At("elsewhere/weights")), "new");
+}
+
 TEST_F(Download, AsksForWhatItNeeds) {
     const struct {
         std::vector<std::string> arguments;
