@@ -105,6 +105,9 @@ void Fetch(const Host& host, const NamedType& model, const Interruption& interru
     Learning::ModelOutcome outcome = cache.GetOutcome(model.type);
     if (outcome.status == Learning::ModelStatus::Installed) {
         staging.Commit();
+        if (const std::string log = host.GetLog(); !log.empty()) {
+            host.Complain(staging.Rename(log));  // something else in the package is wrong
+        }
         return;
     }
     interruption.Check();
@@ -130,9 +133,6 @@ void DownloadModels(const Host& host, const DownloadOptions& options) {
             } else {
                 Fetch(host, model, interruption);
                 host.Say("downloaded %1 to %2", model.name, GetPath(model.type));
-                if (const std::string log = host.GetLog(); !log.empty()) {
-                    host.Complain(log);  // something else in the package is not as it should be
-                }
             }
         } catch (const DownloadFailure& failure) {  // go on with the next one
             host.Complain(failure.what());

@@ -188,6 +188,14 @@ TEST_F(Download, JoinsFoldersAndReplacesEmptyOnes) {
     EXPECT_EQ(ReadFile(At("elsewhere/weights")), "new");
 }
 
+TEST_F(Download, NamesFilesByThePlaceWhereTheyWouldBe) {
+    const std::string package = Support::MakeZip(
+        {{"none/weights", "w"}, {m_model.substr(7), ReadFile(TEST_MODELS "Enlarge.onnx")}});
+    const Outcome outcome = Fetch(Reply(200, {}, package));
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_THAT(outcome.err, HasSubstr("cannot create " + At("models/none/weights")));
+}
+
 TEST_F(Download, AsksForWhatItNeeds) {
     const struct {
         std::vector<std::string> arguments;
