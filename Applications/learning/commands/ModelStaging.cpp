@@ -6,6 +6,7 @@
 #include "failures/Failure.h"
 #include "files/Files.h"
 
+#include <chrono>
 #include <filesystem>
 #include <random>
 #include <string_view>
@@ -17,6 +18,10 @@ namespace LearningApp {
 namespace {
 
 using Learning::ModelCache;
+
+constexpr std::string_view StagingPrefix = "new-";  // after that of all temporary files
+constexpr std::chrono::hours AbandonedAge{48};      // as of temporary files
+constexpr int FolderDepth = 16;                     // of packages
 
 /// Moves all that `source` holds into the folder `target`. Folders that both have become one, but
 /// links are not followed, and an empty folder yields to a file.
@@ -36,15 +41,34 @@ void MoveInto(const std::filesystem::path& source, const std::filesystem::path& 
     }
 }
 
+std::string MakePrefix() {
+    return std::string(Kernel::FileSystem::TemporaryFilePrefix) + std::string(StagingPrefix);
+}
+
 std::string PickName() {
-    return std::string(Kernel::FileSystem::TemporaryFilePrefix) + "new-" +
-           std::to_string(std::random_device{}());
+    return MakePrefix() + std::to_string(std::random_device{}());
+}
+
+/// Deletes what downloads that were killed two days ago or earlier have left in `folder`. The model
+/// cache looks into its own folder only, which is a new one.
+void DeleteAbandoned(const std::string& folder) {
+    const auto latest = std::filesystem::file_time_type::clock::now() - AbandonedAge;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(ToPath(folder), error)) {
+        if (entry.path().filename().string().starts_with(MakePrefix()) &&
+            is_directory(entry.symlink_status(error)) && entry.last_write_time(error) <= latest &&
+            !error) {
+            Kernel::FileSystem::DeleteAll(entry.path().string());
+        }
+    }
+    Kernel::FileSystem::DeleteAbandonedFiles(folder, FolderDepth);
 }
 
 }  // namespace
 
 ModelStaging::ModelStaging(std::string folder)
     : m_folder(std::move(folder)), m_staging(m_folder + "/" + PickName()) {
+    DeleteAbandoned(m_folder + "/");
     CreateFolder(m_staging);
     ModelCache::GetInstance().SetModelCacheFolder(m_staging);
 }

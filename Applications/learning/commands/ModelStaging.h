@@ -9,7 +9,8 @@ namespace LearningApp {
 /// For as long as this object lives, the model cache installs into a new folder within its own.
 class ModelStaging {
 public:
-    /// Throws Failure if the folder can't be made.
+    /// Deletes first what downloads have left that were killed. Throws Failure if the folder can't
+    /// be made.
     explicit ModelStaging(std::string folder);
     ModelStaging(const ModelStaging&) = delete;
     ModelStaging& operator=(const ModelStaging&) = delete;

@@ -196,6 +196,25 @@ TEST_F(Download, NamesFilesByThePlaceWhereTheyWouldBe) {
     EXPECT_THAT(outcome.err, HasSubstr("cannot create " + At("models/none/weights")));
 }
 
+TEST_F(Download, ClearsUpAfterDownloadsThatWereKilled) {
+    const auto age = [this](const std::string& name) {
+        std::filesystem::last_write_time(
+            At(name), std::filesystem::file_time_type::clock::now() - std::chrono::hours(49));
+    };
+    for (const char* const folder :
+         {"models/orvantis-new-1", "models/orvantis-new-2", "models/new"}) {
+        std::filesystem::create_directory(At(folder));
+        MakeFile(folder + std::string("/network"), "");
+    }
+    age("models/orvantis-new-1");
+    age("models/new");
+    MakeFile("models/orvantis-abcdefghijklmnop.part", "");
+    age("models/orvantis-abcdefghijklmnop.part");
+    EXPECT_EQ(Fetch(Reply(200, {}, m_package)).code, 0);
+    EXPECT_THAT(Support::GetNames(At("models")),
+                UnorderedElementsAre("Colourisation_2.6.onnx", "new", "orvantis-new-2"));
+}
+
 TEST_F(Download, AsksForWhatItNeeds) {
     const struct {
         std::vector<std::string> arguments;
