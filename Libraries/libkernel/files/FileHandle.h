@@ -43,8 +43,8 @@ public:
     virtual void Sync() = 0;
     /// Gives the file of CreateUnnamed() the name `path`, which must not exist yet.
     virtual void SetName(const String& path) = 0;
-    /// Takes over the owner, group and permissions of the file at `path`. Fails, too, if that may
-    /// not be written.
+    /// Takes over the owner, group, permissions and access control list of the file at `path`.
+    /// Fails, too, if that may not be written.
     virtual void CopyOwnership(const String& path) = 0;
 };
 

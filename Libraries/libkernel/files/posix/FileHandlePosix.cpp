@@ -2,6 +2,7 @@
 #include "Kernel/Utf.h"
 
 #include "files/FileHandle.h"
+#include "files/linux/AccessList.h"
 #include "files/linux/UnnamedFile.h"
 
 #include <fcntl.h>
@@ -135,8 +136,9 @@ void PosixFileHandle::CopyOwnership(const String& path) {
     const struct stat own = GetStatus(m_descriptor, m_path);
     const bool isSame = own.st_uid == other.st_uid && own.st_gid == other.st_gid;
     if ((!isSame && fchown(m_descriptor, other.st_uid, other.st_gid) != 0) ||
+        CopyAccessList(path, m_descriptor) != 0 ||
         fchmod(m_descriptor, other.st_mode & Permissions) != 0) {
-        throw IoException("keep the owner of", path, GetLastError());
+        throw IoException("keep the owner and permissions of", path, GetLastError());
     }
 }
 

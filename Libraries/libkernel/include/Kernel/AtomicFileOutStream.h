@@ -24,9 +24,9 @@ public:
     /// Creates the temporary file for the target `path`. Throws IoException if that fails.
     static Counted<AtomicFileOutStream> Create(const String& path);
     /// The same for a file that a user has named, and may have made: takes the place of what a
-    /// symbolic link leads to, with the owner, group and permissions of the file that is there.
-    /// Throws IoException also if that may not be written, is no regular file, or if its owner
-    /// can't be kept.
+    /// symbolic link leads to, with the owner, group and permissions of the file that is there,
+    /// its access control list included, but not the right to run as its owner. Throws IoException
+    /// also if that may not be written, is no regular file, or if one of these can't be kept.
     static Counted<AtomicFileOutStream> CreateSuccessor(const String& path);
 
     AtomicFileOutStream(std::unique_ptr<FileHandle> file, String partialPath, String path) noexcept;

@@ -9,8 +9,11 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <iterator>
 #include <vector>
@@ -106,6 +109,41 @@ TEST(AtomicFileOutStream, SucceedsAFileWithItsOwnerAndPermissionsThroughLinks) {
     EXPECT_THROW(replace("link", "other"), IoException);
     EXPECT_EQ(ReadFile(path), "second");
     EXPECT_EQ(CountFiles(folder), 7);
+}
+
+/// An access control list as Linux keeps it: {tag, rights, id} for the owner, a user, the group,
+/// the mask and others.
+std::vector<std::uint16_t> MakeAccessList(std::uint16_t user) {
+    constexpr std::uint16_t None = 0xFFFF;
+    return {2, 0,    1,    6,  None, None, 2,    6,  user, 0,    4,
+            0, None, None, 16, 6,    None, None, 32, 0,    None, None};
+}
+
+bool SetList(const std::string& path, const char* name, const std::vector<std::uint16_t>& list) {
+    return setxattr(path.c_str(), name, list.data(), list.size() * sizeof list[0], 0) == 0;
+}
+
+TEST(AtomicFileOutStream, SucceedsAFileWithItsAccessListAndNoOther) {
+    constexpr const char* Own = "system.posix_acl_access";
+    const Support::TestFolder folder;
+    const std::string listed = folder.Write("listed", "");
+    const std::string bare = folder.Write("bare", "");
+    ASSERT_EQ(chmod(bare.c_str(), 0604), 0);
+    if (!SetList(listed, Own, MakeAccessList(12)) ||
+        !SetList(folder.At(""), "system.posix_acl_default", MakeAccessList(34))) {
+        GTEST_SKIP() << "the file system has no access control lists";
+    }
+    for (const std::string& path : {listed, bare}) {
+        AtomicFileOutStream::CreateSuccessor(path)->Commit();
+    }
+    std::vector<std::uint16_t> list(100);
+    const auto size = getxattr(listed.c_str(), Own, list.data(), list.size() * sizeof list[0]);
+    list.resize(static_cast<std::size_t>(std::max<ssize_t>(size, 0)) / sizeof list[0]);
+    EXPECT_EQ(list, MakeAccessList(12));  // without it the group would have the rights of the mask
+    struct stat status {};
+    ASSERT_EQ(stat(bare.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0604U);
+    EXPECT_EQ(getxattr(bare.c_str(), Own, nullptr, 0), -1);
 }
 
 TEST(AtomicFileOutStream, HoldsNoDescriptorWhileItWaitsToBeCommitted) {
