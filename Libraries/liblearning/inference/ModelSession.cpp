@@ -28,8 +28,7 @@ OrtExecutionProviderDevicePolicy ToRuntimePolicy(DevicePolicy policy) noexcept {
 }
 
 /// Adds what differs from the runtime's own choice.
-void ApplyThreadingPolicy(Ort::SessionOptions& options) {
-    const ThreadingPolicy policy = GetThreadingPolicy();
+void ApplyThreadingPolicy(const ThreadingPolicy& policy, Ort::SessionOptions& options) {
     if (policy.threads > 0) {
         options.SetIntraOpNumThreads(policy.threads);
     }
@@ -48,7 +47,7 @@ void CheckFile(const Kernel::String& path) {
 }
 
 Ort::Session OpenSession(RuntimeEnvironment& environment, const Kernel::String& path, Model::EP ep,
-                         Kernel::AbortFlag abort) {
+                         const ThreadingPolicy& threading, Kernel::AbortFlag abort) {
     const DevicePolicy policy = GetDevicePolicy();
     const bool isAccelerated = policy != DevicePolicy::CPU && ep != Model::CPUOnly;
     if (isAccelerated) {
@@ -58,7 +57,7 @@ Ort::Session OpenSession(RuntimeEnvironment& environment, const Kernel::String& 
     if (isAccelerated) {
         options.SetEpSelectionPolicy(ToRuntimePolicy(policy));
     }
-    ApplyThreadingPolicy(options);
+    ApplyThreadingPolicy(threading, options);
     CheckFile(path);
     const AbortWatch watch(abort, [&options] { options.SetLoadCancellationFlag(true); });
     return Ort::Session(environment.Get(), ToRuntimePath(path).c_str(), options);
@@ -79,8 +78,12 @@ Device::Kind ToKind(OrtHardwareDeviceType type) noexcept {
 }  // namespace
 
 ModelSession::ModelSession(const Kernel::String& path, Model::EP ep, Kernel::AbortFlag abort)
-    : m_session(OpenSession(m_environment, path, ep, abort)),
-      m_gate(std::max(0, GetThreadingPolicy().concurrentRuns)) {}
+    : ModelSession(path, ep, GetThreadingPolicy(), abort) {}
+
+ModelSession::ModelSession(const Kernel::String& path, Model::EP ep,
+                           const ThreadingPolicy& threading, Kernel::AbortFlag abort)
+    : m_session(OpenSession(m_environment, path, ep, threading, abort)),
+      m_gate(std::max(0, threading.concurrentRuns)) {}
 
 void ModelSession::Run(const Ort::RunOptions& options, const Ort::IoBinding& binding) {
     const auto start = std::chrono::steady_clock::now();

@@ -5,6 +5,7 @@
 #include "Kernel/Counted.h"
 #include "Kernel/String.h"
 #include "Learning/Model.h"
+#include "Learning/ThreadingPolicy.h"
 
 #include "inference/ONNXRuntime.h"
 #include "inference/RunGate.h"
@@ -36,6 +37,10 @@ public:
     RunCost MeasureCost() const;
 
 private:
+    // The policy is asked for once: another may be set while the session is opened.
+    ModelSession(const Kernel::String& path, Model::EP ep, const ThreadingPolicy& threading,
+                 Kernel::AbortFlag abort);
+
     RuntimeEnvironment m_environment;  // released after the session
     Ort::Session m_session;
     RunGate m_gate;

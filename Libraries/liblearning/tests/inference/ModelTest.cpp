@@ -3,6 +3,7 @@
 #include "Learning/ModelCache.h"
 #include "Learning/ThreadingPolicy.h"
 
+#include "inference/ModelSession.h"
 #include "support/TestFolder.h"
 #include "support/Threads.h"
 #include "tests/TestModels.h"
@@ -176,6 +177,28 @@ TEST(Model, LetsNoMoreRunsWorkAtOnceThanThePolicySays) {
     first.join();
     second.join();
     EXPECT_EQ(run(nullptr), RunResult::Done);
+}
+
+TEST(Model, HasOnePolicyThoughOthersAreSetWhileItIsOpened) {
+    const auto getThreads = [] { return Support::GetNames("/proc/self/task"); };
+    const std::atomic<bool> always = true;
+    std::atomic<bool> isDone = false;
+    std::thread host([&] {
+        for (int runs = 0; !isDone; runs = 1 - runs) {
+            SetThreadingPolicy({.threads = 2 - runs, .concurrentRuns = runs});
+            std::this_thread::sleep_for(std::chrono::microseconds(100));
+        }
+    });
+    for (int i = 0; i < 20; ++i) {
+        const auto before = getThreads();
+        ModelSession session(TestModelPath("Add"), Model::CPUOnly, nullptr);
+        const bool hasThreads = !std::ranges::includes(before, getThreads());
+        const RunGate::Pass pass(session.GetGate(), nullptr);
+        EXPECT_EQ(RunGate::Pass(session.GetGate(), &always).IsIn(), hasThreads) << i;
+    }
+    isDone = true;
+    host.join();
+    SetThreadingPolicy({});
 }
 
 TEST(Model, TellsWhatItsRunsTake) {
