@@ -13,7 +13,8 @@ namespace LearningApp {
 void EndWhenInterrupted() noexcept;
 
 /// For work that has to end in order: for as long as this object lives, the first of these signals
-/// asks for an end, and the second ends the process. One object at a time.
+/// asks for an end, and the second ends the process. One that came too late for Check() to throw
+/// has its former effect when this object dies. One object at a time.
 class Interruption {
 public:
     Interruption();
@@ -29,6 +30,7 @@ public:
 private:
     struct Previous;
     std::unique_ptr<Previous> m_previous;
+    mutable bool m_hasThrown = false;
 };
 
 }  // namespace LearningApp

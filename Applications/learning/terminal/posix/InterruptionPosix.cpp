@@ -14,7 +14,8 @@ namespace {
 
 // What a signal handler may write to.
 std::atomic<bool> IsEndWanted = false;
-static_assert(std::atomic<bool>::is_always_lock_free);
+std::atomic<int> LastSignal = 0;
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free);
 
 constexpr std::array Signals{SIGINT, SIGTERM, SIGHUP};
 constexpr int ExitCode = 130;  // by which shells report SIGINT
@@ -30,6 +31,11 @@ void Catch(int signal, void (*handle)(int), struct sigaction& previous) noexcept
     action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
     sigemptyset(&action.sa_mask);
     sigaction(signal, &action, nullptr);
+}
+
+void NoteSignal(int signal) noexcept {
+    LastSignal = signal;
+    IsEndWanted = true;
 }
 
 void Write(std::string_view text) noexcept {
@@ -62,14 +68,16 @@ void EndWhenInterrupted() noexcept {
 Interruption::Interruption() : m_previous(std::make_unique<Previous>()) {
     IsEndWanted = false;
     for (std::size_t i = 0; i < Signals.size(); ++i) {
-        Catch(
-            Signals[i], [](int) { IsEndWanted = true; }, m_previous->actions[i]);
+        Catch(Signals[i], NoteSignal, m_previous->actions[i]);
     }
 }
 
 Interruption::~Interruption() {
     for (std::size_t i = 0; i < Signals.size(); ++i) {
         sigaction(Signals[i], &m_previous->actions[i], nullptr);
+    }
+    if (IsEndWanted && !m_hasThrown) {
+        std::raise(LastSignal);
     }
 }
 
@@ -79,6 +87,7 @@ Kernel::AbortFlag Interruption::GetFlag() const noexcept {
 
 void Interruption::Check() const {
     if (IsEndWanted) {
+        m_hasThrown = true;
         throw Interrupted();
     }
 }

@@ -1,5 +1,7 @@
-// The program as a process of its own that Ctrl-C or SIGTERM ends at any moment.
+// What Ctrl-C and SIGTERM do, also to the program as a process of its own and at any moment.
 
+#include "failures/Failure.h"
+#include "terminal/Interruption.h"
 #include "tests/LearningProgram.h"
 
 #include <fcntl.h>
@@ -8,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -18,6 +21,27 @@ namespace {
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
+
+std::atomic<int> signalsPassedOn = 0;
+
+TEST(Interruption, PassesASignalOnUnlessItHasThrown) {
+    const auto previous = std::signal(SIGTERM, [](int) { ++signalsPassedOn; });
+    {
+        const Interruption interruption;
+        std::raise(SIGTERM);
+        EXPECT_TRUE(*interruption.GetFlag());
+        EXPECT_EQ(signalsPassedOn, 0);
+    }
+    EXPECT_EQ(signalsPassedOn, 1);
+    {
+        const Interruption interruption;
+        interruption.Check();
+        std::raise(SIGTERM);
+        EXPECT_THROW(interruption.Check(), Interrupted);
+    }
+    EXPECT_EQ(signalsPassedOn, 1);
+    std::signal(SIGTERM, previous);
+}
 
 class Interruptions : public Testing::InFolder {
 protected:
