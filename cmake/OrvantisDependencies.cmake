@@ -26,7 +26,8 @@ find_package(OpenSSL REQUIRED)                                # Server: tls/
 # SIMD for the plain baseline, SSE4, AVX2 and AVX-512; what lies between gains too little for its size.
 add_library(Simd INTERFACE)
 target_include_directories(Simd SYSTEM INTERFACE "${HWY_HEADERS}")
-target_compile_definitions(Simd INTERFACE "HWY_DISABLED_TARGETS=(HWY_SSSE3|HWY_AVX3_DL)")
+# The namespace has a name of our own, since libraster defines what Highway's library does, and a host may have that, too.
+target_compile_definitions(Simd INTERFACE "HWY_DISABLED_TARGETS=(HWY_SSSE3|HWY_AVX3_DL)" hwy=RasterHighway)
 if(ORVANTIS_SANITIZE MATCHES float-divide-by-zero)
     # Vector code divides in all lanes and then selects: quotients by 0 are computed, but not used.
     target_compile_options(Simd INTERFACE -fno-sanitize=float-divide-by-zero)
