@@ -6,6 +6,8 @@
 #include "inference/RuntimeErrors.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <numeric>
 #include <utility>
 
 namespace Learning {
@@ -28,6 +30,28 @@ Kernel::Counted<ModelSession> TryOpen(const Kernel::String& path, Model::EP ep,
             failure = error.what();
         }
         return nullptr;
+    }
+}
+
+/// Writes the outputs that are inputs, which the runtime takes for done. Throws Ort::Exception if a
+/// shape is not that of the input.
+void CopyPassedThrough(const Model::TensorMap& inputs, const Model::TensorMap& outputs) {
+    for (const auto& [name, output] : outputs) {
+        const auto input = inputs.find(name);  // ONNX has one name for one value
+        if (input == inputs.end()) {
+            continue;
+        }
+        const std::vector<int> shape = output->GetDimensions();
+        if (input->second->GetDimensions() != shape) {
+            throw Ort::Exception("an output that is an input has another shape",
+                                 ORT_INVALID_ARGUMENT);
+        }
+        const auto count = std::accumulate(
+            shape.begin(), shape.end(), std::uint64_t{1},
+            [](std::uint64_t size, int side) { return size * static_cast<std::uint64_t>(side); });
+        for (std::uint64_t i = 0; i < count; ++i) {
+            output->SetValueAtIndexedSubscript(i, input->second->GetValueAtIndexedSubscript(i));
+        }
     }
 }
 
@@ -126,6 +150,7 @@ RunResult Model::Run(int session, const TensorMap& inputs, const TensorMap& outp
         }
         const AbortWatch watch(options.abort, [&runOptions] { runOptions.SetTerminate(); });
         target->Run(runOptions, binding);
+        CopyPassedThrough(inputs, outputs);
         return RunResult::Done;
     } catch (const Ort::Exception& error) {
         if (Kernel::IsSet(options.abort)) {

@@ -30,6 +30,10 @@ save("Talkative", [node("Add", "picture one", "brighter"), node("Cast", "count",
 save("First", [node("Gather", "x first", "y")],
      [tensor("x", ["n"])], [tensor("y", [1])], [constant("first", [0], np.int64)])
 
+# Gives its input as well.
+save("Through", [node("Add", "x x", "y")],
+     [tensor("x", ["n"])], [tensor("y", ["n"]), tensor("x", ["n"])])
+
 # Writes an output of a size that is all its work.
 save("Fill", [node("ConstantOfShape", "size", "zeros"), node("Add", "zeros x", "y")],
      [tensor("x", [1])], [tensor("y", [1 << 24])], [constant("size", [1 << 24], np.int64)])

@@ -260,6 +260,22 @@ TEST(Model, TakesNamesOutsideAsciiAndAnyOfItsOutputs) {
     EXPECT_THAT(GetValues(*outputs["差"], 2), ElementsAre(2, 2));
 }
 
+TEST(Model, WritesAnOutputThatIsAnInput) {
+    Model model({TestModelPath("Through")}, Model::CPUOnly);
+    const Model::TensorMap inputs{
+        {"x", MakeCounted<Tensor>(std::vector<int>{2}, std::vector<float>{3, 4})}};
+    Model::TensorMap outputs = MakeOutput("x", {2});
+    outputs.merge(MakeOutput("y", {2}));
+    EXPECT_TRUE(model.Execute(inputs, outputs));
+    EXPECT_THAT(GetValues(*outputs["x"], 2), ElementsAre(3, 4));
+    EXPECT_THAT(GetValues(*outputs["y"], 2), ElementsAre(6, 8));
+
+    const RecordedLog log;
+    outputs = MakeOutput("x", {1});
+    EXPECT_FALSE(model.Execute(inputs, outputs));
+    EXPECT_THAT(log.GetMessages(), ElementsAre(IsErrorLine));
+}
+
 TEST(Model, RunsTheFileOfTheGivenNumberAndNoOther) {
     OpenModel model({TestModelPath("Add"), TestModelPath("First")}, Model::CPUOnly);
     const auto x = MakeCounted<Tensor>(std::vector<int>{3}, std::vector<float>{5, 6, 7});
