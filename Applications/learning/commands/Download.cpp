@@ -49,8 +49,11 @@ bool IsThisMachine(std::string_view server) {
     std::string_view host = server.substr(server.find("//") + 2);
     host = host.substr(0, host.find('/'));
     host = host.substr(host.find('@') + 1);
-    const std::string_view name = host.substr(0, host.find(':'));
-    return name == "localhost" || name.starts_with("127.") || host.starts_with("[::1]");
+    std::string name(host.substr(0, host.find(':')));
+    std::ranges::transform(name, name.begin(), [](unsigned char c) { return std::tolower(c); });
+    const bool isNumber = name.find_first_not_of("0123456789.") == std::string::npos;
+    return name == "localhost" || (isNumber && name.starts_with("127.")) ||
+           host.starts_with("[::1]");
 }
 
 /// The server, the proxy and the certificate authorities of the process, for the time of one

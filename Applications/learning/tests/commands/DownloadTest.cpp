@@ -92,6 +92,16 @@ TEST_F(Download, InstallsAllAndDeletesThem) {
     EXPECT_TRUE(std::filesystem::is_empty(At("models")));
 }
 
+TEST_F(Download, AsksNoProxyForThisMachine) {
+    const ScriptedServer server({}, Serve);
+    for (const char* const host : {"http://127.0.0.1:", "HTTP://LocalHost:"}) {
+        const Outcome outcome = Testing::RunBare({"--models", At("models"), "--server",
+                                                  host + std::to_string(server.GetPort()),
+                                                  "download", "depth", "--force"});
+        EXPECT_EQ(outcome.code, 0) << outcome.err;
+    }
+}
+
 TEST_F(Download, TakesShortAndAmericanNames) {
     const ScriptedServer server({}, Serve);
     const std::pair<const char*, std::vector<std::string>> cases[] = {
