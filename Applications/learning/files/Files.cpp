@@ -115,8 +115,7 @@ void CheckTarget(const std::string& path) {
         // Not committed: only checks that it can be created.
         Kernel::AtomicFileOutStream::CreateSuccessor(path);
     } catch (const Kernel::IoException& exception) {
-        const std::error_code& code = exception.GetCode();
-        throw Failure("cannot write %1: %2", path, code ? code.message() : exception.what());
+        throw Failure("cannot write %1: %2", path, exception.what());
     }
     interruption.Check();
 }

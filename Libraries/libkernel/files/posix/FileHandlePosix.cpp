@@ -135,9 +135,14 @@ void PosixFileHandle::CopyOwnership(const String& path) {
     }
     const struct stat own = GetStatus(m_descriptor, m_path);
     const bool isSame = own.st_uid == other.st_uid && own.st_gid == other.st_gid;
+    // Nothing is set that is right already: some file systems, such as FAT, have the same for all
+    // files and let nobody set it.
+    const auto hasMode = [&] {
+        return ((GetStatus(m_descriptor, m_path).st_mode ^ other.st_mode) & Permissions) == 0;
+    };
     if ((!isSame && fchown(m_descriptor, other.st_uid, other.st_gid) != 0) ||
         CopyAccessList(path, m_descriptor) != 0 ||
-        fchmod(m_descriptor, other.st_mode & Permissions) != 0) {
+        (!hasMode() && fchmod(m_descriptor, other.st_mode & Permissions) != 0)) {
         throw IoException("keep the owner and permissions of", path, GetLastError());
     }
 }
