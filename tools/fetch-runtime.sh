@@ -1,7 +1,7 @@
 #!/bin/sh
 # Fetches ONNX Runtime to external/onnxruntime: linux/ and win/ hold the library, include/ its C and C++ headers,
 # licences/ its licence and those of what is linked into it.
-# Usage: tools/fetch-runtime.sh
+# Usage: tools/fetch-runtime.sh [--plan]
 set -eu
 # shellcheck source=tools/fetching.sh
 . "$(dirname "$0")/fetching.sh"
@@ -20,7 +20,11 @@ npm_file onnxruntime/win/onnxruntime.dll 4bc168111012971ae1ffef36c1f29c06b026d17
 headers=libonnxruntime-dev
 headers_version=1.23.2
 headers_sha256=4630a94adb36dc056feb124e51c6e952e2cab5188bc093a25bee8a7e1ac5196d
-if ! stands onnxruntime/include "$headers $headers_version"; then
+if stands onnxruntime/include "$headers $headers_version"; then
+    :
+elif [ -n "$planning" ]; then
+    plan "$headers"
+else
     debian_package sid "$headers"
     echo "$headers_sha256  $partial/$headers.deb" | sha256sum --check --status ||
         say "note: $headers is now $(dpkg-deb -f "$partial/$headers.deb" Version), newer than the version tried"
@@ -31,7 +35,11 @@ fi
 # The npm package has no licence texts. Debian's Python package of the runtime does; those of the version before
 # name what is linked into it all the same.
 licensed=python3-onnxruntime
-if ! stands onnxruntime/licences "$licensed $headers_version"; then
+if stands onnxruntime/licences "$licensed $headers_version"; then
+    :
+elif [ -n "$planning" ]; then
+    plan "$licensed"
+else
     debian_package sid "$licensed"
     mkdir "$partial/licences"
     for file in LICENSE ThirdPartyNotices.txt; do

