@@ -68,6 +68,7 @@ copy_settings() {
     done
     # How apt fetches, but none of the hooks of programs that are not in the root.
     apt-config dump | grep '^Acquire::' | grep -v '^Acquire::IndexTargets' > "$root/etc/apt/apt.conf.d/99fetching"
+    [ -z "$share" ] || echo 'APT::Keep-Downloaded-Packages "true";' >> "$root/etc/apt/apt.conf.d/99fetching"
     for item in "$(npm config get globalconfig 2> /dev/null || true)" "${npm_config_userconfig-$HOME/.npmrc}"; do
         [ ! -f "$item" ] || cat "$item"
     done > "$root/root/.npmrc"
@@ -118,6 +119,7 @@ run_inside() {
                 passed+=("$variable=${!variable}") ;;
         esac
     done < <(env -0)
+    [ -z "$share" ] || passed+=(npm_config_cache=/root/.npm)
     setpriv --pdeathsig KILL env --default-signal=INT,QUIT -i "${passed[@]}" HOME=/root LANG=C.UTF-8 \
         PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
         unshare --mount --pid --fork --kill-child sh -euc "$inside" sh "$root" "$tree" "${share:+$downloads}" "$@" <&3 3<&- 8>&- 4>&2 2> /dev/null &
