@@ -4,6 +4,8 @@
 # Usage: tools/demo.sh
 set -eu
 cd "$(dirname "$0")/.."
+# shellcheck source=tools/progress.sh
+. tools/progress.sh
 
 learning=build/release/bin/learning
 service=build/release/bin/learning-service
@@ -12,9 +14,14 @@ photos=external/photos
 pictures=build/demo/pictures
 
 step=starting
+log=build/release.log
+# what the build takes: disk in MB, and seconds of one core for each step
+build_mb=210
+step_seconds=2
 service_id=
 finish() {
     code=$?
+    stop_watching
     [ -z "$service_id" ] || kill "$service_id" 2> /dev/null || true
     [ $code = 0 ] || echo "The demo stopped at this step: $step" >&2
 }
@@ -25,22 +32,53 @@ trap 'exit 143' TERM
 
 begin() { step=$1; printf '\n=== %s\n' "$1"; }
 
-# show COMMAND...: runs a command after showing it as the reader may type it.
+# show COMMAND...: runs a command after showing it as the reader may type it. At a terminal the programs tell
+# themselves how far they are.
 show() {
     start=$(date +%s)
     echo "\$ $*"
-    "$@"
+    if at_terminal; then
+        "$@"
+    else
+        watching "running" no_state "$@"
+    fi
     echo "  ($(($(date +%s) - start)) s)"
+}
+
+# build: at a terminal Ninja tells how far it is.
+build() {
+    mkdir -p build
+    watching "configuring" no_state logged cmake --preset release
+    if [ -x "$service" ] && [ -x "$learning" ]; then
+        echo "They have been built before: what has changed since is built again, which may be nothing."
+    else
+        steps=$(ninja -C build/release -t commands installable | wc -l)
+        echo "$steps steps for $(nproc) cores: $(as_duration $((steps * step_seconds / $(nproc))))," \
+            "or less with what ccache remembers"
+    fi
+    if at_terminal; then
+        cmake --build --preset release --target installable
+    else
+        watching "building" ninja_state logged cmake --build --preset release --target installable
+    fi
+}
+
+# logged COMMAND...: shows its output only if it fails.
+logged() { "$@" > "$log" 2>&1 || { tail -n 60 "$log" >&2 && return 1; }; }
+
+ninja_state() {
+    tail -n 1 "$log" | sed -nE 's|^\[([0-9]+)/([0-9]+)\].*|\1 \2|p' |
+        { read -r built all && echo "$((100 * built / all)) $built of $all steps"; }
 }
 
 # start_service: serves the packages until the end of this script, at the address that it sets.
 start_service() {
-    log=build/demo/service.log
+    service_log=build/demo/service.log
     export no_proxy="127.0.0.1,${no_proxy-}"  # no proxy finds its way back to this machine
-    "$service" --packages external/packages --port 0 > "$log" 2>&1 &
+    "$service" --packages external/packages --port 0 > "$service_log" 2>&1 &
     service_id=$!
-    until address=$(grep -s -o -m 1 'http://127[^ ]*' "$log"); do
-        kill -0 "$service_id" 2> /dev/null || { cat "$log" >&2; exit 1; }
+    until address=$(grep -s -o -m 1 'http://127[^ ]*' "$service_log"); do
+        kill -0 "$service_id" 2> /dev/null || { cat "$service_log" >&2; exit 1; }
         sleep 0.1
     done
 }
@@ -53,15 +91,18 @@ picture() {
     echo "  $photo -> $out"
 }
 
-echo "This installs the packages that are missing, fetches networks and photographs, builds two programs and makes"
-echo "a dozen pictures. README.md tells what that costs on a fresh machine."
+began=$(date +%s)
+echo "This sets the machine up, which tells first what it fetches and how long that takes; builds two programs"
+echo "($build_mb MB in build/release); serves the networks from this machine and downloads them to $models (122 MB);"
+echo "and makes a dozen pictures, in a minute or two. What is there already is not fetched or built again."
 
 begin "Setting the machine up"
-tools/setup.sh
+reserve=170  # MB, for networks, pictures and what ccache remembers
+[ -x "$service" ] || reserve=$((reserve + build_mb))
+tools/setup.sh --reserve $reserve
 
-begin "Building the libraries and programs, which takes some minutes the first time"
-cmake --preset release > /dev/null
-cmake --build --preset release --target installable
+begin "Building the libraries and programs"
+build
 
 begin "Downloading the networks into $models"
 rm -rf build/demo
@@ -97,3 +138,4 @@ picture cat-twice-as-large.png super-resolve chelsea.png
 
 begin "The pictures"
 printf '%s\n' "$pictures"/*
+echo "All of it took $(($(date +%s) - began)) s."
