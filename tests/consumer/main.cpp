@@ -57,7 +57,7 @@ void UseKernel() {
         *Kernel::MakeCounted<Kernel::MemoryInOutStream>());
     Kernel::FileSystem::DeleteAll(path);
     Kernel::Trace::Write("%1 %2 %3\r\n", hash.GetHash(), timer.GetElapsedMilliseconds(),
-                         Kernel::LocalisedString::CreateFakeFromString("text").GetDisplayText());
+                         Kernel::LocalisedString::CreateFakeFromString("text").Translate());
 }
 
 void UseStreams() {

@@ -36,7 +36,7 @@ std::vector<ChannelParams> MakeChannelParams(std::span<const ChannelFacts> chann
     params.reserve(channels.size());
     for (const ChannelFacts& channel : channels) {
         ChannelParams& one = params.emplace_back();
-        one.name = LocaliseChannelName(Kernel::String(channel.name)).GetDisplayText();
+        one.name = LocaliseChannelName(Kernel::String(channel.name)).Translate();
         one.isReal = channel.role != ChannelRole::Empty;
         one.isAlpha = channel.role == ChannelRole::Alpha;
         one.isLight = channel.role == ChannelRole::Light;

@@ -90,7 +90,7 @@ template <class... Numbers>
 Kernel::LocalisedString Fill(const char* text, Numbers... numbers) {
     const Kernel::LocalisedString pattern(Context, text);
     return Kernel::LocalisedString::CreateFakeFromString(
-        Kernel::Format(pattern.GetDisplayText(), numbers...));
+        Kernel::Format(pattern.Translate(), numbers...));
 }
 
 Kernel::LocalisedString DescribeCooldown(std::int32_t seconds) {

@@ -280,7 +280,7 @@ TEST_F(DownloadTest, TellsWhatCameOfIt) {
         EXPECT_EQ(outcome.status, status) << reason;
         EXPECT_THAT(outcome.reason.c_str(), HasSubstr(reason));
         EXPECT_EQ(outcome.reason.empty(), status == ModelStatus::Installed);
-        EXPECT_FALSE(outcome.message.GetDisplayText().empty());
+        EXPECT_FALSE(outcome.message.Translate().empty());
         EXPECT_EQ(ReadFile(m_model), model);
     }
     m_cache.SetModelURLRoot("http://127.0.0.1:1/");

@@ -89,7 +89,7 @@ TEST(RemoteResult, TellsTheUserWhatHasHappened) {
     };
     for (std::size_t code = 0; code < texts.size(); ++code) {
         const auto message = Result(static_cast<Result::Code>(code), "more").GetUserMessage();
-        EXPECT_EQ(message.GetDisplayText(), texts[code].c_str());
+        EXPECT_EQ(message.Translate(), texts[code].c_str());
         EXPECT_EQ(message.IsFake(), code == Result::CreditsCooldown);
         EXPECT_TRUE(message.IsFake() || message.GetContext() == "Remote inference");
     }
@@ -120,7 +120,7 @@ TEST(RemoteResult, SaysHowLongToWait) {
     for (const auto& [seconds, wait] : cases) {
         Result result(Result::CreditsCooldown, {});
         result.seconds = seconds;
-        EXPECT_EQ(result.GetUserMessage().GetDisplayText(),
+        EXPECT_EQ(result.GetUserMessage().Translate(),
                   Kernel::Format("You must wait %1 before you use can this feature again.", wait));
     }
 }
