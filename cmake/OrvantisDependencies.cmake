@@ -20,6 +20,7 @@ if(lacking)
 endif()
 find_path(HWY_HEADERS hwy/highway.h REQUIRED)                 # Raster: formats/Highway.h; its library is not linked
 find_path(OPENCL_HEADERS CL/cl.h REQUIRED)                    # Raster: hardware/, which loads OpenCL when needed
+find_program(MSGFMT msgfmt REQUIRED)                          # GNU gettext's, for translations
 find_package(CLI11 REQUIRED)                                  # the programs `learning` and `learning-service`
 find_package(OpenSSL REQUIRED)                                # Server: tls/
 

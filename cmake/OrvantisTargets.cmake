@@ -167,6 +167,21 @@ function(orvantis_benchmarks name)
     endif()
 endfunction()
 
+# orvantis_translation(<language> <file>)
+# Compiles the translations in a .po file of GNU gettext to a catalogue, which is installed. Its path is in
+# the property CATALOGUE of the target Translation_<language>.
+function(orvantis_translation language file)
+    set(folder "${CMAKE_INSTALL_DATADIR}/orvantis/locale/${language}/LC_MESSAGES")
+    set(catalogue "${CMAKE_BINARY_DIR}/${folder}/orvantis.mo")
+    file(MAKE_DIRECTORY "${CMAKE_BINARY_DIR}/${folder}")
+    add_custom_command(OUTPUT "${catalogue}" DEPENDS "${file}" VERBATIM
+        COMMAND "${MSGFMT}" --check-format "--output-file=${catalogue}" "${CMAKE_CURRENT_SOURCE_DIR}/${file}")
+    add_custom_target(Translation_${language} ALL DEPENDS "${catalogue}")
+    set_target_properties(Translation_${language} PROPERTIES CATALOGUE "${catalogue}")
+    install(FILES "${catalogue}" DESTINATION "${folder}")
+    set_property(GLOBAL APPEND PROPERTY ORVANTIS_TRANSLATIONS Translation_${language})
+endfunction()
+
 # Warnings and sanitizers. PRIVATE, so that they never reach a program that links to us.
 function(orvantis_common_options target)
     if(MSVC)

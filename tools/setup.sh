@@ -10,8 +10,8 @@ cd "$(dirname "$0")/.."
 # shellcheck source=tools/progress.sh
 . tools/progress.sh
 
-# compiler and build system
-build="g++ cmake ninja-build ccache git pkg-config"
+# compiler, build system and translations
+build="g++ cmake ninja-build ccache gettext git pkg-config"
 # what our libraries and programs stand on: command lines, HTTP, JPEG, PNG, hashes, JSON, TLS, ZIP
 libraries="libcli11-dev libcurl4-openssl-dev libjpeg62-turbo-dev libpng-dev libssl-dev libxxhash-dev libzip-dev nlohmann-json3-dev"
 # pixels: SIMD, colour profiles and transforms, devices

@@ -2,6 +2,7 @@
 # Everything that must hold, in the order that fails soonest; stops at the first step that fails.
 # Usage: tools/test.sh [STEP...]
 #   format   clang-format agrees with the layout
+#   texts    each text for the user has its translations
 #   rooms    includes point one way, within libraries and between them
 #   dev      builds with warnings as errors, verifies that each public header compiles alone, runs the tests
 #   asan     the tests under the address and undefined-behaviour sanitizers
@@ -14,12 +15,13 @@
 set -eu
 cd "$(dirname "$0")/.."
 
-every_step=(format rooms dev asan tsan tidy shell docs)
+every_step=(format texts rooms dev asan tsan tidy shell docs)
 summary=()
 
 run() {
     case $1 in
         format) cmake --preset dev > /dev/null && cmake --build --preset dev --target check-format ;;
+        texts) tools/translations.sh ;;
         rooms) tools/check_rooms.py ;;
         dev | asan | tsan) cmake --workflow --preset "$1" ;;
         tidy) cmake --preset tidy > /dev/null && cmake --build build/tidy --target tidy ;;

@@ -3,6 +3,7 @@
 
 #include "Kernel/AtomicFileOutStream.h"
 #include "Kernel/Base64OutStream.h"
+#include "Kernel/Broadcaster.h"
 #include "Kernel/Diagnostics.h"
 #include "Kernel/Dispatch.h"
 #include "Kernel/FileStreams.h"
@@ -58,6 +59,22 @@ void UseKernel() {
     Kernel::FileSystem::DeleteAll(path);
     Kernel::Trace::Write("%1 %2 %3\r\n", hash.GetHash(), timer.GetElapsedMilliseconds(),
                          Kernel::LocalisedString::CreateFakeFromString("text").Translate());
+}
+
+/// Whether the installed translations are found.
+bool UseTranslations() {
+    return Kernel::LocalisedString::SetCatalogue(LOCALE_DIR "/de/LC_MESSAGES/orvantis.mo") &&
+           Kernel::LocalisedString("RGB Channel name", "Blue").Translate() == "Blau";
+}
+
+/// Whether a listener hears.
+bool UseNotifications() {
+    Kernel::Broadcaster broadcaster;
+    bool isHeard = false;
+    const auto registration =
+        broadcaster.Register([&isHeard](const Kernel::Notification&) { isHeard = true; });
+    broadcaster.Post(Kernel::MakeCounted<Kernel::Notification>());
+    return isHeard;
 }
 
 void UseStreams() {
@@ -135,7 +152,9 @@ int main() {
     UseKernel();
     UseStreams();
     try {
-        return UseRaster() && UseNetwork() && UseLearning() && UseTensorBitmaps() ? 0 : 1;
+        const bool isGood = UseTranslations() && UseNotifications() && UseRaster() &&
+                            UseNetwork() && UseLearning() && UseTensorBitmaps();
+        return isGood ? 0 : 1;
     } catch (const std::exception& error) {
         std::cerr << error.what() << '\n';
         return 3;

@@ -6,34 +6,38 @@
 #include "inference/ONNXRuntime.h"
 
 #include <array>
+#include <cstddef>
 #include <utility>
 
 namespace Learning {
 
 namespace {
 
+using Kernel::Translatable;
 using Network::Http::FailureReason;
 
-// By ModelStatus.
-constexpr std::array<const char*, 17> Messages{
-    "",
-    "The model is installed.",
-    "The model server can't be reached. Check your connection to the internet.",
-    "The model is not there.",
-    "The model server refuses to send the model.",
-    "The model package is damaged.",
-    "There is not enough room on the disk for the model.",
-    "The download of the model was cancelled.",
-    "The model can't be loaded.",
-    "Models can't be run on this computer: the inference runtime is missing or can't be used.",
-    "The address of the model server is not valid.",
-    "There is no secure connection to the model server.",
-    "The model server does not speak the expected protocol.",
-    "The download of the model was interrupted. Try again.",
-    "The model server has a problem. Try again later.",
-    "The model can't be saved: its folder may not be written to.",
-    "The model can't be installed.",
-};
+// By ModelStatus, from 1 on.
+constexpr auto Messages = std::to_array<Translatable>({
+    Translatable("ModelCache", "The model is installed."),
+    Translatable("ModelCache",
+                 "The model server can't be reached. Check your connection to the internet."),
+    Translatable("ModelCache", "The model is not there."),
+    Translatable("ModelCache", "The model server refuses to send the model."),
+    Translatable("ModelCache", "The model package is damaged."),
+    Translatable("ModelCache", "There is not enough room on the disk for the model."),
+    Translatable("ModelCache", "The download of the model was cancelled."),
+    Translatable("ModelCache", "The model can't be loaded."),
+    Translatable(
+        "ModelCache",
+        "Models can't be run on this computer: the inference runtime is missing or can't be used."),
+    Translatable("ModelCache", "The address of the model server is not valid."),
+    Translatable("ModelCache", "There is no secure connection to the model server."),
+    Translatable("ModelCache", "The model server does not speak the expected protocol."),
+    Translatable("ModelCache", "The download of the model was interrupted. Try again."),
+    Translatable("ModelCache", "The model server has a problem. Try again later."),
+    Translatable("ModelCache", "The model can't be saved: its folder may not be written to."),
+    Translatable("ModelCache", "The model can't be installed."),
+});
 
 bool IsNotAllowed(std::error_code error) noexcept {
     return error == std::errc::permission_denied || error == std::errc::operation_not_permitted ||
@@ -79,8 +83,7 @@ ModelStatus ToStatus(const Network::Http::Response& response) noexcept {
 }  // namespace
 
 ModelOutcome MakeOutcome(ModelStatus status, Kernel::String reason) {
-    const char* const text = Messages.at(static_cast<std::size_t>(status));
-    return {status, Kernel::LocalisedString("ModelCache", text), std::move(reason)};
+    return {status, Messages.at(static_cast<std::size_t>(status) - 1), std::move(reason)};
 }
 
 ModelOutcome MakeOutcome(const Network::Http::Response& response) {

@@ -304,10 +304,11 @@ void Transfer::ReportPhase(Phase phase) {
     if (!m_handlers.onStatus) {
         return;
     }
-    const char* const text = phase == Phase::Connecting ? "Connecting to the server..."
-                             : phase == Phase::Waiting  ? "Waiting for the server..."
-                                                        : "Receiving...";
-    m_handlers.onStatus(Kernel::LocalisedString("Network", text));
+    using Kernel::LocalisedString;
+    m_handlers.onStatus(
+        phase == Phase::Connecting ? LocalisedString("Network", "Connecting to the server...")
+        : phase == Phase::Waiting  ? LocalisedString("Network", "Waiting for the server...")
+                                   : LocalisedString("Network", "Receiving..."));
 }
 
 /// Calls the response handler, once.

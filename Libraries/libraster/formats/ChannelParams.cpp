@@ -5,27 +5,33 @@
 namespace Raster {
 namespace {
 
-struct NameContext {
-    std::string_view name;
-    const char* context;
-};
-constexpr NameContext NameContexts[] = {
-    {"Red", "RGB Channel name"},        {"Green", "RGB Channel name"},
-    {"Blue", "RGB Channel name"},       {"Cyan", "CMYK Channel name"},
-    {"Magenta", "CMYK Channel name"},   {"Yellow", "CMYK Channel name"},
-    {"Black", "CMYK Channel name"},     {"Hue", "HSL Channel name"},
-    {"Saturation", "HSL Channel name"}, {"Luminosity", "HSL Channel name"},
-    {"Value", "HSV Channel name"},      {"Intensity", "Greyscale Channel name"},
-    {"Alpha", "Channel name"},          {"Lightness", "LAB Channel name"},
-    {"AOpponent", "LAB Channel name"},  {"BOpponent", "LAB Channel name"},
+using Kernel::Translatable;
+
+constexpr Translatable ChannelNames[] = {
+    Translatable("RGB Channel name", "Red"),
+    Translatable("RGB Channel name", "Green"),
+    Translatable("RGB Channel name", "Blue"),
+    Translatable("CMYK Channel name", "Cyan"),
+    Translatable("CMYK Channel name", "Magenta"),
+    Translatable("CMYK Channel name", "Yellow"),
+    Translatable("CMYK Channel name", "Black"),
+    Translatable("HSL Channel name", "Hue"),
+    Translatable("HSL Channel name", "Saturation"),
+    Translatable("HSL Channel name", "Luminosity"),
+    Translatable("HSV Channel name", "Value"),
+    Translatable("Greyscale Channel name", "Intensity"),
+    Translatable("Channel name", "Alpha"),
+    Translatable("LAB Channel name", "Lightness"),
+    Translatable("LAB Channel name", "AOpponent"),
+    Translatable("LAB Channel name", "BOpponent"),
 };
 
 }  // namespace
 
 Kernel::LocalisedString LocaliseChannelName(Kernel::String name) {
-    for (const NameContext& known : NameContexts) {
-        if (name == known.name) {
-            return {known.context, std::move(name)};
+    for (const Translatable& known : ChannelNames) {
+        if (name == known.text) {
+            return known;
         }
     }
     return Kernel::LocalisedString::CreateFakeFromString(std::move(name));

@@ -13,7 +13,8 @@ namespace Learning {
 
 namespace {
 
-constexpr const char* Context = "Remote inference";
+using Kernel::Translatable;
+
 constexpr std::string_view CooldownPrefix = "CREDITS_COOLDOWN:";
 
 struct ServiceCode {
@@ -59,36 +60,53 @@ std::int32_t ReadInteger(std::string_view text) {
 // The texts are the keys of their translations: their spelling stays as it is.
 
 /// The text for each code but CreditsCooldown, by its number.
-constexpr std::array<const char*, 17> Messages{
-    "Success",
-    "Your request was rejected by the content filter, please try a different request."
-    "\r\n\r\nFailed requests do not count as usage.",
-    "Your request was rejected by the content filter (referenced a known person), please try a "
-    "different request.\r\n\r\nFailed requests do not count as usage.",
-    "Your request was rejected by the content filter (inappropriate), please try a different "
-    "request.\r\n\r\nFailed requests do not count as usage.",
-    "Your request was rejected by the content filter (political content), please try a different "
-    "request.\r\n\r\nFailed requests do not count as usage.",
-    "Your request was rejected by the content filter (referenced violence), please try a "
-    "different request.\r\n\r\nFailed requests do not count as usage.",
-    "Your request was rejected by the content filter (referenced a trademark), please try a "
-    "different request.\r\n\r\nFailed requests do not count as usage.",
-    "Your request was rejected by the content filter (referenced minors), please try a different "
-    "request.\r\n\r\nFailed requests do not count as usage.",
-    "An unknown error occured - please try again.",
-    "A communications failure occured - please check your internet connection and try again.",
-    "You do not have enough credits to perform this operation.",
-    nullptr,
-    "Your account is not allowed to perform this operation.",
-    "Your version of Orvantis is too old to perform this operation - please update.",
-    "The operation could not be successfully completed - plesae try a different image.",
-    "This operation is temporarily unavailable - please try again later.",
-    "You have performed this operation too often recently - please try again later.",
+constexpr std::array<Translatable, 17> Messages{
+    Translatable("Remote inference", "Success"),
+    Translatable("Remote inference",
+                 "Your request was rejected by the content filter, please try a different request."
+                 "\r\n\r\nFailed requests do not count as usage."),
+    Translatable(
+        "Remote inference",
+        "Your request was rejected by the content filter (referenced a known person), please try a "
+        "different request.\r\n\r\nFailed requests do not count as usage."),
+    Translatable(
+        "Remote inference",
+        "Your request was rejected by the content filter (inappropriate), please try a different "
+        "request.\r\n\r\nFailed requests do not count as usage."),
+    Translatable("Remote inference",
+                 "Your request was rejected by the content filter (political content), please try "
+                 "a different request.\r\n\r\nFailed requests do not count as usage."),
+    Translatable(
+        "Remote inference",
+        "Your request was rejected by the content filter (referenced violence), please try a "
+        "different request.\r\n\r\nFailed requests do not count as usage."),
+    Translatable(
+        "Remote inference",
+        "Your request was rejected by the content filter (referenced a trademark), please try a "
+        "different request.\r\n\r\nFailed requests do not count as usage."),
+    Translatable("Remote inference",
+                 "Your request was rejected by the content filter (referenced minors), please try "
+                 "a different request.\r\n\r\nFailed requests do not count as usage."),
+    Translatable("Remote inference", "An unknown error occured - please try again."),
+    Translatable(
+        "Remote inference",
+        "A communications failure occured - please check your internet connection and try again."),
+    Translatable("Remote inference", "You do not have enough credits to perform this operation."),
+    Translatable(nullptr, nullptr),  // CreditsCooldown
+    Translatable("Remote inference", "Your account is not allowed to perform this operation."),
+    Translatable("Remote inference",
+                 "Your version of Orvantis is too old to perform this operation - please update."),
+    Translatable(
+        "Remote inference",
+        "The operation could not be successfully completed - plesae try a different image."),
+    Translatable("Remote inference",
+                 "This operation is temporarily unavailable - please try again later."),
+    Translatable("Remote inference",
+                 "You have performed this operation too often recently - please try again later."),
 };
 
 template <class... Numbers>
-Kernel::LocalisedString Fill(const char* text, Numbers... numbers) {
-    const Kernel::LocalisedString pattern(Context, text);
+Kernel::LocalisedString Fill(const Kernel::LocalisedString& pattern, Numbers... numbers) {
     return Kernel::LocalisedString::CreateFakeFromString(
         Kernel::Format(pattern.Translate(), numbers...));
 }
@@ -96,13 +114,21 @@ Kernel::LocalisedString Fill(const char* text, Numbers... numbers) {
 Kernel::LocalisedString DescribeCooldown(std::int32_t seconds) {
     const std::int32_t minutes = seconds / 60;
     if (minutes == 0) {
-        return Fill("You must wait %1 second(s) before you use can this feature again.", seconds);
+        return Fill(
+            Translatable("Remote inference",
+                         "You must wait %1 second(s) before you use can this feature again."),
+            seconds);
     }
     if (minutes < 60) {
-        return Fill("You must wait %1 minute(s) before you use can this feature again.", minutes);
+        return Fill(
+            Translatable("Remote inference",
+                         "You must wait %1 minute(s) before you use can this feature again."),
+            minutes);
     }
     const std::int32_t hours = seconds / 3600;
-    return Fill("You must wait %1 hour(s) %2 minute(s) before you use can this feature again.",
+    return Fill(Translatable(
+                    "Remote inference",
+                    "You must wait %1 hour(s) %2 minute(s) before you use can this feature again."),
                 hours, minutes - 60 * hours);
 }
 
@@ -128,7 +154,7 @@ Kernel::LocalisedString RemoteResult::GetUserMessage() const {
         return DescribeCooldown(seconds);
     }
     const auto index = static_cast<std::size_t>(code);
-    return code >= 0 && index < Messages.size() ? Kernel::LocalisedString(Context, Messages[index])
+    return code >= 0 && index < Messages.size() ? Kernel::LocalisedString(Messages[index])
                                                 : Kernel::LocalisedString();
 }
 
