@@ -58,7 +58,7 @@ Response Router::Route(const Server::Request& request) const {
         return Refuse(400, "the target of the request is not a path");
     }
     for (const Entry& entry : m_entries) {
-        if (path->starts_with(entry.path)) {
+        if (entry.path.ends_with('/') ? path->starts_with(entry.path) : *path == entry.path) {
             return entry.operation->Handle(request, path->substr(entry.path.size()));
         }
     }

@@ -14,11 +14,12 @@ namespace Service {
 /// Operations by the start of their paths. Threads: any may route once all is mounted.
 class Router {
 public:
-    /// `path` starts and ends with "/".
+    /// `path` starts with "/". One that ends with "/" stands for all paths below it, too, any other
+    /// for itself alone.
     void Mount(std::string path, std::unique_ptr<Operation> operation);
 
-    /// Asks the operation with the longest path that fits. 400 for a target that is not well
-    /// formed, 404 if nothing fits.
+    /// Asks the operation with the longest path that fits; of two, the first that was mounted. 400
+    /// for a target that is not well formed, 404 if nothing fits.
     Response Route(const Server::Request& request) const;
 
 private:

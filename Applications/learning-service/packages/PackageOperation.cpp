@@ -1,30 +1,12 @@
 #include "packages/PackageOperation.h"
 
+#include "operations/EntityTag.h"
 #include "packages/ByteRange.h"
 #include "packages/PackagePage.h"
-
-#include <algorithm>
 
 namespace Service {
 
 namespace {
-
-/// Whether the list of tags in If-None-Match names `tag`. Our tags hold no commas.
-bool NamesTag(std::string_view list, std::string_view tag) {
-    while (!list.empty()) {
-        std::string_view item = list.substr(0, list.find(','));
-        list.remove_prefix(std::min(list.size(), item.size() + 1));
-        item.remove_prefix(std::min(item.find_first_not_of(" \t"), item.size()));
-        if (item.starts_with("W/")) {
-            item.remove_prefix(2);
-        }
-        item = item.substr(0, item.find_last_not_of(" \t") + 1);
-        if (item == tag || item == "*") {
-            return true;
-        }
-    }
-    return false;
-}
 
 /// The whole file, or the part of it that the request asks for.
 Response Deliver(const Server::Request& request, const Server::Content& file,
@@ -69,8 +51,7 @@ Response PackageOperation::Handle(const Server::Request& request, const std::str
         return Refuse(404, "there is no package of this name");
     }
     const std::string& tag = package->tag;
-    const std::string* const known = Server::FindHeader(request.headers, "If-None-Match");
-    if (known != nullptr && NamesTag(*known, tag)) {
+    if (HasCopy(request, tag)) {
         return {304, {{"ETag", tag}}, {}};
     }
     return Deliver(

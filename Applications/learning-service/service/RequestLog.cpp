@@ -2,7 +2,7 @@
 
 #include "Kernel/Utf.h"
 
-#include "service/LocalTime.h"
+#include "time/LocalTime.h"
 
 #include <chrono>
 #include <iomanip>

@@ -1,7 +1,7 @@
 #include "Kernel/Semaphore.h"
 
 #include "CommandLine.h"
-#include "service/LocalTime.h"
+#include "time/LocalTime.h"
 #include "service/Wishes.h"
 #include "support/TestFolder.h"
 #include "support/posix/TestClient.h"

@@ -1,4 +1,4 @@
-#include "service/LocalTime.h"
+#include "time/LocalTime.h"
 
 #include <array>
 #include <ctime>
