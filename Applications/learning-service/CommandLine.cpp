@@ -35,6 +35,10 @@ void AddServerOptions(CLI::App& app, Settings& settings) {
     app.add_option("--packages", settings.packages, "Folder of the model packages")
         ->required()
         ->type_name("DIR");
+    app.add_option("--catalogue", settings.catalogue,
+                   "File to serve as the catalogue of models, read anew for each request; else the "
+                   "one that is compiled into clients, too")
+        ->type_name("FILE");
     using Server::Loopback;
     const std::map<std::string, Loopback> addresses{
         {"127.0.0.1", Loopback::IPv4}, {"::1", Loopback::IPv6}, {"localhost", Loopback::Both}};
@@ -147,6 +151,7 @@ std::string FormatWelcome(const LocalService& service, const Settings& settings)
     if (settings.httpsPort) {
         text += fetch + https + " --certificate " + settings.certificate + " download all";
     }
+    text += "\nThe catalogue of models is at " + std::string(CataloguePath) + ".";
     return text;
 }
 

@@ -1,5 +1,6 @@
 #include "service/LocalService.h"
 
+#include "catalogue/CatalogueOperation.h"
 #include "packages/PackageOperation.h"
 
 #include <stdexcept>
@@ -31,6 +32,7 @@ LocalService::LocalService(const Settings& settings, RequestLog& log,
         m_faults.Add(fault);
     }
     GetFaults();  // so that a mistake in the file shows at once
+    m_router.Mount(CataloguePath, std::make_unique<CatalogueOperation>(settings.catalogue));
     m_router.Mount("/", std::make_unique<PackageOperation>(settings.packages));
     if (settings.httpsPort) {
         const Server::CertificateAuthority authority;

@@ -18,6 +18,9 @@
 
 namespace Service {
 
+/// Where the catalogue of models is.
+inline constexpr const char* CataloguePath = "/remote_inference_config";
+
 /// What clients may ask of the service.
 struct Limits {
     using Seconds = std::chrono::duration<double>;
@@ -32,6 +35,7 @@ struct Limits {
 /// What the command line says.
 struct Settings {
     std::string packages;
+    std::string catalogue;  // file of the catalogue of models; empty: the default one
     Server::Loopback loopback = Server::Loopback::Both;
     int port = 8080;
     std::optional<int> httpsPort;

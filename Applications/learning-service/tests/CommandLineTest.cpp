@@ -1,10 +1,10 @@
 #include "Kernel/Semaphore.h"
 
 #include "CommandLine.h"
-#include "time/LocalTime.h"
 #include "service/Wishes.h"
 #include "support/TestFolder.h"
 #include "support/posix/TestClient.h"
+#include "time/LocalTime.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>

@@ -1,6 +1,7 @@
 #include "operations/Router.h"
 #include "packages/PackageOperation.h"
 #include "support/TestFolder.h"
+#include "tests/ContentText.h"
 
 #include <gmock/gmock.h>
 #include <sys/resource.h>
@@ -11,12 +12,6 @@
 
 namespace Service {
 namespace {
-
-std::string ReadAll(const Server::Content& content) {
-    std::string text(static_cast<std::size_t>(content.GetSize()), '\0');
-    EXPECT_EQ(content.Read(0, text), text.size());
-    return text;
-}
 
 class Packages : public testing::Test {
 protected:
@@ -69,7 +64,7 @@ TEST_F(Packages, AreListedWithLinksThatLeadToThem) {
     std::filesystem::resize_file(m_folder.At("Large.zip"), 123'456'789);
     const Response page = Ask("GET", "/?all");
     EXPECT_EQ(*Server::FindHeader(page.headers, "Content-Type"), "text/html; charset=utf-8");
-    const std::string text = ReadAll(page.body);
+    const std::string text = Testing::GetText(page.body);
     EXPECT_THAT(text,
                 testing::HasSubstr(">&lt;b&gt;&amp;amp;\"%41'?#\uFFFD.zip</a></td><td>2 bytes<"));
     EXPECT_THAT(text, testing::HasSubstr(">Large.zip</a></td><td>123.5 MB<"));
@@ -121,7 +116,7 @@ TEST_F(Packages, AreServedInRanges) {
         for (const char* const range : ranges) {
             const Response response = Ask("GET", "/Depth%201.zip", {{"Range", range}});
             EXPECT_EQ(response.status, status) << range;
-            EXPECT_EQ(ReadAll(response.body), body) << range;
+            EXPECT_EQ(Testing::GetText(response.body), body) << range;
             const std::string* const given = Server::FindHeader(response.headers, "content-range");
             EXPECT_EQ(given ? *given : "none", contentRange) << range;
         }
