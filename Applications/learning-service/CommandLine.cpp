@@ -3,6 +3,7 @@
 #include "Kernel/Utf.h"
 
 #include "packages/PackageFolder.h"
+#include "service/Addresses.h"
 #include "service/LineStream.h"
 #include "service/LocalService.h"
 #include "service/OpenFiles.h"
@@ -38,6 +39,10 @@ void AddServerOptions(CLI::App& app, Settings& settings) {
     app.add_option("--catalogue", settings.catalogue,
                    "File to serve as the catalogue of models, read anew for each request; else the "
                    "one that is compiled into clients, too")
+        ->type_name("FILE");
+    app.add_option("--credentials", settings.credentials,
+                   "File of KEY=VALUE lines, which only its owner may read: members that requests "
+                   "for operations have to have, such as mirel_access_token or custom_bearer")
         ->type_name("FILE");
     using Server::Loopback;
     const std::map<std::string, Loopback> addresses{
@@ -151,7 +156,8 @@ std::string FormatWelcome(const LocalService& service, const Settings& settings)
     if (settings.httpsPort) {
         text += fetch + https + " --certificate " + settings.certificate + " download all";
     }
-    text += "\nThe catalogue of models is at " + std::string(CataloguePath) + ".";
+    text += "\nThe catalogue of models is at " + std::string(GetCataloguePath()) +
+            ", the operations are below " + GetOperationsPath() + ".";
     return text;
 }
 

@@ -1,7 +1,10 @@
 #include "service/LocalService.h"
 
 #include "catalogue/CatalogueOperation.h"
+#include "envelope/EnvelopeOperation.h"
+#include "help/HelpOperation.h"
 #include "packages/PackageOperation.h"
+#include "service/Addresses.h"
 
 #include <stdexcept>
 
@@ -15,7 +18,7 @@ Server::ScriptedServer::Options ToOptions(const Limits& limits) {
     };
     Server::ScriptedServer::Options options;
     options.maxConnections = static_cast<std::size_t>(limits.connections);
-    options.maxBodySize = options.maxHeadSize;  // no operation wants a body
+    options.maxBodySize = std::size_t{1} << 20;
     options.idle = round(limits.stall);
     options.requestTime = round(limits.request);
     options.keepTime = round(limits.keepAlive);
@@ -27,19 +30,33 @@ Server::ScriptedServer::Options ToOptions(const Limits& limits) {
 
 LocalService::LocalService(const Settings& settings, RequestLog& log,
                            std::function<void()> onRequest)
-    : m_log(log), m_onRequest(std::move(onRequest)), m_faultFile(settings.faultFile) {
+    : m_log(log),
+      m_onRequest(std::move(onRequest)),
+      m_credentials(settings.credentials.empty() ? Credentials()
+                                                 : Credentials(settings.credentials)),
+      m_faultFile(settings.faultFile) {
     for (const std::string& fault : settings.faults) {
         m_faults.Add(fault);
     }
     GetFaults();  // so that a mistake in the file shows at once
-    m_router.Mount(CataloguePath, std::make_unique<CatalogueOperation>(settings.catalogue));
-    m_router.Mount("/", std::make_unique<PackageOperation>(settings.packages));
+    MountOperations(settings);
     if (settings.httpsPort) {
         const Server::CertificateAuthority authority;
         authority.WriteCertificate(settings.certificate);
         m_https = Serve(settings, *settings.httpsPort, authority.Issue(settings.flaw));
     }
     m_http = Serve(settings, settings.port, {});
+}
+
+void LocalService::MountOperations(const Settings& settings) {
+    const std::string operations = GetOperationsPath();
+    m_router.Mount(operations + "textToHelp",
+                   std::make_unique<HelpOperation>(m_credentials, m_conversations));
+    if (operations != "/") {
+        m_router.Mount(operations, std::make_unique<MissingOperation>());
+    }
+    m_router.Mount(GetCataloguePath(), std::make_unique<CatalogueOperation>(settings.catalogue));
+    m_router.Mount("/", std::make_unique<PackageOperation>(settings.packages));
 }
 
 std::unique_ptr<Server::ScriptedServer> LocalService::Serve(

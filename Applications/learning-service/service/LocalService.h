@@ -5,7 +5,9 @@
 #include "Server/CertificateAuthority.h"
 #include "Server/ScriptedServer.h"
 
+#include "envelope/Credentials.h"
 #include "faults/Faults.h"
+#include "help/Conversations.h"
 #include "operations/Router.h"
 #include "service/RequestLog.h"
 
@@ -17,9 +19,6 @@
 #include <vector>
 
 namespace Service {
-
-/// Where the catalogue of models is.
-inline constexpr const char* CataloguePath = "/remote_inference_config";
 
 /// What clients may ask of the service.
 struct Limits {
@@ -35,7 +34,8 @@ struct Limits {
 /// What the command line says.
 struct Settings {
     std::string packages;
-    std::string catalogue;  // file of the catalogue of models; empty: the default one
+    std::string catalogue;    // file of the catalogue of models; empty: the default one
+    std::string credentials;  // file of what clients have to know; empty: nothing
     Server::Loopback loopback = Server::Loopback::Both;
     int port = 8080;
     std::optional<int> httpsPort;
@@ -60,6 +60,7 @@ public:
     int GetHttpsPort() const noexcept { return m_https ? m_https->GetPort() : 0; }
 
 private:
+    void MountOperations(const Settings& settings);
     std::unique_ptr<Server::ScriptedServer> Serve(const Settings& settings, int port,
                                                   std::optional<Server::Identity> identity);
     Server::Script Answer(const Server::Request& request) const;
@@ -69,6 +70,8 @@ private:
 
     RequestLog& m_log;
     std::function<void()> m_onRequest;
+    Credentials m_credentials;
+    Conversations m_conversations;
     Router m_router;
     Faults m_faults;
     std::string m_faultFile;

@@ -1,0 +1,24 @@
+#include "service/Addresses.h"
+
+#include <sstream>
+
+namespace Service {
+
+const char* GetCataloguePath() noexcept {
+    return CATALOGUE_PATH;
+}
+
+const char* GetOperationsPath() noexcept {
+    return OPERATIONS_PATH;
+}
+
+std::vector<std::string> GetCompiledInHosts() {
+    std::istringstream words(SERVICE_HOSTS);
+    std::vector<std::string> hosts;
+    for (std::string host; words >> host;) {
+        hosts.push_back(host);
+    }
+    return hosts;
+}
+
+}  // namespace Service
