@@ -44,6 +44,10 @@ void AddServerOptions(CLI::App& app, Settings& settings) {
                    "File of KEY=VALUE lines, which only its owner may read: members that requests "
                    "for operations have to have, such as mirel_access_token or custom_bearer")
         ->type_name("FILE");
+    app.add_option("--records", settings.records,
+                   "File to append hints and issues to, a line of JSON each, which only its owner "
+                   "may read; else they are not kept")
+        ->type_name("FILE");
     using Server::Loopback;
     const std::map<std::string, Loopback> addresses{
         {"127.0.0.1", Loopback::IPv4}, {"::1", Loopback::IPv6}, {"localhost", Loopback::Both}};
@@ -158,6 +162,8 @@ std::string FormatWelcome(const LocalService& service, const Settings& settings)
     }
     text += "\nThe catalogue of models is at " + std::string(GetCataloguePath()) +
             ", the operations are below " + GetOperationsPath() + ".";
+    text += settings.records.empty() ? "\nHints and issues are not kept: there is no --records."
+                                     : "\nHints and issues are kept in " + settings.records + ".";
     return text;
 }
 

@@ -20,7 +20,8 @@ void TextIndex::Add(const std::vector<std::string>& words) {
 
 /// The weight of a word that so many documents have.
 double TextIndex::GetRarity(std::size_t documents) const {
-    const auto all = static_cast<double>(m_lengths.size());
+    constexpr std::size_t Enough = 20;  // documents, to tell which words are rare
+    const auto all = static_cast<double>(std::max(m_lengths.size(), Enough));
     const auto having = static_cast<double>(documents);
     return std::log(1 + (all - having + 0.5) / (having + 0.5));
 }

@@ -4,6 +4,7 @@
 #include "envelope/EnvelopeOperation.h"
 #include "help/HelpOperation.h"
 #include "packages/PackageOperation.h"
+#include "records/RecordOperations.h"
 #include "service/Addresses.h"
 
 #include <stdexcept>
@@ -34,6 +35,7 @@ LocalService::LocalService(const Settings& settings, RequestLog& log,
       m_onRequest(std::move(onRequest)),
       m_credentials(settings.credentials.empty() ? Credentials()
                                                  : Credentials(settings.credentials)),
+      m_records(settings.records),
       m_faultFile(settings.faultFile) {
     for (const std::string& fault : settings.faults) {
         m_faults.Add(fault);
@@ -52,6 +54,12 @@ void LocalService::MountOperations(const Settings& settings) {
     const std::string operations = GetOperationsPath();
     m_router.Mount(operations + "textToHelp",
                    std::make_unique<HelpOperation>(m_credentials, m_conversations));
+    m_router.Mount(operations + "textToMCPHints",
+                   std::make_unique<HintsOperation>(m_credentials, m_conversations, m_records));
+    m_router.Mount(operations + "recordMCPHint",
+                   std::make_unique<RecordHintOperation>(m_credentials, m_records));
+    m_router.Mount(operations + "reportMCPIssue",
+                   std::make_unique<ReportIssueOperation>(m_credentials, m_records));
     if (operations != "/") {
         m_router.Mount(operations, std::make_unique<MissingOperation>());
     }

@@ -9,6 +9,7 @@
 #include "faults/Faults.h"
 #include "help/Conversations.h"
 #include "operations/Router.h"
+#include "records/RecordBook.h"
 #include "service/RequestLog.h"
 
 #include <chrono>
@@ -36,6 +37,7 @@ struct Settings {
     std::string packages;
     std::string catalogue;    // file of the catalogue of models; empty: the default one
     std::string credentials;  // file of what clients have to know; empty: nothing
+    std::string records;      // file for hints and issues; empty: they are not kept
     Server::Loopback loopback = Server::Loopback::Both;
     int port = 8080;
     std::optional<int> httpsPort;
@@ -72,6 +74,7 @@ private:
     std::function<void()> m_onRequest;
     Credentials m_credentials;
     Conversations m_conversations;
+    RecordBook m_records;
     Router m_router;
     Faults m_faults;
     std::string m_faultFile;
