@@ -129,7 +129,7 @@ void AddOptions(CLI::App& app, Settings& settings) {
     app.add_option("--fault", settings.faults, "Do this wrong (see below); may be repeated")
         ->check(CheckFault)
         ->allow_extra_args(false)
-        ->type_name("NAME[=VALUE]");
+        ->type_name("[/PATH:]NAME[=VALUE]");
     app.add_option("--fault-file", settings.faultFile,
                    "File of further faults, a line each, read anew for each request")
         ->type_name("FILE");
@@ -141,7 +141,10 @@ void AddOptions(CLI::App& app, Settings& settings) {
     app.set_version_flag("--version", "learning-service " ORVANTIS_VERSION);
     app.footer(
         "Faults, in the order in which they are applied:\n" + GetFaultHelp() +
-        "Example: learning-service --packages packages --fault drip=100000 --fault corrupt=5000");
+        "A fault after /PATH: is for requests of that path alone.\n"
+        "Examples: learning-service --packages packages --fault drip=100000 --fault corrupt=5000\n"
+        "          learning-service --packages packages --fault /v1/textToHelp:status=503\n"
+        "          learning-service --packages packages --fault error=CREDITS_COOLDOWN:90");
 }
 
 std::string FormatWelcome(const LocalService& service, const Settings& settings) {

@@ -1,6 +1,7 @@
 #include "faults/Faults.h"
 
 #include "Kernel/FileSystem.h"
+#include "Kernel/Json.h"
 
 #include <algorithm>
 #include <array>
@@ -21,7 +22,7 @@ using Server::WaitForClient;
 
 /// What faults do: either answer a connection at once, or change the answer to a request.
 struct FaultKind {
-    enum class Value { None, Number, Difference, Text };
+    enum class Value { None, Number, Difference, Text, AnyText };
     struct Given {
         std::string_view text;
         std::int64_t number;
@@ -57,13 +58,25 @@ void SetHeader(Answer& answer, const char* name, std::string value) {
     answer.headers.emplace_back(name, std::move(value));
 }
 
-void Replace(Answer& answer, int status, std::string text) {
-    answer.statusLine = Server::FormatStatusLine(status);
-    SetHeader(answer, "Content-Type", "text/plain");
+void ReplaceBody(Answer& answer, std::string text) {
     SetHeader(answer, "Content-Length", std::to_string(text.size()));
     if (answer.hasBody) {
         answer.body = {std::move(text)};
     }
+}
+
+void Replace(Answer& answer, int status, std::string text) {
+    answer.statusLine = Server::FormatStatusLine(status);
+    SetHeader(answer, "Content-Type", "text/plain");
+    ReplaceBody(answer, std::move(text));
+}
+
+/// As operations on pictures refuse: with success on the outside.
+void ReplaceByError(Answer& answer, std::string_view code) {
+    const Kernel::Json::Value error{{"error", Kernel::Json::String(code)}};
+    answer.statusLine = Server::FormatStatusLine(200);
+    SetHeader(answer, "Content-Type", "application/json");
+    ReplaceBody(answer, Kernel::Json::ToString(error).c_str());
 }
 
 void Redirect(Answer& answer, std::string_view target) {
@@ -144,6 +157,10 @@ const FaultKind Kinds[] = {
          const std::int64_t status = std::clamp<std::int64_t>(value.number, 100, 999);
          Replace(answer, static_cast<int>(status), "this is a fault\n");
      }},
+    {"error", Value::Text, "CODE", "answers 200 and {\"error\":\"CODE\"} instead",
+     [](Answer& answer, const Given& value) { ReplaceByError(answer, value.text); }},
+    {"body", Value::AnyText, "TEXT", "sends TEXT as the body, which may be empty",
+     [](Answer& answer, const Given& value) { ReplaceBody(answer, std::string(value.text)); }},
     {"redirect", Value::Text, "URL", "sends the client to URL, unless it is at that path",
      [](Answer& answer, const Given& value) {
          if (!value.text.ends_with(answer.target)) {
@@ -197,7 +214,8 @@ std::int64_t ParseValue(const FaultKind& kind, std::string_view text) {
     const char* const last = digits.data() + digits.size();
     const auto [end, error] = std::from_chars(digits.data(), last, number);
     const bool isNumber = error == std::errc() && end == last && number >= 0 && number <= Max;
-    const bool isFit[] = {text.empty(), isNumber && !hasSign, isNumber && hasSign, !text.empty()};
+    const bool isFit[] = {text.empty(), isNumber && !hasSign, isNumber && hasSign, !text.empty(),
+                          true};
     if (!isFit[static_cast<int>(kind.value)]) {
         throw std::runtime_error("write this fault as " + GetNotation(kind));
     }
@@ -207,6 +225,11 @@ std::int64_t ParseValue(const FaultKind& kind, std::string_view text) {
 }  // namespace
 
 void Faults::Add(std::string_view text) {
+    std::string_view path;
+    if (text.starts_with('/')) {
+        path = text.substr(0, text.find(':'));
+        text.remove_prefix(std::min(path.size() + 1, text.size()));
+    }
     const std::string_view name = text.substr(0, text.find('='));
     const bool hasValue = name.size() < text.size();
     const std::string_view value = hasValue ? text.substr(name.size() + 1) : std::string_view();
@@ -214,10 +237,17 @@ void Faults::Add(std::string_view text) {
     if (kind == std::end(Kinds)) {
         throw std::runtime_error("there is no fault '" + std::string(name) + "'");
     }
+    if (!path.empty() && kind->greet != nullptr) {
+        throw std::runtime_error("'" + std::string(name) + "' comes before a request has a path");
+    }
     const std::int64_t number = ParseValue(*kind, value);
-    std::erase_if(m_faults, [kind](const Fault& fault) { return fault.kind == kind; });
-    m_faults.push_back({kind, std::string(value), number});
-    std::ranges::sort(m_faults, {}, &Fault::kind);
+    std::erase_if(m_faults, [kind, path](const Fault& fault) {
+        return fault.kind == kind && fault.path == path;
+    });
+    m_faults.push_back({kind, std::string(path), std::string(value), number});
+    std::ranges::sort(m_faults, {}, [](const Fault& fault) {  // a path's own come last, and count
+        return std::pair(fault.kind, std::string_view(fault.path));
+    });
 }
 
 void Faults::AddFile(const std::string& path) {
@@ -253,12 +283,18 @@ std::optional<Script> Faults::GetGreeting() const {
 }
 
 void Faults::Apply(Answer& answer) const {
-    if (!m_faults.empty()) {  // what is wrong with a body would run into the next answer
+    const std::string_view target = answer.target;
+    const std::string path(target.substr(0, target.find('?')));  // faults may change the target
+    const auto isMeant = [&path](const Fault& fault) {
+        return fault.path.empty() || fault.path == path;
+    };
+    if (std::ranges::any_of(m_faults, isMeant)) {
+        // What is wrong with a body would run into the next answer.
         SetHeader(answer, "Connection", "close");
         answer.ending = {Close{}};
     }
     for (const Fault& fault : m_faults) {
-        if (fault.kind->apply != nullptr) {
+        if (fault.kind->apply != nullptr && isMeant(fault)) {
             fault.kind->apply(answer, {fault.text, fault.number});
         }
     }

@@ -14,10 +14,13 @@ namespace Service {
 
 struct FaultKind;
 
-/// A set of faults. The later of two faults of one kind counts.
+/// A set of faults. The later of two faults of one kind counts, among those for all requests and
+/// those for one path.
 class Faults {
 public:
-    /// Adds "NAME" or "NAME=VALUE". Throws std::runtime_error if there is no such fault.
+    /// Adds "NAME" or "NAME=VALUE", or one of them after "/PATH:" for requests of that path alone,
+    /// which is compared as it comes, without its query. Throws std::runtime_error if there is no
+    /// such fault.
     void Add(std::string_view text);
     /// Adds what the file at `path` says, a fault a line; blank lines and those that start with "#"
     /// say nothing, nor does a file that is not there. Throws std::runtime_error, which names the
@@ -33,6 +36,7 @@ public:
 private:
     struct Fault {
         const FaultKind* kind;
+        std::string path;     // of the requests that are meant; empty for all
         std::string text;     // the value as it was given
         std::int64_t number;  // the same, for kinds that take a number
     };

@@ -50,6 +50,11 @@ TEST(Faults, ShowOnTheWire) {
         {{"hang-up"}, ""},
         {{"noise"}, std::string(2000, '\xA5')},
         {{"corrupt=3"}, Plain + "012\xCC" + "456789"},
+        {{"body=\\n a=b", "truncate=3"},
+         Start + "Connection: close\r\nContent-Length: 6\r\n\r\n\\n "},
+        {{"body="}, Start + "Connection: close\r\nContent-Length: 0\r\n\r\n"},
+        {{"/x:truncate=4", "/y:reset=0", "/:reset=0"}, Plain + "0123"},
+        {{"/x:truncate=4", "/x:truncate=5", "truncate=1"}, Plain + "01234"},
         {{"no-length"}, NoLength + "0123456789"},
         {{"chunked"}, Chunked + "a\r\n0123456789\r\n0\r\n\r\n"},
         {{"broken-chunk"}, Chunked + "a\r\n0123456789\r\nnot a size\r\n"},
@@ -74,6 +79,18 @@ TEST(Faults, LetNoConnectionBeKept) {
     EXPECT_EQ(received.seen, Seen::End);
 }
 
+TEST(Faults, OfOtherPathsLetConnectionsBeKept) {
+    for (const auto& [path, isKept] : {std::pair{"/y", true}, {"/x", false}}) {
+        Faults faults;
+        faults.Add(path + std::string(":status=500"));
+        const Server::Request request{"GET", "/x?query", {}, "", 1, false, ""};
+        Answer answer = MakeAnswer(request, {200, {}, "0123456789"});
+        faults.Apply(answer);
+        EXPECT_EQ(std::holds_alternative<Server::Keep>(answer.ending.back()), isKept) << path;
+        EXPECT_THAT(answer.statusLine, HasSubstr(isKept ? " 200 " : " 500 "));
+    }
+}
+
 TEST(Faults, TakeTheirTime) {
     for (const char* const fault : {"drip=4", "slow-start=200"}) {
         const auto start = std::chrono::steady_clock::now();
@@ -85,6 +102,11 @@ TEST(Faults, TakeTheirTime) {
 TEST(Faults, ChangeTheHead) {
     const std::pair<const char*, const char*> cases[] = {
         {"status=503", "HTTP/1.1 503 Service Unavailable\r\n"},
+        {"error=CREDITS_COOLDOWN:90",
+         "\r\nContent-Type: application/json\r\nContent-Length: 31\r\n\r\n"
+         "{\"error\":\"CREDITS_COOLDOWN:90\"}"},
+        {"error=a\"b", "{\"error\":\"a\\\"b\"}"},
+        {"/x:redirect=http://a/b", "\r\nLocation: http://a/b\r\n"},
         {"redirect=http://a/b", "\r\nLocation: http://a/b\r\n"},
         {"redirect=http://a/x", "HTTP/1.1 200 OK\r\n"},
         {"redirect-loop", "\r\nLocation: /x\r\n"},
@@ -103,7 +125,8 @@ TEST(Faults, ChangeTheHead) {
 TEST(Faults, AreReadWithCare) {
     for (const char* const text :
          {"", "=", "nothing", "silent=1", "truncate", "truncate=", "truncate=-1", "truncate=+1",
-          "truncate=1x", "truncate=99999999999999999999", "lying-length=1", "redirect="}) {
+          "truncate=1x", "truncate=99999999999999999999", "lying-length=1", "redirect=", "error",
+          "error=", "/x", "/x:", "/x:nothing", "/x:silent"}) {
         EXPECT_THROW(Faults().Add(text), std::runtime_error) << text;
     }
     const Support::TestFolder folder;
