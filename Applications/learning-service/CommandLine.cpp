@@ -32,6 +32,15 @@ std::string CheckFault(const std::string& text) {
     }
 }
 
+/// "a, b" for two texts.
+std::string List(const std::vector<std::string>& texts) {
+    std::string list;
+    for (const std::string& text : texts) {
+        list += (list.empty() ? "" : ", ") + text;
+    }
+    return list;
+}
+
 void AddServerOptions(CLI::App& app, Settings& settings) {
     app.add_option("--packages", settings.packages, "Folder of the model packages")
         ->required()
@@ -72,6 +81,13 @@ void AddServerOptions(CLI::App& app, Settings& settings) {
             ->type_name("FILE")
             ->needs(https);
     https->needs(certificate);
+    app.add_option("--host", settings.hosts,
+                   "Host by which clients know the service, for its certificate besides localhost; "
+                   "may be repeated. Default: " +
+                       (settings.hosts.empty() ? "none" : List(settings.hosts)))
+        ->allow_extra_args(false)
+        ->type_name("NAME")
+        ->needs(https);
     using Flaw = Server::CertificateAuthority::Flaw;
     const std::map<std::string, Flaw> flaws{{"wrong-name", Flaw::WrongName},
                                             {"expired", Flaw::Expired},
@@ -147,9 +163,24 @@ void AddOptions(CLI::App& app, Settings& settings) {
         "          learning-service --packages packages --fault error=CREDITS_COOLDOWN:90");
 }
 
+/// What is served besides packages, and what a client needs for it.
+std::string FormatOperations(const std::string& httpsAddress, const Settings& settings) {
+    std::string text = "\nThe catalogue of models is at " + std::string(GetCataloguePath()) +
+                       ", the operations are below " + GetOperationsPath() + ".";
+    text += settings.records.empty() ? "\nHints and issues are not kept: there is no --records."
+                                     : "\nHints and issues are kept in " + settings.records + ".";
+    if (!httpsAddress.empty() && !settings.hosts.empty()) {
+        text += "\nThe certificate is also for " + List(settings.hosts) +
+                ": lead clients of these hosts to " + httpsAddress + ", and let them trust " +
+                settings.certificate + ".";
+    }
+    return text;
+}
+
 std::string FormatWelcome(const LocalService& service, const Settings& settings) {
     const std::vector<std::string> addresses = service.GetAddresses();
     const std::string http = "http://" + addresses.front() + "/";
+    const std::string httpsAddress = service.GetHttpsAddress();
     const std::string https = "https://localhost:" + std::to_string(service.GetHttpsPort()) + "/";
     const std::string fetch = "\n  learning --server ";
     std::string text = "Serving the packages in " + settings.packages + " at " + http;
@@ -163,11 +194,7 @@ std::string FormatWelcome(const LocalService& service, const Settings& settings)
     if (settings.httpsPort) {
         text += fetch + https + " --certificate " + settings.certificate + " download all";
     }
-    text += "\nThe catalogue of models is at " + std::string(GetCataloguePath()) +
-            ", the operations are below " + GetOperationsPath() + ".";
-    text += settings.records.empty() ? "\nHints and issues are not kept: there is no --records."
-                                     : "\nHints and issues are kept in " + settings.records + ".";
-    return text;
+    return text + FormatOperations(httpsAddress, settings);
 }
 
 void Complain(std::ostream& err, std::string_view text) {

@@ -45,7 +45,8 @@ LocalService::LocalService(const Settings& settings, RequestLog& log,
     if (settings.httpsPort) {
         const Server::CertificateAuthority authority;
         authority.WriteCertificate(settings.certificate);
-        m_https = Serve(settings, *settings.httpsPort, authority.Issue(settings.flaw));
+        m_https =
+            Serve(settings, *settings.httpsPort, authority.Issue(settings.flaw, settings.hosts));
     }
     m_http = Serve(settings, settings.port, {});
 }

@@ -10,6 +10,7 @@
 #include "help/Conversations.h"
 #include "operations/Router.h"
 #include "records/RecordBook.h"
+#include "service/Addresses.h"
 #include "service/RequestLog.h"
 
 #include <chrono>
@@ -41,7 +42,8 @@ struct Settings {
     Server::Loopback loopback = Server::Loopback::Both;
     int port = 8080;
     std::optional<int> httpsPort;
-    std::string certificate;  // file for the authority's certificate
+    std::string certificate;                                // file for the authority's certificate
+    std::vector<std::string> hosts = GetCompiledInHosts();  // that the service's own is for, too
     Server::CertificateAuthority::Flaw flaw = Server::CertificateAuthority::Flaw::None;
     std::vector<std::string> faults;
     std::string faultFile;
@@ -60,6 +62,8 @@ public:
     /// Where it speaks http, for example "127.0.0.1:8080".
     std::vector<std::string> GetAddresses() const { return m_http->GetAddresses(); }
     int GetHttpsPort() const noexcept { return m_https ? m_https->GetPort() : 0; }
+    /// Where it speaks https, for example "127.0.0.1:8443"; empty if it does not.
+    std::string GetHttpsAddress() const { return m_https ? m_https->GetAddresses().front() : ""; }
 
 private:
     void MountOperations(const Settings& settings);

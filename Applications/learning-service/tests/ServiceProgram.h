@@ -31,9 +31,8 @@ inline bool Await(const std::function<bool()>& isTrue) {
     return false;
 }
 
-/// The port in an announcement; 0 if it is not there yet.
-inline int FindPort(const std::string& text) {
-    const std::string start = "http://127.0.0.1:";
+/// The port in an announcement, after `start`; 0 if it is not there yet.
+inline int FindPort(const std::string& text, const std::string& start = "http://127.0.0.1:") {
     const std::size_t at = text.find(start);
     return text.ends_with('\n') && at != std::string::npos
                ? std::stoi(text.substr(at + start.size()))

@@ -1,6 +1,8 @@
 // What only a process can show: signals, pipes, limits and clients that behave badly.
 
+#include "service/OpenFiles.h"
 #include "support/posix/TestClient.h"
+#include "tests/EnvelopeText.h"
 #include "tests/ServiceProgram.h"
 
 #include <gmock/gmock.h>
@@ -170,6 +172,85 @@ TEST_F(Program, ServesThoughNobodyReadsItsLog) {
         program.Signal(SIGTERM);
         EXPECT_EQ(program.Wait(), 0);
         EXPECT_EQ(std::ranges::count(ReadFile("err"), '\n'), 1);
+    }
+}
+
+/// A request for an operation as clients make it, with secrets.
+std::string MakeRequest(const std::string& operation, Kernel::Json::Value members) {
+    members["mirel_access_token"] = "canary-token";
+    members["custom_bearer"] = "canary-bearer";
+    const std::string body = Testing::MakeEnvelope(members);
+    return "POST /v1/" + operation +
+           " HTTP/1.1\r\nContent-Type: application/json\r\nConnection: close\r\nContent-Length: " +
+           std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+TEST_F(Program, IsReachedByTheNamesOfItsCertificate) {
+    const ServiceProgram program(
+        m_folder, {"--https-port", "0", "--certificate", m_folder.At("ca.pem"), "--host",
+                   "content.example", "--host", "inference.example"});
+    program.GetPort();
+    const std::string said = ReadFile("out");
+    EXPECT_THAT(said, HasSubstr("also for content.example, inference.example: lead clients"));
+    const int port = Testing::FindPort(said, "https://localhost:");
+    for (const auto& [host, isKnown] : {std::pair{"content.example", true},
+                                        {"inference.example", true},
+                                        {"localhost", true},
+                                        {"other.example", false}}) {
+        const Received received = Support::ExchangeOverTls(
+            port, ReadFile("ca.pem"),
+            "GET /remote_inference_config HTTP/1.1\r\nConnection: close\r\n\r\n", false, host);
+        EXPECT_EQ(received.text.starts_with("HTTP/1.1 200 "), isKnown) << host;
+    }
+}
+
+TEST_F(Program, KeepsTheSecretsOfItsClients) {
+    const std::string credentials =
+        m_folder.Write("credentials", "mirel_access_token=canary-token\n");
+    std::filesystem::permissions(credentials, std::filesystem::perms::owner_read);
+    ServiceProgram program(m_folder, {"--credentials", credentials, "--records",
+                                      m_folder.At("records"), "--log-file", m_folder.At("log")});
+    const int port = program.GetPort();
+    const auto ask = [&](const char* operation, const Kernel::Json::Value& members) {
+        return Support::Exchange(port, MakeRequest(operation, members)).text;
+    };
+    const Kernel::Json::Value question{{"prompt", "sharpen"}, {"session", "canary-token"}};
+    EXPECT_THAT(ask("textToHelp", question), HasSubstr("\r\n\r\nSharpening"));
+    EXPECT_THAT(ask("recordMCPHint", {{"hint", "sharpen canary-bearer"}}), HasSubstr(" 200 "));
+    EXPECT_THAT(ask("textToMCPHints", question), HasSubstr("\r\n\r\nsharpen (...)"));
+    EXPECT_THAT(ask("reportMCPIssue", {{"issue", "canary-token"}, {"code", "E"}}),
+                HasSubstr(" 200 "));
+    EXPECT_THAT(ask("reportMCPIssue", {{"issue", 1}, {"code", "E"}}), HasSubstr(" 400 "));
+    EXPECT_THAT(ask("textToImageAsync", {}), HasSubstr(" 404 "));
+    EXPECT_THAT(Support::Exchange(port,
+                                  "POST /v1/textToHelp HTTP/1.1\r\nContent-Type: "
+                                  "application/json\r\nContent-Length: 1048577\r\n\r\n")
+                    .text,
+                HasSubstr(" 413 "));
+    program.Signal(SIGTERM);
+    EXPECT_EQ(program.Wait(), 0);
+    for (const char* const file : {"out", "err", "log", "records"}) {
+        EXPECT_EQ(ReadFile(file).find("canary"), std::string::npos) << file;
+    }
+    EXPECT_THAT(ReadFile("log"), HasSubstr(" http POST /v1/recordMCPHint 200 "));
+}
+
+TEST_F(Program, HelpsAThousandClientsAtATime) {
+    ASSERT_TRUE(AllowOpenFiles(1100));
+    const ServiceProgram program(m_folder, {});
+    const int port = program.GetPort();
+    std::vector<Server::FileDescriptor> clients;
+    for (int i = 0; i < 1000; ++i) {
+        clients.push_back(Support::Connect(port, {30, 0}));
+        Support::SendText(clients.back(), "POST");
+    }
+    const std::string request =
+        MakeRequest("textToHelp", {{"prompt", "sharpen"}, {"session", ""}}).substr(4);
+    for (const Server::FileDescriptor& client : clients) {
+        Support::SendText(client, request);
+    }
+    for (const Server::FileDescriptor& client : clients) {
+        EXPECT_THAT(Support::ReceiveAll(client).text, HasSubstr("\r\n\r\nSharpening"));
     }
 }
 

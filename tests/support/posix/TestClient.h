@@ -88,10 +88,11 @@ inline Received Exchange(int port, std::string_view request) {
     return ReceiveAll(connection);
 }
 
-/// What a client receives from localhost over TLS that trusts `authority`; nothing, with
-/// Seen::CutOff, if the handshake fails. `saysEnd`: that nothing follows the request.
+/// What a client receives from this machine over TLS that trusts `authority` and takes it for
+/// `host`; nothing, with Seen::CutOff, if the handshake fails. `saysEnd`: that nothing follows the
+/// request.
 inline Received ExchangeOverTls(int port, const std::string& authority, std::string_view request,
-                                bool saysEnd = false) {
+                                bool saysEnd = false, const char* host = "localhost") {
     const Server::FileDescriptor connection = Connect(port);
     const Server::TlsContextPointer context(SSL_CTX_new(TLS_client_method()));
     const Server::BioPointer pem(
@@ -101,7 +102,7 @@ inline Received ExchangeOverTls(int port, const std::string& authority, std::str
     X509_STORE_add_cert(SSL_CTX_get_cert_store(context.get()), trusted.get());
     SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER, nullptr);
     const Server::TlsPointer tls(SSL_new(context.get()));
-    SSL_set1_host(tls.get(), "localhost");
+    SSL_set1_host(tls.get(), host);
     SSL_set_fd(tls.get(), connection.Get());
     if (SSL_connect(tls.get()) != 1) {
         return {"", Seen::CutOff};
