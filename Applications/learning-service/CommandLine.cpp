@@ -45,18 +45,6 @@ void AddServerOptions(CLI::App& app, Settings& settings) {
     app.add_option("--packages", settings.packages, "Folder of the model packages")
         ->required()
         ->type_name("DIR");
-    app.add_option("--catalogue", settings.catalogue,
-                   "File to serve as the catalogue of models, read anew for each request; else the "
-                   "one that is compiled into clients, too")
-        ->type_name("FILE");
-    app.add_option("--credentials", settings.credentials,
-                   "File of KEY=VALUE lines, which only its owner may read: members that requests "
-                   "for operations have to have, such as mirel_access_token or custom_bearer")
-        ->type_name("FILE");
-    app.add_option("--records", settings.records,
-                   "File to append hints and issues to, a line of JSON each, which only its owner "
-                   "may read; else they are not kept")
-        ->type_name("FILE");
     using Server::Loopback;
     const std::map<std::string, Loopback> addresses{
         {"127.0.0.1", Loopback::IPv4}, {"::1", Loopback::IPv6}, {"localhost", Loopback::Both}};
@@ -71,6 +59,24 @@ void AddServerOptions(CLI::App& app, Settings& settings) {
     app.add_option("--port", settings.port, "Port for http; 0 for any that is free. Default: 8080")
         ->check(CLI::Range(0, 65535))
         ->type_name("N");
+}
+
+void AddInferenceOptions(CLI::App& app, Settings& settings) {
+    app.add_option("--catalogue", settings.catalogue,
+                   "File to serve as the catalogue of models, read anew for each request; else the "
+                   "one that is compiled into clients, too")
+        ->type_name("FILE");
+    app.add_option("--credentials", settings.credentials,
+                   "File of KEY=VALUE lines, which only its owner may read: members that requests "
+                   "for operations have to have, such as mirel_access_token or custom_bearer")
+        ->type_name("FILE");
+    app.add_option("--records", settings.records,
+                   "File to append hints and issues to, a line of JSON each, which only its owner "
+                   "may read; else hints are kept in memory, and issues not at all")
+        ->type_name("FILE");
+}
+
+void AddTlsOptions(CLI::App& app, Settings& settings) {
     CLI::Option* const https =
         app.add_option("--https-port", settings.httpsPort, "Port for https; none without this")
             ->check(CLI::Range(0, 65535))
@@ -141,6 +147,8 @@ void AddLimits(CLI::App& app, Limits& limits) {
 
 void AddOptions(CLI::App& app, Settings& settings) {
     AddServerOptions(app, settings);
+    AddTlsOptions(app, settings);
+    AddInferenceOptions(app, settings);
     AddLimits(app, settings.limits);
     app.add_option("--fault", settings.faults, "Do this wrong (see below); may be repeated")
         ->check(CheckFault)
@@ -167,8 +175,12 @@ void AddOptions(CLI::App& app, Settings& settings) {
 std::string FormatOperations(const std::string& httpsAddress, const Settings& settings) {
     std::string text = "\nThe catalogue of models is at " + std::string(GetCataloguePath()) +
                        ", the operations are below " + GetOperationsPath() + ".";
-    text += settings.records.empty() ? "\nHints and issues are not kept: there is no --records."
-                                     : "\nHints and issues are kept in " + settings.records + ".";
+    if (!settings.credentials.empty()) {
+        text += "\nOperations need the credentials in " + settings.credentials + ".";
+    }
+    text += settings.records.empty()
+                ? "\nHints are forgotten at the end, and issues at once: there is no --records."
+                : "\nHints and issues are kept in " + settings.records + ".";
     if (!httpsAddress.empty() && !settings.hosts.empty()) {
         text += "\nThe certificate is also for " + List(settings.hosts) +
                 ": lead clients of these hosts to " + httpsAddress + ", and let them trust " +
@@ -267,7 +279,9 @@ void Serve(const Settings& settings, std::ostream& out, std::ostream& err, Wishe
 int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
         Wishes& wishes) {
     Settings settings;
-    CLI::App app("Serve model packages on this machine, well or badly.", "learning-service");
+    CLI::App app(
+        "Serve model packages, a catalogue of models and help on this machine, well or badly.",
+        "learning-service");
     AddOptions(app, settings);
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));

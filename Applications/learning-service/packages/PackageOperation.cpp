@@ -2,7 +2,6 @@
 
 #include "operations/EntityTag.h"
 #include "packages/ByteRange.h"
-#include "packages/PackagePage.h"
 
 namespace Service {
 
@@ -44,7 +43,7 @@ Response PackageOperation::Handle(const Server::Request& request, const std::str
     if (path.empty()) {
         return {200,
                 {{"Content-Type", "text/html; charset=utf-8"}, {"Cache-Control", "no-cache"}},
-                FormatPackagePage(m_folder.List())};
+                FormatPackagePage(m_folder.List(), m_others)};
     }
     const std::optional<PackageFolder::Package> package = m_folder.Open(path);
     if (!package) {

@@ -4,8 +4,10 @@
 
 #include "operations/Operation.h"
 #include "packages/PackageFolder.h"
+#include "packages/PackagePage.h"
 
 #include <string>
+#include <vector>
 
 namespace Service {
 
@@ -15,13 +17,15 @@ namespace Service {
 /// links, hidden files and files elsewhere are answered with 404.
 class PackageOperation : public Operation {
 public:
-    /// Throws std::system_error if `folder` can't be opened.
-    explicit PackageOperation(const std::string& folder) : m_folder(folder) {}
+    /// The page lists `others`, too. Throws std::system_error if `folder` can't be opened.
+    explicit PackageOperation(const std::string& folder, std::vector<OtherPath> others = {})
+        : m_folder(folder), m_others(std::move(others)) {}
 
     Response Handle(const Server::Request& request, const std::string& path) const override;
 
 private:
     PackageFolder m_folder;
+    std::vector<OtherPath> m_others;
 };
 
 }  // namespace Service

@@ -56,7 +56,8 @@ std::string FormatSize(std::uint64_t size) {
 
 }  // namespace
 
-std::string FormatPackagePage(const std::vector<PackageFolder::Entry>& entries) {
+std::string FormatPackagePage(const std::vector<PackageFolder::Entry>& entries,
+                              const std::vector<OtherPath>& others) {
     std::string page =
         "<!DOCTYPE html>\n<html lang=\"en\">\n<head><meta charset=\"utf-8\">"
         "<title>Model packages</title></head>\n<body>\n<h1>Model packages</h1>\n";
@@ -69,7 +70,11 @@ std::string FormatPackagePage(const std::vector<PackageFolder::Entry>& entries) 
         page += "<tr><td><a href=\"" + EscapeUrl(name) + "\">" + text + "</a></td><td>" +
                 FormatSize(size) + "</td></tr>\n";
     }
-    return page + "</table>\n</body>\n</html>\n";
+    page += "</table>\n";
+    for (const auto& [path, purpose] : others) {
+        page += "<p><code>" + EscapeHtml(path) + "</code>: " + EscapeHtml(purpose) + "</p>\n";
+    }
+    return page + "</body>\n</html>\n";
 }
 
 }  // namespace Service

@@ -1,4 +1,4 @@
-// The page that lists the packages, for browsers.
+// The page that lists what is served, for browsers.
 
 #pragma once
 
@@ -9,7 +9,15 @@
 
 namespace Service {
 
-/// An HTML page with a link to each entry, by its name relative to the page, and its size.
-std::string FormatPackagePage(const std::vector<PackageFolder::Entry>& entries);
+/// What else a service answers at.
+struct OtherPath {
+    std::string path;
+    std::string purpose;
+};
+
+/// An HTML page with a link to each entry, by its name relative to the page, and its size, and with
+/// `others`.
+std::string FormatPackagePage(const std::vector<PackageFolder::Entry>& entries,
+                              const std::vector<OtherPath>& others);
 
 }  // namespace Service

@@ -52,20 +52,28 @@ LocalService::LocalService(const Settings& settings, RequestLog& log,
 }
 
 void LocalService::MountOperations(const Settings& settings) {
-    const std::string operations = GetOperationsPath();
-    m_router.Mount(operations + "textToHelp",
-                   std::make_unique<HelpOperation>(m_credentials, m_conversations));
-    m_router.Mount(operations + "textToMCPHints",
-                   std::make_unique<HintsOperation>(m_credentials, m_conversations, m_records));
-    m_router.Mount(operations + "recordMCPHint",
-                   std::make_unique<RecordHintOperation>(m_credentials, m_records));
-    m_router.Mount(operations + "reportMCPIssue",
-                   std::make_unique<ReportIssueOperation>(m_credentials, m_records));
-    if (operations != "/") {
-        m_router.Mount(operations, std::make_unique<MissingOperation>());
+    std::vector<OtherPath> paths;
+    const auto mount = [&](std::string path, std::unique_ptr<Operation> operation,
+                           const char* purpose) {
+        m_router.Mount(path, std::move(operation));
+        paths.push_back({std::move(path), purpose});
+    };
+    const std::string folder = GetOperationsPath();
+    mount(GetCataloguePath(), std::make_unique<CatalogueOperation>(settings.catalogue),
+          "the catalogue of models");
+    mount(folder + "textToHelp", std::make_unique<HelpOperation>(m_credentials, m_conversations),
+          "answers a question (POST, as all below)");
+    mount(folder + "textToMCPHints",
+          std::make_unique<HintsOperation>(m_credentials, m_conversations, m_records),
+          "answers with hints");
+    mount(folder + "recordMCPHint", std::make_unique<RecordHintOperation>(m_credentials, m_records),
+          "takes a hint");
+    mount(folder + "reportMCPIssue",
+          std::make_unique<ReportIssueOperation>(m_credentials, m_records), "takes an issue");
+    if (folder != "/") {
+        m_router.Mount(folder, std::make_unique<MissingOperation>());
     }
-    m_router.Mount(GetCataloguePath(), std::make_unique<CatalogueOperation>(settings.catalogue));
-    m_router.Mount("/", std::make_unique<PackageOperation>(settings.packages));
+    m_router.Mount("/", std::make_unique<PackageOperation>(settings.packages, std::move(paths)));
 }
 
 std::unique_ptr<Server::ScriptedServer> LocalService::Serve(

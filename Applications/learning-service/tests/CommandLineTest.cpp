@@ -23,6 +23,7 @@ TEST(CommandLine, TellsWrongUseFromFailure) {
     const Support::TestFolder folder;
     const std::string packages = folder.At("");
     const std::string faults = folder.Write("f", "x");
+    ASSERT_EQ(chmod(faults.c_str(), 0644), 0);
     ASSERT_EQ(mkfifo(folder.At("pipe").c_str(), 0600), 0);
     const struct {
         std::vector<std::string> arguments;
@@ -41,6 +42,14 @@ TEST(CommandLine, TellsWrongUseFromFailure) {
           "--certificate", folder.At("ca.pem")},
          1,
          "No such file or directory"},
+        {{"--packages", packages, "--host", "a.example"}, 2, "requires --https-port"},
+        {{"--packages", packages, "--https-port", "0", "--certificate", folder.At("ca.pem"),
+          "--host", "a b"},
+         1,
+         "'a b' is not a host name"},
+        {{"--packages", packages, "--catalogue", folder.At("no")}, 1, "No such file"},
+        {{"--packages", packages, "--credentials", faults}, 1, "chmod 600"},
+        {{"--packages", packages, "--records", faults}, 1, "chmod 600"},
         {{"--packages", packages, "--fault-file", faults}, 1, "line 1: there is no fault 'x'"},
         {{"--packages", packages, "--fault-file", folder.At("pipe")}, 1, "a pipe or a device"},
     };

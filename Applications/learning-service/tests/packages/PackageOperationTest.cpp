@@ -24,7 +24,8 @@ protected:
         m_folder.Write("folder/Inner.zip", "x");
         std::filesystem::create_symlink(m_folder.At("outside"), m_folder.At("Link.zip"));
         mkfifo(m_folder.At("Pipe.zip").c_str(), 0600);
-        m_router.Mount("/", std::make_unique<PackageOperation>(m_folder.At("")));
+        m_router.Mount("/", std::make_unique<PackageOperation>(
+                                m_folder.At(""), std::vector<OtherPath>{{"/a&b", "<help>"}}));
     }
 
     Response Ask(const char* method, const char* target, Server::Headers headers = {}) const {
@@ -68,6 +69,7 @@ TEST_F(Packages, AreListedWithLinksThatLeadToThem) {
     EXPECT_THAT(text,
                 testing::HasSubstr(">&lt;b&gt;&amp;amp;\"%41'?#\uFFFD.zip</a></td><td>2 bytes<"));
     EXPECT_THAT(text, testing::HasSubstr(">Large.zip</a></td><td>123.5 MB<"));
+    EXPECT_THAT(text, testing::HasSubstr("<code>/a&amp;b</code>: &lt;help&gt;"));
     std::multiset<std::uint64_t> sizes;
     const std::string start = "<a href=\"";
     for (std::size_t at = 0; (at = text.find(start, at)) != std::string::npos;) {
