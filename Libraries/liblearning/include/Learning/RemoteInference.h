@@ -52,6 +52,9 @@ public:
     /// the service that is neither an object nor null; the lists are then as before.
     void Init(bool online);
 
+    /// Whether the last Init() had the catalogue from the service.
+    bool HasServiceCatalogue() const noexcept { return m_hasServiceCatalogue; }
+
     const std::vector<TextToImageModel>& GetTextToImageModels() const { return m_textToImage; }
     const std::vector<ImageToImageModel>& GetImageToImageModels() const { return m_imageToImage; }
     /// What the catalogue suggests; as default-constructed if it suggests nothing.
@@ -125,6 +128,7 @@ private:
     TextToImageModel m_defaultTextToImage;
     ImageToImageModel m_defaultImageToImage;
     bool m_canDoInference = false;
+    bool m_hasServiceCatalogue = false;
 };
 
 }  // namespace Learning

@@ -3,6 +3,8 @@
 #pragma once
 
 #include "Kernel/AbortFlag.h"
+#include "Kernel/Diagnostics.h"
+#include "Kernel/Utf.h"
 #include "Learning/RemoteResult.h"
 
 #include "remote/control/ControlInForce.h"
@@ -17,6 +19,14 @@ RemoteResult CallService(const Operation& operation) noexcept {
     try {
         Kernel::ThrowIfAborted(ControlInForce::GetFlag());
         return operation();
+    } catch (const Kernel::Aborted&) {
+        return {RemoteResult::CommunicationsFailure, {}};
+    } catch (const std::exception& error) {
+        // The result tells the user, and nobody what the reason is.
+        if (!Kernel::IsSet(ControlInForce::GetFlag())) {
+            Kernel::Log::Write("[Remote inference] %1\n", Kernel::MakePrintable(error.what()));
+        }
+        return {RemoteResult::CommunicationsFailure, {}};
     } catch (...) {
         return {RemoteResult::CommunicationsFailure, {}};
     }

@@ -19,26 +19,26 @@ using Kernel::Json::Value;
 constexpr const char* CacheKey = "com.mirel.orvantis.remote_inference_config";
 constexpr std::uint64_t MaximumSize = std::uint64_t{16} << 20;
 
-/// Nothing for a document that is no JSON, or that is too large for a list of models.
 std::optional<Value> Download() {
     Network::DownloadCache& cache = Network::DownloadCache::Instance();
     cache.Invalidate(CacheKey);  // first, so that an old list is never taken for the present one
     const Kernel::String path = cache.DownloadSync({ConfigUrl, CacheKey});
     const auto file = Kernel::FileInStream::Open(path);
+    // More is no list of models, and would take tens of times the memory.
     return file->GetSize() <= MaximumSize ? Kernel::Json::Parse(*file) : std::nullopt;
 }
 
 }  // namespace
 
-Value LoadCatalogue(bool online) {
-    if (online) {
-        try {
-            if (std::optional<Value> value = Download()) {
-                return *std::move(value);
-            }
-        } catch (...) {  // without the service there is the list that is compiled in
-        }
+std::optional<Value> DownloadCatalogue() noexcept {
+    try {
+        return Download();
+    } catch (...) {  // whatever it is, there is the list that is compiled in
+        return {};
     }
+}
+
+Value MakeDefaultCatalogue() {
     return Kernel::Json::Parse(DefaultCatalogueJson).value();
 }
 

@@ -4,10 +4,14 @@
 
 #include "Kernel/JsonFwd.h"
 
+#include <optional>
+
 namespace Learning {
 
-/// The document that the service has now if `online`, else or if it can't be had or is no JSON the
-/// one that is compiled in.
-Kernel::Json::Value LoadCatalogue(bool online);
+/// The document that the service has now; nothing if it can't be had or is no JSON.
+std::optional<Kernel::Json::Value> DownloadCatalogue() noexcept;
+
+/// The document that is compiled in.
+Kernel::Json::Value MakeDefaultCatalogue();
 
 }  // namespace Learning

@@ -60,7 +60,9 @@ RemoteInference::~RemoteInference() = default;
 
 void RemoteInference::Init(bool online) {
     Value& configuration = m_configuration.Get();
-    configuration = LoadCatalogue(online);
+    std::optional<Value> downloaded = online ? DownloadCatalogue() : std::nullopt;
+    m_hasServiceCatalogue = downloaded.has_value();
+    configuration = downloaded ? *std::move(downloaded) : MakeDefaultCatalogue();
     // Both before either is read: what is no object throws here.
     const Value& textToImage = configuration["textToImage"];
     const Value& imageToImage = configuration["imageToImage"];

@@ -131,6 +131,8 @@ TEST_F(Catalogue, OfAServiceThatFailsIsTheOneThatIsCompiledIn) {
     for (const std::string& document : documents) {
         EXPECT_THAT(GetNames(Load(document)), testing::ElementsAreArray(CompiledIn)) << document;
     }
+    EXPECT_FALSE(m_client.HasServiceCatalogue());
+    EXPECT_TRUE(Load(good).HasServiceCatalogue());
     EXPECT_THAT(GetNames(Load("\xEF\xBB\xBF" + good + " \n")), ElementsAre("T"));
     Serve(Server::Reply(404, {}, good));
     m_client.Init(true);
