@@ -30,6 +30,10 @@ struct Parsed {
     SegmentOptions segment;
     RunOptions run;
     DescribeOptions describe;
+    ServiceOptions service;
+    CatalogueOptions catalogue;
+    QuestionOptions question;
+    ReportOptions report;
     ListOptions list;
     DownloadOptions download;
     std::vector<std::string> deleted;
@@ -164,6 +168,80 @@ void AddDescribeCommand(CLI::App& app, Parsed& parsed) {
     });
 }
 
+void AddServiceOptions(CLI::App& command, ServiceOptions& options) {
+    command
+        .add_option("--service", options.address,
+                    "Where the inference service is, if not where this program was built for; else "
+                    "$ORVANTIS_SERVICE")
+        ->type_name("HOST:PORT");
+    command
+        .add_option("--credentials", options.credentials,
+                    "File, for its owner alone, with mirel_api_url=, mirel_access_token=, "
+                    "mirel_user_id= and custom_bearer=, a line each")
+        ->type_name("FILE");
+    command.add_option("--api-url", options.apiUrl, "Instead of the file")->type_name("URL");
+    command.add_option("--access-token", options.accessToken, "Likewise; others may see it (ps)")
+        ->type_name("TOKEN");
+    command.add_option("--user-id", options.userId, "Likewise")->type_name("ID");
+    command
+        .add_option("--bearer", options.bearer,
+                    "Likewise, as the token; else $OrvantisCustomInferenceBearer")
+        ->type_name("BEARER");
+}
+
+/// Words need no quotation marks.
+void AddText(CLI::App& command, const char* name, const char* description, std::string& text) {
+    const auto join = [&text](const std::vector<std::string>& words) {
+        for (const std::string& word : words) {
+            text += (text.empty() ? "" : " ") + word;
+        }
+    };
+    command.add_option_function<std::vector<std::string>>(name, join, description)
+        ->required()
+        ->type_name("TEXT");
+}
+
+void AddServiceCommands(CLI::App& app, Parsed& parsed) {
+    const auto add = [&](const char* name, const char* description, const char* example,
+                         auto& options, auto run) {
+        CLI::App* const command = AddCommand(app, name, description, example);
+        AddServiceOptions(*command, parsed.service);
+        command->callback([&parsed, &options, run] {
+            parsed.command = [&parsed, &options, run](const Host& host) {
+                parsed.service.certificate = host.GetSettings().certificate;
+                run(host, parsed.service, options);
+            };
+        });
+        return command;
+    };
+    CLI::App* const catalogue = add("catalogue", "List the models of the inference service",
+                                    "catalogue", parsed.catalogue, ListCatalogue);
+    catalogue->alias("catalog");
+    AddJsonOption(*catalogue, parsed.catalogue.isJson);
+    catalogue->add_flag("--offline", parsed.catalogue.isOffline,
+                        "Those that are known without asking it");
+    const auto addQuestion = [&](const char* name, const char* description, const char* example,
+                                 auto run) {
+        CLI::App* const command = add(name, description, example, parsed.question, run);
+        AddText(*command, "QUESTION", "What you want to know", parsed.question.text);
+        command
+            ->add_option("--session", parsed.question.session,
+                         "Any name: questions of one session may refer to each other")
+            ->type_name("NAME");
+    };
+    addQuestion("ask", "Ask the inference service for help", "ask How do I sharpen a photograph?",
+                Ask);
+    addQuestion("hints", "Ask the inference service for hints for an assistant",
+                "hints cut out a cat", ShowHints);
+    CLI::App* const report =
+        add("report", "Tell the inference service of an issue",
+            "report the cat has lost its tail --code cutout", parsed.report, Report);
+    AddText(*report, "WHAT", "What has happened", parsed.report.text);
+    report->add_option("--code", parsed.report.code, "The kind of issue; other by default")
+        ->type_name("WORD");
+    report->add_flag("--hint", parsed.report.isHint, "It is no issue, but a hint that was of use");
+}
+
 void AddModelNames(CLI::App& command, std::vector<std::string>& names) {
     command
         .add_option("MODEL", names,
@@ -223,6 +301,7 @@ void AddCommands(CLI::App& app, Parsed& parsed) {
                     "super-resolve small.png -o large.png", SuperResolve);
     AddRunCommand(app, parsed);
     AddDescribeCommand(app, parsed);
+    AddServiceCommands(app, parsed);
     AddHelpCommand(app, parsed);
     app.require_subcommand(0, 1);  // Run() asks for one, with a better message
     for (CLI::App* command : app.get_subcommands({})) {

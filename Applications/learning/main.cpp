@@ -1,6 +1,7 @@
 // The program `learning`: the console around RunLearning().
 
 #include "CommandLine.h"
+#include "service/Language.h"
 #include "terminal/Interruption.h"
 #include "terminal/StandardStreams.h"
 
@@ -10,6 +11,7 @@
 
 int main(int argc, char** argv) {
     LearningApp::EndWhenInterrupted();
+    LearningApp::SpeakUsersLanguage();
     const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
     const int code =
         LearningApp::RunLearning(arguments, std::cout, std::cerr, LearningApp::IsErrorTerminal());

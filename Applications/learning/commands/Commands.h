@@ -4,6 +4,7 @@
 
 #include "commands/PhotoTasks.h"
 #include "host/Host.h"
+#include "service/ServiceOptions.h"
 
 #include <functional>
 #include <string>
@@ -35,6 +36,22 @@ struct RunOptions {
 struct DescribeOptions {
     std::string model;  // a file, or else a name as FindModels() takes it
     bool isJson = false;
+};
+
+struct CatalogueOptions {
+    bool isJson = false;
+    bool isOffline = false;  // does not ask the service
+};
+
+struct QuestionOptions {
+    std::string text;
+    std::string session;  // ties questions to each other
+};
+
+struct ReportOptions {
+    std::string text;
+    std::string code = "other";  // what kind of issue it is
+    bool isHint = false;         // it is a hint that was of use, not an issue
 };
 
 struct ListOptions {
@@ -74,6 +91,19 @@ void Colourise(const Host& host, const PhotoTask& task);
 
 /// Doubles the size of the photo.
 void SuperResolve(const Host& host, const PhotoTask& task);
+
+/// Lists the models of the inference service.
+void ListCatalogue(const Host& host, const ServiceOptions& service,
+                   const CatalogueOptions& options);
+
+/// Asks the inference service for help.
+void Ask(const Host& host, const ServiceOptions& service, const QuestionOptions& options);
+
+/// Asks the inference service for hints for an assistant.
+void ShowHints(const Host& host, const ServiceOptions& service, const QuestionOptions& options);
+
+/// Tells the inference service of an issue, or of a hint that was of use.
+void Report(const Host& host, const ServiceOptions& service, const ReportOptions& options);
 
 /// Runs any ONNX network.
 void RunModel(const Host& host, const RunOptions& options);

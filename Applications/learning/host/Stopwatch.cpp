@@ -19,11 +19,12 @@ struct NamedPhase {
     const char* description;
 };
 
-constexpr std::array<NamedPhase, 4> Phases{{
+constexpr std::array<NamedPhase, 5> Phases{{
     {Phase::Decode, "decode", "reading"},
     {Phase::Open, "open", "opening the network"},
     {Phase::Run, "run", "running the network"},
     {Phase::Encode, "encode", "writing"},
+    {Phase::Request, "request", "asking the service"},
 }};
 
 void PrintRow(std::ostream& out, const char* name, Milliseconds time) {
@@ -57,7 +58,9 @@ void Stopwatch::Print(std::ostream& out) const {
                 time += entry.end - entry.begin;
             }
         }
-        PrintRow(out, name, time);
+        if (phase != Phase::Request || time.count() > 0) {
+            PrintRow(out, name, time);
+        }
     }
     PrintRow(out, "other", MeasureRest(end));
     PrintRow(out, "total", m_start + (end - m_begin));

@@ -12,7 +12,7 @@
 namespace LearningApp {
 
 /// A phase of a command. What belongs to none is shown as "other".
-enum class Phase { Decode, Open, Run, Encode };
+enum class Phase { Decode, Open, Run, Encode, Request };
 
 /// For example "opening the network".
 const char* DescribePhase(Phase phase) noexcept;

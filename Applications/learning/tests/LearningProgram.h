@@ -44,7 +44,7 @@ inline Outcome Run(std::vector<std::string> arguments) {
 /// Runs a line of the shell. The code is -1 if a signal has ended it.
 inline Outcome RunShell(const std::string& line) {
     std::string said;
-    FILE* const pipe = popen((line + " 2>&1").c_str(), "r");
+    FILE* const pipe = popen(("export LC_ALL=C; " + line + " 2>&1").c_str(), "r");
     for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) {
         said += static_cast<char>(c);
     }

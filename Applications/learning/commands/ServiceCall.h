@@ -1,0 +1,18 @@
+// What the commands that ask the inference service have in common.
+
+#pragma once
+
+#include "host/Host.h"
+#include "service/ServiceConnection.h"
+
+#include <functional>
+
+namespace LearningApp {
+
+/// Calls an operation of the service. Throws Failure with what its result tells the user, in the
+/// user's language, and what is known of the cause, unless it is a success.
+void CallService(
+    const Host& host, const ServiceConnection& connection,
+    const std::function<Learning::RemoteInference::Result(Learning::RemoteInference&)>& operation);
+
+}  // namespace LearningApp

@@ -1,0 +1,12 @@
+// Where this program is.
+
+#pragma once
+
+#include <string>
+
+namespace LearningApp {
+
+/// The folder of the program's file; "." if that can't be found out.
+std::string GetProgramFolder();
+
+}  // namespace LearningApp

@@ -1,0 +1,36 @@
+// The way to the inference service, for one command.
+
+#pragma once
+
+#include "Learning/RemoteInference.h"
+#include "Network/Routes.h"
+
+#include "service/ServiceOptions.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace LearningApp {
+
+/// While this object lives, the client of the process has the user's credentials, and reaches the
+/// service where the user says that it is.
+class ServiceConnection {
+public:
+    /// Throws Failure, or WrongUse for an address that is none.
+    explicit ServiceConnection(ServiceOptions options);
+    ServiceConnection(const ServiceConnection&) = delete;
+    ServiceConnection& operator=(const ServiceConnection&) = delete;
+    ~ServiceConnection();
+
+    Learning::RemoteInference& GetClient() const noexcept;
+
+    /// What to do where the service can't be reached, after a line feed; empty if nothing is known.
+    std::string GetCure() const;
+
+private:
+    const bool m_hasAuthority;
+    std::vector<std::unique_ptr<::Network::ScopedRoute>> m_routes;
+};
+
+}  // namespace LearningApp

@@ -1,0 +1,149 @@
+// The commands that ask the inference service.
+
+#include "Kernel/Json.h"
+
+#include "service/Language.h"
+#include "support/TestServer.h"
+#include "tests/LearningProgram.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+
+namespace LearningApp {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using Testing::Outcome;
+using testing::StartsWith;
+
+std::string GetHost(std::string_view address) {
+    address.remove_prefix(8);
+    return std::string(address.substr(0, address.find('/')));
+}
+
+class ServiceCommands : public Testing::InFolder {
+protected:
+    ServiceCommands() {
+        unsetenv("ORVANTIS_SERVICE");
+        setenv("XDG_CACHE_HOME", At("cache").c_str(), 1);
+    }
+
+    static Server::ScriptedServer::Options MakeOptions() {
+        Server::ScriptedServer::Options options;
+        options.identity = Support::GetAuthority().Issue(
+            Server::CertificateAuthority::Flaw::None,
+            {GetHost(ORVANTIS_CONFIG_URL), GetHost(ORVANTIS_SERVICE_URL)});
+        return options;
+    }
+
+    Outcome Call(std::vector<std::string> arguments) const {
+        const std::string place = "127.0.0.1:" + std::to_string(m_server.GetPort());
+        arguments.insert(arguments.end(), {"--service", place, "--certificate", m_authority});
+        return Testing::Run(arguments);
+    }
+    Kernel::Json::Value GetLastBody() const {
+        return *Kernel::Json::Parse(m_server.GetRequests().back().body);
+    }
+
+    const std::string m_authority =
+        MakeFile("authority.pem", Support::GetAuthority().GetCertificate());
+    Server::Script m_reply = Server::Reply(200, {}, R"(First\n\n\n\nthen.)");
+    const Support::TestServer m_server{[this](const Server::Request&) { return m_reply; },
+                                       MakeOptions()};
+};
+
+TEST_F(ServiceCommands, AskWhatTheUserSays) {
+    EXPECT_EQ(Call({"ask", "How", "do I?", "--session", "7"}).out, "First\n\nthen.\n");
+    EXPECT_EQ(GetLastBody()["prompt"], "How do I?");
+    EXPECT_EQ(GetLastBody()["session"], "7");
+    EXPECT_EQ(Call({"hints", "cut", "out"}).out, R"(First\n\n\n\nthen.)" + std::string(1, '\n'));
+    EXPECT_EQ(m_server.GetRequests().back().target.substr(4), "textToMCPHints");
+    EXPECT_EQ(Call({"report", "no", "tail", "--code", "E7"}).code, 0);
+    EXPECT_EQ(GetLastBody()["issue"], "no tail");
+    EXPECT_EQ(GetLastBody()["code"], "E7");
+    EXPECT_EQ(Call({"report", "--hint", "undo", "-q"}).out, "");
+    EXPECT_EQ(GetLastBody()["hint"], "undo");
+}
+
+TEST_F(ServiceCommands, SendCredentialsAndKeepThemToThemselves) {
+    const std::string file = MakeFile(
+        "secrets",
+        "# mine\n\nmirel_access_token=canary=1\r\ncustom_bearer=canary2\nmirel_user_id=me");
+    namespace fs = std::filesystem;
+    fs::permissions(file, fs::perms::owner_read);
+    m_reply = Server::Reply(500);
+    const Outcome outcome =
+        Call({"--verbose", "report", "x", "--credentials", file, "--user-id", "other"});
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_EQ((outcome.out + outcome.err).find("canary"), std::string::npos);
+    EXPECT_EQ(GetLastBody()["mirel_access_token"], "canary=1");
+    EXPECT_EQ(GetLastBody()["custom_bearer"], "canary2");
+    EXPECT_EQ(GetLastBody()["mirel_user_id"], "other");
+    EXPECT_EQ(GetLastBody()["mirel_api_url"], "");
+    for (const fs::perms right : {fs::perms::group_read, fs::perms::others_write}) {
+        fs::permissions(file, fs::perms::owner_read | right);
+        EXPECT_THAT(Call({"ask", "x", "--credentials", file}).err, HasSubstr("chmod 600"));
+    }
+    const std::string wrong = MakeFile("wrong", "custom_bearer=x\ntoken=canary\n");
+    fs::permissions(wrong, fs::perms::owner_read);
+    EXPECT_THAT(Call({"ask", "x", "--credentials", wrong}).err,
+                AllOf(HasSubstr("wrong: line 2 is none of"), testing::Not(HasSubstr("canary"))));
+    EXPECT_EQ(m_server.GetRequests().size(), 1U);
+}
+
+TEST_F(ServiceCommands, ListTheModels) {
+    m_reply = Server::Reply(200, {},
+                            R"({"imageToImage":[{"modelName":"I","modelDescription":"D",)"
+                            R"("modelKey":"K","modelClass":"C","modelPollStartMS":1,)"
+                            R"("modelMaxDimension":2,"modelMinDimension":1,)"
+                            R"("modelPixelAlignment":32,"modelAllowedWidths":[5],)"
+                            R"("modelAllowedHeights":[],"modelMustBeSquare":true}]})");
+    EXPECT_THAT(Call({"catalogue"}).out, HasSubstr("1 to 2 pixels, multiples of 32, square. D\n"));
+    EXPECT_THAT(Call({"catalog", "--json"}).out,
+                AllOf(StartsWith(R"({"imageToImage":[{"modelAllowedHeights":[],"model)"),
+                      HasSubstr(R"("textToImage":[]})")));
+    const std::size_t asked = m_server.GetRequests().size();
+    EXPECT_THAT(Call({"catalogue", "--offline"}).out, HasSubstr("Halcyon Prime"));
+    EXPECT_EQ(m_server.GetRequests().size(), asked);
+    m_reply = Server::Reply(404);
+    const Outcome without = Call({"catalogue"});
+    EXPECT_EQ(without.code, 0);
+    EXPECT_THAT(without.out, HasSubstr("Halcyon Prime"));
+    EXPECT_THAT(without.err, HasSubstr("the service does not tell"));
+}
+
+TEST_F(ServiceCommands, SayWhatIsWrong) {
+    m_reply = Server::Reply(503);
+    EXPECT_EQ(Call({"ask", "x"}).err, "learning: An unknown error occured - please try again.\n");
+    const std::string https = "https://localhost:" + std::to_string(m_server.GetPort()) + "/v1/";
+    EXPECT_THAT(Testing::Run({"ask", "x", "--service", https}).err,
+                AllOf(HasSubstr("A communications failure occured"), HasSubstr("certificate"),
+                      HasSubstr("--certificate names")));
+    EXPECT_THAT(Testing::Run({"ask", "x", "--service", "[::1]:1"}).err, HasSubstr("connect"));
+    for (const char* const place :
+         {"http://localhost:8080/", ":1", "host:", "host:0", "h:65536", "h:1x", "https://"}) {
+        const Outcome outcome = Testing::Run({"ask", "x", "--service", place});
+        EXPECT_EQ(outcome.code, 2) << place;
+        EXPECT_THAT(outcome.err, HasSubstr(place));
+    }
+}
+
+TEST_F(ServiceCommands, SpeakTheLanguageOfTheUser) {
+    const std::string ask = " '" LEARNING_PROGRAM "' ask x --service 127.0.0.1:1 --models .";
+    const char* const german = "Bei der Datenübertragung ist ein Fehler aufgetreten";
+    const auto isGerman = [&](const std::string& variables) {
+        const Outcome outcome = Testing::RunShell(variables + ask);
+        EXPECT_EQ(outcome.code, 1);
+        return outcome.out.find(german) != std::string::npos;
+    };
+    EXPECT_TRUE(isGerman("LC_ALL=de_AT.UTF-8"));
+    EXPECT_TRUE(isGerman("LC_ALL= LANG=en_GB LANGUAGE=xx:de:en"));
+    EXPECT_FALSE(isGerman("LC_ALL=C LANGUAGE=de"));
+    EXPECT_FALSE(isGerman("LC_ALL=de LANGUAGE=en:de"));
+    EXPECT_FALSE(isGerman("LC_ALL=../../de"));
+}
+
+}  // namespace
+}  // namespace LearningApp
