@@ -14,8 +14,6 @@ namespace Service {
 
 namespace {
 
-using Kernel::Json::Value;
-
 constexpr const char* BuildKey = "client_build";
 
 void CheckHead(const Server::Request& request) {
@@ -28,9 +26,9 @@ void CheckHead(const Server::Request& request) {
     }
 }
 
-Value ParseBody(const std::string& body) {
+Kernel::Json::Value ParseBody(const std::string& body) {
     constexpr int MaxDepth = 16;
-    std::optional<Value> value = Kernel::Json::Parse(body, MaxDepth);
+    std::optional<Kernel::Json::Value> value = Kernel::Json::Parse(body, MaxDepth);
     if (!value) {
         throw Refusal(400, "the body is not well-formed JSON in UTF-8, or nests too deeply");
     }
@@ -40,7 +38,7 @@ Value ParseBody(const std::string& body) {
     return std::move(*value);
 }
 
-std::string TakeText(const Value& object, const std::string& key) {
+std::string TakeText(const Kernel::Json::Value& object, const std::string& key) {
     const auto member = object.find(key);
     if (member == object.end()) {
         throw Refusal(400, "the member \"" + key + "\" is missing");
@@ -51,14 +49,14 @@ std::string TakeText(const Value& object, const std::string& key) {
     return std::string(std::string_view(member->get_ref<const Kernel::Json::String&>()));
 }
 
-void CheckBuild(const Value& object) {
+void CheckBuild(const Kernel::Json::Value& object) {
     const auto build = object.find(BuildKey);
     if (build == object.end() || !build->is_number_integer()) {
         throw Refusal(400, std::string("the member \"") + BuildKey + "\" is missing or no integer");
     }
 }
 
-void CheckKeys(const Value& object, const Envelope& known) {
+void CheckKeys(const Kernel::Json::Value& object, const Envelope& known) {
     constexpr std::size_t MaxShown = 64;
     for (const auto& member : object.items()) {
         const std::string_view key = member.key();
@@ -70,7 +68,7 @@ void CheckKeys(const Value& object, const Envelope& known) {
 }
 
 Envelope Read(const std::string& body, const std::vector<std::string>& keys) {
-    const Value object = ParseBody(body);
+    const Kernel::Json::Value object = ParseBody(body);
     CheckBuild(object);
     Envelope envelope;
     for (const char* const key : CredentialKeys) {

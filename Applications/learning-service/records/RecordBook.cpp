@@ -12,12 +12,10 @@ namespace Service {
 
 namespace {
 
-using Kernel::Json::Value;
-
 constexpr const char* HintKey = "hint";
 constexpr std::size_t MaxRecords = std::size_t{64} << 20;  // bytes
 
-void AppendRecord(const PrivateLog& log, Value record) {
+void AppendRecord(const PrivateLog& log, Kernel::Json::Value record) {
     record["time"] = FormatLocalTime(std::chrono::system_clock::now());
     log.Append(Kernel::Json::ToString(record), MaxRecords);
 }
@@ -36,9 +34,9 @@ void RecordBook::ReadHints(const std::string& path) {
     constexpr int MaxDepth = 2;
     std::istringstream lines(ReadPrivateFile(path, MaxRecords));
     for (std::string line; std::getline(lines, line);) {
-        const std::optional<Value> record = Kernel::Json::Parse(line, MaxDepth);
+        const std::optional<Kernel::Json::Value> record = Kernel::Json::Parse(line, MaxDepth);
         if (record && record->is_object() && record->contains(HintKey)) {
-            const Value& hint = record->at(HintKey);
+            const Kernel::Json::Value& hint = record->at(HintKey);
             if (hint.is_string()) {
                 m_hints.Add(
                     std::string(std::string_view(hint.get_ref<const Kernel::Json::String&>())));
