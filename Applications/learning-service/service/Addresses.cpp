@@ -1,5 +1,6 @@
 #include "service/Addresses.h"
 
+#include <algorithm>
 #include <sstream>
 
 namespace Service {
@@ -16,7 +17,9 @@ std::vector<std::string> GetCompiledInHosts() {
     std::istringstream words(SERVICE_HOSTS);
     std::vector<std::string> hosts;
     for (std::string host; words >> host;) {
-        hosts.push_back(host);
+        if (std::ranges::find(hosts, host) == hosts.end()) {
+            hosts.push_back(host);
+        }
     }
     return hosts;
 }
