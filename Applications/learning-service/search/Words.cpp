@@ -78,7 +78,7 @@ std::string Stem(std::string word) {
 }
 
 /// One word for those that mean the same to people who ask about pictures.
-std::string Unite(std::string word) {
+std::string Unite(const std::string& word) {
     static const std::set<std::string, std::less<>> pictures{"photograph", "pictur", "imag",
                                                              "snapshot", "pic"};
     if (pictures.contains(word)) {
