@@ -123,7 +123,9 @@ TEST_F(LocalisedStringTest, KeepsItsTranslationsWhenAFileIsRefused) {
             "The translations in " + m_folder.At("texts.mo") + " can't be used: " + reason + "\n");
         EXPECT_EQ(LocalisedString("", "Open").Translate(), "Offen");
     }
+    testing::internal::CaptureStderr();
     EXPECT_FALSE(LocalisedString::SetCatalogue(m_folder.At("missing.mo")));
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("No such file"), std::string::npos);
 }
 
 TEST(Catalogue, RefusesTextsThatShareTheirBytes) {
