@@ -177,8 +177,7 @@ function(orvantis_translation language file)
     add_custom_command(OUTPUT "${catalogue}" DEPENDS "${file}" VERBATIM
         COMMAND "${MSGFMT}" --check-format "--output-file=${catalogue}" "${CMAKE_CURRENT_SOURCE_DIR}/${file}")
     add_custom_target(Translation_${language} ALL DEPENDS "${catalogue}")
-    set_target_properties(Translation_${language} PROPERTIES CATALOGUE "${catalogue}")
-    install(FILES "${catalogue}" DESTINATION "${folder}")
+    set_target_properties(Translation_${language} PROPERTIES CATALOGUE "${catalogue}" INSTALL_FOLDER "${folder}")
     set_property(GLOBAL APPEND PROPERTY ORVANTIS_TRANSLATIONS Translation_${language})
 endfunction()
 

@@ -36,6 +36,7 @@ foreach(component IN LISTS components)
     run("${folder}/build/${component}/Use${component}")
 endforeach()
 run("${consumer}")
+run("${SOURCE_DIR}/tests/consumer/run-with-service.sh" "${prefix}/bin/learning-service" "${consumer}" "${folder}/service")
 run("${prefix}/bin/learning" --models "${BUILD_DIR}/examples/models" colourise "${SOURCE_DIR}/external/photos/camera.png"
     -o "${folder}/coloured.png")
 

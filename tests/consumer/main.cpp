@@ -17,8 +17,11 @@
 #include "Kernel/Timer.h"
 #include "Kernel/Utf.h"
 #include "Kernel/ZipArchive.h"
+#include "Learning/ImageToImageAlphaMode.h"
 #include "Learning/Model.h"
 #include "Learning/ModelCache.h"
+#include "Learning/RemoteControl.h"
+#include "Learning/RemoteInference.h"
 #include "Learning/TensorBitmap.h"
 #include "Learning/TensorImages.h"
 #include "Network/DownloadCache.h"
@@ -36,6 +39,7 @@
 
 #include <array>
 #include <iostream>
+#include <string>
 
 namespace {
 
@@ -146,14 +150,63 @@ bool UseLearning() {
            outputs["y"]->GetValueAtKeyedSubscript({1, 1}) == 1.0F;
 }
 
+/// Whether the client of the inference service does what it can without one.
+bool UseRemoteInference() {
+    Learning::RemoteInference client = Learning::RemoteInference::GetInstance();
+    client.Init(false);
+    Learning::RemoteControl control;
+    control.Cancel();
+    const Learning::RemoteControl::Scope scope(control);
+    Kernel::String answer;
+    return client.InferTextToHelp("How?", "session", answer).code ==
+               Learning::RemoteInference::Result::CommunicationsFailure &&
+           client.GetDefaultImageToImageModel().modelMaxDimension == 1536 &&
+           Learning::ImageToImageAlphaModeEnumSerialiser::GetInstance().Contains(3);
+}
+
+std::string GetHost(std::string_view address) {
+    address.remove_prefix(std::string_view("https://").size());
+    return std::string(address.substr(0, address.find('/')));
+}
+
+/// Whether a service on this machine is reached at the addresses that the library knows, listeners
+/// hear of it, and the error for a catalogue that is none gets out of the library as what it is.
+bool UseService(const char* port, const char* certificate) {
+    const auto number = static_cast<std::uint16_t>(std::stoi(port));
+    const Network::ScopedRoute catalogue(GetHost(CONFIG_URL), "127.0.0.1", number);
+    const Network::ScopedRoute service(GetHost(SERVICE_URL), "127.0.0.1", number);
+    Network::SetCertificateAuthorities(certificate);
+    Network::SetProxy("");
+    Learning::RemoteInference& client = Learning::RemoteInference::GetInstance();
+    int ended = 0;
+    const auto registration = client.Register([&ended](const Kernel::Notification& heard) {
+        using Ended = Learning::RemoteInferenceEndedNotification;
+        ended += dynamic_cast<const Ended*>(&heard) != nullptr ? 1 : 0;
+    });
+    Kernel::String answer;
+    if (!client.InferTextToHelp("How do I sharpen a photograph?", "", answer).IsSuccess()) {
+        return false;
+    }
+    try {
+        client.Init(true);
+    } catch (const nlohmann::json::type_error&) {
+        return ended == 1 && answer.size() > 100;
+    }
+    return false;
+}
+
 }  // namespace
 
-int main() {
+int main(int count, char** arguments) {
     UseKernel();
     UseStreams();
     try {
+        if (count > 2) {
+            return UseService(arguments[1], arguments[2]) ? 0 : 1;
+        }
         const bool isGood = UseTranslations() && UseNotifications() && UseRaster() &&
-                            UseNetwork() && UseLearning() && UseTensorBitmaps();
+                            UseNetwork() && UseRemoteInference() && UseLearning() &&
+                            UseTensorBitmaps();
         return isGood ? 0 : 1;
     } catch (const std::exception& error) {
         std::cerr << error.what() << '\n';
