@@ -17,7 +17,7 @@ namespace {
 using Kernel::Json::Value;
 
 constexpr const char* CacheKey = "com.mirel.orvantis.remote_inference_config";
-constexpr std::uint64_t MaximumSize = std::uint64_t{16} << 20;
+constexpr std::uint64_t MaximumCatalogueSize = std::uint64_t{16} << 20;
 
 std::optional<Value> Download() {
     Network::DownloadCache& cache = Network::DownloadCache::Instance();
@@ -25,7 +25,7 @@ std::optional<Value> Download() {
     const Kernel::String path = cache.DownloadSync({ConfigUrl, CacheKey});
     const auto file = Kernel::FileInStream::Open(path);
     // More is no list of models, and would take tens of times the memory.
-    return file->GetSize() <= MaximumSize ? Kernel::Json::Parse(*file) : std::nullopt;
+    return file->GetSize() <= MaximumCatalogueSize ? Kernel::Json::Parse(*file) : std::nullopt;
 }
 
 }  // namespace

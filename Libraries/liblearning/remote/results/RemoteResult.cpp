@@ -60,7 +60,7 @@ std::int32_t ReadInteger(std::string_view text) {
 // The texts are the keys of their translations: their spelling stays as it is.
 
 /// The text for each code but CreditsCooldown, by its number.
-constexpr std::array<Translatable, 17> Messages{
+constexpr std::array<Translatable, 17> ResultMessages{
     Translatable("Remote inference", "Success"),
     Translatable("Remote inference",
                  "Your request was rejected by the content filter, please try a different request."
@@ -154,7 +154,7 @@ Kernel::LocalisedString RemoteResult::GetUserMessage() const {
         return DescribeCooldown(seconds);
     }
     const auto index = static_cast<std::size_t>(code);
-    return code >= 0 && index < Messages.size() ? Kernel::LocalisedString(Messages[index])
+    return code >= 0 && index < ResultMessages.size() ? Kernel::LocalisedString(ResultMessages[index])
                                                 : Kernel::LocalisedString();
 }
 
