@@ -93,6 +93,23 @@ TEST_F(ServiceCommands, SendCredentialsAndKeepThemToThemselves) {
     EXPECT_EQ(m_server.GetRequests().size(), 1U);
 }
 
+TEST_F(ServiceCommands, TakeABearerFromTheEnvironment) {
+    const std::string ask =
+        " '" LEARNING_PROGRAM "' report x --models . --verbose --certificate '" + m_authority +
+        "' --service 127.0.0.1:" + std::to_string(m_server.GetPort());
+    const std::string trace = "Learning: Custom inference bearer: ";
+    for (const std::string bearer : {"b c", ""}) {  // a variable that is empty is there, too
+        const Outcome outcome =
+            Testing::RunShell("OrvantisCustomInferenceBearer='" + bearer + "'" + ask);
+        EXPECT_THAT(outcome.out, HasSubstr(trace + bearer + '\n'));
+        EXPECT_EQ(GetLastBody()["custom_bearer"], bearer.c_str());
+    }
+    EXPECT_THAT(Testing::RunShell("OrvantisCustomInferenceBearer=x" + ask + " --bearer y").out,
+                HasSubstr(trace + "x\n"));
+    EXPECT_EQ(GetLastBody()["custom_bearer"], "y");
+    EXPECT_THAT(Testing::RunShell(ask).out, testing::Not(HasSubstr("bearer")));
+}
+
 TEST_F(ServiceCommands, ListTheModels) {
     m_reply = Server::Reply(200, {},
                             R"({"imageToImage":[{"modelName":"I","modelDescription":"D",)"

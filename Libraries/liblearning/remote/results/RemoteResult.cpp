@@ -154,8 +154,9 @@ Kernel::LocalisedString RemoteResult::GetUserMessage() const {
         return DescribeCooldown(seconds);
     }
     const auto index = static_cast<std::size_t>(code);
-    return code >= 0 && index < ResultMessages.size() ? Kernel::LocalisedString(ResultMessages[index])
-                                                : Kernel::LocalisedString();
+    return code >= 0 && index < ResultMessages.size()
+               ? Kernel::LocalisedString(ResultMessages[index])
+               : Kernel::LocalisedString();
 }
 
 }  // namespace Learning
