@@ -333,10 +333,16 @@ bool Transfer::TakeHeader(std::string_view line) {
     return m_redirect.empty();
 }
 
+/// Whether the response says that it is a part of a document. To a request that sends one, 206
+/// means no more than any other status.
+bool Transfer::IsPart() const noexcept {
+    return m_head.GetStatus() == 206 && !SendsBody(m_request.method);
+}
+
 /// Throws for a response that holds something else than what was asked for, before a byte of it
 /// reaches the sink.
 void Transfer::CheckRange() const {
-    const bool isPart = m_head.GetStatus() == 206;
+    const bool isPart = IsPart();
     if (m_request.fencepost == Http::Fencepost::None) {
         if (isPart) {
             throw Http::Exception("the server sends a part, which was not asked for");
@@ -377,7 +383,7 @@ void Transfer::CheckLength() const {
         return;
     }
     const auto range = m_head.GetRange();
-    if (status == 206 && range && m_progress.received != range->last + 1 - range->first) {
+    if (IsPart() && range && m_progress.received != range->last + 1 - range->first) {
         throw Http::Exception("the server sends a part of another size than it says");
     }
     // Not by the header alone: its value may be out of range.

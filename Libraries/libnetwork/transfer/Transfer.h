@@ -91,6 +91,7 @@ private:
     void CheckSilence() const;
 
     bool TakeHeader(std::string_view line);
+    bool IsPart() const noexcept;
     void CheckRange() const;
     void CheckLength() const;
     void TakeBody(std::span<const std::byte> bytes);

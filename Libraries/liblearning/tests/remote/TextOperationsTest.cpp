@@ -138,6 +138,7 @@ TEST_F(TextOperations, EndWithAResultWhateverTheServiceDoes) {
     } cases[] = {
         {"error", Reply(500, {}, "x"), Unknown},
         {"created", Reply(201, {}, "x"), Unknown},
+        {"part", Reply(206, {{"Content-Range", "bytes 0-8/9"}}, "x"), Unknown},
         {"no content", {Send{FormatHead(204, {})}, Server::Close{}}, Unknown},
         {"redirect", Reply(307, {{"Location", elsewhere}}, "x"), Unknown},
         {"no HTTP", {Send{"SSH-2.0-x\r\n"}, Server::Close{}}, Broken},
