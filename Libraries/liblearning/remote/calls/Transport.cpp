@@ -14,10 +14,13 @@ constexpr int Patience = 120;     // seconds: services think
 constexpr int StallTimeout = 20;  // seconds
 constexpr std::uint64_t MaximumReplySize = std::uint64_t{16} << 20;
 
-/// Counts bytes, and keeps none.
+/// Counts bytes, and keeps none. Throws Kernel::Aborted once the operation is to end.
 class CountingOutStream final : public Kernel::OutStream {
 public:
-    void Write(std::span<const std::byte> bytes) override { m_count += bytes.size(); }
+    void Write(std::span<const std::byte> bytes) override {
+        Kernel::ThrowIfAborted(ControlInForce::GetFlag());
+        m_count += bytes.size();
+    }
     std::uint64_t GetCount() const noexcept { return m_count; }
 
 private:

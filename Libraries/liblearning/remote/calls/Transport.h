@@ -22,8 +22,8 @@ struct ServiceReply {
 
 /// Sends `body` to the operation `name`, by the rules of all remote operations: the address is that
 /// of the service and the name, the service may take its time to answer, and an answer of more than
-/// 16 MiB is none. Throws Network::Http::Exception if there is no whole answer or the operation is
-/// to end, and std::bad_alloc.
+/// 16 MiB is none. Throws Network::Http::Exception if there is no whole answer, that or
+/// Kernel::Aborted if the operation is to end, and std::bad_alloc.
 ServiceReply PostToService(const char* name, const Kernel::Json::Value& body);
 
 }  // namespace Learning

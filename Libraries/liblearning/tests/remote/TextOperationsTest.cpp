@@ -283,6 +283,15 @@ TEST_F(TextOperations, EndWhenTheyAreToldTo) {
     }
 }
 
+TEST_F(TextOperations, EndBeforeALongTextIsSent) {
+    const Kernel::String text(std::size_t{100} << 20, 'x');
+    RemoteControl control([&control](const RemotePhase&) { control.Cancel(); });
+    const RemoteControl::Scope scope(control);
+    const Clock::time_point begin = Clock::now();
+    EXPECT_EQ(m_client.RecordMCPHint(text).code, Broken);
+    EXPECT_LT(Clock::now() - begin, 1s);
+}
+
 TEST_F(TextOperations, TellTheirControlsWhatTheyAreAbout) {
     Serve(Server::Reply(200, {}, "Thus."));
     std::string heard;
