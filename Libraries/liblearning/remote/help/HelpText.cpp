@@ -21,11 +21,14 @@ constexpr std::array<Replacement, 5> Replacements{{
 }};
 
 /// Replaces what can be found from left to right without looking at what was inserted.
-std::string Replace(std::string_view text, const Replacement& replacement) {
+std::string Replace(std::string_view text, const Replacement& replacement,
+                    Kernel::AbortFlag abort) {
     std::string result;
     result.reserve(text.size());
+    Kernel::ThrowIfAborted(abort);
     for (std::size_t at = text.find(replacement.from); at != std::string_view::npos;
          at = text.find(replacement.from)) {
+        Kernel::ThrowIfAborted(abort);
         result += text.substr(0, at);
         result += replacement.to;
         text.remove_prefix(at + replacement.from.size());
@@ -35,11 +38,11 @@ std::string Replace(std::string_view text, const Replacement& replacement) {
 
 }  // namespace
 
-Kernel::String CleanHelpText(std::string_view answer) {
+Kernel::String CleanHelpText(std::string_view answer, Kernel::AbortFlag abort) {
     constexpr const char* WhiteSpace = " \t\n\v\f\r";
     std::string text(answer);
     for (const Replacement& replacement : Replacements) {
-        text = Replace(text, replacement);
+        text = Replace(text, replacement, abort);
     }
     const std::size_t start = text.find_first_not_of(WhiteSpace);
     const std::size_t end = text.find_last_not_of(WhiteSpace);

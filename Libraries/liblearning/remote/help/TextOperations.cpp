@@ -6,6 +6,7 @@
 #include "remote/calls/CallService.h"
 #include "remote/calls/InferenceCallScope.h"
 #include "remote/calls/Transport.h"
+#include "remote/control/ControlInForce.h"
 #include "remote/help/HelpText.h"
 
 namespace Learning {
@@ -29,7 +30,7 @@ RemoteResult RemoteInference::InferTextToHelp(Kernel::String prompt, Kernel::Str
         body["session"] = std::move(session);
         const ServiceReply reply = PostToService("textToHelp", body);
         if (reply.status == Done) {
-            answer = CleanHelpText(reply.GetText());
+            answer = CleanHelpText(reply.GetText(), ControlInForce::GetFlag());
         }
         return MakeResult(reply.status == Done);
     });

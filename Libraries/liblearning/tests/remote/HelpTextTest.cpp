@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <string>
 
 namespace Learning {
@@ -36,6 +37,11 @@ TEST(HelpText, IsCleanedStepByStep) {
                   std::string_view("A" + std::string(lengths[length], '\n') + "B"))
             << length;
     }
+}
+
+TEST(HelpText, EndsWhenItIsToldTo) {
+    const std::atomic<bool> abort = true;
+    EXPECT_THROW(CleanHelpText("one", &abort), Kernel::Aborted);
 }
 
 }  // namespace
