@@ -17,19 +17,21 @@ namespace Learning {
 template <class Operation>
 RemoteResult CallService(const Operation& operation) noexcept {
     try {
-        Kernel::ThrowIfAborted(ControlInForce::GetFlag());
-        return operation();
-    } catch (const Kernel::Aborted&) {
-        return {RemoteResult::CommunicationsFailure, {}};
-    } catch (const std::exception& error) {
-        // The result tells the user, and nobody what the reason is.
-        if (!Kernel::IsSet(ControlInForce::GetFlag())) {
-            Kernel::Log::Write("[Remote inference] %1\n", Kernel::MakePrintable(error.what()));
+        try {
+            Kernel::ThrowIfAborted(ControlInForce::GetFlag());
+            return operation();
+        } catch (const Kernel::Aborted&) {
+            // The host knows.
+        } catch (const std::exception& error) {
+            // The result tells the user, and nobody what the reason is.
+            if (!Kernel::IsSet(ControlInForce::GetFlag())) {
+                Kernel::Log::Write("[Remote inference] %1\n", Kernel::MakePrintable(error.what()));
+            }
         }
-        return {RemoteResult::CommunicationsFailure, {}};
     } catch (...) {
-        return {RemoteResult::CommunicationsFailure, {}};
+        // Of any type; or there is no memory to tell of it.
     }
+    return {RemoteResult::CommunicationsFailure, {}};
 }
 
 }  // namespace Learning

@@ -3,6 +3,7 @@
 
 #include "modelcache/ModelOutcomes.h"
 #include "support/Threads.h"
+#include "tests/Allocations.h"
 #include "tests/modelcache/DownloadTesting.h"
 
 #include <gmock/gmock.h>
@@ -10,31 +11,9 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
-#include <new>
 #include <optional>
 #include <stdexcept>
 #include <thread>
-
-namespace {
-
-/// How many more allocations of the thread succeed before one fails; negative: all do.
-thread_local int AllocationsLeft = -1;
-
-}  // namespace
-
-// Not inlined: g++ would see half of a pair and take it for a mistake.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-    void* const memory =
-        AllocationsLeft >= 0 && AllocationsLeft-- == 0 ? nullptr : std::malloc(size);
-    return memory != nullptr ? memory : throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept {
-    std::free(memory);
-}
 
 namespace Learning {
 namespace {
@@ -134,7 +113,7 @@ TEST_F(DownloadTest, EndsWhereverMemoryRunsOut) {
         for (int count = 0; count < 60; ++count) {
             m_cache.DownloadModel(Type, [&, isFirst = true](const auto& progress, auto) mutable {
                 if (progress.received > 0 && std::exchange(isFirst, false)) {
-                    AllocationsLeft = count;
+                    allocationsLeft = count;
                 }
             });
             const ModelOutcome outcome = m_cache.GetOutcome(Type);

@@ -3,11 +3,14 @@
 #include "Kernel/Json.h"
 #include "Learning/RemoteControl.h"
 
+#include "remote/calls/CallService.h"
 #include "support/Threads.h"
 #include "support/linux/LeakCheck.h"
+#include "tests/Allocations.h"
 #include "tests/remote/RemoteTest.h"
 
 #include <chrono>
+#include <stdexcept>
 #include <thread>
 
 namespace Learning {
@@ -281,6 +284,16 @@ TEST_F(TextOperations, EndWhenTheyAreToldTo) {
         }
         m_server = nullptr;
     }
+}
+
+TEST_F(TextOperations, EndWithAResultWithoutMemoryToTellOfIt) {
+    const auto fail = []() -> RemoteResult {
+        const std::runtime_error error("there is no service");
+        allocationsLeft = 0;
+        throw error;
+    };
+    EXPECT_EQ(CallService(fail).code, Broken);
+    EXPECT_EQ(allocationsLeft, -1);
 }
 
 TEST_F(TextOperations, EndBeforeALongTextIsSent) {
