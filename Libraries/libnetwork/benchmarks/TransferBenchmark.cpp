@@ -9,15 +9,14 @@
 
 #include "curl/Curl.h"
 #include "support/linux/ProcessStatus.h"
+#include "support/linux/ServerProcess.h"
 
 #include <arpa/inet.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -45,44 +44,6 @@ void Check(bool isDone, const char* what) {
         std::exit(1);
     }
 }
-
-/// A server in another process.
-class OtherProcess {
-public:
-    OtherProcess(Server::ScriptedServer::Options options, const Script& script)
-        : m_scheme(options.identity ? "https" : "http") {
-        int ends[2];
-        Check(pipe(ends) == 0, "no pipe");
-        m_process = fork();
-        if (m_process == 0) {
-            const Server::ScriptedServer server(std::move(options),
-                                                [&](const Server::Request&) { return script; });
-            const int port = server.GetPort();
-            Check(write(ends[1], &port, sizeof port) == sizeof port, "no reader");
-            for (;;) {
-                pause();
-            }
-        }
-        Check(read(ends[0], &m_port, sizeof m_port) == sizeof m_port, "no server");
-        close(ends[0]);
-        close(ends[1]);
-    }
-    OtherProcess(const OtherProcess&) = delete;
-    OtherProcess& operator=(const OtherProcess&) = delete;
-    ~OtherProcess() {
-        kill(m_process, SIGKILL);
-        waitpid(m_process, nullptr, 0);
-    }
-
-    std::string GetAddress() const {
-        return m_scheme + "://127.0.0.1:" + std::to_string(m_port) + "/";
-    }
-
-private:
-    const std::string m_scheme;
-    pid_t m_process = 0;
-    int m_port = 0;
-};
 
 /// A port to which connections are never completed: the queue of its only listener is full.
 class FullPort {
@@ -229,13 +190,16 @@ int main() {
     const Server::CertificateAuthority authority;
     Server::ScriptedServer::Options encrypted;
     encrypted.identity = authority.Issue();
+    const auto play = [](const Script& script) {
+        return [script](const Server::Request&) { return script; };
+    };
     const Script silence{Server::WaitForClient};
-    const OtherProcess waiting(encrypted, silence);
-    const OtherProcess silent(Greet(silence), {});
-    const OtherProcess answering({}, Server::Reply(200, {}, "{}"));
-    const OtherProcess dripping(
-        encrypted, {Server::Send{Server::FormatHead(200, {{"Content-Length", "1000000"}})},
-                    Server::Drip{std::string(1'000'000, 'x'), 1, 1ms}});
+    const Support::ServerProcess waiting(encrypted, play(silence));
+    const Support::ServerProcess silent(Greet(silence), play({}));
+    const Support::ServerProcess answering({}, play(Server::Reply(200, {}, "{}")));
+    const Support::ServerProcess dripping(
+        encrypted, play({Server::Send{Server::FormatHead(200, {{"Content-Length", "1000000"}})},
+                         Server::Drip{std::string(1'000'000, 'x'), 1, 1ms}}));
     const FullPort full;
 
     const std::string file = std::filesystem::temp_directory_path() / "orvantis-authority.pem";
