@@ -1,7 +1,7 @@
 #!/bin/bash
 # Measures this project beside its peers, in the release preset: Google Benchmark's figures for each
 # library, a table of the work on pixels, then the opening of models and the installation of a package
-# in fresh processes, with the memory of requests and the time until they are cancelled in between.
+# in fresh processes, with requests and remote operations in between.
 # Usage: tools/bench.sh [FILTER]
 #   FILTER   a regular expression of Google Benchmark's; leaves the table and the fresh processes out
 # Nothing else should run on the machine meanwhile.
@@ -151,6 +151,8 @@ if [ $# -eq 0 ]; then
     compare_opening
     printf '\nRequests\n'
     $build/bin/TransferBenchmark 2> /dev/null
+    printf '\nRemote operations\n'
+    $build/bin/RemoteBenchmark
     unpack_networks
     compare_starting  # before what fills the disk, since a result is safe on the disk
     compare_installing

@@ -1,0 +1,414 @@
+// What remote operations cost the host, beside libcurl alone. Usage:
+//     RemoteBenchmark [PART]...
+//
+// PART is "calls" (the time of a call), "init" (the compiled-in catalogue), "body" (memory for a
+// large one) or "many" (calls at once); without one all are measured. Each measurement has a
+// process of its own, and so has the service, with a certificate that an authority among those of
+// the system has signed.
+
+#include "Learning/RemoteInference.h"
+#include "Network/Routes.h"
+#include "Network/Settings.h"
+#include "Server/ScriptedServer.h"
+
+#include "benchmarks/BareService.h"
+#include "support/linux/ProcessStatus.h"
+#include "support/linux/ServerProcess.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <barrier>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Learning::RemoteInference;
+using Clock = std::chrono::steady_clock;
+
+constexpr int Calls = 500;  // pairs, after those that warm up
+constexpr int WarmCalls = 20;
+constexpr int Initialisations = 20;
+constexpr int ManyCount = 64;
+constexpr int ManyRounds = 15;
+constexpr std::size_t PromptSize = std::size_t{20} << 20;
+
+constexpr const char* Question = "How do I sharpen a photograph?";
+constexpr const char* Session = "6f1c9a52-6f5e-4d0e-9f0a-3f8f0a3a2b11";
+
+void Check(bool isDone, const char* what) {
+    if (!isDone) {
+        std::fprintf(stderr, "RemoteBenchmark: %s\n", what);
+        std::exit(1);
+    }
+}
+
+double GetMedian(std::vector<double> values) {
+    std::ranges::nth_element(values, values.begin() + static_cast<int>(values.size() / 2));
+    return values[values.size() / 2];
+}
+
+std::string GetHost() {
+    std::string host = ORVANTIS_SERVICE_URL;
+    host.erase(0, std::string("https://").size());
+    return host.substr(0, host.find_first_of("/:"));
+}
+
+/// The system's authorities and one more, in a file.
+class Authorities {
+public:
+    Authorities() {
+        std::ofstream file(m_path);
+        if (const char* const system = curl_version_info(CURLVERSION_NOW)->cainfo) {
+            file << std::ifstream(system).rdbuf();
+        }
+        file << m_own.GetCertificate();
+    }
+    Authorities(const Authorities&) = delete;
+    Authorities& operator=(const Authorities&) = delete;
+    ~Authorities() { std::filesystem::remove(m_path); }
+
+    const std::string& GetPath() const noexcept { return m_path; }
+    Server::ScriptedServer::Options MakeOptions() const {
+        Server::ScriptedServer::Options options;
+        options.identity = m_own.Issue(Server::CertificateAuthority::Flaw::None, {GetHost()});
+        options.maxRecorded = 0;
+        return options;
+    }
+
+private:
+    const Server::CertificateAuthority m_own;
+    const std::string m_path = std::filesystem::temp_directory_path() /
+                               ("orvantis-authorities-" + std::to_string(getpid()) + ".pem");
+};
+
+/// Answers requests for hints with all that has come, and others with a text.
+Server::Script Answer(const Server::Request& request) {
+    if (!request.target.ends_with("textToMCPHints")) {
+        return Server::ReplyAndKeep(200, {}, std::string(1'500, 'x'));
+    }
+    std::string echo = request.method + " " + request.target + "\r\n";
+    for (const auto& [name, value] : request.headers) {
+        echo += name + ": " + value + "\r\n";
+    }
+    return Server::ReplyAndKeep(200, {}, echo + "\r\n" + request.body);
+}
+
+/// The service as both ways see it.
+class World {
+public:
+    World(const Authorities& authorities, int port)
+        : m_route(GetHost(), "127.0.0.1", static_cast<std::uint16_t>(port)),
+          m_bare{ORVANTIS_SERVICE_URL, GetHost() + "::127.0.0.1:" + std::to_string(port),
+                 authorities.GetPath()} {
+        Network::SetCertificateAuthorities(authorities.GetPath());
+        Network::SetProxy("");
+        client.SetMirelAccessTokens("https://api.orvantis.example/", std::string(600, 't'), "4711");
+    }
+
+    const Bare::Service& GetBare() const noexcept { return m_bare; }
+
+    void Ask(const Kernel::String& prompt = Question) const {
+        Kernel::String answer;
+        Check(client.InferTextToHelp(prompt, Session, answer).IsSuccess(), "a call has failed");
+    }
+
+    RemoteInference& client = RemoteInference::GetInstance();
+
+private:
+    const Network::ScopedRoute m_route;
+    const Bare::Service m_bare;
+};
+
+/// The body of Ask(), which is that of a request for hints, too. Both ways must send the same
+/// bytes.
+std::string LearnBody(const World& world) {
+    constexpr const char* Operation = "textToMCPHints";
+    Kernel::String echo;
+    Check(world.client.InferTextToMCPHints(Question, Session, echo).IsSuccess(), "no echo");
+    const std::string sent(echo.c_str(), echo.size());
+    const std::string body = sent.substr(sent.find("\r\n\r\n") + 4);
+    Check(Bare::Call(world.GetBare(), Operation).Post(body) == sent, "the peer sends other bytes");
+    return body;
+}
+
+/// Calls `measure` in another process and returns its figures, of which there are `count`.
+std::vector<double> MeasureAlone(std::size_t count,
+                                 const std::function<std::vector<double>()>& measure) {
+    int ends[2];
+    Check(pipe(ends) == 0, "no pipe");
+    const pid_t process = fork();
+    if (process == 0) {
+        const std::vector<double> figures = measure();
+        const auto size = static_cast<ssize_t>(figures.size() * sizeof(double));
+        _exit(write(ends[1], figures.data(), static_cast<std::size_t>(size)) == size ? 0 : 1);
+    }
+    close(ends[1]);
+    std::vector<double> figures(count);
+    const auto size = static_cast<ssize_t>(count * sizeof(double));
+    Check(read(ends[0], figures.data(), static_cast<std::size_t>(size)) == size,
+          "a measurement has failed");
+    close(ends[0]);
+    waitpid(process, nullptr, 0);
+    return figures;
+}
+
+/// Seconds, by the clock and of a processor.
+struct Times {
+    double passed = 0;
+    double used = 0;
+};
+
+double GetSeconds(clockid_t clock) {
+    timespec time{};
+    clock_gettime(clock, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+/// `processor` is the clock of a thread or of the process.
+template <class Work>
+Times Measure(clockid_t processor, const Work& work) {
+    const auto start = Clock::now();
+    const double before = GetSeconds(processor);
+    work();
+    return {std::chrono::duration<double>(Clock::now() - start).count(),
+            GetSeconds(processor) - before};
+}
+
+/// What two ways have taken in turns.
+class Pairs {
+public:
+    /// Each is first every other time.
+    template <class Ours, class Peer>
+    void Add(clockid_t processor, const Ours& ours, const Peer& peer) {
+        const bool isFirst = m_ours.size() % 2 == 0;
+        const Times early = isFirst ? Measure(processor, ours) : Measure(processor, peer);
+        const Times late = isFirst ? Measure(processor, peer) : Measure(processor, ours);
+        m_ours.push_back(isFirst ? early : late);
+        m_peer.push_back(isFirst ? late : early);
+    }
+
+    void Print(const char* title, double Times::*time) const {
+        std::vector<double> ours;
+        std::vector<double> peer;
+        std::vector<double> differences;
+        std::vector<double> ratios;
+        for (std::size_t i = 0; i < m_ours.size(); ++i) {
+            ours.push_back(m_ours[i].*time);
+            peer.push_back(m_peer[i].*time);
+            differences.push_back(ours.back() - peer.back());
+            ratios.push_back(ours.back() / peer.back());
+        }
+        std::printf("%-26s %8.0f us, libcurl %8.0f us, difference %6.0f us, ratio %.3f\n", title,
+                    GetMedian(ours) * 1e6, GetMedian(peer) * 1e6, GetMedian(differences) * 1e6,
+                    GetMedian(ratios));
+    }
+
+private:
+    std::vector<Times> m_ours;
+    std::vector<Times> m_peer;
+};
+
+using Place = Support::ServerProcess;
+
+/// The time of a call, of which what it takes beyond the peer's is the library's own.
+void MeasureCalls(const Authorities& authorities, const Place& service, const Place&) {
+    MeasureAlone(0, [&] {
+        const World world(authorities, service.GetPort());
+        const std::string body = LearnBody(world);
+        Bare::Call bare(world.GetBare(), "textToHelp");
+        for (int i = 0; i < WarmCalls; ++i) {
+            world.Ask();
+            bare.Post(body);
+        }
+        Pairs pairs;
+        for (int i = 0; i < Calls; ++i) {
+            pairs.Add(
+                CLOCK_THREAD_CPUTIME_ID, [&] { world.Ask(); }, [&] { bare.Post(body); });
+        }
+        pairs.Print("a call, processor time", &Times::used);
+        pairs.Print("a call, by the clock", &Times::passed);
+        std::fflush(stdout);
+        return std::vector<double>();
+    });
+}
+
+/// Init(false), the first of a process and one after it.
+void MeasureInit(const Authorities&, const Place&, const Place&) {
+    std::vector<double> first;
+    std::vector<double> later;
+    for (int i = 0; i < Initialisations; ++i) {
+        const std::vector<double> times = MeasureAlone(2, [] {
+            std::vector<double> figures;
+            for (int round = 0; round < 2; ++round) {
+                RemoteInference client = RemoteInference::GetInstance();
+                figures.push_back(
+                    Measure(CLOCK_THREAD_CPUTIME_ID, [&] { client.Init(false); }).passed);
+                Check(!client.GetTextToImageModels().empty(), "there is no catalogue");
+            }
+            return figures;
+        });
+        first.push_back(times[0]);
+        later.push_back(times[1]);
+    }
+    std::printf("Init(false), medians of %d processes: %.0f us, again %.0f us\n", Initialisations,
+                GetMedian(first) * 1e6, GetMedian(later) * 1e6);
+}
+
+/// By how many bytes memory grows at its peak during `work`.
+template <class Work>
+double MeasurePeak(const Work& work) {
+    std::ofstream("/proc/self/clear_refs") << "5";  // the peak starts anew, see proc(5)
+    const std::int64_t idle = Support::GetMemoryStatus("VmRSS:");
+    Check(Support::GetMemoryStatus("VmHWM:") < idle + 500'000, "the peak does not start anew");
+    work();
+    return static_cast<double>(Support::GetMemoryStatus("VmHWM:") - idle);
+}
+
+/// The memory for a large prompt, besides the prompt; the peer is given the text of its body.
+void MeasureBody(const Authorities& authorities, const Place& service, const Place&) {
+    const double ours = MeasureAlone(1, [&] {
+        const World world(authorities, service.GetPort());
+        world.Ask();  // what is loaded once
+        const Kernel::String prompt(PromptSize, 'x');
+        return std::vector<double>{MeasurePeak([&] { world.Ask(prompt); })};
+    })[0];
+    const double peer = MeasureAlone(1, [&] {
+        const World world(authorities, service.GetPort());
+        Bare::Call bare(world.GetBare(), "textToHelp");
+        const std::string body = LearnBody(world);
+        bare.Post(body);
+        return std::vector<double>{MeasurePeak([&] {
+            std::string text;
+            text.reserve(PromptSize + 100);
+            text.append(R"({"prompt":")").append(PromptSize, 'x').append("\"}");
+            bare.Post(text);
+        })};
+    })[0];
+    std::printf("a prompt of 20 MiB: %.0f kB at its peak, libcurl with the whole body %.0f kB\n",
+                ours / 1e3, peer / 1e3);
+}
+
+/// Threads of a host that make a call each at the same time, again and again.
+class Crowd {
+public:
+    explicit Crowd(const World& world) {
+        for (int i = 0; i < ManyCount; ++i) {
+            m_threads.emplace_back([this, &world] {
+                for (;;) {
+                    m_start.arrive_and_wait();
+                    if (m_isEnding) {
+                        return;
+                    }
+                    world.Ask();
+                    m_end.arrive_and_wait();
+                }
+            });
+        }
+    }
+    Crowd(const Crowd&) = delete;
+    Crowd& operator=(const Crowd&) = delete;
+    ~Crowd() {
+        m_isEnding = true;
+        m_start.arrive_and_wait();
+        for (std::thread& thread : m_threads) {
+            thread.join();
+        }
+    }
+
+    void Ask() {
+        m_start.arrive_and_wait();
+        m_end.arrive_and_wait();
+    }
+
+private:
+    std::barrier<> m_start{ManyCount + 1};
+    std::barrier<> m_end{ManyCount + 1};
+    bool m_isEnding = false;
+    std::vector<std::thread> m_threads;
+};
+
+/// Memory and processor time of many calls that the service answers once all are there. Threads of
+/// the host count as the library's.
+void MeasureMany(const Authorities& authorities, const Place& service, const Place& gathering) {
+    const double ours = MeasureAlone(1, [&] {
+        World(authorities, service.GetPort()).Ask();  // what is loaded once
+        const World world(authorities, gathering.GetPort());
+        std::unique_ptr<Crowd> crowd;
+        return std::vector<double>{MeasurePeak([&] {
+            crowd = std::make_unique<Crowd>(world);
+            crowd->Ask();
+        })};
+    })[0];
+    const double peer = MeasureAlone(1, [&] {
+        Bare::Calls bare;
+        const World first(authorities, service.GetPort());
+        const std::string body = LearnBody(first);
+        bare.Set(first.GetBare(), "textToHelp", 1);
+        bare.Post(body);  // what is loaded once
+        const World world(authorities, gathering.GetPort());
+        return std::vector<double>{MeasurePeak([&] {
+            bare.Set(world.GetBare(), "textToHelp", ManyCount);
+            bare.Post(body);
+        })};
+    })[0];
+    std::printf("%d calls at once: %.0f kB each at the peak, libcurl %.0f kB\n", ManyCount,
+                ours / 1e3 / ManyCount, peer / 1e3 / ManyCount);
+    std::fflush(stdout);
+    MeasureAlone(0, [&] {
+        const std::string body = LearnBody(World(authorities, service.GetPort()));
+        const World world(authorities, gathering.GetPort());
+        Crowd crowd(world);
+        Bare::Calls bare;
+        bare.Set(world.GetBare(), "textToHelp", ManyCount);
+        const auto askBare = [&] { bare.Post(body); };
+        crowd.Ask();
+        askBare();
+        Pairs pairs;
+        for (int i = 0; i < ManyRounds; ++i) {
+            pairs.Add(
+                CLOCK_PROCESS_CPUTIME_ID, [&] { crowd.Ask(); }, askBare);
+        }
+        pairs.Print("64 calls, processor time", &Times::used);
+        pairs.Print("64 calls, by the clock", &Times::passed);
+        std::fflush(stdout);
+        return std::vector<double>();
+    });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    // Servers and measurements are processes that start without threads.
+    const Authorities authorities;
+    const Place service(authorities.MakeOptions(), Answer);
+    const auto all = std::make_shared<std::barrier<>>(ManyCount);
+    const Place gathering(authorities.MakeOptions(), [all](const Server::Request& request) {
+        all->arrive_and_wait();
+        return Answer(request);
+    });
+    const std::vector<std::string> chosen(argv + 1, argv + argc);
+    const std::pair<const char*, void (*)(const Authorities&, const Place&, const Place&)> parts[] =
+        {{"calls", MeasureCalls},
+         {"init", MeasureInit},
+         {"body", MeasureBody},
+         {"many", MeasureMany}};
+    for (const auto& [name, measure] : parts) {
+        if (chosen.empty() || std::ranges::find(chosen, name) != chosen.end()) {
+            measure(authorities, service, gathering);
+            std::fflush(stdout);
+        }
+    }
+}
