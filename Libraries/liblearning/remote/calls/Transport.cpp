@@ -6,6 +6,12 @@
 #include "remote/addresses/ServiceAddresses.h"
 #include "remote/control/ControlInForce.h"
 
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <utility>
+#include <vector>
+
 namespace Learning {
 
 namespace {
@@ -14,23 +20,43 @@ constexpr int Patience = 120;     // seconds: services think
 constexpr int StallTimeout = 20;  // seconds
 constexpr std::uint64_t MaximumReplySize = std::uint64_t{16} << 20;
 
-/// Counts bytes, and keeps none. Throws Kernel::Aborted once the operation is to end.
-class CountingOutStream final : public Kernel::OutStream {
+/// Counts the bytes of a text, and keeps them while they are few. Throws Kernel::Aborted once the
+/// operation is to end.
+class TextStream final : public Kernel::OutStream {
 public:
     void Write(std::span<const std::byte> bytes) override {
         Kernel::ThrowIfAborted(ControlInForce::GetFlag());
         m_count += bytes.size();
+        if (m_count <= ShortSize) {
+            m_bytes.insert(m_bytes.end(), bytes.begin(), bytes.end());
+        } else {
+            m_bytes = {};
+        }
     }
+
     std::uint64_t GetCount() const noexcept { return m_count; }
+    bool IsShort() const noexcept { return m_count <= ShortSize; }
+    /// The text, if it is short.
+    std::vector<std::byte> Take() noexcept { return std::move(m_bytes); }
 
 private:
+    static constexpr std::uint64_t ShortSize = std::uint64_t{16} << 10;
+
+    std::vector<std::byte> m_bytes;
     std::uint64_t m_count = 0;
 };
 
-std::uint64_t Measure(const Kernel::Json::Value& value) {
-    const auto counter = Kernel::MakeCounted<CountingOutStream>();
-    Kernel::Json::Write(*counter, value);
-    return counter->GetCount();
+/// Lets the request send the text of `body`. What may hold pictures is written while it is sent, so
+/// that its text is never in memory as a whole.
+void SetBody(Network::Http::Request& request, const Kernel::Json::Value& body) {
+    const auto text = Kernel::MakeCounted<TextStream>();
+    Kernel::Json::Write(*text, body);
+    if (text->IsShort()) {
+        request.body = Kernel::MakeCounted<Network::BinaryDataSource>(text->Take());
+    } else {
+        request.writeBody = [&body](const auto& stream) { Kernel::Json::Write(*stream, body); };
+        request.writtenSize = text->GetCount();
+    }
 }
 
 }  // namespace
@@ -42,9 +68,7 @@ ServiceReply PostToService(const char* name, const Kernel::Json::Value& body) {
     request.address = Kernel::String(ServiceBaseUrl) + name;
     request.method = Network::Http::Method::Post;
     request.headers = {{"Content-Type", "application/json"}};
-    // Written while it is sent, as it may hold pictures: its text is never in memory as a whole.
-    request.writeBody = [&body](const auto& stream) { Kernel::Json::Write(*stream, body); };
-    request.writtenSize = Measure(body);
+    SetBody(request, body);
     request.sink = Kernel::MakeCounted<Network::StreamDataSink>(reply.body, MaximumReplySize);
     request.connectTimeout = Patience;
     request.replyTimeout = Patience;

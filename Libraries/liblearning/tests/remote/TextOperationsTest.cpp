@@ -127,6 +127,15 @@ TEST_F(TextOperations, ReadCredentialsAfreshAndSendAnyText) {
     EXPECT_THAT(m_server->GetRequests().back().body, HasSubstr("\"bearer\""));
 }
 
+TEST_F(TextOperations, SendTextsOfAnyLength) {
+    Serve(Server::Reply(200, {}, "Thus."));
+    for (const std::size_t size : {16'000, 16'384, 1'000'000}) {
+        const std::string hint(size, 'x');
+        EXPECT_EQ(m_client.RecordMCPHint(Kernel::String(hint)).code, Success);
+        EXPECT_THAT(m_server->GetRequests().back().body, HasSubstr("\"hint\":\"" + hint + "\","));
+    }
+}
+
 TEST_F(TextOperations, EndWithAResultWhateverTheServiceDoes) {
     using Server::FormatHead;
     using Server::Reply;
