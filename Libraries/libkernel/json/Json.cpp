@@ -25,8 +25,12 @@ public:
 
     void write_character(char c) override { write_characters(&c, 1); }
     void write_characters(const char* s, std::size_t length) override {
-        if (m_text.size() + length > BufferSize) {
+        while (m_text.size() + length > BufferSize) {
+            const std::size_t part = BufferSize - m_text.size();
+            m_text.insert(m_text.end(), s, s + part);
             Flush();
+            s += part;
+            length -= part;
         }
         m_text.insert(m_text.end(), s, s + length);
     }
@@ -39,6 +43,61 @@ public:
 private:
     OutStream& m_stream;
     std::vector<char> m_text;
+};
+
+/// Writes values as the library does, which looks up each byte of a string in tables. Strings that
+/// stand in the text as they are, such as pictures in base64, need a glance only.
+class ValueWriter {
+public:
+    explicit ValueWriter(std::shared_ptr<TextWriter> writer)
+        : m_writer(*writer), m_library(std::move(writer), ' ', Value::error_handler_t::replace) {}
+
+    void Write(const Value& value) {
+        if (value.is_object()) {
+            const auto& members = value.get_ref<const Value::object_t&>();
+            WriteAll(members, '{', '}', [this](const auto& member) {
+                WriteText(member.first);
+                m_writer.write_character(':');
+                Write(member.second);
+            });
+        } else if (value.is_array()) {
+            const auto& elements = value.get_ref<const Value::array_t&>();
+            WriteAll(elements, '[', ']', [this](const Value& element) { Write(element); });
+        } else if (value.is_string()) {
+            WriteText(value.get_ref<const String&>());
+        } else {
+            m_library.dump(value, false, false, 0);
+        }
+    }
+
+private:
+    template <class All, class WriteOne>
+    void WriteAll(const All& all, char begin, char end, const WriteOne& writeOne) {
+        m_writer.write_character(begin);
+        bool isFirst = true;
+        for (const auto& one : all) {
+            if (!std::exchange(isFirst, false)) {
+                m_writer.write_character(',');
+            }
+            writeOne(one);
+        }
+        m_writer.write_character(end);
+    }
+
+    void WriteText(const String& text) {
+        const bool isPlain = std::ranges::all_of(
+            text, [](char c) { return c >= ' ' && c <= '~' && c != '"' && c != '\\'; });
+        if (!isPlain) {
+            m_library.dump(text, false, false, 0);
+            return;
+        }
+        m_writer.write_character('"');
+        m_writer.write_characters(text.data(), text.size());
+        m_writer.write_character('"');
+    }
+
+    TextWriter& m_writer;
+    nlohmann::detail::serializer<Value> m_library;
 };
 
 /// Reads a stream as the standard library does.
@@ -143,8 +202,7 @@ String ToString(const Value& value) {
 
 void Write(OutStream& stream, const Value& value) {
     const auto writer = std::make_shared<TextWriter>(stream);
-    nlohmann::detail::serializer<Value> serializer(writer, ' ', Value::error_handler_t::replace);
-    serializer.dump(value, false, false, 0);
+    ValueWriter(writer).Write(value);
     writer->Flush();
 }
 

@@ -116,7 +116,10 @@ TEST(Json, WritesAnyNumberSoThatItIsReadBack) {
 
 TEST(Json, WritesTheSameToStreamsAndReplacesIllFormedText) {
     std::string random = MakeText(100'000);
-    const Value value{{"list", {1, true, "\xC3", MakeText(40'000, 128)}}, {"random", random}};
+    const Value value{{"list", {1, true, "\xC3", MakeText(40'000, 128), Value::array()}},
+                      {"\"\\\n\x7F\xC3\xA4", {{"~ ", Value::object()}, {"", 0.5}}},
+                      {"plain", String(40'000, '~')},
+                      {"random", random}};
     MemoryInOutStream stream;
     Json::Write(stream, value);
     const String text = Json::ToString(value);
