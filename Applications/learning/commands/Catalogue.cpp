@@ -1,6 +1,7 @@
 #include "Kernel/Json.h"
 
 #include "commands/Commands.h"
+#include "failures/Failure.h"
 #include "service/ServiceConnection.h"
 
 #include <iomanip>
@@ -100,7 +101,11 @@ void ListCatalogue(const Host& host, const ServiceOptions& service,
     const ServiceConnection connection(service);
     // A copy, since the lists of the process's own would grow by each command.
     Learning::RemoteInference client = connection.GetClient();
-    host.Time(Phase::Request, [&] { client.Init(!options.isOffline); });
+    try {
+        host.Time(Phase::Request, [&] { client.Init(!options.isOffline); });
+    } catch (const Value::type_error&) {
+        throw Failure("what the service tells is no list of models");
+    }
     if (options.isJson) {
         host.GetOut() << Kernel::Json::ToString(
                              {{"textToImage", ToJsonArray(client.GetTextToImageModels())},

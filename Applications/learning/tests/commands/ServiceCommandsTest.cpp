@@ -129,6 +129,8 @@ TEST_F(ServiceCommands, ListTheModels) {
     EXPECT_EQ(without.code, 0);
     EXPECT_THAT(without.out, HasSubstr("Halcyon Prime"));
     EXPECT_THAT(without.err, HasSubstr("the service does not tell"));
+    m_reply = Server::Reply(200, {}, "[]");
+    EXPECT_EQ(Call({"catalogue"}).err, "learning: what the service tells is no list of models\n");
 }
 
 TEST_F(ServiceCommands, SayWhatIsWrong) {
