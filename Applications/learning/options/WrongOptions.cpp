@@ -24,6 +24,10 @@ void AddOptions(const CLI::App& app, std::vector<std::string>& names) {
     std::vector<std::string> names;
     if (command != nullptr) {
         AddOptions(*command, names);
+        if (std::ranges::count(names, name) != 0) {
+            throw WrongUse("%1 is an option of %2: it comes after that word", name,
+                           command->get_name());
+        }
     }
     AddOptions(app, names);
     const std::string suggestion = name.starts_with("--") ? Suggest(name, names) : "";

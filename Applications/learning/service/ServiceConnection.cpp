@@ -111,7 +111,7 @@ std::string ServiceConnection::GetCure() const {
     return isNowhere ? "\nThis program was built without the address of a service. To ask one on "
                        "this machine:\n"
                        "learning-service --https-port 8443 --certificate ca.pem\n"
-                       "learning --certificate ca.pem --service 127.0.0.1:8443 ask ..."
+                       "learning ask --service 127.0.0.1:8443 --certificate ca.pem ..."
                      : "";
 }
 

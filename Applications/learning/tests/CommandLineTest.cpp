@@ -44,6 +44,7 @@ TEST_F(CommandLine, TellsWrongUseFromTheRightOne) {
         {{"segment", photo, "--AT", "1,1"}, "no option --AT; did you mean --at?\n"},
         {{"run", "--inputs", "x", model}, "no option --inputs; did you mean --input?\n"},
         {{"models", "--serve", "x"}, "no option --serve; did you mean --server?\n"},
+        {{"--session", "s", "ask", "x"}, "--session is an option of ask"},
         {{"--verb", "models"}, "no option --verb; did you mean --verbose?\n"},
         {{"models", "--nonsense"}, "no option --nonsense\nRun learning models --help."},
         {{"depth", photo, "-x", "-o", result}, "no option -x\n"},
