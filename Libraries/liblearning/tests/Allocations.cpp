@@ -11,8 +11,9 @@ thread_local int allocationsLeft = -1;
 
 // Not inlined: g++ would see half of a pair and take it for a mistake.
 [[gnu::noinline]] void* operator new(std::size_t size) {
-    void* const memory =
-        Learning::allocationsLeft >= 0 && Learning::allocationsLeft-- == 0 ? nullptr : std::malloc(size);
+    void* const memory = Learning::allocationsLeft >= 0 && Learning::allocationsLeft-- == 0
+                             ? nullptr
+                             : std::malloc(size);
     return memory != nullptr ? memory : throw std::bad_alloc();
 }
 [[gnu::noinline]] void operator delete(void* memory) noexcept {
