@@ -84,10 +84,24 @@ private:
         m_writer.write_character(end);
     }
 
-    void WriteText(const String& text) {
-        const bool isPlain = std::ranges::all_of(
+    static bool IsPlain(std::string_view text) noexcept {
+        return std::ranges::all_of(
             text, [](char c) { return c >= ' ' && c <= '~' && c != '"' && c != '\\'; });
-        if (!isPlain) {
+    }
+
+    /// Whether the text stands as it is. Calls the stream meanwhile, which may want to end this.
+    bool Examine(std::string_view text) {
+        for (; text.size() > BufferSize; text.remove_prefix(BufferSize)) {
+            m_writer.Flush();
+            if (!IsPlain(text.substr(0, BufferSize))) {
+                return false;
+            }
+        }
+        return IsPlain(text);
+    }
+
+    void WriteText(const String& text) {
+        if (!Examine(text)) {
             m_library.dump(text, false, false, 0);
             return;
         }
