@@ -106,18 +106,18 @@ void ListCatalogue(const Host& host, const ServiceOptions& service,
     } catch (const Value::type_error&) {
         throw Failure("what the service tells is no list of models");
     }
+    if (!options.isOffline && !client.HasServiceCatalogue()) {
+        host.Complain(
+            "the service does not tell its models: these are those that are known "
+            "without it" +
+            connection.GetCure());
+    }
     if (options.isJson) {
         host.GetOut() << Kernel::Json::ToString(
                              {{"textToImage", ToJsonArray(client.GetTextToImageModels())},
                               {"imageToImage", ToJsonArray(client.GetImageToImageModels())}})
                       << '\n';
         return;
-    }
-    if (!options.isOffline && !client.HasServiceCatalogue()) {
-        host.Complain(
-            "the service does not tell its models: these are those that are known "
-            "without it" +
-            connection.GetCure());
     }
     host.GetOut() << "USE    NAME                 KEY                CLASS              ABOUT\n";
     PrintModels(host.GetOut(), "create", client.GetTextToImageModels());
