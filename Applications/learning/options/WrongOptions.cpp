@@ -30,6 +30,10 @@ void AddOptions(const CLI::App& app, std::vector<std::string>& names) {
         }
     }
     AddOptions(app, names);
+    if (command != nullptr && std::ranges::find(names, name) != names.end()) {
+        throw WrongUse("%1 belongs to %2: write it after that\nRun learning %2 --help.", name,
+                       command->get_name());
+    }
     const std::string suggestion = name.starts_with("--") ? Suggest(name, names) : "";
     throw WrongUse("there is no option %1%2\nRun learning %3--help.", name, suggestion,
                    command != nullptr ? command->get_name() + ' ' : "");
@@ -62,7 +66,8 @@ void RefuseArguments(const CLI::App& app, const CLI::ParseError& error) {
     if (command != nullptr && dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
         RefuseRest(rest, command->get_name());
     }
-    throw WrongUse("%1\nRun learning --help, or learning COMMAND --help.", error.what());
+    throw WrongUse("%1\nRun learning %2--help.", error.what(),
+                   command != nullptr ? command->get_name() + ' ' : "");
 }
 
 void RefuseCommand(const CLI::App& app, const std::string& name) {
