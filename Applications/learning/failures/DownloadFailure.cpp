@@ -19,6 +19,9 @@ constexpr const char* CheckServer =
 constexpr const char* CheckPackages =
     "Check that --server names the server and the folder of the packages, and that the packages "
     "listed by `learning models` are there.";
+constexpr const char* CheckAddress =
+    "Check the address given with --server: whether it is http or https, the port, and the folder "
+    "of the packages.";
 constexpr const char* CheckPort =
     "Check the address given with --server: whether it is http or https, and the port.";
 constexpr const char* Authorise =
@@ -42,7 +45,7 @@ const DownloadFailure::Cause DownloadFailure::Causes[] = {
     {ModelStatus::Offline, "the server can't be reached, or does not answer", CheckServer},
     {ModelStatus::InvalidAddress, "the address of the server is not well-formed", CheckServer},
     {ModelStatus::NotFound, "the server does not have this package", CheckPackages},
-    {ModelStatus::Refused, "the server refuses", CheckPackages},
+    {ModelStatus::Refused, "the server refuses", CheckAddress},
     {ModelStatus::ServerFailed, "the server has failed", TryAgain},
     {ModelStatus::BrokenOff, "the download broke off", TryAgainOrCheckPort},
     {ModelStatus::Untrusted, "the server's certificate is not trusted", Authorise},

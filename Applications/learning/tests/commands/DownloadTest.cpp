@@ -147,7 +147,7 @@ TEST_F(Download, SaysWhatIsWrongAndTheCureAndKeepsTheNetwork) {
         const char* cure;
     } cases[] = {
         {Reply(404), "does not have this package", "status 404", "learning models"},
-        {Reply(403), "the server refuses", "status 403", "--server"},
+        {Reply(403), "the server refuses", "status 403", "http or https"},
         {Reply(503), "the server has failed", "status 503", "Try again"},
         {Reply(302, {{"Location", "/"}}), "broke off", "redirects", "Try again"},
         {{Send{head}, Send{"half"}, Close{}}, "broke off", "bytes remaining", "Try again"},
