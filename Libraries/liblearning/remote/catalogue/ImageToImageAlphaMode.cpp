@@ -9,7 +9,8 @@ namespace Learning {
 namespace {
 
 /// By number: their names in files are not ours to choose.
-constexpr std::array<Kernel::EnumSerialiser::Entry, 4> Modes{{{0, 0}, {1, 0}, {2, 0}, {3, 0}}};
+constexpr std::array<Kernel::EnumSerialiser::Entry, 4> Modes{
+    {{0, nullptr}, {1, nullptr}, {2, nullptr}, {3, nullptr}}};
 
 }  // namespace
 
