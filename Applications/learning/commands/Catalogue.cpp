@@ -108,8 +108,7 @@ void ListCatalogue(const Host& host, const ServiceOptions& service,
     }
     if (!options.isOffline && !client.HasServiceCatalogue()) {
         host.Complain(
-            "the service does not tell its models: these are those that are known "
-            "without it" +
+            "the service does not tell its models: these are those that are known without it",
             connection.GetCure());
     }
     if (options.isJson) {

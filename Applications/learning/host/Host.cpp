@@ -229,8 +229,8 @@ void Host::SayWritten(const std::string& path, std::string_view more) const {
     Say("wrote %1%2", IsStandardStream(path) ? "the standard output" : path, more);
 }
 
-void Host::Complain(std::string_view text) const {
-    ShowLine(m_console.err, Kernel::Format("learning: %1", text));
+void Host::Complain(std::string_view text, std::string_view cure) const {
+    ShowLine(m_console.err, Kernel::Format("learning: %1", text), cure);
 }
 
 void Host::CheckDevice(const Learning::Model& model, const std::string& path) const {
@@ -262,9 +262,10 @@ std::ostream* Host::GetTerminal() const {
     return isUsed ? &m_console.err : nullptr;
 }
 
-void Host::ShowLine(std::ostream& stream, const Kernel::String& line) const {
+void Host::ShowLine(std::ostream& stream, const Kernel::String& line, std::string_view more) const {
     const Spinner::Pause pause(m_spinner);
-    stream << Kernel::MakePrintable(line).c_str() << std::endl;
+    stream << Kernel::MakePrintable(line).c_str() << Kernel::MakePrintableLines(more).c_str()
+           << std::endl;
 }
 
 std::string Host::DescribeDownload(ModelType type) const {

@@ -87,8 +87,9 @@ public:
     /// Says that the result `path` is written, and `more` about it. If it has gone into a pipe,
     /// which may be the standard output, then all is said on the standard error stream from now on.
     void SayWritten(const std::string& path, std::string_view more = {}) const;
-    /// Tells of failures after which the command goes on.
-    void Complain(std::string_view text) const;
+    /// Tells of failures after which the command goes on. `cure`: further lines, each after a line
+    /// feed.
+    void Complain(std::string_view text, std::string_view cure = {}) const;
     /// Shows what was printed and, if the user wants to know, how long the phases of the command
     /// took.
     void Finish() const;
@@ -135,7 +136,9 @@ private:
     std::ostream& GetTalk() const;
     /// The terminal, unless nothing is to be shown there but lines that stay.
     std::ostream* GetTerminal() const;
-    void ShowLine(std::ostream& stream, const Kernel::String& line) const;
+    /// Shows the line and then `more`, which keeps its line feeds.
+    void ShowLine(std::ostream& stream, const Kernel::String& line,
+                  std::string_view more = {}) const;
     /// How to get a network that is not installed.
     std::string DescribeDownload(ModelType type) const;
 

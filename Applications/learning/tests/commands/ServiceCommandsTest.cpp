@@ -131,6 +131,8 @@ TEST_F(ServiceCommands, ListTheModels) {
     EXPECT_THAT(without.err, HasSubstr("the service does not tell"));
     m_reply = Server::Reply(200, {}, "[]");
     EXPECT_EQ(Call({"catalogue"}).err, "learning: what the service tells is no list of models\n");
+    EXPECT_THAT(Testing::Run({"catalogue", "--service", "127.0.0.1:1"}).err,
+                HasSubstr("without it\nlearning-service has an authority"));
 }
 
 TEST_F(ServiceCommands, SayWhatIsWrong) {
