@@ -226,7 +226,7 @@ DownloadProgress Host::StartDownload(const char* name) const {
 
 void Host::SayWritten(const std::string& path, std::string_view more) const {
     m_isOutTaken = m_isOutTaken || IsPipe(path);  // whose other name may be /dev/stdout
-    Say("wrote %1%2", IsStandardStream(path) ? "the standard output" : path, more);
+    Say("wrote %1%2", IsStandardStream(path) ? "to the standard output" : path, more);
 }
 
 void Host::Complain(std::string_view text, std::string_view cure) const {

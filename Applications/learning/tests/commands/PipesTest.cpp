@@ -38,7 +38,8 @@ TEST_F(Pipes, CarryPhotosAndResults) {
         const char* said;
     } cases[] = {
         {"cat photo.png | $L depth - -o made.png", "wrote made.png\n"},
-        {"$L depth - -o - < photo.png 2> said > made.png; cat said", "wrote the standard output\n"},
+        {"$L depth - -o - < photo.png 2> said > made.png; cat said",
+         "wrote to the standard output\n"},
         {"$L depth photo.png -o - -q > made.png", ""},
         {"$L depth /dev/stdin -o /dev/stdout < photo.png 2> said | cat > made.png", ""},
         {"mkfifo in; cat photo.png > in & $L depth in -o made.png", "wrote made.png\n"},
@@ -63,7 +64,7 @@ TEST_F(Pipes, CarryArrays) {
         run + "8x8=c.npy --input input=- < a.npy && " + run +
         "12x16=- -q --input input=- < photo.png | " + run + "24x32=d.npy --input input=-");
     EXPECT_EQ(outcome.code, 0);
-    EXPECT_EQ(outcome.out, "wrote a.npy\nwrote the standard output\nwrote c.npy\nwrote d.npy\n");
+    EXPECT_EQ(outcome.out, "wrote a.npy\nwrote to the standard output\nwrote c.npy\nwrote d.npy\n");
 }
 
 TEST_F(Pipes, FailWithAReason) {
