@@ -276,6 +276,16 @@ void Serve(const Settings& settings, std::ostream& out, std::ostream& err, Wishe
     log.WriteEvent("the end");
 }
 
+/// The arguments that mean nothing, in their order.
+std::string ListRest(const CLI::App& app) {
+    const std::vector<std::string> rest = app.remaining();
+    std::string text = rest.size() > 1 ? "unexpected arguments:" : "unexpected argument:";
+    for (const std::string& argument : rest) {
+        text += ' ' + argument;
+    }
+    return text;
+}
+
 int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
         Wishes& wishes) {
     Settings settings;
@@ -288,7 +298,9 @@ int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
     } catch (const CLI::Success& request) {  // a request for help or the version
         return app.exit(request, out, err);
     } catch (const CLI::ParseError& error) {
-        Complain(err, error.what() + std::string("\nRun learning-service --help."));
+        const bool isUnknown = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
+        Complain(err, (isUnknown ? ListRest(app) : error.what()) +
+                          std::string("\nRun learning-service --help."));
         return 2;
     }
     Serve(settings, out, err, wishes);

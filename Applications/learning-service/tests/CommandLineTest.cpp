@@ -31,6 +31,7 @@ TEST(CommandLine, TellsWrongUseFromFailure) {
         const char* message;
     } cases[] = {
         {{}, 2, "--packages is required"},
+        {{"--packages", packages, "--prot", "80"}, 2, "unexpected arguments: --prot 80\n"},
         {{"--packages", packages, "--port", "65536"}, 2, "65536"},
         {{"--packages", packages, "--https-port", "0"}, 2, "requires --certificate"},
         {{"--packages", packages, "--listen", "0.0.0.0"}, 2, "0.0.0.0"},
