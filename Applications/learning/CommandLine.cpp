@@ -120,9 +120,11 @@ void AddSegmentCommand(CLI::App& app, Parsed& parsed) {
     SegmentOptions& options = parsed.segment;
     AddPhotoOptions(*command, parsed.photos);
     AddListOption(*command, "--at", options.inside, "X,Y", "A pixel of the thing; may be repeated")
-        ->required();
+        ->required()
+        ->check(FindPointFault);
     AddListOption(*command, "--not", options.outside, "X,Y",
-                  "A pixel of something else; may be repeated");
+                  "A pixel of something else; may be repeated")
+        ->check(FindPointFault);
     AddChoice<Show>(*command, "--show", "WHAT", "What to write: cutout (default), mask or overlay",
                     {{"cutout", Show::Cutout}, {"mask", Show::Mask}, {"overlay", Show::Overlay}},
                     options.show);

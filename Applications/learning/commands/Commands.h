@@ -22,7 +22,8 @@ using PhotoCommand = std::function<void(const Host& host, const PhotoTask& task)
 struct SegmentOptions {
     enum class Show { Cutout, Mask, Overlay };
 
-    std::vector<std::string> inside;   // "X,Y", in pixels of the photo
+    // Each is "X,Y", in pixels of the photo, and FindPointFault() finds none.
+    std::vector<std::string> inside;
     std::vector<std::string> outside;  // likewise
     Show show = Show::Cutout;
 };
@@ -80,6 +81,8 @@ void DeleteModels(const Host& host, const std::vector<std::string>& names);
 /// throws Failure in the end if there was one.
 void RunOnPhotos(const Host& host, const PhotoOptions& options, const PhotoCommand& command);
 
+/// What is wrong with the form of a point, which is "X,Y"; empty if nothing is.
+std::string FindPointFault(const std::string& text);
 /// Cuts the thing that the inside points are on out of the photo.
 void Segment(const Host& host, const PhotoTask& task, const SegmentOptions& options);
 

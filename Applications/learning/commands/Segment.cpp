@@ -26,15 +26,20 @@ struct Click {
     float label;
 };
 
-Click ParseClick(const std::string& text, float label, Size photo) {
-    Click click{0, 0, label};
+/// Whether `text` is "X,Y", which it sets in `click`.
+bool ReadPoint(const std::string& text, Click& click) {
     const char* const end = text.data() + text.size();
     const auto first = std::from_chars(text.data(), end, click.x);
-    const bool hasComma = first.ec == std::errc() && first.ptr != end && *first.ptr == ',';
-    const auto second = hasComma ? std::from_chars(first.ptr + 1, end, click.y) : first;
-    if (!hasComma || second.ec != std::errc() || second.ptr != end) {
-        throw WrongUse("%1 is not a point: write X,Y in pixels, for example 120,80", text);
+    if (first.ec != std::errc() || first.ptr == end || *first.ptr != ',') {
+        return false;
     }
+    const auto second = std::from_chars(first.ptr + 1, end, click.y);
+    return second.ec == std::errc() && second.ptr == end;
+}
+
+Click ParseClick(const std::string& text, float label, Size photo) {
+    Click click{0, 0, label};
+    ReadPoint(text, click);
     const bool isInside = click.x >= 0 && click.x < static_cast<float>(photo.width) &&
                           click.y >= 0 && click.y < static_cast<float>(photo.height);
     if (!isInside) {  // nor if it is no number
@@ -182,6 +187,13 @@ void ApplyMask(const Tensor& mask, SegmentOptions::Show show, Raster::DynamicBit
 }
 
 }  // namespace
+
+std::string FindPointFault(const std::string& text) {
+    Click click{};
+    return ReadPoint(text, click)
+               ? ""
+               : text + " is not a point: write X,Y in pixels, for example 120,80";
+}
 
 void Segment(const Host& host, const PhotoTask& task, const SegmentOptions& options) {
     const auto [photo, network] = Begin(host, task, ModelType::SegmentationEncoder);

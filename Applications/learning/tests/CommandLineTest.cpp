@@ -64,7 +64,7 @@ TEST_F(CommandLine, TellsWrongUseFromTheRightOne) {
         {{"depth", "-o", result}, "PHOTO is required\nRun learning depth --help."},
         {{"depth", photo, "-o", At("result.jpg")}, "result.jpg end in .png"},
         {{"segment", photo, "-o", result}, "--at is required"},
-        {{"segment", photo, "--at", "3", "-o", result}, "3 is not a point"},
+        {{"segment", photo, "--at", "3", "4", "-o", result}, "--at: 3 is not a point"},
         {{"segment", photo, "--at", "3,2,1", "-o", result}, "3,2,1 is not a point"},
         {{"segment", photo, "--at", "nan,2", "-o", result}, "outside the photo"},
         {{"segment", photo, "--at", "8,2", "-o", result},
