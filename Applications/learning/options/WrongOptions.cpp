@@ -25,15 +25,12 @@ void AddOptions(const CLI::App& app, std::vector<std::string>& names) {
     if (command != nullptr) {
         AddOptions(*command, names);
         if (std::ranges::count(names, name) != 0) {
-            throw WrongUse("%1 is an option of %2: it comes after that word", name,
-                           command->get_name());
+            throw WrongUse(
+                "%1 is an option of %2: it comes after that word\nRun learning %2 --help.", name,
+                command->get_name());
         }
     }
     AddOptions(app, names);
-    if (command != nullptr && std::ranges::find(names, name) != names.end()) {
-        throw WrongUse("%1 belongs to %2: write it after that\nRun learning %2 --help.", name,
-                       command->get_name());
-    }
     const std::string suggestion = name.starts_with("--") ? Suggest(name, names) : "";
     throw WrongUse("there is no option %1%2\nRun learning %3--help.", name, suggestion,
                    command != nullptr ? command->get_name() + ' ' : "");
