@@ -20,15 +20,20 @@ Kernel::IoException MakeFailure(const char* action, const std::string& path) {
     return {action, path, {errno, std::generic_category()}};
 }
 
+template <class FileStream>
+void OpenFile(FileStream& stream, const std::string& path) {
+    stream.open(ToPath(path), std::ios::binary);
+    if (!stream) {
+        throw MakeFailure("open", path);
+    }
+}
+
 class PipeInStream final : public Kernel::InStream {
 public:
     explicit PipeInStream(const std::string& path)
         : m_path(path), m_stream(IsStandardStream(path) ? std::cin : m_file) {
         if (&m_stream == &m_file) {
-            m_file.open(ToPath(path), std::ios::binary);
-            if (!m_file) {
-                throw MakeFailure("open", path);
-            }
+            OpenFile(m_file, path);
         }
     }
 
@@ -52,10 +57,7 @@ public:
     explicit PipeOutStream(const std::string& path)
         : m_path(path), m_stream(IsStandardStream(path) ? std::cout : m_file) {
         if (&m_stream == &m_file) {
-            m_file.open(ToPath(path), std::ios::binary);
-            if (!m_file) {
-                throw MakeFailure("open", path);
-            }
+            OpenFile(m_file, path);
         }
     }
 

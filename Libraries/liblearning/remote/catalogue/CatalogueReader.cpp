@@ -65,12 +65,18 @@ bool TakeFlag(const Value& element, const char* key, bool& target) {
     return element.find(key) == element.end() || TakeMember(element, key, target);
 }
 
-bool TakeModel(const Value& element, TextToImageModel& model) {
+/// What models of all kinds have.
+template <class Model>
+bool TakeCommonMembers(const Value& element, Model& model) {
     return TakeMember(element, "modelName", model.modelName) &&
            TakeMember(element, "modelDescription", model.modelDescription) &&
            TakeMember(element, "modelKey", model.modelKey) &&
            TakeMember(element, "modelClass", model.modelClass) &&
-           TakeMember(element, "modelPollStartMS", model.modelPollStartMS) &&
+           TakeMember(element, "modelPollStartMS", model.modelPollStartMS);
+}
+
+bool TakeModel(const Value& element, TextToImageModel& model) {
+    return TakeCommonMembers(element, model) &&
            TakeMember(element, "modelMaxGenerations", model.modelMaxGenerations) &&
            TakeMember(element, "modelSupportsStyles", model.modelSupportsStyles) &&
            TakeMember(element, "modelSupportsVector", model.modelSupportsVector) &&
@@ -84,11 +90,7 @@ bool TakeModel(const Value& element, TextToImageModel& model) {
 }
 
 bool TakeModel(const Value& element, ImageToImageModel& model) {
-    return TakeMember(element, "modelName", model.modelName) &&
-           TakeMember(element, "modelDescription", model.modelDescription) &&
-           TakeMember(element, "modelKey", model.modelKey) &&
-           TakeMember(element, "modelClass", model.modelClass) &&
-           TakeMember(element, "modelPollStartMS", model.modelPollStartMS) &&
+    return TakeCommonMembers(element, model) &&
            TakeMember(element, "modelMaxDimension", model.modelMaxDimension) &&
            TakeMember(element, "modelMinDimension", model.modelMinDimension) &&
            TakeMember(element, "modelPixelAlignment", model.modelPixelAlignment) &&
