@@ -19,6 +19,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <barrier>
 #include <chrono>
 #include <cstdint>
@@ -179,25 +180,25 @@ double GetSeconds(clockid_t clock) {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-/// `processor` is the clock of a thread or of the process.
+/// What `work` takes on this thread.
 template <class Work>
-Times Measure(clockid_t processor, const Work& work) {
+Times Measure(const Work& work) {
     const auto start = Clock::now();
-    const double before = GetSeconds(processor);
+    const double before = GetSeconds(CLOCK_THREAD_CPUTIME_ID);
     work();
     return {std::chrono::duration<double>(Clock::now() - start).count(),
-            GetSeconds(processor) - before};
+            GetSeconds(CLOCK_THREAD_CPUTIME_ID) - before};
 }
 
 /// What two ways have taken in turns.
 class Pairs {
 public:
-    /// Each is first every other time.
+    /// `ours` and `peer` return what they have taken. Each is first every other time.
     template <class Ours, class Peer>
-    void Add(clockid_t processor, const Ours& ours, const Peer& peer) {
+    void Add(const Ours& ours, const Peer& peer) {
         const bool isFirst = m_ours.size() % 2 == 0;
-        const Times early = isFirst ? Measure(processor, ours) : Measure(processor, peer);
-        const Times late = isFirst ? Measure(processor, peer) : Measure(processor, ours);
+        const Times early = isFirst ? ours() : peer();
+        const Times late = isFirst ? peer() : ours();
         m_ours.push_back(isFirst ? early : late);
         m_peer.push_back(isFirst ? late : early);
     }
@@ -237,8 +238,8 @@ void MeasureCalls(const Authorities& authorities, const Place& service, const Pl
         }
         Pairs pairs;
         for (int i = 0; i < Calls; ++i) {
-            pairs.Add(
-                CLOCK_THREAD_CPUTIME_ID, [&] { world.Ask(); }, [&] { bare.Post(body); });
+            pairs.Add([&] { return Measure([&] { world.Ask(); }); },
+                      [&] { return Measure([&] { bare.Post(body); }); });
         }
         pairs.Print("a call, processor time", &Times::used);
         pairs.Print("a call, by the clock", &Times::passed);
@@ -256,8 +257,7 @@ void MeasureInit(const Authorities&, const Place&, const Place&) {
             std::vector<double> figures;
             for (int round = 0; round < 2; ++round) {
                 RemoteInference client = RemoteInference::GetInstance();
-                figures.push_back(
-                    Measure(CLOCK_THREAD_CPUTIME_ID, [&] { client.Init(false); }).passed);
+                figures.push_back(Measure([&] { client.Init(false); }).passed);
                 Check(!client.GetTextToImageModels().empty(), "there is no catalogue");
             }
             return figures;
@@ -315,7 +315,7 @@ public:
                     if (m_isEnding) {
                         return;
                     }
-                    m_ask(i);
+                    m_used += Measure([&] { m_ask(i); }).used;
                     m_end.arrive_and_wait();
                 }
             });
@@ -331,13 +331,19 @@ public:
         }
     }
 
-    void Ask() {
-        m_start.arrive_and_wait();
-        m_end.arrive_and_wait();
+    /// Makes the calls and returns what they have taken in sum, without the threads' own meetings.
+    Times Ask() {
+        m_used = 0;
+        return {Measure([&] {
+                    m_start.arrive_and_wait();
+                    m_end.arrive_and_wait();
+                }).passed,
+                m_used};
     }
 
 private:
     const std::function<void(std::size_t)> m_ask;
+    std::atomic<double> m_used = 0;
     std::barrier<> m_start{ManyCount + 1};
     std::barrier<> m_end{ManyCount + 1};
     bool m_isEnding = false;
@@ -376,14 +382,13 @@ void MeasureMany(const Authorities& authorities, const Place& service, const Pla
         const World world(authorities, gathering.GetPort());
         Bare::Calls bare;
         bare.Set(world.GetBare(), "textToHelp", ManyCount);
-        const auto askBare = [&] { bare.Post(body); };
+        const auto askBare = [&] { return Measure([&] { bare.Post(body); }); };
         const auto measure = [&](const char* title, Crowd& crowd) {
             crowd.Ask();
             askBare();
             Pairs pairs;
             for (int i = 0; i < ManyRounds; ++i) {
-                pairs.Add(
-                    CLOCK_PROCESS_CPUTIME_ID, [&] { crowd.Ask(); }, askBare);
+                pairs.Add([&] { return crowd.Ask(); }, askBare);
             }
             pairs.Print(title, &Times::used);
         };

@@ -12,7 +12,6 @@ namespace Network {
 namespace {
 
 constexpr std::size_t MaximumBytes = 262'144;
-constexpr int FirstFinalStatus = 200;
 
 std::string_view Trim(std::string_view text) noexcept {
     constexpr std::string_view Space = " \t\r\n";
@@ -64,7 +63,7 @@ bool ResponseHead::Take(std::string_view line) {
         TakeField(line);
         return false;
     }
-    m_isComplete = m_status >= FirstFinalStatus;
+    m_isComplete = IsFinal();
     return m_isComplete;
 }
 

@@ -32,8 +32,8 @@ public:
     const Http::Fields& GetFields() const noexcept { return m_fields; }
     /// The value of the field `name`, which is in lower case; empty if there is none.
     Kernel::String Find(const char* name) const;
-    /// Whether there has been a line.
-    bool IsStarted() const noexcept { return m_bytes > 0; }
+    /// Whether the head of the final response has begun, not only interim ones.
+    bool IsFinal() const noexcept { return m_status >= FirstFinalStatus; }
     /// Whether the body comes in chunks, the last of which marks its end.
     bool IsChunked() const noexcept { return m_isChunked; }
     /// The location of a redirect (301, 302, 303, 307 or 308); empty for other responses.
@@ -42,6 +42,8 @@ public:
     std::optional<ContentRange> GetRange() const;
 
 private:
+    static constexpr int FirstFinalStatus = 200;
+
     void TakeField(std::string_view line);
 
     Http::Fields m_fields;

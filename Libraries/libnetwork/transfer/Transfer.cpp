@@ -81,6 +81,7 @@ Transfer::Transfer(const Http::Request& request, TransferHandlers handlers, Abor
 Http::Response Transfer::Run() {
     CURLcode code = CURLE_ABORTED_BY_CALLBACK;
     Guard(false, [&] {
+        GatherBody();
         ReportPhase(Phase::Connecting);
         code = RunOnce();
         for (int redirects = 1; !m_redirect.empty(); ++redirects) {
@@ -224,8 +225,7 @@ void Transfer::CheckAbort() const {
 /// a mean of several seconds: late for a server that stalls, and wrong for one that is slow but
 /// steady.
 void Transfer::CheckSilence() const {
-    const bool isThinking =
-        IsBodyGiven() && m_progress.sent >= m_bodyPosition && !m_head.IsStarted();
+    const bool isThinking = IsBodyGiven() && m_progress.sent >= m_bodyPosition && !m_head.IsFinal();
     const int limit = isThinking ? m_request.replyTimeout : m_request.timeout;
     if (m_isConnected && m_silence > std::chrono::seconds(std::max(limit, 1))) {
         throw Http::Exception("the server neither sends nor takes anything",
@@ -320,8 +320,11 @@ void Transfer::ReportResponse() {
 
 /// Takes a line of the head; false if this is a redirect, whose body nothing is to wait for.
 bool Transfer::TakeHeader(std::string_view line) {
-    m_silence = {};
-    if (m_head.Take(line)) {
+    const bool isComplete = m_head.Take(line);
+    if (m_head.IsFinal()) {  // else the server goes on thinking, however often it says so
+        m_silence = {};
+    }
+    if (isComplete) {
         if (IsRedirectable(m_request)) {
             m_redirect = m_head.GetRedirect();
         }

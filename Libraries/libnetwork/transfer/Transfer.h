@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Kernel/AbortFlag.h"
+#include "Network/HttpException.h"
 #include "Network/HttpHandlers.h"
 #include "Network/HttpProgress.h"
 #include "Network/HttpRequest.h"
@@ -18,6 +19,7 @@
 #include <exception>
 #include <span>
 #include <string_view>
+#include <vector>
 
 namespace Network {
 
@@ -83,6 +85,7 @@ private:
     CURLcode Drive(CURLM* driver);
     void NoteConnection();
     bool Step();
+    void GatherBody();
     void WriteBody();
     void SendPiece(std::span<const std::byte> piece);
     bool IsBodyGiven() const noexcept;
@@ -138,12 +141,21 @@ private:
     Clock::time_point m_reportTime;
     std::uint64_t m_bodySize = 0;  // 0 while it is unknown
     std::uint64_t m_bodyPosition = 0;
+    std::vector<std::byte> m_shortBody;  // the whole of it, if it goes with the head
     std::span<const std::byte> m_piece;  // of a body that is being written
     bool m_isBodyWritten = false;
     bool m_isPaused = false;  // until there is a piece
     bool m_isResponseReported = false;
     std::exception_ptr m_thrown;
 };
+
+template <class Option, class Value>
+void Transfer::Set(Option option, Value value) {
+    const CURLcode code = curl_easy_setopt(m_handle.get(), option, value);
+    if (code != CURLE_OK) {
+        throw Http::Exception(curl_easy_strerror(code), Http::FailureReason::Local);
+    }
+}
 
 template <class Answer, class Call>
 Answer Transfer::Guard(Answer failed, Call call) noexcept {

@@ -17,6 +17,7 @@ namespace {
 constexpr const char* ShortBody = "the request's body is shorter than it said";
 constexpr std::uint64_t MaximumBody = std::numeric_limits<std::uint64_t>::max();
 constexpr std::size_t PieceSize = 65'536;  // of a body
+constexpr std::uint64_t MaximumShortBody = 16'384;
 
 /// Thrown out of the stream of a body when the exchange has ended.
 struct BodyUnwanted : Http::Exception {
@@ -57,6 +58,20 @@ private:
 };
 
 }  // namespace
+
+/// Reads a short body beforehand: libcurl sends it with the head then, in one packet and one record
+/// of TLS, and a body that is read while it is sent behind the head.
+void Transfer::GatherBody() {
+    if (m_request.method != Http::Method::Post || !m_request.body || m_request.writeBody ||
+        m_bodySize == 0 || m_bodySize > MaximumShortBody) {
+        return;
+    }
+    m_shortBody.resize(m_bodySize);
+    for (std::span rest(m_shortBody); !rest.empty();) {
+        rest = rest.subspan(GiveBody(rest));
+    }
+    Set(CURLOPT_POSTFIELDS, m_shortBody.data());
+}
 
 void Transfer::WriteBody() {
     const auto stream = Kernel::MakeCounted<BodyStream>(

@@ -15,7 +15,7 @@ namespace Network {
 namespace {
 
 constexpr int MaximumTimeout = 24 * 60 * 60;  // seconds; libcurl overflows for large values
-constexpr long BufferSize = 262'144;          // large writes for sinks that write to a disk
+constexpr long DownloadBuffer = 262'144;      // large writes for sinks that write to a disk
 
 /// Whether `name` is one that a header may have (RFC 9110, 5.1).
 bool IsHeaderName(std::string_view name) noexcept {
@@ -43,14 +43,6 @@ Authorities FindAuthorities(const Kernel::String& file) {
 }
 
 }  // namespace
-
-template <class Option, class Value>
-void Transfer::Set(Option option, Value value) {
-    const CURLcode code = curl_easy_setopt(m_handle.get(), option, value);
-    if (code != CURLE_OK) {
-        throw Http::Exception(curl_easy_strerror(code), Http::FailureReason::Local);
-    }
-}
 
 void Transfer::SetUp() {
     m_headers = {};
@@ -134,7 +126,9 @@ void Transfer::SetUpConnection() {
     Set(CURLOPT_FORBID_REUSE, m_request.session ? 0L : 1L);
     Set(CURLOPT_NOSIGNAL, 1L);    // signal handlers belong to the host
     Set(CURLOPT_QUICK_EXIT, 1L);  // else a transfer that ends waits for servers of names
-    Set(CURLOPT_BUFFERSIZE, BufferSize);
+    if (m_request.method == Http::Method::Get) {
+        Set(CURLOPT_BUFFERSIZE, DownloadBuffer);
+    }
     if (m_settings.proxy) {
         Set(CURLOPT_PROXY, ToCurlText(*m_settings.proxy));
         Set(CURLOPT_NOPROXY, "");  // overrides no_proxy

@@ -47,7 +47,7 @@ struct Request {
     Fields headers;
     /// Appended to the query of the address, percent-encoded, in the order of their names.
     Fields parameters;
-    /// The body of Post and Put; null for an empty one.
+    /// The body of Post and Put; null for an empty one. A short one of a Post is read beforehand.
     Kernel::Counted<DataSource> body;
     /// If not empty, what writes the body instead, while it is sent: nothing of the body is kept.
     /// Called at most once, on the thread of the transfer. An exception from it ends the transfer;
@@ -69,7 +69,8 @@ struct Request {
     int timeout = 20;
     /// Seconds: another limit for connecting.
     std::optional<int> connectTimeout;
-    /// Seconds: the limit for the first byte of the response, once the request is sent.
+    /// Seconds: the limit for the first byte of the response, once the request is sent, however
+    /// many interim responses (1xx) come before it.
     int replyTimeout = 60;
     /// Whether Get and Head follow redirects, at most five and none from https to http. Headers of
     /// the request go to no other origin (scheme, host and port). Other methods never follow
