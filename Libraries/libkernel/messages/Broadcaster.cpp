@@ -1,6 +1,7 @@
 #include "Kernel/Broadcaster.h"
 
 #include "Kernel/Diagnostics.h"
+#include "Kernel/Utf.h"
 
 #include <cassert>
 #include <condition_variable>
@@ -21,7 +22,7 @@ void Call(const Broadcaster::Listener& listener, const Notification& notificatio
     try {
         listener(notification);
     } catch (const std::exception& error) {  // others are to hear, and the operation goes on
-        Log::Write("A listener failed: %1\n", error.what());
+        Log::Write("A listener failed: %1\n", MakePrintable(error.what()));
     } catch (...) {
         Log::Write("A listener failed.\n");
     }
