@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Kernel/AbortFlag.h"
+#include "Kernel/Semaphore.h"
 #include "Kernel/String.h"
 #include "Learning/Export.h"
 
@@ -23,8 +24,9 @@ struct RemotePhase {
     };
 
     Kind kind = Kind::Submitting;
-    Kernel::String job;  // empty until the service has accepted one
-    int number = 0;      // counted from 1
+    Kernel::String operation;  // as the service calls it, such as "imageEdit"
+    Kernel::String job;        // empty until the service has accepted one
+    int number = 0;            // counted from 1
     int count = 0;
 };
 
@@ -33,7 +35,7 @@ struct RemotePhase {
 /// scopes nest, the calls obey and tell all of them.
 ///
 /// A call that is ended returns within 100 ms, with CommunicationsFailure, whatever it is about; no
-/// listener hears of it any more but that it has ended.
+/// listener hears of it any more but that it has ended, nor does the callback for its progress.
 ///
 /// Threads: any.
 class LEARNING_API RemoteControl {
@@ -70,6 +72,7 @@ public:
         Scope* const m_outer;
         Scope* m_inner = nullptr;
         std::atomic<bool> m_isCancelled = false;
+        Kernel::Semaphore m_ended;  // is signalled once m_isCancelled is set
     };
 
 private:

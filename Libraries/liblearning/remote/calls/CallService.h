@@ -9,17 +9,35 @@
 
 #include "remote/control/ControlInForce.h"
 
+#include <exception>
+#include <utility>
+
 namespace Learning {
 
-/// Calls `operation`, which returns a RemoteResult, and returns that. Whatever it throws has kept
-/// it from hearing the service's answer, so that is CommunicationsFailure; so is an operation that
-/// is ended before it begins.
+/// Ends an operation with a result: the service has answered otherwise than with what it was asked
+/// for.
+class Refusal : public std::exception {
+public:
+    explicit Refusal(RemoteResult result) noexcept : m_result(std::move(result)) {}
+
+    const RemoteResult& GetResult() const noexcept { return m_result; }
+    const char* what() const noexcept override { return "the service refuses the request"; }
+
+private:
+    RemoteResult m_result;
+};
+
+/// Calls `operation`, which returns a RemoteResult, and returns that, or that of a Refusal.
+/// Whatever else it throws has kept it from hearing the service's answer, so that is
+/// CommunicationsFailure; so is an operation that is ended before it begins.
 template <class Operation>
 RemoteResult CallService(const Operation& operation) noexcept {
     try {
         try {
             Kernel::ThrowIfAborted(ControlInForce::GetFlag());
             return operation();
+        } catch (const Refusal& refusal) {
+            return refusal.GetResult();
         } catch (const Kernel::Aborted&) {
             // The host knows.
         } catch (const std::exception& error) {

@@ -59,22 +59,47 @@ void SetBody(Network::Http::Request& request, const Kernel::Json::Value& body) {
     }
 }
 
-}  // namespace
-
-ServiceReply PostToService(const char* name, const Kernel::Json::Value& body) {
-    ControlInForce::Tell({RemotePhase::Kind::Submitting, {}, 0, 0});
+/// Makes the request, with the patience that all have; `limit` is that of the answer.
+ServiceReply Send(Network::Http::Request request, std::uint64_t limit) {
     ServiceReply reply{0, Kernel::MakeCounted<Kernel::MemoryInOutStream>()};
-    Network::Http::Request request;
-    request.address = Kernel::String(ServiceBaseUrl) + name;
-    request.method = Network::Http::Method::Post;
-    request.headers = {{"Content-Type", "application/json"}};
-    SetBody(request, body);
-    request.sink = Kernel::MakeCounted<Network::StreamDataSink>(reply.body, MaximumReplySize);
+    request.sink = Kernel::MakeCounted<Network::StreamDataSink>(reply.body, limit);
     request.connectTimeout = Patience;
     request.replyTimeout = Patience;
     request.timeout = StallTimeout;
     reply.status = Network::Http::DoRequest(request, true, ControlInForce::GetFlag(), {}).status;
     return reply;
+}
+
+}  // namespace
+
+ServiceReply PostToService(const char* name, const Kernel::Json::Value& body) {
+    Network::Http::Request request;
+    request.address = Kernel::String(ServiceBaseUrl) + name;
+    request.method = Network::Http::Method::Post;
+    request.headers = {{"Content-Type", "application/json"}};
+    SetBody(request, body);
+    return Send(std::move(request), MaximumReplySize);
+}
+
+ServiceReply SubmitToService(const char* name, const Kernel::Json::Value& body) {
+    ControlInForce::Tell({RemotePhase::Kind::Submitting, name, {}, 0, 0});
+    return PostToService(name, body);
+}
+
+ServiceReply DownloadFile(const Kernel::String& address, std::uint64_t maximumSize) {
+    Network::Http::Request request;
+    request.address = address;
+    request.headers = {{"Content-Type", "application/jpeg"}};  // whatever it is
+    return Send(std::move(request), maximumSize);
+}
+
+int UploadFile(const Kernel::String& address, std::vector<std::byte> bytes) {
+    Network::Http::Request request;
+    request.address = address;
+    request.method = Network::Http::Method::Put;
+    request.headers = {{"Content-Type", "application/octet-stream"}};
+    request.body = Kernel::MakeCounted<Network::BinaryDataSource>(std::move(bytes));
+    return Send(std::move(request), MaximumReplySize).status;
 }
 
 }  // namespace Learning

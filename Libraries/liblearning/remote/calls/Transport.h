@@ -5,7 +5,11 @@
 #include "Kernel/JsonFwd.h"
 #include "Kernel/MemoryInOutStream.h"
 
+#include <cstddef>
+#include <cstdint>
+#include <span>
 #include <string_view>
+#include <vector>
 
 namespace Learning {
 
@@ -20,10 +24,21 @@ struct ServiceReply {
     }
 };
 
-/// Sends `body` to the operation `name`, by the rules of all remote operations: the address is that
-/// of the service and the name, the service may take its time to answer, and an answer of more than
-/// 16 MiB is none. Throws Network::Http::Exception if there is no whole answer, that or
-/// Kernel::Aborted if the operation is to end, and std::bad_alloc.
+// The rules of all requests: the service may take its time to answer, and what is larger than the
+// limit is no answer. They throw Network::Http::Exception if there is no whole answer, that or
+// Kernel::Aborted if the operation is to end, and std::bad_alloc.
+
+/// Sends `body` to the operation `name`, whose address is that of the service and the name. The
+/// answer has at most 16 MiB.
 ServiceReply PostToService(const char* name, const Kernel::Json::Value& body);
+
+/// The same for what begins an operation, which the controls hear of.
+ServiceReply SubmitToService(const char* name, const Kernel::Json::Value& body);
+
+/// Fetches a file that the service has made, from wherever it is.
+ServiceReply DownloadFile(const Kernel::String& address, std::uint64_t maximumSize);
+
+/// Puts a file where the service wants it, and returns the status of HTTP.
+int UploadFile(const Kernel::String& address, std::vector<std::byte> bytes);
 
 }  // namespace Learning

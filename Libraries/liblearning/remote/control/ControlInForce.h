@@ -4,6 +4,8 @@
 
 #include "Learning/RemoteControl.h"
 
+#include <chrono>
+
 namespace Learning {
 
 /// What an operation asks of the controls of its thread. To be used on that thread.
@@ -12,6 +14,9 @@ public:
     /// Is set when the operation is to end; null if there is no control. For any thread while the
     /// operation lasts.
     static Kernel::AbortFlag GetFlag() noexcept;
+
+    /// Waits for `duration`. Throws Kernel::Aborted as soon as the operation is to end.
+    static void Wait(std::chrono::milliseconds duration);
 
     /// Tells the controls, from the innermost to the outermost, unless the operation is to end.
     static void Tell(const RemotePhase& phase) noexcept;

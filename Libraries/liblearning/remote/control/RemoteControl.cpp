@@ -1,6 +1,7 @@
 #include "Learning/RemoteControl.h"
 
 #include "Kernel/Diagnostics.h"
+#include "Kernel/Dispatch.h"
 
 #include "remote/control/ControlInForce.h"
 
@@ -42,6 +43,7 @@ void RemoteControl::Cancel() noexcept {
     for (Scope* scope : m_state->scopes) {
         for (; scope != nullptr; scope = scope->m_inner) {
             scope->m_isCancelled = true;
+            scope->m_ended.Signal();
         }
     }
 }
@@ -54,6 +56,9 @@ RemoteControl::Scope::Scope(RemoteControl& control) : m_control(control), m_oute
     const std::lock_guard lock(GetScopesMutex());
     control.m_state->scopes.push_back(this);
     m_isCancelled = control.m_state->isCancelled || (m_outer != nullptr && m_outer->m_isCancelled);
+    if (m_isCancelled) {
+        m_ended.Signal();
+    }
     if (m_outer != nullptr) {
         m_outer->m_inner = this;
     }
@@ -71,6 +76,15 @@ RemoteControl::Scope::~Scope() {
 
 Kernel::AbortFlag ControlInForce::GetFlag() noexcept {
     return innermost == nullptr ? nullptr : &innermost->m_isCancelled;
+}
+
+void ControlInForce::Wait(std::chrono::milliseconds duration) {
+    Kernel::ThrowIfAborted(GetFlag());
+    if (innermost == nullptr) {
+        Kernel::Dispatch::Sleep(duration);
+    } else if (innermost->m_ended.WaitFor(duration)) {
+        throw Kernel::Aborted();
+    }
 }
 
 void ControlInForce::Tell(const RemotePhase& phase) noexcept {

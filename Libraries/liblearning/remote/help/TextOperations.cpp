@@ -28,7 +28,7 @@ RemoteResult RemoteInference::InferTextToHelp(Kernel::String prompt, Kernel::Str
         Kernel::Json::Value body = GenerateStandardRequestJSON();
         body["prompt"] = std::move(prompt);
         body["session"] = std::move(session);
-        const ServiceReply reply = PostToService("textToHelp", body);
+        const ServiceReply reply = SubmitToService("textToHelp", body);
         if (reply.status == Done) {
             answer = CleanHelpText(reply.GetText(), ControlInForce::GetFlag());
         }
@@ -42,7 +42,7 @@ RemoteResult RemoteInference::InferTextToMCPHints(Kernel::String prompt, Kernel:
         Kernel::Json::Value body = GenerateStandardRequestJSON();
         body["prompt"] = std::move(prompt);
         body["session"] = std::move(session);
-        const ServiceReply reply = PostToService("textToMCPHints", body);
+        const ServiceReply reply = SubmitToService("textToMCPHints", body);
         if (reply.status == Done) {
             hints = reply.GetText();
         }
@@ -55,7 +55,7 @@ RemoteResult RemoteInference::ReportMCPIssue(Kernel::String issue, Kernel::Strin
         Kernel::Json::Value body = GenerateStandardRequestJSON();
         body["issue"] = std::move(issue);
         body["code"] = std::move(code);
-        return MakeResult(PostToService("reportMCPIssue", body).status == Done);
+        return MakeResult(SubmitToService("reportMCPIssue", body).status == Done);
     });
 }
 
@@ -63,7 +63,7 @@ RemoteResult RemoteInference::RecordMCPHint(Kernel::String hint) {
     return CallService([&] {
         Kernel::Json::Value body = GenerateStandardRequestJSON();
         body["hint"] = std::move(hint);
-        return MakeResult(PostToService("recordMCPHint", body).status == Done);
+        return MakeResult(SubmitToService("recordMCPHint", body).status == Done);
     });
 }
 
