@@ -7,9 +7,14 @@
 #include "Kernel/NeverDestroyed.h"
 #include "Kernel/String.h"
 #include "Learning/Export.h"
+#include "Learning/ImageToImageAlphaMode.h"
+#include "Learning/RemoteInferenceHelper.h"
 #include "Learning/RemoteModels.h"
 #include "Learning/RemoteNotifications.h"
+#include "Learning/RemoteOptions.h"
 #include "Learning/RemoteResult.h"
+#include "Raster/Buffer.h"
+#include "Raster/ICCManager.h"
 
 #include <memory>
 #include <vector>
@@ -95,6 +100,80 @@ public:
 
     /// Tells the service that a hint was of use. No notification announces it.
     Result RecordMCPHint(Kernel::String hint);
+
+    // --- Pictures ---
+    //
+    // The service makes pictures in jobs of tens of seconds; these operations wait for it. The
+    // result's message is the job's name at the service once pictures could be had. What has been
+    // accepted can be fetched again by the Resume operations, with the other arguments as they
+    // were: a RemoteControl hears of the job in time.
+    //
+    // `progress` hears how far they are unless it or `context` is null. Pictures are sent in sRGB
+    // as JPEG, without metadata, and nothing of pixels that are fully transparent is sent.
+
+    /// The pixels that guide the service.
+    using Guidance =
+        Raster::Buffer<Raster::Red8, Raster::Green8, Raster::Blue8, Raster::Alpha8, Raster::X5>;
+    using Pictures = std::vector<Kernel::Counted<Raster::DynamicBitmap>>;
+
+    /// Makes `count` pictures of what `prompt` describes, without what `negativePrompt` does, and
+    /// appends them to `pictures`, which they stay in even if the call fails later; those that are
+    /// there already count. `guidance`, which is sent as it is, may be null. If the service is to
+    /// enhance the prompt, `prompt` becomes what it has made of it. GenerationRejected if there is
+    /// no picture in the end.
+    Result InferTextToImage(TextToImageModel model, TextToImageAspect aspect,
+                            Kernel::Counted<Guidance> guidance, TextToImageGuidanceMode mode,
+                            Kernel::String& prompt, Kernel::String negativePrompt,
+                            bool enhancePrompt, GenerationStyle style, int count,
+                            Pictures& pictures, ProgressCallback progress, void* context);
+    Result ResumeTextToImage(Kernel::String job, const TextToImageModel& model,
+                             Kernel::String& prompt, bool enhancePrompt, int count,
+                             Pictures& pictures, ProgressCallback progress, void* context);
+
+    /// Changes the visible part of `input` as `prompt` says: `output` becomes a picture of its size
+    /// and format that has the result in that place, and nothing elsewhere. RequestInsufficient if
+    /// `input` is null or nothing of it is visible, or the part has sides that no model takes;
+    /// GenerationRejected if `output` is null in the end.
+    Result InferImageToImage(ImageToImageModel model,
+                             Kernel::Counted<const Raster::DynamicBitmap> input,
+                             Kernel::String prompt, ImageToImageAlphaMode alphaMode,
+                             Kernel::Counted<Raster::DynamicBitmap>& output,
+                             ProgressCallback progress, void* context);
+    Result ResumeImageToImage(Kernel::String job, ImageToImageModel model,
+                              Kernel::Counted<const Raster::DynamicBitmap> input,
+                              ImageToImageAlphaMode alphaMode,
+                              Kernel::Counted<Raster::DynamicBitmap>& output,
+                              ProgressCallback progress, void* context);
+
+    /// Separates what `input` shows from its background: `output` becomes a picture of its size and
+    /// format with that alone. `profiles` are those of the colours of bitmaps by their formats; for
+    /// a format without one, that of the bitmap counts. UnknownError if nothing of `input` is
+    /// visible.
+    Result InferImageRemoveBG(Kernel::Counted<const Raster::DynamicBitmap> input,
+                              const Raster::ICCManager::ICCProfileSet& profiles,
+                              Kernel::Counted<Raster::DynamicBitmap>& output,
+                              ProgressCallback progress, void* context);
+
+    /// Makes `count` variants of a region of a document, in which what `prompt` describes replaces
+    /// an object. The alpha of `picture` is the object's shape, `placement` puts the picture into
+    /// the document, and `profile` is that of its colours, sRGB if empty. The variants are appended
+    /// to `pictures`, as in InferTextToImage(), and `regionPlacement` becomes what puts them into
+    /// the document. With `preparesRegion` and a `strength` of 1 the helper prepares what is sent.
+    /// UnknownError if `strength` is not finite.
+    Result InferImageObjectReplacement(const RemoteInferenceHelper& helper,
+                                       Kernel::Counted<const Raster::DynamicBitmap> picture,
+                                       const Raster::AffineTransform::Params& placement,
+                                       Kernel::Consolidated<Raster::ICCProfile> profile,
+                                       Kernel::String prompt, double strength, int count,
+                                       bool preparesRegion, Pictures& pictures,
+                                       Raster::AffineTransform::Params& regionPlacement,
+                                       ProgressCallback progress, void* context);
+    Result ResumeImageObjectReplacement(Kernel::String job, const RemoteInferenceHelper& helper,
+                                        Kernel::Counted<const Raster::DynamicBitmap> picture,
+                                        const Raster::AffineTransform::Params& placement, int count,
+                                        Pictures& pictures,
+                                        Raster::AffineTransform::Params& regionPlacement,
+                                        ProgressCallback progress, void* context);
 
 private:
     /// A JSON value, whose type takes long to compile.

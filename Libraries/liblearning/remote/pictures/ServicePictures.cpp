@@ -1,0 +1,63 @@
+#include "remote/pictures/ServicePictures.h"
+
+#include "Raster/DynamicFile.h"
+#include "Raster/ICCManager.h"
+#include "Raster/Pipeline.h"
+
+#include "remote/control/ControlInForce.h"
+
+#include <stdexcept>
+#include <type_traits>
+
+namespace Learning {
+
+Kernel::Consolidated<Raster::ICCProfile> GetServiceProfile() {
+    return Raster::ICCManager::GetProfileForString("sRGB IEC61966-2.1");
+}
+
+bool* GetRasterFlag() noexcept {
+    // The raster library reads the bool in the atomic one, as std::atomic_ref does.
+    static_assert(sizeof(std::atomic<bool>) == sizeof(bool) &&
+                  std::is_standard_layout_v<std::atomic<bool>>);
+    return reinterpret_cast<bool*>(const_cast<std::atomic<bool>*>(ControlInForce::GetFlag()));
+}
+
+void ThrowUnfinished() {
+    Kernel::ThrowIfAborted(ControlInForce::GetFlag());
+    throw std::runtime_error("a picture could not be rendered");
+}
+
+Picture RenderForService(const Raster::DynamicBitmap& source,
+                         const Kernel::Consolidated<Raster::ICCProfile>& profile,
+                         const Raster::AffineTransform::Params& transform, int width, int height) {
+    auto picture = Kernel::MakeCounted<Raster::DynamicBitmap>(width, height, Raster::Format::RGBA8);
+    picture->SetProfile(GetServiceProfile());
+    Raster::Rendering rendering;
+    rendering.transform = transform;
+    rendering.sampler = Raster::Sampler::Bicubic;
+    rendering.blend = Raster::Blend::Over;  // leaves no colour where the result is transparent
+    if (auto stage = Raster::ICCManager::CreateConversion(profile, picture->GetProfile())) {
+        rendering.stages.push_back(std::move(stage));
+    }
+    using ToService = Raster::Pipeline<Raster::DynamicBitmap, Raster::DynamicBitmap>;
+    if (Raster::IsPossible(rendering) &&
+        !ToService::Run(*picture, source, nullptr, picture->GetBounds(), rendering,
+                        GetRasterFlag())) {
+        ThrowUnfinished();
+    }
+    return picture;
+}
+
+Picture DecodePicture(Kernel::InStream& file) {
+    Raster::DynamicFile decoder;
+    if (!decoder.CreateFromStream(file)) {
+        return nullptr;
+    }
+    auto picture = Kernel::MakeCounted<Raster::DynamicBitmap>();
+    picture->Create(decoder.GetWidth(), decoder.GetHeight());
+    const bool isRead = decoder.ReadPixels(*picture, GetRasterFlag());
+    Kernel::ThrowIfAborted(ControlInForce::GetFlag());
+    return isRead ? picture : nullptr;
+}
+
+}  // namespace Learning

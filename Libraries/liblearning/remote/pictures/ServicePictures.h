@@ -1,0 +1,38 @@
+// Pictures on their way to the service and back.
+
+#pragma once
+
+#include "Kernel/Counted.h"
+#include "Kernel/Streams.h"
+#include "Learning/RemoteOptions.h"
+#include "Raster/AffineTransform.h"
+#include "Raster/DynamicBitmap.h"
+#include "Raster/ICCProfile.h"
+
+namespace Learning {
+
+using Picture = Kernel::Counted<Raster::DynamicBitmap>;
+
+/// The profile in which pictures are sent: sRGB.
+Kernel::Consolidated<Raster::ICCProfile> GetServiceProfile();
+
+/// A flag that ends the work on pictures as the raster library takes it; null without a control.
+bool* GetRasterFlag() noexcept;
+
+/// Throws Kernel::Aborted if a control has ended the operation, else std::runtime_error: for work
+/// on pictures that did not end well.
+[[noreturn]] void ThrowUnfinished();
+
+/// What of `source` lies in a picture of `width` by `height` in RGBA8 and sRGB, after `transform`,
+/// which need not be invertible: there is nothing then. `profile` is that of the colours of
+/// `source`; without one they are sRGB, too. Pixels that are fully transparent have no colour: what
+/// the user has erased stays here.
+Picture RenderForService(const Raster::DynamicBitmap& source,
+                         const Kernel::Consolidated<Raster::ICCProfile>& profile,
+                         const Raster::AffineTransform::Params& transform, int width, int height);
+
+/// The picture in a file that came from the service, in RGBA8; null if there is none that can be
+/// read.
+Picture DecodePicture(Kernel::InStream& file);
+
+}  // namespace Learning
