@@ -3,6 +3,7 @@
 #include "Learning/RemoteControl.h"
 
 #include "remote/imagetoimage/TargetSize.h"
+#include "remote/jobs/ServiceJob.h"
 #include "remote/objectreplacement/Region.h"
 #include "remote/pictures/PictureText.h"
 #include "remote/pictures/ServicePictures.h"
@@ -658,6 +659,121 @@ TEST_F(ObjectReplacement, PreparesTheRegionWhenAllOfItIsReplaced) {
                   .code,
               Rejected);
     EXPECT_EQ(m_where, Raster::AffineTransform::Params());
+}
+
+/// What a service may do, one after the other, and how a call ends by the rules of its operation.
+class FaultPlan {
+public:
+    FaultPlan(std::mt19937& random, const PollRules& rules, int count)
+        : m_random(random), m_rules(rules), m_count(count) {
+        submission = Choose({Job, Job, Job, Job, Job, "500", "7", "cut", R"({"error":"X"})", "{}"});
+        code = submission == Job ? PlanIndices() : submission == "cut" ? Broken : Unknown;
+    }
+
+    std::string submission;
+    std::deque<std::string> polls;
+    int pictures = 0;
+    RemoteResult::Code code;
+
+private:
+    std::string Choose(const std::vector<std::string>& choices) {
+        return choices[m_random() % choices.size()];
+    }
+
+    RemoteResult::Code PlanIndices() {
+        const int indices = m_rules.endsWithError ? 1 : m_count;
+        for (int i = 0; i < indices && (m_rules.endsWithError || pictures < m_count); ++i) {
+            if (const auto end = PlanIndex()) {
+                return *end;
+            }
+        }
+        return pictures > 0 ? Success : Rejected;
+    }
+
+    std::optional<RemoteResult::Code> PlanIndex() {
+        for (int attempt = 0; attempt < m_rules.attempts; ++attempt) {
+            const std::string what = Choose({Pending, Pending, "503", "{}", "files", "files",
+                                             "files", R"({"error":"X"})", "broken", "cut"});
+            polls.push_back(what);
+            if (what == "cut" || what == "broken") {
+                return what == "cut" ? Broken : Unknown;
+            }
+            if (what.starts_with(R"({"error)")) {
+                return m_rules.endsWithError ? std::optional(Unknown) : std::nullopt;
+            }
+            if (what == "files") {
+                return PlanFiles(polls.back());
+            }
+        }
+        return std::nullopt;
+    }
+
+    std::optional<RemoteResult::Code> PlanFiles(std::string& reply) {
+        reply = R"({"images":[0)";
+        std::optional<RemoteResult::Code> end;
+        for (auto left = m_random() % 4; left > 0; --left) {
+            const std::string file = Choose({"good.png", "good.png", "bad.txt", "none", "lost"});
+            reply += ",\"" + std::string(ServiceBaseUrl) + file + '"';
+            end = end || file != "lost" ? end : std::optional(Broken);
+            pictures += !end && file == "good.png" ? 1 : 0;
+        }
+        reply += "]}";
+        return end;
+    }
+
+    std::mt19937& m_random;
+    const PollRules& m_rules;
+    const int m_count;
+};
+
+TEST_F(PictureTest, EndsAsTheRulesSayWhateverTheServiceDoes) {
+    const int rounds = std::getenv("ORVANTIS_SOAK") != nullptr ? 5000 : 20;
+    m_files = {{"good.png", MakePNG(*MakePicture(544, 544, 0x00FF00FF))},
+               {"bad.txt", "no picture"},
+               {"none", "404"},
+               {"lost", "cut"}};
+    std::atomic<int> balance = 0;
+    std::atomic<int> starts = 0;
+    const auto registration =
+        RemoteInference::GetInstance().Register([&](const auto& notification) {
+            const bool isStart =
+                dynamic_cast<const RemoteInferenceStartedNotification*>(&notification) != nullptr;
+            balance += isStart ? 1 : -1;
+            starts += isStart ? 1 : 0;
+        });
+    const Picture input = MakePicture(64, 64, 0xFF0000FF);
+    const Helper helper;
+    std::mt19937 random(11);
+    for (int round = 0; round < rounds; ++round) {
+        const PollRules* const rules[] = {&TextToImagePolling, &ImageToImagePolling,
+                                          &ObjectReplacementPolling};
+        const std::size_t which = random() % std::size(rules);
+        const int count = static_cast<int>(random() % 4);
+        FaultPlan plan(random, *rules[which], count);
+        {
+            const std::lock_guard lock(m_mutex);
+            m_replies[rules[which]->operation] = plan.submission;
+            m_polls = plan.polls;
+        }
+        RemoteInference::Pictures pictures;
+        Picture output;
+        Kernel::String prompt = "x";
+        Raster::AffineTransform::Params where;
+        const Result result =
+            which == 0 ? m_client.InferTextToImage({}, {}, {}, {}, prompt, "", false, {}, count,
+                                                   pictures, nullptr, nullptr)
+            : which == 1
+                ? m_client.InferImageToImage({}, input, prompt, {}, output, nullptr, nullptr)
+                : m_client.InferImageObjectReplacement(helper, input, {}, {}, prompt, 0, count,
+                                                       false, pictures, where, nullptr, nullptr);
+        ASSERT_EQ(result.code, plan.code)
+            << round << plan.submission << testing::PrintToString(plan.polls);
+        ASSERT_EQ(which == 1 ? (output ? 1 : 0) : pictures.size(),
+                  which == 1 ? (plan.pictures > 0 ? 1 : 0) : plan.pictures)
+            << round;
+        ASSERT_EQ(balance, 0);
+        ASSERT_EQ(starts, round + 1);
+    }
 }
 
 struct Reports {

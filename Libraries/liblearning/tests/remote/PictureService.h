@@ -100,8 +100,12 @@ protected:
     }
     ~PictureTest() override { m_server = nullptr; }
 
-    /// A reply whose body is `text`; of another status if it starts with one, as "503 busy".
+    /// A reply whose body is `text`; of another status if it starts with one, as "503 busy", and a
+    /// connection that ends for "cut".
     static Server::Script MakeReply(const std::string& text) {
+        if (text == "cut") {
+            return {Server::Abort{}};
+        }
         const int status = std::atoi(text.substr(0, 4).c_str());
         return status > 99 ? Server::Reply(status, {}, text) : Server::Reply(200, {}, text);
     }
@@ -111,8 +115,7 @@ protected:
         const std::string name = request.target.substr(request.target.rfind('/') + 1);
         m_asked.push_back(name);
         if (const auto file = m_files.find(name); file != m_files.end()) {
-            return file->second.starts_with("404") ? Server::Reply(404)
-                                                   : Server::Reply(200, {}, file->second);
+            return MakeReply(file->second);
         }
         if (request.method == "PUT") {
             m_uploaded = request.body;
