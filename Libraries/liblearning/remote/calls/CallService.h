@@ -19,6 +19,7 @@ namespace Learning {
 class Refusal : public std::exception {
 public:
     explicit Refusal(RemoteResult result) noexcept : m_result(std::move(result)) {}
+    explicit Refusal(RemoteResult::Code code) : m_result(code, {}) {}
 
     const RemoteResult& GetResult() const noexcept { return m_result; }
     const char* what() const noexcept override { return "the service refuses the request"; }

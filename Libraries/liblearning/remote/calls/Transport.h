@@ -13,6 +13,9 @@
 
 namespace Learning {
 
+/// No other status of HTTP is a success here.
+inline constexpr int SuccessStatus = 200;
+
 /// What the service has answered, whole.
 struct ServiceReply {
     int status;  // of HTTP

@@ -13,8 +13,6 @@ namespace Learning {
 
 namespace {
 
-constexpr int Done = 200;  // no other status of HTTP is a success here
-
 RemoteResult MakeResult(bool isSuccess) {
     return {isSuccess ? RemoteResult::Success : RemoteResult::UnknownError, {}};
 }
@@ -29,10 +27,10 @@ RemoteResult RemoteInference::InferTextToHelp(Kernel::String prompt, Kernel::Str
         body["prompt"] = std::move(prompt);
         body["session"] = std::move(session);
         const ServiceReply reply = SubmitToService("textToHelp", body);
-        if (reply.status == Done) {
+        if (reply.status == SuccessStatus) {
             answer = CleanHelpText(reply.GetText(), ControlInForce::GetFlag());
         }
-        return MakeResult(reply.status == Done);
+        return MakeResult(reply.status == SuccessStatus);
     });
 }
 
@@ -43,7 +41,7 @@ RemoteResult RemoteInference::InferTextToMCPHints(Kernel::String prompt, Kernel:
         body["prompt"] = std::move(prompt);
         body["session"] = std::move(session);
         const ServiceReply reply = SubmitToService("textToMCPHints", body);
-        if (reply.status == Done) {
+        if (reply.status == SuccessStatus) {
             hints = reply.GetText();
         }
         return MakeResult(!hints.empty());
@@ -55,7 +53,7 @@ RemoteResult RemoteInference::ReportMCPIssue(Kernel::String issue, Kernel::Strin
         Kernel::Json::Value body = GenerateStandardRequestJSON();
         body["issue"] = std::move(issue);
         body["code"] = std::move(code);
-        return MakeResult(SubmitToService("reportMCPIssue", body).status == Done);
+        return MakeResult(SubmitToService("reportMCPIssue", body).status == SuccessStatus);
     });
 }
 
@@ -63,7 +61,7 @@ RemoteResult RemoteInference::RecordMCPHint(Kernel::String hint) {
     return CallService([&] {
         Kernel::Json::Value body = GenerateStandardRequestJSON();
         body["hint"] = std::move(hint);
-        return MakeResult(SubmitToService("recordMCPHint", body).status == Done);
+        return MakeResult(SubmitToService("recordMCPHint", body).status == SuccessStatus);
     });
 }
 

@@ -22,8 +22,8 @@ using Raster::AffineTransform;
 using Raster::DynamicBitmap;
 using Raster::Rect;
 
-constexpr const char* Label = "Image to image inference";
-constexpr int Quality = 70;
+constexpr const char* EditLabel = "Image to image inference";
+constexpr int EditQuality = 70;
 
 Kernel::RectT<double> ToReal(const Rect& rect) noexcept {
     return {double(rect.left), double(rect.top), double(rect.right), double(rect.bottom)};
@@ -62,7 +62,7 @@ Edit PlanEdit(const ImageToImageModel& model, const DynamicBitmap* input,
               ImageToImageAlphaMode alphaMode) {
     const Rect box = input != nullptr ? input->GetAlphaBoundingBox() : Rect{};
     if (box.IsEmpty()) {
-        throw Refusal({RemoteResult::RequestInsufficient, {}});
+        throw Refusal(RemoteResult::RequestInsufficient);
     }
     if (alphaMode == ImageToImageAlphaMode::Automatic) {
         alphaMode = ChooseAlphaMode(*input, box);
@@ -70,7 +70,7 @@ Edit PlanEdit(const ImageToImageModel& model, const DynamicBitmap* input,
     const TargetSize size =
         GetTargetSize(model, static_cast<int>(box.GetWidth()), static_cast<int>(box.GetHeight()));
     if (!CanBeSent(size)) {
-        throw Refusal({RemoteResult::RequestInsufficient, {}});
+        throw Refusal(RemoteResult::RequestInsufficient);
     }
     return {*input, box, static_cast<int>(size.width), static_cast<int>(size.height), alphaMode};
 }
@@ -79,7 +79,7 @@ void AddPicture(Value& body, const Edit& edit) {
     const Picture picture = RenderForService(edit.input, edit.input.GetProfile(),
                                              edit.GetTransform(), edit.width, edit.height);
     Raster::ExportOptions options;
-    options.SetQuality(Quality);
+    options.SetQuality(EditQuality);
     const Raster::ConstPixelAccessor pixels(*picture);
     body["image"] = EncodeAsText(pixels.GetView(), options, ControlInForce::GetFlag());
     body["width"] = edit.width;
@@ -99,7 +99,7 @@ Picture FitToSent(const Edit& edit, const DynamicBitmap& made) {
 }
 
 /// A picture like the input that has `part` in the place from which the sent picture was cut.
-Picture Place(const Edit& edit, const DynamicBitmap& part) {
+Picture PlaceEdit(const Edit& edit, const DynamicBitmap& part) {
     Picture output = edit.input.CloneEmpty();
     const AffineTransform::Params back = edit.GetTransform().Invert().value();
     bool isDone =
@@ -125,7 +125,7 @@ RemoteResult FetchEdit(RemoteInference& client, const ServiceJob& job, const Edi
             // Whether it succeeds or not: without a cut-out the whole is taken.
             client.InferImageRemoveBG(part, {}, part, nullptr, nullptr);
         }
-        output = Place(edit, *part);
+        output = PlaceEdit(edit, *part);
     });
     return {output ? RemoteResult::Success : RemoteResult::GenerationRejected, job.GetId()};
 }
@@ -139,7 +139,7 @@ RemoteResult RemoteInference::InferImageToImage(ImageToImageModel model,
                                                 Kernel::Counted<DynamicBitmap>& output,
                                                 ProgressCallback progress, void* context) {
     return CallService([&] {
-        const CallFrame frame(GetInstance(), Label, model.modelPollStartMS, progress, context);
+        const CallFrame frame(GetInstance(), EditLabel, model.modelPollStartMS, progress, context);
         Kernel::Trace::Write("RemoteInference: Calling model %1\t\n", model.modelKey);
         const Edit edit = PlanEdit(model, input.Get(), alphaMode);
         Value body = GenerateStandardRequestJSON();
@@ -159,7 +159,7 @@ RemoteResult RemoteInference::ResumeImageToImage(Kernel::String job, ImageToImag
                                                  Kernel::Counted<DynamicBitmap>& output,
                                                  ProgressCallback progress, void* context) {
     return CallService([&] {
-        const CallFrame frame(GetInstance(), Label, model.modelPollStartMS, progress, context);
+        const CallFrame frame(GetInstance(), EditLabel, model.modelPollStartMS, progress, context);
         const Edit edit = PlanEdit(model, input.Get(), alphaMode);
         const ServiceJob accepted(ImageToImagePolling, std::move(job),
                                   [this] { return GenerateStandardRequestJSON(); });

@@ -10,7 +10,7 @@ namespace Learning {
 
 namespace {
 
-constexpr std::int64_t LongestSide = 65'500;  // of a JPEG file
+constexpr std::int64_t LongestFileSide = 65'500;  // of a JPEG file
 
 std::int64_t Scale(int side, double scale) noexcept {
     constexpr double Least = std::numeric_limits<std::int32_t>::min();
@@ -51,7 +51,7 @@ TargetSize GetTargetSize(const ImageToImageModel& model, int width, int height) 
 }
 
 bool CanBeSent(const TargetSize& size) noexcept {
-    const auto isSide = [](std::int64_t side) { return side > 0 && side <= LongestSide; };
+    const auto isSide = [](std::int64_t side) { return side > 0 && side <= LongestFileSide; };
     return isSide(size.width) && isSide(size.height) &&
            static_cast<std::uint64_t>(size.width * size.height) <=
                Raster::DynamicFile::MaximumPixelCount;

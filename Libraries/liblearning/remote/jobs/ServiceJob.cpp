@@ -16,13 +16,8 @@ namespace {
 using namespace std::chrono_literals;
 using Kernel::Json::Value;
 
-constexpr int Done = 200;  // no other status of HTTP is a success here
 constexpr auto PendingPause = 2s;
 constexpr std::uint64_t MaximumPictureSize = std::uint64_t{256} << 20;
-
-Refusal MakeRefusal() {
-    return Refusal({RemoteResult::UnknownError, {}});
-}
 
 const Kernel::String* FindText(const Value& reply, const char* key) {
     const auto member = reply.find(key);
@@ -33,7 +28,7 @@ const Kernel::String* FindText(const Value& reply, const char* key) {
 Value ReadObject(const ServiceReply& reply) {
     std::optional<Value> value = Kernel::Json::Parse(reply.GetText());
     if (!value || !value->is_object()) {
-        throw MakeRefusal();
+        throw Refusal(RemoteResult::UnknownError);
     }
     return *std::move(value);
 }
@@ -47,8 +42,8 @@ Refusal MakeRefusal(const Kernel::String& error) {
 }  // namespace
 
 Value ReadReply(const ServiceReply& reply) {
-    if (reply.status != Done) {
-        throw MakeRefusal();
+    if (reply.status != SuccessStatus) {
+        throw Refusal(RemoteResult::UnknownError);
     }
     Value value = ReadObject(reply);
     if (const Kernel::String* const error = FindText(value, "error")) {
@@ -60,7 +55,7 @@ Value ReadReply(const ServiceReply& reply) {
 Kernel::String ReadText(const Value& reply, const char* key) {
     const Kernel::String* const text = FindText(reply, key);
     if (text == nullptr) {
-        throw MakeRefusal();
+        throw Refusal(RemoteResult::UnknownError);
     }
     return *text;
 }
@@ -92,7 +87,7 @@ std::optional<Value> ServiceJob::Poll(int index, const SeeReply& see) const {
         Value body = m_makeRequest();
         body["generation_id"] = Kernel::Format("%1:%2", m_id, index);
         const ServiceReply reply = PostToService("pollGeneration", body);
-        if (reply.status != Done) {
+        if (reply.status != SuccessStatus) {
             continue;
         }
         Value value = ReadObject(reply);
@@ -131,7 +126,7 @@ void ServiceJob::Download(const Value& addresses, const TakePicture& take) const
         ControlInForce::Tell({RemotePhase::Kind::Downloading, m_rules.operation, m_id, number,
                               static_cast<int>(addresses.size())});
         const ServiceReply reply = DownloadFile(*text, MaximumPictureSize);
-        Picture picture = reply.status == Done ? DecodePicture(*reply.body) : nullptr;
+        Picture picture = reply.status == SuccessStatus ? DecodePicture(*reply.body) : nullptr;
         if (picture) {
             take(std::move(picture));
         }

@@ -23,11 +23,10 @@ namespace {
 using Kernel::Json::Value;
 using Raster::AffineTransform;
 using Raster::DynamicBitmap;
-using Raster::Format;
 
-constexpr const char* Label = "Image object replacement inference";
-constexpr int ExpectedDuration = 20'000;  // milliseconds
-constexpr int Border = 16;                // pixels, around all that is sent and returned
+constexpr const char* ReplacementLabel = "Image object replacement inference";
+constexpr int ReplacementDuration = 20'000;  // milliseconds
+constexpr int Border = 16;                   // pixels, around all that is sent and returned
 
 /// The region of a document that is sent, and what of the object lies there.
 struct Cut {
@@ -107,9 +106,9 @@ Picture Trim(const DynamicBitmap& made, const Region& region) {
     return trimmed;
 }
 
-RemoteResult Collect(const ServiceJob& job, int count, const Region& region,
-                     RemoteInference::Pictures& pictures,
-                     AffineTransform::Params& regionPlacement) {
+RemoteResult CollectVariants(const ServiceJob& job, int count, const Region& region,
+                             RemoteInference::Pictures& pictures,
+                             AffineTransform::Params& regionPlacement) {
     for (int i = 0; i < count && pictures.size() < static_cast<std::size_t>(count); ++i) {
         job.Fetch(i, [&](const Picture& made) {
             if (Picture trimmed = Trim(*made, region)) {
@@ -137,7 +136,8 @@ RemoteResult RemoteInference::InferImageObjectReplacement(
     Kernel::String prompt, double strength, int count, bool preparesRegion, Pictures& pictures,
     AffineTransform::Params& regionPlacement, ProgressCallback progress, void* context) {
     return CallService([&] {
-        const CallFrame frame(GetInstance(), Label, ExpectedDuration, progress, context);
+        const CallFrame frame(GetInstance(), ReplacementLabel, ReplacementDuration, progress,
+                              context);
         if (!std::isfinite(strength)) {
             return RemoteResult(RemoteResult::UnknownError, {});
         }
@@ -164,7 +164,7 @@ RemoteResult RemoteInference::InferImageObjectReplacement(
                     DrawMask(*mask));
         const ServiceJob job = ServiceJob::Submit(ObjectReplacementPolling, body,
                                                   [this] { return GenerateStandardRequestJSON(); });
-        return Collect(job, count, cut.region, pictures, regionPlacement);
+        return CollectVariants(job, count, cut.region, pictures, regionPlacement);
     });
 }
 
@@ -174,11 +174,12 @@ RemoteResult RemoteInference::ResumeImageObjectReplacement(
     int count, Pictures& pictures, AffineTransform::Params& regionPlacement,
     ProgressCallback progress, void* context) {
     return CallService([&] {
-        const CallFrame frame(GetInstance(), Label, ExpectedDuration, progress, context);
+        const CallFrame frame(GetInstance(), ReplacementLabel, ReplacementDuration, progress,
+                              context);
         const Cut cut = PlanCut(helper, *OrEmpty(std::move(picture)), placement);
         const ServiceJob accepted(ObjectReplacementPolling, std::move(job),
                                   [this] { return GenerateStandardRequestJSON(); });
-        return Collect(accepted, count, cut.region, pictures, regionPlacement);
+        return CollectVariants(accepted, count, cut.region, pictures, regionPlacement);
     });
 }
 

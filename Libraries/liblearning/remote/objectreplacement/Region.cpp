@@ -7,8 +7,8 @@ namespace Learning {
 
 namespace {
 
-constexpr std::int64_t LongestSide = 1504;
-constexpr std::int64_t ShortestSide = 512;
+constexpr std::int64_t LongestRegionSide = 1504;
+constexpr std::int64_t ShortestRegionSide = 512;
 
 /// The extent of a region in one direction.
 struct Extent {
@@ -21,11 +21,11 @@ struct Extent {
     Extent Halve() const noexcept { return {start / 2, (end + 1) / 2}; }
 
     Extent Widen() const noexcept {
-        if (GetLength() >= ShortestSide) {
+        if (GetLength() >= ShortestRegionSide) {
             return *this;
         }
-        const std::int64_t widened = start - (ShortestSide - GetLength()) / 2;
-        return {widened, widened + ShortestSide};
+        const std::int64_t widened = start - (ShortestRegionSide - GetLength()) / 2;
+        return {widened, widened + ShortestRegionSide};
     }
 };
 
@@ -41,7 +41,7 @@ Region CutRegion(const Kernel::RectT<int>& box, const Kernel::RectT<int>& bounds
         x = y = {0, 0};
     }
     double factor = 1;
-    while (std::max(x.GetLength(), y.GetLength()) > LongestSide) {
+    while (std::max(x.GetLength(), y.GetLength()) > LongestRegionSide) {
         factor *= 2;
         x = x.Halve();
         y = y.Halve();

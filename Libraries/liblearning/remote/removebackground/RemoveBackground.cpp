@@ -22,16 +22,11 @@ using Raster::AffineTransform;
 using Raster::DynamicBitmap;
 using Raster::Rect;
 
-constexpr int Done = 200;
-constexpr int ExpectedDuration = 20'000;  // milliseconds
+constexpr int RemovalDuration = 20'000;  // milliseconds
 constexpr std::uint64_t MaximumArchiveSize = std::uint64_t{512} << 20;
 
-Refusal MakeRefusal() {
-    return Refusal({RemoteResult::UnknownError, {}});
-}
-
 /// What maps the box of the input onto the picture that is sent.
-AffineTransform::Params GetTransform(const Rect& box, const Reduction& sent) {
+AffineTransform::Params GetReduction(const Rect& box, const Reduction& sent) {
     return AffineTransform::Params::MapRect(
         {double(box.left), double(box.top), double(box.right), double(box.bottom)},
         {0, 0, double(sent.width), double(sent.height)});
@@ -42,23 +37,24 @@ Kernel::Counted<Kernel::MemoryInOutStream> Exchange(const ServiceJob::MakeReques
                                                     std::vector<std::byte> file) {
     const Value slot = ReadReply(SubmitToService("removeBackgroundInit", makeRequest()));
     const Kernel::String id = ReadText(slot, "upload_id");
-    if (UploadFile(ReadText(slot, "upload_url"), std::move(file)) != Done) {
-        throw MakeRefusal();
+    if (UploadFile(ReadText(slot, "upload_url"), std::move(file)) != SuccessStatus) {
+        throw Refusal(RemoteResult::UnknownError);
     }
     Value completion = makeRequest();
     completion["upload_id"] = id;
     const Value result = ReadReply(PostToService("removeBackgroundComplete", completion));
     ControlInForce::Tell({RemotePhase::Kind::Downloading, "removeBackgroundInit", id, 1, 1});
     const ServiceReply archive = DownloadFile(ReadText(result, "download_url"), MaximumArchiveSize);
-    if (archive.status != Done) {
-        throw MakeRefusal();
+    if (archive.status != SuccessStatus) {
+        throw Refusal(RemoteResult::UnknownError);
     }
     return archive.body;
 }
 
 /// A picture like the input that has the cut-out in the place of the box.
-Picture Place(const DynamicBitmap& input, const Kernel::Consolidated<Raster::ICCProfile>& profile,
-              const DynamicBitmap& cutOut, const AffineTransform::Params& transform) {
+Picture PlaceCutOut(const DynamicBitmap& input,
+                    const Kernel::Consolidated<Raster::ICCProfile>& profile,
+                    const DynamicBitmap& cutOut, const AffineTransform::Params& transform) {
     Picture output = input.CloneEmpty();
     output->SetProfile(profile);
     if (!Raster::CompositeOver(*output, cutOut, transform, 1, Raster::Sampler::Bicubic,
@@ -76,11 +72,11 @@ RemoteResult RemoteInference::InferImageRemoveBG(Kernel::Counted<const DynamicBi
                                                  Kernel::Counted<DynamicBitmap>& output,
                                                  ProgressCallback progress, void* context) {
     return CallService([&] {
-        const CallFrame frame(GetInstance(), "Remove background inference", ExpectedDuration,
+        const CallFrame frame(GetInstance(), "Remove background inference", RemovalDuration,
                               progress, context);
         const Rect box = input ? input->GetAlphaBoundingBox() : Rect{};
         if (box.IsEmpty()) {
-            throw MakeRefusal();
+            throw Refusal(RemoteResult::UnknownError);
         }
         Kernel::Consolidated<Raster::ICCProfile> profile =
             profiles.GetProfileForFormat(input->GetFormat());
@@ -89,19 +85,19 @@ RemoteResult RemoteInference::InferImageRemoveBG(Kernel::Counted<const DynamicBi
         }
         const Reduction sent =
             ReduceForUpload(static_cast<int>(box.GetWidth()), static_cast<int>(box.GetHeight()));
-        const AffineTransform::Params transform = GetTransform(box, sent);
+        const AffineTransform::Params transform = GetReduction(box, sent);
         std::vector<std::byte> file =
             EncodeForUpload(*RenderForService(*input, profile, transform, sent.width, sent.height));
         if (file.empty()) {
-            throw MakeRefusal();
+            throw Refusal(RemoteResult::UnknownError);
         }
         const auto archive =
             Exchange([this] { return GenerateStandardRequestJSON(); }, std::move(file));
         const Picture cutOut = ReadCutOut(archive, sent.width, sent.height);
         if (!cutOut) {
-            throw MakeRefusal();
+            throw Refusal(RemoteResult::UnknownError);
         }
-        output = Place(*input, profile, *cutOut, transform.Invert().value());
+        output = PlaceCutOut(*input, profile, *cutOut, transform.Invert().value());
         return RemoteResult(RemoteResult::Success, {});
     });
 }

@@ -18,7 +18,7 @@ namespace {
 
 using Kernel::Json::Value;
 
-constexpr const char* Label = "Text to image inference";
+constexpr const char* GenerationLabel = "Text to image inference";
 
 /// The index of `style` in the tables of styles; any other number counts as the neutral style.
 std::size_t GetStyleIndex(GenerationStyle style) noexcept {
@@ -67,8 +67,8 @@ void AddGuidance(Value& body, const TextToImageModel& model,
 }
 
 /// Fetches the pictures of a job, index by index, until there are enough.
-RemoteResult Collect(const ServiceJob& job, int count, RemoteInference::Pictures& pictures,
-                     Kernel::String* enhancedPrompt) {
+RemoteResult CollectGenerated(const ServiceJob& job, int count, RemoteInference::Pictures& pictures,
+                              Kernel::String* enhancedPrompt) {
     for (int i = 0; i < count && pictures.size() < static_cast<std::size_t>(count); ++i) {
         const auto takePrompt = [&](const Value& reply) {
             const auto prompt = reply.find("prompt");
@@ -93,7 +93,8 @@ RemoteResult RemoteInference::InferTextToImage(TextToImageModel model, TextToIma
                                                GenerationStyle style, int count, Pictures& pictures,
                                                ProgressCallback progress, void* context) {
     return CallService([&] {
-        const CallFrame frame(GetInstance(), Label, model.modelPollStartMS, progress, context);
+        const CallFrame frame(GetInstance(), GenerationLabel, model.modelPollStartMS, progress,
+                              context);
         Value body = GenerateStandardRequestJSON();
         body["model"] = model.modelKey;
         body["aspect"] = static_cast<std::int32_t>(aspect);
@@ -107,7 +108,7 @@ RemoteResult RemoteInference::InferTextToImage(TextToImageModel model, TextToIma
         const ServiceJob job = ServiceJob::Submit(TextToImagePolling, body,
                                                   [this] { return GenerateStandardRequestJSON(); });
         const bool isEnhanced = enhancePrompt && model.modelSupportsPromptEnhancement;
-        return Collect(job, count, pictures, isEnhanced ? &prompt : nullptr);
+        return CollectGenerated(job, count, pictures, isEnhanced ? &prompt : nullptr);
     });
 }
 
@@ -116,11 +117,12 @@ RemoteResult RemoteInference::ResumeTextToImage(Kernel::String job, const TextTo
                                                 int count, Pictures& pictures,
                                                 ProgressCallback progress, void* context) {
     return CallService([&] {
-        const CallFrame frame(GetInstance(), Label, model.modelPollStartMS, progress, context);
+        const CallFrame frame(GetInstance(), GenerationLabel, model.modelPollStartMS, progress,
+                              context);
         const ServiceJob accepted(TextToImagePolling, std::move(job),
                                   [this] { return GenerateStandardRequestJSON(); });
         const bool isEnhanced = enhancePrompt && model.modelSupportsPromptEnhancement;
-        return Collect(accepted, count, pictures, isEnhanced ? &prompt : nullptr);
+        return CollectGenerated(accepted, count, pictures, isEnhanced ? &prompt : nullptr);
     });
 }
 
