@@ -73,7 +73,7 @@ Raster::Rendering Resample(const Area& from, const Area& to, Raster::Sampler sam
 
 void Fill(const Raster::PlaneView& planes, const Raster::DynamicBitmap& bitmap,
           const TensorMapping& mapping) {
-    Raster::PlaneTarget destination(planes);
+    Raster::PlaneTarget destination(planes, Raster::HiddenColours::Clear);
     const Area area = FindPictureArea(bitmap, mapping);
     const Raster::Rect pixels = FindTouched(area);
     const Raster::Rect bounds = GetBounds(planes);

@@ -55,17 +55,21 @@ Kernel::Counted<DynamicBitmap> CopyRect(const DynamicBitmap& source, const Rect&
 }  // namespace
 
 bool Render(DynamicBitmap& destination, const DynamicBitmap& source,
-            const AffineTransform::Params& transform, Sampler sampler, bool* abort) {
+            const AffineTransform::Params& transform, Sampler sampler, bool* abort,
+            const SpanStages& stages) {
     Rendering rendering = MakeRendering(destination, source);
     rendering.transform = transform;
     rendering.sampler = sampler;
+    rendering.stages.insert(rendering.stages.end(), stages.begin(), stages.end());
     return BitmapPipeline::Run(destination, source, nullptr, destination.GetBounds(), rendering,
                                abort);
 }
 
-bool Convert(DynamicBitmap& destination, const DynamicBitmap& source, bool* abort) {
-    return BitmapPipeline::Run(destination, source, nullptr, source.GetBounds(),
-                               MakeRendering(destination, source), abort);
+bool Convert(DynamicBitmap& destination, const DynamicBitmap& source, bool* abort,
+             const SpanStages& stages) {
+    Rendering rendering = MakeRendering(destination, source);
+    rendering.stages.insert(rendering.stages.end(), stages.begin(), stages.end());
+    return BitmapPipeline::Run(destination, source, nullptr, source.GetBounds(), rendering, abort);
 }
 
 Kernel::Counted<DynamicBitmap> Resize(const DynamicBitmap& source, int width, int height,

@@ -115,14 +115,21 @@ HWY_INLINE Floats GetChannel(const Pixels& p, PlaneChannel::Role role) {
     return ToGrey(p);
 }
 
-HWY_INLINE void WriteLanes(const float* rgba, const ConstPlaneView& view, float* to,
-                           std::ptrdiff_t planeStride) {
+HWY_INLINE void WriteLanes(const float* rgba, const ConstPlaneView& view, HiddenColours hidden,
+                           float* to, std::ptrdiff_t planeStride) {
     hn::Vec<FloatTag> r;
     hn::Vec<FloatTag> g;
     hn::Vec<FloatTag> b;
     hn::Vec<FloatTag> a;
     hn::LoadInterleaved4(FloatTag(), rgba, r, g, b, a);
     const auto zero = hn::Zero(FloatTag());
+    if (hidden == HiddenColours::Clear) {
+        const auto isVisible = hn::Gt(a, zero);
+        r = hn::IfThenElseZero(isVisible, r);
+        g = hn::IfThenElseZero(isVisible, g);
+        b = hn::IfThenElseZero(isVisible, b);
+        a = hn::IfThenElseZero(isVisible, a);
+    }
     Samples samples{{zero, zero, zero, zero}};
     for (std::size_t i = 0; i < view.channelCount; ++i) {
         const auto& [role, mapping] = view.channels[i];
@@ -169,18 +176,19 @@ void ReadPlanes(const ConstPlaneView& view, const float* samples, float* rgba, s
     }
 }
 
-void WritePlanes(const float* rgba, const PlaneView& view, float* samples, std::size_t count) {
+void WritePlanes(const float* rgba, const PlaneView& view, HiddenColours hidden, float* samples,
+                 std::size_t count) {
     const ConstPlaneView layout = view;
     const std::size_t step = GetStep(layout);
     std::size_t i = 0;
     for (; i + LaneCount <= count; i += LaneCount) {
-        WriteLanes(rgba + 4 * i, layout, samples + i * step, layout.planeStride);
+        WriteLanes(rgba + 4 * i, layout, hidden, samples + i * step, layout.planeStride);
     }
     if (i < count) {
         alignas(64) float in[4 * LaneCount] = {};
         alignas(64) float out[4 * LaneCount];
         std::memcpy(in, rgba + 4 * i, (count - i) * 4 * sizeof(float));
-        WriteLanes(in, layout, out, GetRestStride(layout));
+        WriteLanes(in, layout, hidden, out, GetRestStride(layout));
         CopyRest(layout, samples + i * step, out, count - i,
                  [](float* memory, const float* copied, std::size_t size) {
                      std::memcpy(memory, copied, size);
@@ -197,10 +205,14 @@ bool IsAligned(const void* row) {
 
 using Mappings = std::array<ChannelMapping, 3>;
 
-template <bool IsMapped, class Store>
+template <bool IsMapped, HiddenColours Hidden, class Store>
 HWY_INLINE void SplitBytes(const std::byte* pixels, std::array<float*, 3> planes,
                            const Mappings& mappings) {
-    const Words four = LoadWords<std::uint32_t>(pixels);
+    Words four = LoadWords<std::uint32_t>(pixels);
+    if constexpr (Hidden == HiddenColours::Clear) {
+        const auto alphas = hn::And(four, hn::Set(WordTag(), 0xFF000000U));
+        four = hn::IfThenZeroElse(hn::Eq(alphas, hn::Zero(WordTag())), four);
+    }
     const auto put = [&](Floats v, std::size_t channel) HWY_ATTR {
         if constexpr (IsMapped) {
             v = LaneMapping(mappings[channel]).Map(v);
@@ -234,19 +246,19 @@ HWY_INLINE std::array<Sample*, 3> Advance(std::array<Sample*, 3> planes, std::pt
 
 // Deliberate: the pointers come by value. Behind a reference they would be read again after every
 // store, which might have changed them for all the compiler knows.
-template <bool IsMapped, class Store>
+template <bool IsMapped, HiddenColours Hidden, class Store>
 void ConvertRowToPlanes(const std::byte* pixels, std::array<float*, 3> planes,
                         const Mappings& mappings, std::size_t width) {
     std::size_t i = 0;
     for (; i + LaneCount <= width; i += LaneCount) {
-        SplitBytes<IsMapped, Store>(pixels + 4 * i, Advance(planes, static_cast<std::ptrdiff_t>(i)),
-                                    mappings);
+        SplitBytes<IsMapped, Hidden, Store>(
+            pixels + 4 * i, Advance(planes, static_cast<std::ptrdiff_t>(i)), mappings);
     }
     if (i < width) {
         alignas(64) std::byte in[4 * LaneCount] = {};
         alignas(64) float out[3][LaneCount];
         std::memcpy(in, pixels + 4 * i, (width - i) * 4);
-        SplitBytes<IsMapped, Cached>(in, {out[0], out[1], out[2]}, mappings);
+        SplitBytes<IsMapped, Hidden, Cached>(in, {out[0], out[1], out[2]}, mappings);
         for (std::size_t channel = 0; channel < 3; ++channel) {
             std::memcpy(planes[channel] + i, out[channel], (width - i) * sizeof(float));
         }
@@ -278,13 +290,14 @@ HWY_INLINE bool IsIdentity(const Mappings& mappings) {
     });
 }
 
-void ConvertBytesToPlanes(const SourceBlock& source, const DestinationPlanes& destination,
-                          std::size_t width, std::size_t height, bool isLarge) {
+template <HiddenColours Hidden>
+void ConvertRowsToPlanes(const SourceBlock& source, const DestinationPlanes& destination,
+                         std::size_t width, std::size_t height, bool isLarge) {
     const bool isMapped = !IsIdentity(destination.mappings);
-    const auto plain =
-        isMapped ? ConvertRowToPlanes<true, Cached> : ConvertRowToPlanes<false, Cached>;
-    const auto streamed =
-        isMapped ? ConvertRowToPlanes<true, Streamed> : ConvertRowToPlanes<false, Streamed>;
+    const auto plain = isMapped ? ConvertRowToPlanes<true, Hidden, Cached>
+                                : ConvertRowToPlanes<false, Hidden, Cached>;
+    const auto streamed = isMapped ? ConvertRowToPlanes<true, Hidden, Streamed>
+                                   : ConvertRowToPlanes<false, Hidden, Streamed>;
     for (std::size_t y = 0; y < height; ++y) {
         const auto row = static_cast<std::ptrdiff_t>(y);
         const auto planes = Advance(destination.planes, row * destination.stride);
@@ -293,6 +306,14 @@ void ConvertBytesToPlanes(const SourceBlock& source, const DestinationPlanes& de
                                       destination.mappings, width);
     }
     hwy::FlushStream();
+}
+
+void ConvertBytesToPlanes(const SourceBlock& source, const DestinationPlanes& destination,
+                          HiddenColours hidden, std::size_t width, std::size_t height,
+                          bool isLarge) {
+    const auto convert = hidden == HiddenColours::Clear ? ConvertRowsToPlanes<HiddenColours::Clear>
+                                                        : ConvertRowsToPlanes<HiddenColours::Keep>;
+    convert(source, destination, width, height, isLarge);
 }
 
 void ConvertPlanesToBytes(const SourcePlanes& source, const DestinationBlock& destination,
@@ -322,12 +343,13 @@ RASTER_DISPATCH(ReadPlanes,
                 (const ConstPlaneView& view, const float* samples, float* rgba, std::size_t count),
                 (view, samples, rgba, count))
 RASTER_DISPATCH(WritePlanes,
-                (const float* rgba, const PlaneView& view, float* samples, std::size_t count),
-                (rgba, view, samples, count))
+                (const float* rgba, const PlaneView& view, HiddenColours hidden, float* samples,
+                 std::size_t count),
+                (rgba, view, hidden, samples, count))
 RASTER_DISPATCH(ConvertBytesToPlanes,
-                (const SourceBlock& source, const DestinationPlanes& destination, std::size_t width,
-                 std::size_t height, bool isLarge),
-                (source, destination, width, height, isLarge))
+                (const SourceBlock& source, const DestinationPlanes& destination,
+                 HiddenColours hidden, std::size_t width, std::size_t height, bool isLarge),
+                (source, destination, hidden, width, height, isLarge))
 RASTER_DISPATCH(ConvertPlanesToBytes,
                 (const SourcePlanes& source, const DestinationBlock& destination, std::size_t width,
                  std::size_t height, bool isLarge),

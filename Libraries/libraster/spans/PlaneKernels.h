@@ -10,7 +10,8 @@ namespace Raster {
 /// `count` pixels from `samples` to the right, which lie as `view` says, to unit-float RGBA.
 void ReadPlanes(const ConstPlaneView& view, const float* samples, float* rgba, std::size_t count);
 /// And back.
-void WritePlanes(const float* rgba, const PlaneView& view, float* samples, std::size_t count);
+void WritePlanes(const float* rgba, const PlaneView& view, HiddenColours hidden, float* samples,
+                 std::size_t count);
 
 /// Rows of samples in three planes, `stride` floats apart, for red, green and blue.
 template <class Sample>
@@ -24,7 +25,8 @@ using DestinationPlanes = PlaneBlock<float>;
 
 // Between blocks of RGBA8 and of planes; alpha is dropped, or 255. `isLarge` as for BlockConverter.
 void ConvertBytesToPlanes(const SourceBlock& source, const DestinationPlanes& destination,
-                          std::size_t width, std::size_t height, bool isLarge);
+                          HiddenColours hidden, std::size_t width, std::size_t height,
+                          bool isLarge);
 void ConvertPlanesToBytes(const SourcePlanes& source, const DestinationBlock& destination,
                           std::size_t width, std::size_t height, bool isLarge);
 

@@ -82,10 +82,11 @@ void PlaneSource::ConvertInto(const PixelView& target, const Rect& rect) const {
                          static_cast<std::size_t>(rect.GetHeight()), ExceedsCacheShare(target));
 }
 
-PlaneTarget::PlaneTarget(const PlaneView& view) : m_view(Check(view)) {}
+PlaneTarget::PlaneTarget(const PlaneView& view, HiddenColours hidden)
+    : m_view(Check(view)), m_hidden(hidden) {}
 
 void PlaneTarget::Write(int x, int y, std::size_t count, const float* rgba) {
-    WritePlanes(rgba, m_view, m_view.At(x, y), count);
+    WritePlanes(rgba, m_view, m_hidden, m_view.At(x, y), count);
 }
 
 void PlaneTarget::Read(int x, int y, std::size_t count, float* rgba) const {
@@ -101,7 +102,7 @@ void PlaneTarget::ConvertFrom(const ConstPixelView& source, const Rect& rect) {
         return SpanTarget::ConvertFrom(source, rect);
     }
     ConvertBytesToPlanes(
-        {source.At(rect.left, rect.top), source.stride}, GetBlock(m_view, rect),
+        {source.At(rect.left, rect.top), source.stride}, GetBlock(m_view, rect), m_hidden,
         static_cast<std::size_t>(rect.GetWidth()), static_cast<std::size_t>(rect.GetHeight()),
         ExceedsCacheShare(m_view.width, m_view.height, m_view.channelCount * sizeof(float)));
 }

@@ -57,7 +57,8 @@ struct TensorMapping {
     Raster::Sampler sampler = Raster::Sampler::Bilinear;
 };
 
-/// Fills `tensor` from `bitmap`.
+/// Fills `tensor` from `bitmap`. Pixels of alpha 0 count as transparent black: a network never sees
+/// colours that a user has erased.
 LEARNING_API void FillTensorCHW(Tensor& tensor, const Raster::DynamicBitmap& bitmap,
                                 const TensorMapping& mapping = {});
 LEARNING_API void FillTensorHWC(Tensor& tensor, const Raster::DynamicBitmap& bitmap,

@@ -23,9 +23,12 @@ int GetByte(const DynamicBitmap& bitmap, int x, int y, int i) {
     return std::to_integer<int>(bitmap.GetHostView().At(x, y)[i]);
 }
 
-/// One of the four bytes of a pixel over 255, or luma for a channel of -1.
+/// One of the four bytes of a pixel over 255, or luma for a channel of -1; 0 where alpha is 0.
 float GetChannel(const DynamicBitmap& bitmap, int x, int y, int channel) {
-    const auto at = [&](int i) { return static_cast<float>(GetByte(bitmap, x, y, i)) / 255.0F; };
+    const int isVisible = GetByte(bitmap, x, y, 3) > 0 ? 1 : 0;
+    const auto at = [&](int i) {
+        return static_cast<float>(isVisible * GetByte(bitmap, x, y, i)) / 255.0F;
+    };
     return channel < 0 ? 0.299F * at(0) + 0.587F * at(1) + 0.114F * at(2) : at(channel);
 }
 
@@ -89,7 +92,32 @@ TEST(TensorImages, AreExactWhereTheyGoAroundTheCache) {
         const int channel = i / (Width * Height);
         const auto at = static_cast<std::uint64_t>(i);
         ASSERT_EQ(planes.GetValueAtIndexedSubscript(at), GetChannel(photo, x, y, channel));
-        ASSERT_EQ(GetByte(back, x, y, channel), GetByte(photo, x, y, channel));
+        ASSERT_EQ(GetByte(back, x, y, channel),
+                  std::lround(255 * GetChannel(photo, x, y, channel)));
+    }
+}
+
+TEST(TensorImages, NeverShowErasedColours) {
+    for (const auto format : {Raster::Format::RGBA8, Raster::Format::RGBA16, Raster::Format::RGBAF,
+                              Raster::Format::GreyA8}) {
+        DynamicBitmap erased(30, 1, format);
+        for (int x = 0; x < 30; ++x) {  // white, opaque at the right
+            alignas(64) const std::array colour{1.0F, 1.0F, 1.0F, x < 20 ? 0.0F : 1.0F};
+            erased.GetPixelFormat().write(colour.data(), erased.GetHostView().At(x, 0), 1);
+        }
+        for (const int width : {30, 15, 60}) {
+            for (const auto sampler : {Raster::Sampler::Nearest, Raster::Sampler::Bicubic}) {
+                Tensor planes({3, 1, width});
+                Tensor pixels({1, width, 4});
+                FillTensorCHW(planes, erased, {.sampler = sampler});
+                FillTensorHWC(pixels, erased, {.sampler = sampler});
+                for (std::uint64_t x = 0; x < static_cast<std::uint64_t>(width); ++x) {
+                    const bool isVisible = pixels.GetValueAtIndexedSubscript(x * 4 + 3) > 0;
+                    EXPECT_EQ(pixels.GetValueAtIndexedSubscript(x * 4) > 0, isVisible) << x;
+                    EXPECT_EQ(planes.GetValueAtIndexedSubscript(x) > 0, isVisible) << x;
+                }
+            }
+        }
     }
 }
 

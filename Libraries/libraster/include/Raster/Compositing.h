@@ -14,14 +14,18 @@ namespace Raster {
 // source and its destination are different bitmaps.
 
 /// Resamples `source` and replaces all of `destination`: `transform` maps source coordinates to
-/// destination coordinates. Pixels beyond the source become transparent.
+/// destination coordinates. Pixels beyond the source become transparent. `stages` come last, after
+/// the conversion of colours; CreateClearHiddenStage() belongs among them if the result is sent or
+/// shown, since where nothing is resampled colours under alpha 0 stay what they are.
 RASTER_API bool Render(DynamicBitmap& destination, const DynamicBitmap& source,
                        const AffineTransform::Params& transform,
-                       Sampler sampler = Sampler::Bilinear, bool* abort = nullptr);
+                       Sampler sampler = Sampler::Bilinear, bool* abort = nullptr,
+                       const SpanStages& stages = {});
 
-/// Converts `source`, pixel by pixel; if the sizes differ, only the area that both have.
+/// Converts `source`, pixel by pixel; if the sizes differ, only the area that both have. `stages`
+/// as for Render().
 RASTER_API bool Convert(DynamicBitmap& destination, const DynamicBitmap& source,
-                        bool* abort = nullptr);
+                        bool* abort = nullptr, const SpanStages& stages = {});
 
 /// `source` resampled to another size, edge to edge.
 RASTER_API Kernel::Counted<DynamicBitmap> Resize(const DynamicBitmap& source, int width, int height,

@@ -68,9 +68,15 @@ private:
     ConstPlaneView m_view;
 };
 
+/// What becomes of the colours of pixels whose alpha is 0 or less, or NaN.
+enum class HiddenColours : std::uint8_t {
+    Keep,
+    Clear,  // colours and alpha become 0: a network must not see what a user has erased
+};
+
 class RASTER_API PlaneTarget final : public SpanTarget {
 public:
-    explicit PlaneTarget(const PlaneView& view);
+    explicit PlaneTarget(const PlaneView& view, HiddenColours hidden = HiddenColours::Keep);
     void Write(int x, int y, std::size_t count, const float* rgba) override;
     void Read(int x, int y, std::size_t count, float* rgba) const override;
     // Direct from RGBA8 into planes of red, green and blue.
@@ -79,6 +85,7 @@ public:
 
 private:
     PlaneView m_view;
+    HiddenColours m_hidden;
 };
 
 }  // namespace Raster

@@ -10,7 +10,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <vector>
 
 namespace Raster {
 
@@ -38,7 +37,7 @@ struct Rendering {
     std::optional<AffineTransform::Params> transform;
     Sampler sampler = Sampler::Bilinear;
     /// Applied in order, after sampling.
-    std::vector<Kernel::Counted<const SpanStage>> stages;
+    SpanStages stages;
     Blend blend = Blend::Replace;
     /// Multiplies the source's alpha under Over, 0..1.
     float weight = 1;

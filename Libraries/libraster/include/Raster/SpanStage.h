@@ -6,6 +6,7 @@
 #include "Raster/Export.h"
 
 #include <cstddef>
+#include <vector>
 
 namespace Raster {
 
@@ -18,5 +19,8 @@ public:
     /// `rgba` holds `count` pixels of four floats, 64-byte aligned; `count` is at most 128.
     virtual void Apply(float* rgba, std::size_t count) const = 0;
 };
+
+/// Stages in the order in which they are applied; none of them is null.
+using SpanStages = std::vector<Kernel::Counted<const SpanStage>>;
 
 }  // namespace Raster
