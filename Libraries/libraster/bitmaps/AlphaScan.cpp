@@ -1,5 +1,7 @@
 #include "bitmaps/AlphaScan.h"
 
+#include "Raster/AbortFlag.h"
+
 #include <algorithm>
 
 #undef HWY_TARGET_INCLUDE
@@ -143,24 +145,24 @@ private:
 
 /// The bounding box of the wanted pixels: scans rows from both ends, then of each row between only
 /// the columns outside the box so far. `none` if no pixel is wanted.
-Rect FindBox(const ConstPixelView& view, Wanted wanted, const Rect& none) {
+Rect FindBox(const ConstPixelView& view, Wanted wanted, const Rect& none, const bool* abort) {
     const AlphaTest test(*view.format, wanted);
     const auto width = static_cast<std::size_t>(view.width);
     const auto hasRow = [&](int y) { return test.HasAny(view.At(0, y), width); };
     int top = 0;
-    while (top < view.height && !hasRow(top)) {
+    while (top < view.height && !hasRow(top) && !IsAborted(abort)) {
         ++top;
     }
-    if (top == view.height) {
+    if (top == view.height || IsAborted(abort)) {
         return none;
     }
     int bottom = view.height;
-    while (!hasRow(bottom - 1)) {
+    while (!hasRow(bottom - 1) && !IsAborted(abort)) {
         --bottom;
     }
     std::size_t left = width;
     std::size_t right = 0;
-    for (int y = top; y < bottom; ++y) {
+    for (int y = top; y < bottom && !IsAborted(abort); ++y) {
         if (left > 0 && test.HasAny(view.At(0, y), left)) {
             left = test.FindFirst(view.At(0, y), left);
         }
@@ -174,18 +176,18 @@ Rect FindBox(const ConstPixelView& view, Wanted wanted, const Rect& none) {
 
 }  // namespace
 
-Rect FindAlphaBox(const ConstPixelView& view) {
+Rect FindAlphaBox(const ConstPixelView& view, const bool* abort) {
     if (!view.format->hasAlpha) {
         return view.GetBounds().IsEmpty() ? Rect{} : view.GetBounds();
     }
-    return FindBox(view, Wanted::Visible, Rect{});
+    return FindBox(view, Wanted::Visible, Rect{}, abort);
 }
 
-Rect FindInverseAlphaBox(const ConstPixelView& view) {
+Rect FindInverseAlphaBox(const ConstPixelView& view, const bool* abort) {
     if (!view.format->hasAlpha) {
         return EmptyRect;
     }
-    return FindBox(view, Wanted::NotOpaque, EmptyRect);
+    return FindBox(view, Wanted::NotOpaque, EmptyRect, abort);
 }
 
 }  // namespace Raster

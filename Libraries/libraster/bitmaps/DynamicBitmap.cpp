@@ -136,14 +136,16 @@ bool DynamicBitmap::CopyTo(DynamicBitmap& copy, bool* abort) const {
     return !IsAborted(abort);
 }
 
-Rect DynamicBitmap::GetAlphaBoundingBox() const {
-    SyncHostCache(nullptr, false, nullptr);
-    return FindAlphaBox(GetHostView());
+Rect DynamicBitmap::GetAlphaBoundingBox(bool* abort) const {
+    SyncHostCache(nullptr, false, abort);
+    const Rect box = FindAlphaBox(GetHostView(), abort);
+    return IsAborted(abort) ? Rect{} : box;
 }
 
-Rect DynamicBitmap::GetInverseAlphaBoundingBox() const {
-    SyncHostCache(nullptr, false, nullptr);
-    return FindInverseAlphaBox(GetHostView());
+Rect DynamicBitmap::GetInverseAlphaBoundingBox(bool* abort) const {
+    SyncHostCache(nullptr, false, abort);
+    const Rect box = FindInverseAlphaBox(GetHostView(), abort);
+    return IsAborted(abort) ? GetBounds() : box;
 }
 
 int DynamicBitmap::GetWidth(int level) const noexcept {

@@ -155,12 +155,12 @@ bool DynamicFile::ReadPixels(DynamicBitmap& bitmap, bool* abort) {
 
 namespace {
 
-Kernel::Counted<DynamicBitmap> ReadAs(Kernel::InStream& stream, const Format* format) {
+Kernel::Counted<DynamicBitmap> ReadAs(Kernel::InStream& stream, const Format* format, bool* abort) {
     DynamicFile file;
     if (file.CreateFromStream(stream)) {
         auto bitmap = Kernel::MakeCounted<DynamicBitmap>(
             file.GetWidth(), file.GetHeight(), format != nullptr ? *format : file.GetFormat());
-        if (file.ReadPixels(*bitmap)) {
+        if (file.ReadPixels(*bitmap, abort)) {
             return bitmap;
         }
     }
@@ -169,12 +169,12 @@ Kernel::Counted<DynamicBitmap> ReadAs(Kernel::InStream& stream, const Format* fo
 
 }  // namespace
 
-Kernel::Counted<DynamicBitmap> ReadPicture(Kernel::InStream& stream) {
-    return ReadAs(stream, nullptr);
+Kernel::Counted<DynamicBitmap> ReadPicture(Kernel::InStream& stream, bool* abort) {
+    return ReadAs(stream, nullptr, abort);
 }
 
-Kernel::Counted<DynamicBitmap> ReadPicture(Kernel::InStream& stream, Format format) {
-    return ReadAs(stream, &format);
+Kernel::Counted<DynamicBitmap> ReadPicture(Kernel::InStream& stream, Format format, bool* abort) {
+    return ReadAs(stream, &format, abort);
 }
 
 }  // namespace Raster

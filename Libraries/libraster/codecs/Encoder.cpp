@@ -1,12 +1,15 @@
 #include "codecs/Encoder.h"
 
+#include "Raster/AbortFlag.h"
+#include "Raster/CodecException.h"
+
 #include <stdexcept>
 #include <utility>
 
 namespace Raster {
 
-Encoder::Encoder(int width, int height, int maximumSide, RowConverter converter)
-    : m_converter(std::move(converter)), m_width(width), m_height(height) {
+Encoder::Encoder(int width, int height, int maximumSide, RowConverter converter, const bool* abort)
+    : m_converter(std::move(converter)), m_width(width), m_height(height), m_abort(abort) {
     if (width < 1 || height < 1 || width > maximumSide || height > maximumSide) {
         throw std::invalid_argument("no picture file of this kind can have that size");
     }
@@ -25,6 +28,7 @@ void Encoder::RunAt(bool isInOrder, Step step) {
             "the rows of a picture file are written once, all of them, in order");
     }
     m_isOpen = false;
+    CheckWriteAbort(m_abort);
     step();
     m_isOpen = true;
 }
@@ -54,6 +58,12 @@ void Encoder::WritePixels(const ConstPixelView& pixels) {
 void Encoder::Finish() {
     RunAt(m_nextRow == m_height, [this] { EncodeEnd(); });
     m_isOpen = false;
+}
+
+void CheckWriteAbort(const bool* abort) {
+    if (IsAborted(abort)) {
+        throw CodecException("the writing was aborted");
+    }
 }
 
 }  // namespace Raster

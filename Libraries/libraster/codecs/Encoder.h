@@ -12,12 +12,13 @@
 namespace Raster {
 
 /// One file being written. Calls out of order throw std::logic_error and change nothing. After any
-/// other exception the file can't be completed, and every further call throws that.
+/// other exception, CodecException for an abort among them, the file can't be completed, and every
+/// further call throws that.
 class Encoder {
 public:
     /// Rows come in the converter's source format. Throws std::invalid_argument for a side that is
-    /// not 1..`maximumSide`.
-    Encoder(int width, int height, int maximumSide, RowConverter converter);
+    /// not 1..`maximumSide`. `abort` may be null.
+    Encoder(int width, int height, int maximumSide, RowConverter converter, const bool* abort);
     virtual ~Encoder();
     Encoder(const Encoder&) = delete;
     Encoder& operator=(const Encoder&) = delete;
@@ -44,9 +45,13 @@ private:
     RowConverter m_converter;
     int m_width;
     int m_height;
+    const bool* m_abort;
     int m_nextRow = 0;
     bool m_isOpen = true;
     std::vector<std::byte> m_row;  // converted; empty if no conversion is needed
 };
+
+/// Throws CodecException if the flag is set.
+void CheckWriteAbort(const bool* abort);
 
 }  // namespace Raster

@@ -60,8 +60,8 @@ struct CompressInfo : jpeg_compress_struct {
 class JPEGWriter::Implementation final : public Encoder {
 public:
     Implementation(Kernel::OutStream& stream, int width, int height, const PixelFormat& format,
-                   const ExportOptions& options)
-        : Encoder(width, height, MaximumSide, {format, ChooseFormat(format)}),
+                   const ExportOptions& options, const SpanStages& stages, const bool* abort)
+        : Encoder(width, height, MaximumSide, {format, ChooseFormat(format), stages}, abort),
           m_stream(stream),
           m_sampleFacts(DescribeSamples(GetTargetFormat().code)) {
         m_info.err = jpeg_std_error(&m_errors);
@@ -187,8 +187,9 @@ private:
 };
 
 JPEGWriter::JPEGWriter(Kernel::OutStream& stream, int width, int height, const PixelFormat& format,
-                       const ExportOptions& options)
-    : m_implementation(std::make_unique<Implementation>(stream, width, height, format, options)) {}
+                       const ExportOptions& options, const SpanStages& stages, const bool* abort)
+    : m_implementation(std::make_unique<Implementation>(stream, width, height, format, options,
+                                                        stages, abort)) {}
 
 JPEGWriter::~JPEGWriter() = default;
 

@@ -66,9 +66,10 @@ const PixelFormat& ChooseFormat(const PixelFormat& format, bool hasColour) {
 class PNGEncoder : public Encoder {
 public:
     PNGEncoder(Kernel::OutStream& stream, int width, int height, const PixelFormat& format,
-               const ExportOptions& options, const Channels& channels)
+               const ExportOptions& options, const Channels& channels, const SpanStages& stages,
+               const bool* abort)
         : Encoder(width, height, std::numeric_limits<int>::max(),
-                  {format, ChooseFormat(format, channels.hasColour)}),
+                  {format, ChooseFormat(format, channels.hasColour), stages}, abort),
           m_stream(stream),
           m_channels(channels) {
         Create();
@@ -216,8 +217,10 @@ Examiner GetExaminer(Format format) noexcept {
 }
 
 /// `channels`, and those that a lossless file needs.
-Channels FindChannels(const ConstPixelView& pixels, Channels channels) {
-    const RowConverter converter(*pixels.format, ChooseFormat(*pixels.format, channels.hasColour));
+Channels FindChannels(const ConstPixelView& pixels, Channels channels, const SpanStages& stages,
+                      const bool* abort) {
+    const RowConverter converter(*pixels.format, ChooseFormat(*pixels.format, channels.hasColour),
+                                 stages);
     const PixelFormat& format = converter.GetTargetFormat();
     const Examiner examine = GetExaminer(format.code);
     const auto width = static_cast<std::size_t>(pixels.width);
@@ -226,6 +229,7 @@ Channels FindChannels(const ConstPixelView& pixels, Channels channels) {
         if (channels.GetCount() == format.channelCount) {
             break;
         }
+        CheckWriteAbort(abort);
         const std::byte* row = pixels.At(0, y);
         if (!converter.IsIdentity()) {
             converter.Convert(row, converted.data(), width);
@@ -244,10 +248,11 @@ public:
 };
 
 PNGBase::PNGBase(Kernel::OutStream& stream, int width, int height, const PixelFormat& format,
-                 const ExportOptions& options, Alpha alpha)
-    : m_implementation(
-          std::make_unique<Implementation>(stream, width, height, format, options,
-                                           Channels{!IsGrey(format), alpha == Alpha::Keep})) {}
+                 const ExportOptions& options, Alpha alpha, const SpanStages& stages,
+                 const bool* abort)
+    : m_implementation(std::make_unique<Implementation>(
+          stream, width, height, format, options, Channels{!IsGrey(format), alpha == Alpha::Keep},
+          stages, abort)) {}
 
 PNGBase::~PNGBase() = default;
 
@@ -263,8 +268,8 @@ void PNGBase::Finish() {
     m_implementation->Finish();
 }
 
-void WritePNG(const DynamicBitmap& bitmap, Kernel::OutStream& stream,
-              const ExportOptions& options) {
+void WritePNG(const DynamicBitmap& bitmap, Kernel::OutStream& stream, const ExportOptions& options,
+              const SpanStages& stages, bool* abort) {
     ExportOptions complete = options;
     if (!complete.GetProfile()) {
         complete.SetProfile(bitmap.GetProfile());
@@ -273,10 +278,11 @@ void WritePNG(const DynamicBitmap& bitmap, Kernel::OutStream& stream,
     // A grey PNG can't have an RGB profile.
     const bool needsColour =
         profile && profile->GetColourSpace() == ColourSpace::RGB && !IsStandard(profile);
-    const ConstPixelAccessor pixels(bitmap);
+    const ConstPixelAccessor pixels(bitmap, abort);
+    CheckWriteAbort(abort);
     const ConstPixelView& view = pixels.GetView();
     PNGEncoder encoder(stream, view.width, view.height, *view.format, complete,
-                       FindChannels(view, {needsColour, false}));
+                       FindChannels(view, {needsColour, false}, stages, abort), stages, abort);
     encoder.WritePixels(view);
     encoder.Finish();
 }

@@ -9,14 +9,18 @@
 namespace Raster {
 
 RowConverter::RowConverter(const PixelFormat& from, const PixelFormat& to,
-                           Kernel::Counted<const SpanStage> stage) noexcept
-    : m_from(from), m_to(to), m_stage(std::move(stage)) {
+                           SpanStages stages) noexcept
+    : m_from(from), m_to(to), m_stages(std::move(stages)) {
     for (const DirectConversion& conversion : to.directConversions) {
-        if (!m_stage && conversion.source == &from) {
+        if (m_stages.empty() && conversion.source == &from) {
             m_direct = conversion.convert;
         }
     }
 }
+
+RowConverter::RowConverter(const PixelFormat& from, const PixelFormat& to,
+                           const Kernel::Counted<const SpanStage>& stage)
+    : RowConverter(from, to, stage ? SpanStages{stage} : SpanStages{}) {}
 
 void RowConverter::Convert(const std::byte* source, std::byte* target, std::size_t width) const {
     if (IsIdentity()) {
@@ -34,8 +38,8 @@ void RowConverter::ConvertSpans(const std::byte* source, std::byte* target,
     for (std::size_t x = 0; x < width; x += MaximumSpanLength) {
         const std::size_t count = std::min(MaximumSpanLength, width - x);
         m_from.read(source + x * m_from.GetPixelSize(), rgba, count);
-        if (m_stage) {
-            m_stage->Apply(rgba, count);
+        for (const auto& stage : m_stages) {
+            stage->Apply(rgba, count);
         }
         m_to.write(rgba, target + x * m_to.GetPixelSize(), count);
     }

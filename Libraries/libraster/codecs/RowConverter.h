@@ -11,14 +11,16 @@ namespace Raster {
 
 class RowConverter {
 public:
-    /// `stage`, if not null, is applied to the intermediate.
+    /// `stages` are applied to the intermediate.
+    RowConverter(const PixelFormat& from, const PixelFormat& to, SpanStages stages = {}) noexcept;
+    /// With one stage, or none if it is null.
     RowConverter(const PixelFormat& from, const PixelFormat& to,
-                 Kernel::Counted<const SpanStage> stage = nullptr) noexcept;
+                 const Kernel::Counted<const SpanStage>& stage);
 
     const PixelFormat& GetSourceFormat() const noexcept { return m_from; }
     const PixelFormat& GetTargetFormat() const noexcept { return m_to; }
     /// Whether rows are copied unchanged.
-    bool IsIdentity() const noexcept { return &m_from == &m_to && !m_stage; }
+    bool IsIdentity() const noexcept { return &m_from == &m_to && m_stages.empty(); }
 
     void Convert(const std::byte* source, std::byte* target, std::size_t width) const;
 
@@ -27,7 +29,7 @@ private:
 
     const PixelFormat& m_from;
     const PixelFormat& m_to;
-    Kernel::Counted<const SpanStage> m_stage;
+    SpanStages m_stages;
     BlockConverter m_direct = nullptr;  // null if there is no equivalent one
 };
 

@@ -1,5 +1,8 @@
 #include "Raster/Buffer.h"
 
+#include <algorithm>
+#include <cstdlib>
+#include <new>
 #include <stdexcept>
 
 namespace Raster {
@@ -13,23 +16,37 @@ std::size_t CountPixels(int width, int height) {
     return static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
 }
 
+/// As for bitmaps, pages of zeros that are mapped lazily: clearing a large buffer would take longer
+/// than an abort may.
+template <class PixelType>
+PixelType* AllocatePixels(std::size_t count) {
+    void* const memory = std::calloc(std::max<std::size_t>(count, 1), sizeof(PixelType));
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return static_cast<PixelType*>(memory);
+}
+
 }  // namespace
 
 template <class C1, class C2, class C3, class C4, class C5>
 Buffer<C1, C2, C3, C4, C5>::Buffer(int width, int height)
-    : m_width(width), m_height(height), m_pixels(CountPixels(width, height)) {}
+    : m_width(width),
+      m_height(height),
+      m_count(CountPixels(width, height)),
+      m_pixels(AllocatePixels<PixelType>(m_count), &std::free) {}
 
 template <class C1, class C2, class C3, class C4, class C5>
 Kernel::Counted<Buffer<C1, C2, C3, C4, C5>> Buffer<C1, C2, C3, C4, C5>::CreateFromBitmap(
-    const DynamicBitmap& bitmap) {
-    const ConstPixelAccessor accessor(bitmap);
+    const DynamicBitmap& bitmap, bool* abort) {
+    const ConstPixelAccessor accessor(bitmap, abort);
     Kernel::Counted<Buffer> buffer =
         Kernel::MakeCounted<Buffer>(bitmap.GetWidth(), bitmap.GetHeight());
     const ViewSource source(accessor.GetView());
     ViewTarget target(buffer->GetHostView());
     const Rendering plain;
-    RunHostPath({&source, &target, nullptr, &plain, nullptr}, bitmap.GetBounds());
-    return buffer;
+    RunHostPath({&source, &target, nullptr, &plain, abort}, bitmap.GetBounds());
+    return IsAborted(abort) ? nullptr : buffer;
 }
 
 template <class C1, class C2, class C3, class C4, class C5>

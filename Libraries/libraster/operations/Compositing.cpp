@@ -119,11 +119,7 @@ Kernel::Counted<DynamicBitmap> JoinAlpha(const DynamicBitmap& colour, const Dyna
         return nullptr;
     }
     auto result = colour.Clone(abort);
-    Rendering rendering;
-    rendering.blend = Blend::JoinAlpha;
-    const bool isDone = result && BitmapPipeline::Run(*result, alpha, nullptr, result->GetBounds(),
-                                                      rendering, abort);
-    return isDone ? result : nullptr;
+    return result && SetAlpha(*result, alpha, abort) ? result : nullptr;
 }
 
 Kernel::Counted<DynamicBitmap> AddBorder(const DynamicBitmap& source, int border, bool* abort) {

@@ -1,5 +1,6 @@
 #include "rendering/SpanTile.h"
 
+#include "rendering/AlphaTally.h"
 #include "rendering/Blending.h"
 
 #include <algorithm>
@@ -21,9 +22,8 @@ void AddUp(const CopyTally& tile, CopyTally& sum) noexcept {
 }
 
 void Count(const RowBuffer& row, ColumnRun run, CopyTally& tally) noexcept {
-    for (int column = run.begin; column < run.end; ++column) {
-        const float alpha = row.At(column)[3];
-        ++(alpha >= 1 ? tally.opaque : alpha > 0 ? tally.translucent : tally.transparent);
+    if (!run.IsEmpty()) {
+        CountSpan(row.At(run.begin), static_cast<std::size_t>(run.end - run.begin), tally);
     }
 }
 

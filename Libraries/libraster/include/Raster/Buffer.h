@@ -8,8 +8,9 @@
 #include "Raster/Pixel.h"
 #include "Raster/PixelAccessor.h"
 
+#include <cstddef>
+#include <memory>
 #include <span>
-#include <vector>
 
 namespace Raster {
 
@@ -21,13 +22,14 @@ class Buffer : public Kernel::Countable,
 public:
     using PixelType = Pixel<C1, C2, C3, C4, C5>;
 
-    /// Throws std::invalid_argument for a negative size, std::bad_alloc or std::length_error for
-    /// one that can't be allocated.
+    /// Throws std::invalid_argument for a negative size, std::bad_alloc for one that can't be
+    /// allocated.
     Buffer(int width, int height);
 
-    /// The pixels of `bitmap`, converted. Goes through a pixel accessor: a bitmap that is not
-    /// loaded yet is loaded here.
-    static Kernel::Counted<Buffer> CreateFromBitmap(const DynamicBitmap& bitmap);
+    /// The pixels of `bitmap`, converted; null if `abort` was set meanwhile. Goes through a pixel
+    /// accessor: a bitmap that is not loaded yet is loaded here.
+    static Kernel::Counted<Buffer> CreateFromBitmap(const DynamicBitmap& bitmap,
+                                                    bool* abort = nullptr);
 
     static const PixelFormat& GetPixelFormat() noexcept {
         return FormatTraits<C1, C2, C3, C4, C5>::GetPixelFormat();
@@ -39,8 +41,8 @@ public:
     int GetWidth(int /*level*/ = 0) const noexcept { return m_width; }
     int GetHeight(int /*level*/ = 0) const noexcept { return m_height; }
 
-    std::span<PixelType> GetPixels() noexcept { return m_pixels; }
-    std::span<const PixelType> GetPixels() const noexcept { return m_pixels; }
+    std::span<PixelType> GetPixels() noexcept { return {m_pixels.get(), m_count}; }
+    std::span<const PixelType> GetPixels() const noexcept { return {m_pixels.get(), m_count}; }
     /// Row `y`, which is not checked.
     std::span<PixelType> GetRow(int y) noexcept;
     std::span<const PixelType> GetRow(int y) const noexcept;
@@ -51,7 +53,8 @@ public:
 private:
     int m_width;
     int m_height;
-    std::vector<PixelType> m_pixels;
+    std::size_t m_count;
+    std::unique_ptr<PixelType[], void (*)(void*)> m_pixels;
 };
 
 // In this order: the base is instantiated with the class itself.

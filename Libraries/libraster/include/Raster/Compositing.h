@@ -38,6 +38,10 @@ RASTER_API Kernel::Counted<DynamicBitmap> CopyWithTally(const DynamicBitmap& sou
                                                         const Rect& rect, CopyTally& tally,
                                                         bool* abort = nullptr);
 
+/// Sets `tally` to the counts of the pixels of `rect` that lie in `source`, without a copy.
+RASTER_API bool TallyAlpha(const DynamicBitmap& source, const Rect& rect, CopyTally& tally,
+                           bool* abort = nullptr);
+
 /// Composites `source` over `destination` (Porter-Duff over), its alpha multiplied by `weight`.
 RASTER_API bool CompositeOver(DynamicBitmap& destination, const DynamicBitmap& source,
                               const AffineTransform::Params& transform, float weight,
@@ -48,8 +52,11 @@ RASTER_API bool CompositeOver(DynamicBitmap& destination, const DynamicBitmap& s
 RASTER_API bool CompositeDestinationIn(DynamicBitmap& destination, const DynamicBitmap& mask,
                                        bool* abort = nullptr);
 
-/// The colours of `colour` with the alpha of `alpha`, in the format of `colour`, which must have an
-/// alpha channel. Null if the sizes differ.
+/// Replaces the alpha of `picture`, which must have an alpha channel, by that of `alpha`, in place;
+/// pixels that become transparent lose their colours. False if the sizes differ.
+RASTER_API bool SetAlpha(DynamicBitmap& picture, const DynamicBitmap& alpha, bool* abort = nullptr);
+
+/// The same in a copy of `colour`. Null if the sizes differ.
 RASTER_API Kernel::Counted<DynamicBitmap> JoinAlpha(const DynamicBitmap& colour,
                                                     const DynamicBitmap& alpha,
                                                     bool* abort = nullptr);

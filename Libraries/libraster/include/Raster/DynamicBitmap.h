@@ -75,11 +75,11 @@ public:
     Kernel::Counted<DynamicBitmap> CloneEmpty() const;
 
     /// The smallest rectangle around all pixels that are not fully transparent. All zeros if there
-    /// are none.
-    Rect GetAlphaBoundingBox() const;
+    /// are none, or if `abort` was set meanwhile.
+    Rect GetAlphaBoundingBox(bool* abort = nullptr) const;
     /// The smallest rectangle around all pixels that are not fully opaque; EmptyRect if there are
-    /// none.
-    Rect GetInverseAlphaBoundingBox() const;
+    /// none, and the bounds if `abort` was set meanwhile.
+    Rect GetInverseAlphaBoundingBox(bool* abort = nullptr) const;
 
     /// Of a mipmap level, 0 being the bitmap itself: each level halves the one before, rounded up.
     int GetWidth(int level = 0) const noexcept;

@@ -56,8 +56,10 @@ private:
 };
 
 /// Decodes a whole picture, in the file's own format or in `format`. Throws CodecException with the
-/// reason on failure.
-RASTER_API Kernel::Counted<DynamicBitmap> ReadPicture(Kernel::InStream& stream);
-RASTER_API Kernel::Counted<DynamicBitmap> ReadPicture(Kernel::InStream& stream, Format format);
+/// reason on failure, which it also is that `abort` was set.
+RASTER_API Kernel::Counted<DynamicBitmap> ReadPicture(Kernel::InStream& stream,
+                                                      bool* abort = nullptr);
+RASTER_API Kernel::Counted<DynamicBitmap> ReadPicture(Kernel::InStream& stream, Format format,
+                                                      bool* abort = nullptr);
 
 }  // namespace Raster

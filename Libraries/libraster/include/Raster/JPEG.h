@@ -6,6 +6,7 @@
 #include "Raster/DynamicBitmap.h"
 #include "Raster/ExportOptions.h"
 #include "Raster/FormatTraits.h"
+#include "Raster/SpanStage.h"
 
 #include <memory>
 
@@ -13,14 +14,16 @@ namespace Raster {
 
 /// Writes rows of any pixel format as a JPEG file. JPEG has no alpha: it is dropped, and the
 /// straight colours are stored. Grey formats make grey files, CMYK formats make CMYK files as
-/// Adobe's programs do (inverted), all others YCbCr.
+/// Adobe's programs do (inverted), all others YCbCr. `stages` are applied to the pixels first.
 ///
 /// The file is complete, and the stream flushed, after Finish(). Throws std::invalid_argument for a
-/// side that is not 1..65500, CodecException for errors of libjpeg, and what the stream throws.
+/// side that is not 1..65500, CodecException for errors of libjpeg and once `abort`, if not null,
+/// is set, and what the stream throws.
 class RASTER_API JPEGWriter {
 public:
     JPEGWriter(Kernel::OutStream& stream, int width, int height, const PixelFormat& format,
-               const ExportOptions& options);
+               const ExportOptions& options, const SpanStages& stages = {},
+               const bool* abort = nullptr);
     JPEGWriter(const JPEGWriter&) = delete;
     JPEGWriter& operator=(const JPEGWriter&) = delete;
     ~JPEGWriter();
@@ -43,9 +46,10 @@ private:
 template <class C1, class C2, class C3, class C4, class C5>
 class JPEG : public JPEGWriter {
 public:
-    JPEG(Kernel::OutStream& stream, int width, int height, const ExportOptions& options = {})
+    JPEG(Kernel::OutStream& stream, int width, int height, const ExportOptions& options = {},
+         const SpanStages& stages = {}, const bool* abort = nullptr)
         : JPEGWriter(stream, width, height, FormatTraits<C1, C2, C3, C4, C5>::GetPixelFormat(),
-                     options) {}
+                     options, stages, abort) {}
 };
 
 }  // namespace Raster

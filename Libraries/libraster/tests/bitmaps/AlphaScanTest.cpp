@@ -38,7 +38,7 @@ TEST(AlphaScan, FindsBoxesOfEveryFormat) {
         const int stride = static_cast<int>(format.GetPixelSize()) * width;
         const ConstPixelView view{&pixels[1], stride, width, height, &format};
         const auto find = isInverse ? FindInverseAlphaBox : FindAlphaBox;
-        ForTargets([&] { EXPECT_EQ(find(view), box); });
+        ForTargets([&] { EXPECT_EQ(find(view, nullptr), box); });
     }
 }
 

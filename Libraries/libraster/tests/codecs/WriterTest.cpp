@@ -4,7 +4,9 @@
 #include "Raster/JPEG.h"
 #include "Raster/PNGBase.h"
 #include "Raster/Pipeline.h"
+#include "Raster/Stages.h"
 
+#include "tests/bitmaps/Noise.h"
 #include "tests/codecs/SampleFiles.h"
 #include "tests/colour/SwappedProfile.h"
 
@@ -110,6 +112,97 @@ TEST(Writer, KeepsPicturesInTheSmallestTypeOfPNG) {
             EXPECT_TRUE(ReadPicture(png, RGBA8)->IsEqual(picture)) << colourType;
         }
     }
+}
+
+/// A file by one of the three ways to write one.
+enum class Way { PNG, Smallest, JPEG };
+
+void Write(Way way, const DynamicBitmap& bitmap, Kernel::OutStream& stream,
+           const SpanStages& stages, bool* abort) {
+    const auto finish = [&](auto&& writer) {
+        writer.WritePixels(bitmap.GetHostView());
+        writer.Finish();
+    };
+    const PixelFormat& format = bitmap.GetPixelFormat();
+    if (way == Way::Smallest) {
+        WritePNG(bitmap, stream, {}, stages, abort);
+    } else if (way == Way::PNG) {
+        finish(PNGBase(stream, bitmap.GetWidth(), bitmap.GetHeight(), format, {},
+                       PNGBase::Alpha::Keep, stages, abort));
+    } else {
+        finish(
+            JPEGWriter(stream, bitmap.GetWidth(), bitmap.GetHeight(), format, {}, stages, abort));
+    }
+}
+
+TEST(Writer, AppliesStagesInTheirOrder) {
+    for (const Format format : {RGBA8, GreyA8}) {
+        const auto picture = MakeNoise(Width, Height, format, 3);
+        const SpanStages chains[]{{CreateClearHiddenStage(picture->GetPixelFormat())},
+                                  {CreateAlphaToGreyStage()},
+                                  {CreateFlattenStage(1, 0, 1), CreateLumaToAlphaStage()}};
+        for (const SpanStages& stages : chains) {
+            const auto changed = picture->CloneEmpty();
+            Rendering rendering;
+            rendering.stages = stages;
+            Pipeline<DynamicBitmap, DynamicBitmap>::Run(*changed, *picture, nullptr,
+                                                        picture->GetBounds(), rendering);
+            for (const Way way : {Way::PNG, Way::Smallest, Way::JPEG}) {
+                Kernel::MemoryInOutStream inOne;
+                Kernel::MemoryInOutStream inTwo;
+                Write(way, *picture, inOne, stages, nullptr);
+                Write(way, *changed, inTwo, {}, nullptr);
+                EXPECT_TRUE(std::ranges::equal(inOne.GetBytes(), inTwo.GetBytes()));
+            }
+        }
+    }
+}
+
+/// Sets the flag when `limit` bytes have been written or read.
+struct AbortingStream : Kernel::MemoryInOutStream {
+    void Write(std::span<const std::byte> bytes) override {
+        MemoryInOutStream::Write(bytes);
+        abort |= isArmed && GetSize() >= limit;
+    }
+    std::size_t Read(std::span<std::byte> buffer) override {
+        abort |= isArmed && GetPosition() >= limit;
+        return MemoryInOutStream::Read(buffer.first(std::min<std::size_t>(buffer.size(), 999)));
+    }
+
+    std::uint64_t limit = 0;
+    bool isArmed = true;
+    bool abort = false;
+};
+
+TEST(Writer, LeavesNothingWholeBehindWhenItIsAborted) {
+    const auto picture = MakeNoise(800, 700, RGBA8, 4);
+    for (const Way way : {Way::PNG, Way::Smallest, Way::JPEG}) {
+        AbortingStream whole;
+        whole.isArmed = false;
+        Write(way, *picture, whole, {}, &whole.abort);
+        for (const std::uint64_t share : {0, 3, 9}) {
+            AbortingStream part;
+            part.limit = whole.GetSize() * share / 10;
+            EXPECT_THROW(Write(way, *picture, part, {}, &part.abort), CodecException);
+            EXPECT_LT(part.GetSize(), part.limit + 200'000);
+            part.isArmed = false;
+            EXPECT_THROW(ReadPicture(part), CodecException);
+            whole.Seek(0);
+            whole.limit = part.limit;
+            whole.isArmed = true;
+            whole.abort = false;
+            EXPECT_THROW(ReadPicture(whole, &whole.abort), CodecException);
+            EXPECT_LT(whole.GetPosition(), whole.limit + 40'000);
+        }
+    }
+    bool abort = false;
+    Kernel::MemoryInOutStream stream;
+    JPEGWriter writer(stream, 800, 700, picture->GetPixelFormat(), {}, {}, &abort);
+    writer.WritePixels(picture->GetHostView());
+    abort = true;
+    EXPECT_THROW(writer.Finish(), CodecException);
+    EXPECT_THROW(writer.Finish(), std::logic_error);
+    EXPECT_THROW(WritePNG(*picture, stream, {}, {}, &abort), CodecException);
 }
 
 TEST(Writer, TakesTheOptionsWithinTheirBounds) {

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
+#include <new>
 #include <stdexcept>
 
 namespace Raster {
@@ -19,6 +21,10 @@ TEST(Buffer, HoldsThePixelsOfABitmapWithoutGaps) {
     EXPECT_EQ(buffer->GetPixels()[5].Get<Alpha16>(), 65535);
     EXPECT_TRUE((Buffer<Alpha8, X2, X3, X4, X5>(0, 0).GetPixels().empty()));
     EXPECT_THROW((Buffer<Alpha8, X2, X3, X4, X5>(1, -1)), std::invalid_argument);
+    constexpr int Most = std::numeric_limits<int>::max();
+    EXPECT_THROW((Buffer<Cyan8, Magenta8, Yellow8, Black8, Alpha8>(Most, Most)), std::bad_alloc);
+    bool abort = true;
+    EXPECT_FALSE((Buffer<Alpha8, X2, X3, X4, X5>::CreateFromBitmap(bitmap, &abort)));
 }
 
 }  // namespace

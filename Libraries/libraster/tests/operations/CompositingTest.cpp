@@ -2,6 +2,8 @@
 
 #include "tests/bitmaps/Noise.h"
 #include "tests/colour/SwappedProfile.h"
+#include "tests/formats/EveryFormat.h"
+#include "tests/formats/ForInstructionSets.h"
 
 #include <gtest/gtest.h>
 
@@ -55,6 +57,42 @@ TEST(Compositing, LeavesAloneWhatItDoesNotTouch) {
     EXPECT_FALSE(BoxFilter(*MakeNoise(9, 9, Format::RGBA8, 5), 3, &abort));
     EXPECT_FALSE(
         Resize(*MakeNoise(9, 9, Format::RGBA8, 5), 4, 4, Format::RGBA8, Sampler::Area, &abort));
+}
+
+TEST(Compositing, CountsAndReplacesAlphaInPlace) {
+    for (const PixelFormat* format : GetHostFormats()) {
+        const auto picture = MakeNoise(301, 530, format->code, 6);
+        for (const Rect& rect : {Rect{0, 0, 301, 530},
+                                 {7, 200, 140, 260},
+                                 {-5, -9, 3, 2},
+                                 {4, 4, 4, 9},
+                                 {-9, -9, 999, 0}}) {
+            std::array<std::uint64_t, 3> counts{};
+            for (int i = 0; i < 301 * 530; ++i) {
+                const float alpha = GetColour(*picture, i)[3];
+                const Rect pixel{i % 301, i / 301, i % 301 + 1, i / 301 + 1};
+                counts[alpha >= 1 ? 2 : alpha > 0 ? 1 : 0] += rect.Intersect(pixel) == pixel;
+            }
+            ForTargets([&] {
+                CopyTally tally{9, 9, 9};
+                EXPECT_TRUE(TallyAlpha(*picture, rect, tally));
+                EXPECT_EQ(counts, (std::array{tally.transparent, tally.translucent, tally.opaque}));
+            });
+        }
+        const auto alpha = MakeNoise(301, 530, Format::GreyA8, 7);
+        const auto joined = JoinAlpha(*picture, *alpha);
+        const auto* const pixels = picture->GetHostView().pixels;
+        EXPECT_TRUE(SetAlpha(*picture, *alpha) && picture->IsEqual(*joined));
+        EXPECT_EQ(picture->GetHostView().pixels, pixels);
+        EXPECT_FALSE(SetAlpha(*picture, *AddBorder(*alpha, 1)));
+        bool abort = true;
+        CopyTally untouched{1, 2, 3};
+        EXPECT_FALSE(SetAlpha(*picture, *MakeNoise(301, 530, Format::Alpha8, 8), &abort));
+        EXPECT_FALSE(TallyAlpha(*picture, picture->GetBounds(), untouched, &abort));
+        EXPECT_TRUE(picture->IsEqual(*joined) && untouched.opaque == 3);
+        EXPECT_TRUE(picture->GetAlphaBoundingBox(&abort).IsEmpty());
+        EXPECT_EQ(picture->GetInverseAlphaBoundingBox(&abort), picture->GetBounds());
+    }
 }
 
 TEST(Compositing, ConvertsBetweenProfilesAndKeepsThoseThatFit) {
