@@ -61,10 +61,11 @@ View Crop(const View& view, const Raster::Rect& rect) {
 }
 
 /// Between equal areas there is nothing to resample, as pipelines see for themselves.
-Raster::Rendering Resample(const Area& from, const Area& to, Raster::Sampler sampler) {
+Raster::Rendering Resample(const Area& from, const Area& to, const TensorMapping& mapping) {
     Raster::Rendering rendering;
     rendering.transform = Raster::AffineTransform::Params::MapRect(from, to);
-    rendering.sampler = sampler;
+    rendering.sampler = mapping.sampler;
+    rendering.stages = mapping.stages;
     if (!Raster::IsPossible(rendering)) {
         throw std::invalid_argument("the area of the picture is too small");
     }
@@ -77,8 +78,7 @@ void Fill(const Raster::PlaneView& planes, const Raster::DynamicBitmap& bitmap,
     const Area area = FindPictureArea(bitmap, mapping);
     const Raster::Rect pixels = FindTouched(area);
     const Raster::Rect bounds = GetBounds(planes);
-    const Raster::Rendering rendering =
-        Resample(SeeFrom(pixels, area), ToArea(bounds), mapping.sampler);
+    const Raster::Rendering rendering = Resample(SeeFrom(pixels, area), ToArea(bounds), mapping);
     bitmap.SyncHostCache(nullptr, false, nullptr);
     const Raster::ViewSource source(Crop(bitmap.GetHostView(), pixels));
     Raster::RunHostPath({&source, &destination, nullptr, &rendering, nullptr}, bounds);
@@ -90,7 +90,7 @@ void Read(const Raster::PlaneView& planes, Raster::DynamicBitmap& bitmap,
     const Area area = FindPictureArea(bitmap, mapping);
     Raster::Rect pixels = FindCentred(area).Intersect(bitmap.GetBounds());
     const Raster::Rendering rendering =
-        Resample(ToArea(GetBounds(planes)), SeeFrom(pixels, area), mapping.sampler);
+        Resample(ToArea(GetBounds(planes)), SeeFrom(pixels, area), mapping);
     bitmap.SyncHostCache(&pixels, true, nullptr);
     const Raster::PixelView view = Crop(bitmap.GetHostView(), pixels);
     Raster::ViewTarget destination(view);

@@ -8,6 +8,7 @@
 #include "Raster/DynamicBitmap.h"
 #include "Raster/Planes.h"
 #include "Raster/Sampler.h"
+#include "Raster/SpanStage.h"
 
 #include <array>
 #include <cstdint>
@@ -20,7 +21,8 @@ namespace Learning {
 // channels), the samples of a pixel side by side. Leading dimensions of 1, such as a batch of one,
 // are passed over.
 //
-// Samples are those of the bitmap, in the colour space of its profile: for sRGB, convert first.
+// Samples are those of the bitmap, in the colour space of its profile, unless a stage converts
+// them.
 //
 // Errors: std::invalid_argument, before anything is written, for a tensor of another shape, for
 // channels that are not those of the mapping, for a range or a deviation that is 0 or not finite,
@@ -55,6 +57,9 @@ struct TensorMapping {
     std::optional<Kernel::RectT<double>> pictureArea{};
     /// Shrinking, every sampler but Nearest counts all pixels: nothing aliases.
     Raster::Sampler sampler = Raster::Sampler::Bilinear;
+    /// Applied to pixels between picture and tensor, whichever comes first, after they are
+    /// resampled: a conversion of colours, for example.
+    Raster::SpanStages stages{};
 };
 
 /// Fills `tensor` from `bitmap`. Pixels of alpha 0 count as transparent black: a network never sees

@@ -1,4 +1,5 @@
 #include "Learning/TensorImages.h"
+#include "Raster/Stages.h"
 
 #include <gtest/gtest.h>
 
@@ -119,6 +120,26 @@ TEST(TensorImages, NeverShowErasedColours) {
             }
         }
     }
+}
+
+TEST(TensorImages, ApplyStagesOnBothWays) {
+    DynamicBitmap photo(40, 30);
+    DynamicBitmap back(40, 30);
+    PaintNoise(photo);
+    const TensorMapping grey{.stages = {Raster::CreateAlphaToGreyStage()}};
+    Tensor planes({4, 30, 40});
+    FillTensorCHW(planes, photo, grey);
+    for (std::uint64_t i = 0; i < 4 * 1200; ++i) {
+        const int at = static_cast<int>(i % 1200);
+        const float alpha = GetChannel(photo, at % 40, at / 40, 3);
+        EXPECT_EQ(planes.GetValueAtIndexedSubscript(i), i < 3 * 1200 ? alpha : 1);
+    }
+    FillTensorCHW(planes, photo);
+    ReadTensorCHW(planes, back, grey);
+    for (int i = 0; i < 1200; ++i) {
+        EXPECT_EQ(GetByte(back, i % 40, i / 40, 1), GetByte(photo, i % 40, i / 40, 3));
+    }
+    EXPECT_EQ(back.GetInverseAlphaBoundingBox(), Raster::EmptyRect);
 }
 
 TEST(TensorImages, RoundAndBoundWhatTheyRead) {
