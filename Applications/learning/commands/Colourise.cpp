@@ -25,7 +25,10 @@ Size FindWorkingSize(Size size) {
 /// reduced in saturation.
 void ApplyChroma(std::span<float, 4> pixel, float cb, float cr) {
     const float luma = 0.299F * pixel[0] + 0.587F * pixel[1] + 0.114F * pixel[2];
-    const std::array<float, 3> change{cr / 0.713F, -0.344F * cb - 0.714F * cr, cb / 0.564F};
+    const float red = cr / 0.713F;
+    const float blue = cb / 0.564F;
+    // Green makes up for both, so that luma stays to the last of 16 bits.
+    const std::array<float, 3> change{red, (-0.299F * red - 0.114F * blue) / 0.587F, blue};
     float strength = 1;
     for (const float step : change) {
         if (luma + step > 1) {
@@ -43,16 +46,19 @@ void ApplyChroma(std::span<float, 4> pixel, float cb, float cr) {
 
 void Colourise(const Host& host, const PhotoTask& task) {
     using namespace Colourisation;  // NOLINT(google-build-using-namespace): a table of facts
-    const auto [photo, network] = Begin(host, task, ModelType::Colourisation);
+    const auto [photo, colours, network] =
+        Begin(host, task, ModelType::Colourisation, PhotoUse::Colouring);
     const Size working = FindWorkingSize(GetSize(*photo));
     const auto luma = MakeTensor({1, 1, working.height, working.width});
-    Learning::FillTensorCHW(*luma, *photo);
+    Learning::FillTensorCHW(*luma, *photo, {.stages = colours.toNetwork});
     const auto chroma = MakeTensor({1, 2, working.height, working.width});
     network.Run({{Input, luma}}, {{Output, chroma}});
 
-    PaintPlanes(*chroma, *photo, [](std::span<float, 4> pixel, std::span<const float, 4> samples) {
-        ApplyChroma(pixel, samples[0], samples[1]);
-    });
+    PaintPlanes(*chroma, *photo,
+                [](std::span<float, 4> pixel, std::span<const float, 4> samples) {
+                    ApplyChroma(pixel, samples[0], samples[1]);
+                },
+                {colours.toNetwork, colours.toPhoto});
     Finish(host, task, *photo);
 }
 

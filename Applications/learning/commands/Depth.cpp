@@ -49,12 +49,13 @@ float GetWidth(const Range& range) {
 
 void EstimateDepth(const Host& host, const PhotoTask& task) {
     using namespace DepthEstimation;  // NOLINT(google-build-using-namespace): a table of facts
-    const auto [photo, network] = Begin(host, task, ModelType::DepthEstimation);
+    const auto [photo, colours, network] = Begin(host, task, ModelType::DepthEstimation);
     const auto image = MakeTensor({1, 3, Side, Side});
-    Learning::FillTensorCHW(*image, *photo);
+    Learning::FillTensorCHW(*image, *photo, {.stages = colours.toNetwork});
     const auto depth = MakeTensor({1, 1, Side, Side});
     network.Run({{Input, image}}, {{Output, depth}});
 
+    // Deliberate: written as it is, whatever the profile. The numbers are depth, not colours.
     const Range range = FindUsualRange(*depth, std::uint64_t{Side} * Side);
     Learning::TensorMapping mapping;
     mapping.mappings[0] = {.range = -GetWidth(range), .mean = -range.high};  // near is bright

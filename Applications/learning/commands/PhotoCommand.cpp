@@ -1,7 +1,6 @@
 #include "commands/PhotoCommand.h"
 
 #include "failures/Failure.h"
-#include "files/Files.h"
 
 #include <future>
 #include <new>
@@ -53,14 +52,16 @@ void RunOnPhotos(const Host& host, const PhotoOptions& options, const PhotoComma
     host.Say("all %1 photos are done", tasks.size());
 }
 
-PhotoAndNetwork Begin(const Host& host, const PhotoTask& task, ModelType type) {
+PhotoAndNetwork Begin(const Host& host, const PhotoTask& task, ModelType type, PhotoUse use) {
     CheckPictureTarget(task.output);
     // Not the other way round: on a second thread opening takes half as long again, since that has
     // a second heap.
-    auto photo =
-        std::async([&] { return host.Time(Phase::Decode, [&] { return LoadPhoto(task.photo); }); });
+    auto loading = std::async(
+        [&] { return host.Time(Phase::Decode, [&] { return LoadPhoto(task.photo, use); }); });
     Network network = host.GetNetwork(type);
-    return {photo.get(), std::move(network)};
+    auto photo = loading.get();
+    PhotoColours colours = FindColours(photo->GetProfile()).value_or(PhotoColours());
+    return {std::move(photo), std::move(colours), std::move(network)};
 }
 
 void Finish(const Host& host, const PhotoTask& task, const Raster::DynamicBitmap& result,

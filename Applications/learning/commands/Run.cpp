@@ -2,13 +2,14 @@
 
 #include "commands/Commands.h"
 #include "commands/RunArguments.h"
+#include "commands/RunPictures.h"
 #include "failures/Failure.h"
 #include "failures/Suggestion.h"
 #include "files/Files.h"
 #include "files/Npy.h"
+#include "files/PhotoColours.h"
 #include "files/Pipes.h"
 #include "networks/NetworkFit.h"
-#include "networks/Painting.h"
 #include "networks/Signature.h"
 
 #include <algorithm>
@@ -35,7 +36,8 @@ template <class... Arguments>
 /// The planes of `photo` as `value` takes them.
 Counted<Tensor> ToTensor(const Raster::DynamicBitmap& photo, const ModelValue& value) {
     auto tensor = MakeTensor(FindPictureShape(value, photo.GetWidth(), photo.GetHeight()));
-    Learning::FillTensorCHW(*tensor, photo);
+    const PhotoColours colours = FindColours(photo.GetProfile()).value_or(PhotoColours());
+    Learning::FillTensorCHW(*tensor, photo, {.stages = colours.toNetwork});
     return tensor;
 }
 
@@ -80,6 +82,17 @@ TensorMap FitInputs(const ModelInfo& info, const std::vector<InputSource>& sourc
     return inputs;
 }
 
+std::vector<PhotoInput> FindPhotos(const std::vector<InputSource>& sources,
+                                   const TensorMap& inputs) {
+    std::vector<PhotoInput> photos;
+    for (const InputSource& source : sources) {
+        if (source.photo) {
+            photos.push_back({source.photo, inputs.at(source.name)});
+        }
+    }
+    return photos;
+}
+
 struct RunOutput {
     std::string name;
     std::string file;                       // empty: print it
@@ -88,21 +101,9 @@ struct RunOutput {
     Counted<Tensor> tensor;
 };
 
-/// How many channels the picture of that shape has: {1, c, h, w}, {c, h, w} or {h, w} with c 1 or
-/// 3; 0 if it is none.
-int CountPictureChannels(std::vector<int> shape) {
-    if (shape.size() < 2 || shape.size() > 4) {
-        return 0;
-    }
-    shape.insert(shape.begin(), 4 - shape.size(), 1);
-    const bool isPicture =
-        shape[0] == 1 && (shape[1] == 1 || shape[1] == 3) && IsPictureSize(shape[3], shape[2]);
-    return isPicture ? shape[1] : 0;
-}
-
 void CheckPicture(const RunOutput& output) {
     if (HasExtension(output.file, ".png") && CountPictureChannels(*output.shape) == 0) {
-        throw WrongUse("the shape %1 is no picture of 1 or 3 channels: keep it in a .npy file",
+        throw WrongUse("the shape %1 is no picture of 1, 3 or 4 channels: keep it in a .npy file",
                        ShapeToText(*output.shape));
     }
 }
@@ -191,20 +192,6 @@ void CheckShapes(const ModelInfo& info, const std::vector<RunOutput>& outputs,
     }
 }
 
-void SavePlanes(const RunOutput& output) {
-    const std::vector<int> shape = output.tensor->GetDimensions();
-    const bool isGrey = CountPictureChannels(shape) == 1;
-    const auto picture = MakePicture(shape.end()[-1], shape.end()[-2]);
-    PaintPlanes(*output.tensor, *picture,
-                [isGrey](std::span<float, 4> pixel, std::span<const float, 4> samples) {
-                    for (std::size_t i = 0; i < 3; ++i) {
-                        pixel[i] = samples[isGrey ? 0 : i];
-                    }
-                    pixel[3] = 1;
-                });
-    SavePicture(*picture, output.file);
-}
-
 void Print(const RunOutput& output, std::ostream& out) {
     const std::vector<int> shape = output.tensor->GetDimensions();
     const std::uint64_t count = CheckShape(shape, output.name);
@@ -226,13 +213,13 @@ void Print(const RunOutput& output, std::ostream& out) {
     out << (count > ShownCount ? " ...\n" : "\n");
 }
 
-void Deliver(const Host& host, const RunOutput& output) {
+void Deliver(const Host& host, const RunOutput& output, const std::vector<PhotoInput>& photos) {
     if (output.file.empty()) {
         Print(output, host.GetOut());
         return;
     }
     if (HasExtension(output.file, ".png")) {
-        SavePlanes(output);
+        SavePicture(*MakeResult(*output.tensor, photos), output.file);
     } else {
         SaveNpy(*output.tensor, output.file);
     }
@@ -263,9 +250,10 @@ void RunModel(const Host& host, const RunOptions& options) {
         CheckShapes(info, outputs, sizes);
         throw Failure("%1\n%2", failure.what(), ShowSignature(info));
     }
+    const std::vector<PhotoInput> photos = FindPhotos(sources, inputs);
     host.Time(Phase::Encode, [&] {
         for (const RunOutput& output : outputs) {
-            Deliver(host, output);
+            Deliver(host, output, photos);
         }
     });
 }

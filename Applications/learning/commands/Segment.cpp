@@ -1,4 +1,5 @@
 #include "Kernel/Dispatch.h"
+#include "Raster/Stages.h"
 
 #include "commands/Commands.h"
 #include "commands/PhotoCommand.h"
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <functional>
 #include <iomanip>
 #include <limits>
 #include <numeric>
@@ -60,13 +62,15 @@ std::vector<Click> ParseClicks(const SegmentOptions& options, Size photo) {
     return clicks;
 }
 
-Counted<Tensor> Encode(const Network& network, const Raster::DynamicBitmap& photo) {
+Counted<Tensor> Encode(const Network& network, const Raster::DynamicBitmap& photo,
+                       const PhotoColours& colours) {
     using namespace SegmentationEncoder;  // NOLINT(google-build-using-namespace): a table of facts
     const auto image = MakeTensor({1, 3, Side, Side}, 0.0F);
     const Size fitted = FitLongSide(GetSize(photo), Side);
-    Learning::FillTensorCHW(
-        *image, photo,
-        {.mappings = Colours, .tensorArea = Raster::Rect{0, 0, fitted.width, fitted.height}});
+    Learning::FillTensorCHW(*image, photo,
+                            {.mappings = Colours,
+                             .tensorArea = Raster::Rect{0, 0, fitted.width, fitted.height},
+                             .stages = colours.toNetwork});
     auto embedding = MakeTensor({EmbeddingShape.begin(), EmbeddingShape.end()});
     network.Run({{Input, image}}, {{Output, embedding}});
     return embedding;
@@ -151,12 +155,11 @@ Counted<Tensor> MeasureEdgeDistance(const Tensor& mask) {
     return distance;
 }
 
-/// Leaves of the pixel what is inside; `inside` is 0..1.
+/// Changes a pixel by how much of it is inside, 0..1.
+using MaskPainter = std::function<void(std::span<float, 4> pixel, float inside)>;
+
 void ShowCutout(std::span<float, 4> pixel, float inside) {
     pixel[3] *= inside;
-    if (pixel[3] * 255 < 0.5F) {
-        std::fill_n(pixel.begin(), 3, 0.0F);  // what was cut away is not to be found in the file
-    }
 }
 
 void ShowMask(std::span<float, 4> pixel, float inside) {
@@ -164,26 +167,40 @@ void ShowMask(std::span<float, 4> pixel, float inside) {
     pixel[3] = 1;
 }
 
-void ShowOverlay(std::span<float, 4> pixel, float inside) {
-    constexpr std::array<float, 3> Tint{0.1F, 0.55F, 1};
-    constexpr float Strength = 0.5F;
-    for (std::size_t i = 0; i < Tint.size(); ++i) {
-        pixel[i] += inside * Strength * (Tint[i] - pixel[i]);
+/// Tints in the colours of the photo, whose own are not converted.
+MaskPainter MakeOverlay(const PhotoColours& colours) {
+    alignas(64) std::array<float, 4> tint{0.1F, 0.55F, 1, 1};
+    for (const auto& stage : colours.toPhoto) {
+        stage->Apply(tint.data(), 1);
     }
+    return [tint](std::span<float, 4> pixel, float inside) {
+        constexpr float Strength = 0.5F;
+        for (std::size_t i = 0; i < 3; ++i) {
+            pixel[i] += inside * Strength * (tint[i] - pixel[i]);
+        }
+    };
 }
 
 /// Lays a mask over `photo`, which may be larger, with an edge that is one pixel of the photo wide.
-void ApplyMask(const Tensor& mask, SegmentOptions::Show show, Raster::DynamicBitmap& photo) {
-    const auto paint = show == SegmentOptions::Show::Cutout ? ShowCutout
-                       : show == SegmentOptions::Show::Mask ? ShowMask
-                                                            : ShowOverlay;
+void ApplyMask(const Tensor& mask, SegmentOptions::Show show, const PhotoColours& colours,
+               Raster::DynamicBitmap& photo) {
+    const MaskPainter paint = show == SegmentOptions::Show::Cutout ? ShowCutout
+                              : show == SegmentOptions::Show::Mask ? ShowMask
+                                                                   : MakeOverlay(colours);
+    PaintStages stages;
+    if (show == SegmentOptions::Show::Cutout) {
+        // What was cut away is not to be found in the file.
+        stages.after = {Raster::CreateClearHiddenStage(photo.GetPixelFormat())};
+    }
     const Counted<Tensor> distance = MeasureEdgeDistance(mask);
     const float scale =
         static_cast<float>(photo.GetWidth()) / static_cast<float>(mask.GetDimensions()[3]);
-    PaintPlanes(*distance, photo,
-                [&](std::span<float, 4> pixel, std::span<const float, 4> samples) {
-                    paint(pixel, std::clamp(0.5F + samples[0] * scale, 0.0F, 1.0F));
-                });
+    PaintPlanes(
+        *distance, photo,
+        [&](std::span<float, 4> pixel, std::span<const float, 4> samples) {
+            paint(pixel, std::clamp(0.5F + samples[0] * scale, 0.0F, 1.0F));
+        },
+        stages);
 }
 
 }  // namespace
@@ -196,7 +213,9 @@ std::string FindPointFault(const std::string& text) {
 }
 
 void Segment(const Host& host, const PhotoTask& task, const SegmentOptions& options) {
-    const auto [photo, network] = Begin(host, task, ModelType::SegmentationEncoder);
+    const auto use =
+        options.show == SegmentOptions::Show::Overlay ? PhotoUse::Colouring : PhotoUse::AsItIs;
+    const auto [photo, colours, network] = Begin(host, task, ModelType::SegmentationEncoder, use);
     const Size size = GetSize(*photo);
     const std::vector<Click> clicks = ParseClicks(options, size);
 
@@ -204,8 +223,8 @@ void Segment(const Host& host, const PhotoTask& task, const SegmentOptions& opti
     // gain from it, and much memory to lose.
     const Size fitted = FitLongSide(size, SegmentationEncoder::Side);
     const Size maskSize = fitted.width < size.width || fitted.height < size.height ? fitted : size;
-    const Decoded decoded = Decode(host, Encode(network, *photo), clicks, size, maskSize);
-    ApplyMask(*decoded.mask, options.show, *photo);
+    const Decoded decoded = Decode(host, Encode(network, *photo, colours), clicks, size, maskSize);
+    ApplyMask(*decoded.mask, options.show, colours, *photo);
     std::ostringstream quality;
     quality << ", predicted quality " << std::fixed << std::setprecision(2) << decoded.quality;
     Finish(host, task, *photo, quality.str());

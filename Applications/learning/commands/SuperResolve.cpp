@@ -26,8 +26,10 @@ float Mix(float under, float over, float share) {
 /// Enlarges a picture tile by tile and strip by strip: no more than two strips are held at a time.
 class Enlarger {
 public:
-    Enlarger(const Host& host, const Network& network, const Raster::DynamicBitmap& photo)
+    Enlarger(const Host& host, const Network& network, const Raster::DynamicBitmap& photo,
+             const PhotoColours& colours)
         : m_photo(photo),
+          m_colours(colours),
           m_network(network),
           m_columns(photo.GetWidth(), TileSide, TileOverlap),
           m_rows(photo.GetHeight(), TileSide, TileOverlap),
@@ -55,9 +57,10 @@ public:
 
 private:
     /// Rows 0 and so on of a strip are rows `start` to `end` of the result.
-    static Learning::TensorMapping MapRows(int start, int end, int width) {
+    Learning::TensorMapping MapRows(int start, int end, int width) const {
         return {.tensorArea = Raster::Rect{0, 0, width, end - start},
-                .pictureArea = Area{0, 1.0 * start, 1.0 * width, 1.0 * end}};
+                .pictureArea = Area{0, 1.0 * start, 1.0 * width, 1.0 * end},
+                .stages = m_colours.toPhoto};
     }
 
     static std::uint64_t GetRow(const Tensor& planes, int channel, int y) {
@@ -85,9 +88,10 @@ private:
         const Area area{1.0 * left, 1.0 * top, 1.0 * left + width, 1.0 * top + height};
         for (int y = m_rows.GetTileSize() - height; y >= 0; --y) {
             for (int x = m_columns.GetTileSize() - width; x >= 0; --x) {
-                Learning::FillTensorCHW(
-                    *m_input, m_photo,
-                    {.tensorArea = Raster::Rect{x, y, x + width, y + height}, .pictureArea = area});
+                Learning::FillTensorCHW(*m_input, m_photo,
+                                        {.tensorArea = Raster::Rect{x, y, x + width, y + height},
+                                         .pictureArea = area,
+                                         .stages = m_colours.toNetwork});
             }
         }
     }
@@ -126,6 +130,7 @@ private:
     }
 
     const Raster::DynamicBitmap& m_photo;
+    const PhotoColours& m_colours;
     const Network& m_network;
     TileRow m_columns;
     TileRow m_rows;
@@ -146,16 +151,16 @@ void JoinAlpha(const Raster::DynamicBitmap& photo, Raster::DynamicBitmap& result
 }  // namespace
 
 void SuperResolve(const Host& host, const PhotoTask& task) {
-    const auto [photo, network] = Begin(host, task, ModelType::SuperResolution);
+    const auto [photo, colours, network] = Begin(host, task, ModelType::SuperResolution);
     const int width = Scale * photo->GetWidth();
     const int height = Scale * photo->GetHeight();
     if (!IsPictureSize(width, height)) {
         throw Failure("%1 is too large: the result would have %2 x %3 pixels", task.photo, width,
                       height);
     }
-    const auto result = MakePicture(width, height);
+    const auto result = MakePicture(width, height, photo->GetFormat());
     result->SetProfile(photo->GetProfile());
-    Enlarger(host, network, *photo).Run(*result);
+    Enlarger(host, network, *photo, colours).Run(*result);
     JoinAlpha(*photo, *result);
     Finish(host, task, *result, Kernel::Format(", %1 x %2 pixels", width, height));
 }

@@ -4,10 +4,10 @@
 #include "Kernel/FileSystem.h"
 #include "Kernel/IoException.h"
 #include "Raster/DynamicFile.h"
-#include "Raster/ICCManager.h"
 #include "Raster/PNGBase.h"
 
 #include "failures/Failure.h"
+#include "files/PhotoColours.h"
 #include "files/PictureKinds.h"
 #include "files/Pipes.h"
 #include "files/Source.h"
@@ -50,36 +50,63 @@ std::string ExplainRefusal(const Source& source, const Raster::DynamicFile& file
                                  ", and only PNG and JPEG can be read: convert it to one of them";
 }
 
+/// A PNG file, which is what results are, has no CMYK.
+Raster::Format ChooseFormat(const Raster::DynamicFile& file, PhotoUse use) {
+    const Raster::Format format = file.GetFormat();
+    const bool isKept = format == Raster::Format::RGBA8 || format == Raster::Format::RGBA16 ||
+                        (IsGrey(format) && use == PhotoUse::AsItIs);
+    return isKept ? format : WithColours(format);
+}
+
+/// Whether the photo, in `format`, can have the profile of its file, if that has one.
+bool CanKeepProfile(const Raster::DynamicFile& file, Raster::Format format) {
+    const auto profile = file.GetProfile();
+    const bool isFitting = !profile || format == file.GetFormat() ||
+                           profile->GetColourSpace() == Raster::ColourSpace::RGB;
+    return isFitting && FindColours(profile);
+}
+
 }  // namespace
 
 std::filesystem::path ToPath(const std::string& path) {
     return std::u8string(path.begin(), path.end());
 }
 
-Kernel::Counted<Raster::DynamicBitmap> MakePicture(int width, int height) {
+Kernel::Counted<Raster::DynamicBitmap> MakePicture(int width, int height, Raster::Format format) {
     try {
-        return Kernel::MakeCounted<Raster::DynamicBitmap>(width, height, Raster::Format::RGBA8);
+        return Kernel::MakeCounted<Raster::DynamicBitmap>(width, height, format);
     } catch (const std::bad_alloc&) {
         throw Failure("there is not enough memory for a picture of %1 x %2 pixels", width, height);
     }
 }
 
-Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(Source& source) {
+bool IsGrey(Raster::Format format) noexcept {
+    return format == Raster::Format::GreyA8 || format == Raster::Format::GreyA16;
+}
+
+Raster::Format WithColours(Raster::Format format) noexcept {
+    return Raster::GetPixelFormat(format).sampleSize == 1 ? Raster::Format::RGBA8
+                                                          : Raster::Format::RGBA16;
+}
+
+Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(Source& source, PhotoUse use) {
     Raster::DynamicFile file;
     if (!file.CreateFromStream(source)) {
         throw Failure("cannot read the photo %1: %2", source.GetName(),
                       ExplainRefusal(source, file));
     }
-    auto photo = MakePicture(file.GetWidth(), file.GetHeight());
-    photo->SetProfile(Raster::ICCManager::GetProfileForString("sRGB IEC61966-2.1"));
+    auto photo = MakePicture(file.GetWidth(), file.GetHeight(), ChooseFormat(file, use));
+    if (!CanKeepProfile(file, photo->GetFormat())) {
+        photo->SetProfile(GetNetworkProfile());
+    }
     if (!file.ReadPixels(*photo)) {
         throw Failure("cannot read the photo %1: %2", source.GetName(), file.GetError());
     }
     return photo;
 }
 
-Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(const std::string& path) {
-    return LoadPhoto(*Source::Open(path));
+Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(const std::string& path, PhotoUse use) {
+    return LoadPhoto(*Source::Open(path), use);
 }
 
 bool HasExtension(std::string_view path, std::string_view extension) {

@@ -18,14 +18,27 @@ class Source;
 /// `path`, which is UTF-8, for the standard library.
 std::filesystem::path ToPath(const std::string& path);
 
-/// A new picture, RGBA8. Throws Failure, which tells the size, if there is no memory for it.
-Kernel::Counted<Raster::DynamicBitmap> MakePicture(int width, int height);
+/// A new picture. Throws Failure, which tells the size, if there is no memory for it.
+Kernel::Counted<Raster::DynamicBitmap> MakePicture(int width, int height, Raster::Format format);
 
-/// Reads a PNG or JPEG file as RGBA8 in sRGB, which is what networks are trained on. Throws
-/// Failure, which names the file.
-Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(Source& source);
+/// Whether a format has no colours.
+bool IsGrey(Raster::Format format) noexcept;
+/// The format with the same bits a sample that has colours.
+Raster::Format WithColours(Raster::Format format) noexcept;
+
+/// What a photo is to be used for.
+enum class PhotoUse {
+    AsItIs,
+    Colouring,  // it gets a format with colours even if it has none
+};
+
+/// Reads a PNG or JPEG file with the bits a sample and the profile that it has: the result is
+/// RGBA8, RGBA16, GreyA8 or GreyA16, and FindColours() knows its profile. Where that can't be, it
+/// is converted to sRGB, as CMYK is. Throws Failure, which names the file.
+Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(Source& source, PhotoUse use = PhotoUse::AsItIs);
 /// The same from what Source::Open() takes.
-Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(const std::string& path);
+Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(const std::string& path,
+                                                 PhotoUse use = PhotoUse::AsItIs);
 
 /// Whether the name `path` ends in `extension`, such as ".png", in either case.
 bool HasExtension(std::string_view path, std::string_view extension);

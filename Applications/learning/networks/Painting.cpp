@@ -13,7 +13,7 @@ namespace LearningApp {
 
 namespace {
 
-/// Planes as the colours of opaque pixels.
+/// Planes as colours, and a fourth one as alpha.
 class PlaneSource final : public Raster::SpanSource {
 public:
     explicit PlaneSource(const Learning::Tensor& tensor)
@@ -26,7 +26,9 @@ public:
             for (std::uint64_t plane = 0; plane < m_planeCount; ++plane) {
                 rgba[plane] = m_tensor.GetValueAtIndexedSubscript(plane * m_planeSize + element);
             }
-            rgba[3] = 1;
+            if (m_planeCount < 4) {
+                rgba[3] = 1;
+            }
         }
     }
 
@@ -50,15 +52,17 @@ private:
 /// Hands pixels and what comes for them to a painter.
 class PaintTarget final : public Raster::SpanTarget {
 public:
-    PaintTarget(const Raster::PixelView& view, const Painter& paint)
-        : m_view(view), m_paint(paint) {}
+    PaintTarget(const Raster::PixelView& view, const Painter& paint, const PaintStages& stages)
+        : m_view(view), m_paint(paint), m_stages(stages) {}
 
     void Write(int x, int y, std::size_t count, const float* rgba) override {
         alignas(64) std::array<float, 4 * Raster::MaximumSpanLength> pixels;
         Read(x, y, count, pixels.data());
+        Apply(m_stages.before, pixels.data(), count);
         for (std::size_t i = 0; i < 4 * count; i += 4) {
             m_paint(std::span<float, 4>(&pixels[i], 4), std::span<const float, 4>(&rgba[i], 4));
         }
+        Apply(m_stages.after, pixels.data(), count);
         m_view.format->write(pixels.data(), m_view.At(x, y), count);
     }
 
@@ -68,8 +72,15 @@ public:
     }
 
 private:
+    static void Apply(const Raster::SpanStages& stages, float* rgba, std::size_t count) {
+        for (const auto& stage : stages) {
+            stage->Apply(rgba, count);
+        }
+    }
+
     Raster::PixelView m_view;
     const Painter& m_paint;
+    const PaintStages& m_stages;
 };
 
 }  // namespace
@@ -82,11 +93,11 @@ Size FitLongSide(Size size, int side) {
     return {fit(size.width), fit(size.height)};
 }
 
-void PaintPlanes(const Learning::Tensor& tensor, Raster::DynamicBitmap& photo,
-                 const Painter& paint) {
+void PaintPlanes(const Learning::Tensor& tensor, Raster::DynamicBitmap& photo, const Painter& paint,
+                 const PaintStages& stages) {
     const PlaneSource source(tensor);
     const Raster::PixelAccessor pixels(photo);
-    PaintTarget target(pixels.GetView(), paint);
+    PaintTarget target(pixels.GetView(), paint, stages);
     Raster::Rendering rendering;
     rendering.transform = Raster::AffineTransform::Params::Scale(
         static_cast<double>(photo.GetWidth()) / source.GetWidth(),

@@ -90,9 +90,11 @@ TEST_F(CommandLine, TellsWrongUseFromTheRightOne) {
         {{"run", model, "--input", "x=" + link, "--output", "a:8x8=" + photo}, "the place of"},
         {{"run", At("here/n.npy"), "--output", "a:8=" + At("n.npy")}, "would take the place of"},
         {{"run", model, "--output", "output:1x2=" + At("x.txt")}, "not in"},
-        {{"run", model, "--output", "output:1x2x8x8=" + result}, "no picture of 1 or 3 channels"},
-        {{"run", model, "--output", "output:1x1x1x8x8=" + result}, "no picture of 1 or 3 channels"},
-        {{"run", model, "--output", "output:8=" + result}, "no picture of 1 or 3 channels"},
+        {{"run", model, "--output", "output:1x2x8x8=" + result},
+         "no picture of 1, 3 or 4 channels"},
+        {{"run", model, "--output", "output:1x1x1x8x8=" + result},
+         "no picture of 1, 3 or 4 channels"},
+        {{"run", model, "--output", "output:8=" + result}, "no picture of 1, 3 or 4 channels"},
         {{"run", model, "--output", "output:=" + result}, "shape scalar is no picture"},
     };
     for (const auto& [arguments, message] : cases) {

@@ -53,6 +53,12 @@ inline Outcome RunShell(const std::string& line) {
 }
 
 using Photo = Kernel::Counted<Raster::DynamicBitmap>;
+
+/// A result of 8 bits a sample, as RGBA8.
+inline Photo LoadResult(const std::string& path) {
+    return LoadPhoto(path, PhotoUse::Colouring);
+}
+
 /// The red, green, blue and alpha of the pixel at (x, y).
 using Paint = std::function<std::array<int, 4>(int x, int y)>;
 

@@ -45,6 +45,11 @@ def enlarge():
          ENLARGE_CONSTANTS)
 
 
+def identity():
+    save("Identity", [node("Identity", "input", "output")],
+         [tensor("input", ["n", 3, "h", "w"])], [tensor("output", ["n", 3, "h", "w"])])
+
+
 def blend():
     """The mean of a grey picture and a colour one of the same size, in a fixed size and a named one.
 
@@ -186,6 +191,7 @@ def main():
     blend()
     enlarge()
     hostile()
+    identity()
     super_resolution()
     depth()
     colourisation()

@@ -25,7 +25,7 @@ protected:
         const Outcome outcome = Testing::Run(arguments);
         EXPECT_EQ(outcome.code, 0) << outcome.err;
         m_said = outcome.out;
-        return LoadPhoto(At("result.png"));
+        return Testing::LoadResult(At("result.png"));
     }
 
     std::string m_said;

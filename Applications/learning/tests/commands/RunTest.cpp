@@ -43,8 +43,8 @@ TEST_F(RunCommand, ChainsThroughFilesWithoutLoss) {
                             "output:1x3x128x192=" + picture})
                   .code,
               0);
-    const Testing::Photo small = LoadPhoto(photo);
-    const Testing::Photo large = LoadPhoto(picture);
+    const Testing::Photo small = Testing::LoadResult(photo);
+    const Testing::Photo large = Testing::LoadResult(picture);
     for (int y = 0; y < 128; ++y) {
         for (int x = 0; x < 192; ++x) {
             EXPECT_EQ(Testing::GetPixel(large, x, y), Testing::GetPixel(small, x / 4, y / 4));
@@ -61,8 +61,8 @@ TEST_F(RunCommand, ChoosesChannelsAndShapesByTheNetwork) {
         Testing::Run({"run", Blend, "--input", "grey:0=" + photo, "--input", "colour:0=" + photo,
                       "--output", "mean:0=" + At("mean.png"), "--output", "corner=" + corner});
     EXPECT_EQ(outcome.code, 0) << outcome.err;
-    const Testing::Photo source = LoadPhoto(photo);
-    const Testing::Photo mean = LoadPhoto(At("mean.png"));
+    const Testing::Photo source = Testing::LoadResult(photo);
+    const Testing::Photo mean = Testing::LoadResult(At("mean.png"));
     ASSERT_EQ(mean->GetWidth(), 24);
     ASSERT_EQ(mean->GetHeight(), 16);
     for (int x = 0; x < 24; ++x) {
@@ -72,8 +72,8 @@ TEST_F(RunCommand, ChoosesChannelsAndShapesByTheNetwork) {
             EXPECT_NEAR(Testing::GetPixel(mean, x, 7)[i], (luma + pixel[i]) / 2, 0.6);
         }
     }
-    EXPECT_EQ(LoadPhoto(corner)->GetWidth(), 2);
-    EXPECT_EQ(Testing::GetPixel(LoadPhoto(corner), 1, 1), Testing::GetPixel(mean, 1, 1));
+    EXPECT_EQ(Testing::LoadResult(corner)->GetWidth(), 2);
+    EXPECT_EQ(Testing::GetPixel(Testing::LoadResult(corner), 1, 1), Testing::GetPixel(mean, 1, 1));
 }
 
 TEST_F(RunCommand, AnswersWithWhatTheNetworkTakes) {
