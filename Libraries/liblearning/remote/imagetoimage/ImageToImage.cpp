@@ -48,7 +48,7 @@ struct Edit {
 ImageToImageAlphaMode ChooseAlphaMode(const DynamicBitmap& input, const Rect& box) {
     constexpr float Much = 5.0F;
     Raster::CopyTally tally;
-    if (!Raster::CopyWithTally(input, box, tally, GetRasterFlag())) {
+    if (!Raster::TallyAlpha(input, box, tally, GetRasterFlag())) {
         ThrowUnfinished();
     }
     const float ratio = static_cast<float>(tally.opaque) /
@@ -60,7 +60,7 @@ ImageToImageAlphaMode ChooseAlphaMode(const DynamicBitmap& input, const Rect& bo
 /// Throws Refusal if there is nothing that the model would take.
 Edit PlanEdit(const ImageToImageModel& model, const DynamicBitmap* input,
               ImageToImageAlphaMode alphaMode) {
-    const Rect box = input != nullptr ? input->GetAlphaBoundingBox() : Rect{};
+    const Rect box = FindVisible(input);
     if (box.IsEmpty()) {
         throw Refusal(RemoteResult::RequestInsufficient);
     }

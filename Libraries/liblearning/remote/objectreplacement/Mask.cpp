@@ -1,10 +1,7 @@
 #include "remote/objectreplacement/Mask.h"
 
 #include "Raster/Compositing.h"
-#include "Raster/PixelAccessor.h"
-
-#include <algorithm>
-#include <cstdint>
+#include "Raster/Stages.h"
 
 namespace Learning {
 
@@ -32,27 +29,14 @@ bool IsAlphaAlone(Format format) noexcept {
     return format == Format::Alpha8 || format == Format::Alpha16 || format == Format::AlphaF;
 }
 
-Picture ConvertTo(const DynamicBitmap& source, Format format) {
+Picture ConvertTo(const DynamicBitmap& source, Format format,
+                  const Raster::SpanStages& stages = {}) {
     auto picture =
         Kernel::MakeCounted<DynamicBitmap>(source.GetWidth(), source.GetHeight(), format);
-    if (!Raster::Convert(*picture, source, GetRasterFlag())) {
+    if (!Raster::Convert(*picture, source, GetRasterFlag(), stages)) {
         ThrowUnfinished();
     }
     return picture;
-}
-
-/// Makes the alpha of `picture`, in RGBA8, its grey, and all of it opaque.
-void DrawAlpha(DynamicBitmap& picture) {
-    constexpr std::byte Opaque{255};
-    const Raster::PixelAccessor accessor(picture);
-    const Raster::PixelView& pixels = accessor.GetView();
-    for (int y = 0; y < pixels.height; ++y) {
-        std::byte* const row = pixels.At(0, y);
-        for (int x = 0; x < pixels.width; ++x) {
-            std::fill_n(row + 4 * x, 3, row[4 * x + 3]);
-            row[4 * x + 3] = Opaque;
-        }
-    }
 }
 
 }  // namespace
@@ -62,11 +46,9 @@ Picture MakeMask(const DynamicBitmap& region) {
 }
 
 Picture DrawMask(const DynamicBitmap& mask) {
-    Picture picture = ConvertTo(mask, Format::RGBA8);
-    if (IsAlphaAlone(mask.GetFormat())) {
-        DrawAlpha(*picture);
-    }
-    return picture;
+    return IsAlphaAlone(mask.GetFormat())
+               ? ConvertTo(mask, Format::RGBA8, {Raster::CreateAlphaToGreyStage()})
+               : ConvertTo(mask, Format::RGBA8);
 }
 
 }  // namespace Learning

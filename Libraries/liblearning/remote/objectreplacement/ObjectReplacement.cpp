@@ -39,7 +39,7 @@ Cut PlanCut(const RemoteInferenceHelper& helper, const DynamicBitmap& picture,
             const AffineTransform::Params& placement) {
     Kernel::RectT<int> bounds;
     helper.GetDocumentBounds(bounds, placement);
-    const Region region = CutRegion(placement.MapRect(picture.GetAlphaBoundingBox()), bounds);
+    const Region region = CutRegion(placement.MapRect(FindVisible(&picture)), bounds);
     // What lies in the region is rendered from the document: the picture through its placement, and
     // that through the way back of the region. A placement of the results that had the picture's in
     // it once more would put them twice as far.

@@ -27,6 +27,13 @@ void ThrowUnfinished() {
     throw std::runtime_error("a picture could not be rendered");
 }
 
+Raster::Rect FindVisible(const Raster::DynamicBitmap* picture) {
+    const Raster::Rect box =
+        picture != nullptr ? picture->GetAlphaBoundingBox(GetRasterFlag()) : Raster::Rect{};
+    Kernel::ThrowIfAborted(ControlInForce::GetFlag());
+    return box;
+}
+
 Picture RenderForService(const Raster::DynamicBitmap& source,
                          const Kernel::Consolidated<Raster::ICCProfile>& profile,
                          const Raster::AffineTransform::Params& transform, int width, int height) {

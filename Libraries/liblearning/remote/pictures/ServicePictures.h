@@ -23,6 +23,9 @@ bool* GetRasterFlag() noexcept;
 /// on pictures that did not end well.
 [[noreturn]] void ThrowUnfinished();
 
+/// The box of what can be seen of `picture`; empty for null. Throws Kernel::Aborted.
+Raster::Rect FindVisible(const Raster::DynamicBitmap* picture);
+
 /// What of `source` lies in a picture of `width` by `height` in RGBA8 and sRGB, after `transform`,
 /// which need not be invertible: there is nothing then. `profile` is that of the colours of
 /// `source`; without one they are sRGB, too. Pixels that are fully transparent have no colour: what

@@ -4,7 +4,7 @@
 #include "Kernel/ZipArchive.h"
 #include "Raster/Compositing.h"
 #include "Raster/DynamicFile.h"
-#include "Raster/PixelAccessor.h"
+#include "Raster/Stages.h"
 
 #include "remote/control/ControlInForce.h"
 
@@ -28,29 +28,25 @@ Picture ReadEntry(const Kernel::ZipArchive& archive, const char* name, Raster::F
     return decoder.ReadPixels(*picture, GetRasterFlag()) ? picture : nullptr;
 }
 
-/// Makes the grey of `picture`, in GreyA8, its alpha.
-void TakeGreyAsAlpha(DynamicBitmap& picture) {
-    const Raster::PixelAccessor accessor(picture);
-    const Raster::PixelView& pixels = accessor.GetView();
-    for (int y = 0; y < pixels.height; ++y) {
-        std::byte* const row = pixels.At(0, y);
-        for (int x = 0; x < pixels.width; ++x) {
-            row[2 * x + 1] = row[2 * x];
-        }
+/// What of `picture`, in GreyA8, is alpha: its own, or its grey if all of it is opaque.
+Picture TakeAlpha(const DynamicBitmap& picture) {
+    Raster::SpanStages stages;
+    if (picture.GetInverseAlphaBoundingBox() == Raster::EmptyRect) {
+        stages.push_back(Raster::CreateLumaToAlphaStage());
     }
+    auto alpha = Kernel::MakeCounted<DynamicBitmap>(picture.GetWidth(), picture.GetHeight(),
+                                                    Raster::Format::Alpha8);
+    return Raster::Convert(*alpha, picture, GetRasterFlag(), stages) ? alpha : nullptr;
 }
 
 Picture Join(const Kernel::ZipArchive& archive, int width, int height) {
-    Picture alpha = ReadEntry(archive, "alpha.png", Raster::Format::GreyA8, {});
-    Picture colour = ReadEntry(archive, "color.jpg", Raster::Format::RGBA8, GetServiceProfile());
-    if (!alpha || !colour || alpha->GetBounds() != colour->GetBounds()) {
+    const Picture grey = ReadEntry(archive, "alpha.png", Raster::Format::GreyA8, {});
+    const Picture alpha = grey ? TakeAlpha(*grey) : nullptr;
+    Picture joined = ReadEntry(archive, "color.jpg", Raster::Format::RGBA8, GetServiceProfile());
+    if (!alpha || !joined || !Raster::SetAlpha(*joined, *alpha, GetRasterFlag())) {
         return nullptr;
     }
-    if (alpha->GetInverseAlphaBoundingBox() == Raster::EmptyRect) {
-        TakeGreyAsAlpha(*alpha);
-    }
-    Picture joined = Raster::JoinAlpha(*colour, *alpha, GetRasterFlag());
-    if (joined && joined->GetBounds() != Raster::Rect{0, 0, width, height}) {
+    if (joined->GetBounds() != Raster::Rect{0, 0, width, height}) {
         joined = Raster::Resize(*joined, width, height, Raster::Format::RGBA8,
                                 Raster::Sampler::Bicubic, GetRasterFlag());
     }

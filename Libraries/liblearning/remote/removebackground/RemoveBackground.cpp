@@ -74,7 +74,7 @@ RemoteResult RemoteInference::InferImageRemoveBG(Kernel::Counted<const DynamicBi
     return CallService([&] {
         const CallFrame frame(GetInstance(), "Remove background inference", RemovalDuration,
                               progress, context);
-        const Rect box = input ? input->GetAlphaBoundingBox() : Rect{};
+        const Rect box = FindVisible(input.Get());
         if (box.IsEmpty()) {
             throw Refusal(RemoteResult::UnknownError);
         }
