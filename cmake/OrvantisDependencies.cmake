@@ -4,6 +4,8 @@ include_guard()
 
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
+pkg_check_modules(ISAL QUIET libisal)
+option(ORVANTIS_ISAL "Compress PNG files with ISA-L, not zlib" ${ISAL_FOUND})
 include(OrvantisThirdParties)
 set(lacking "")
 set(libraries Kernel Network Raster)

@@ -8,6 +8,10 @@ set(Orvantis_Network_FLAGS -lcurl -lssl -lcrypto)
 set(Orvantis_Raster_PACKAGES JPEG PNG)             # codecs/
 set(Orvantis_Raster_MODULES lcms2)                 # colour/
 set(Orvantis_Raster_FLAGS -ljpeg -lpng -llcms2 -ldl)
+if(ORVANTIS_ISAL)
+    list(APPEND Orvantis_Raster_MODULES libisal)   # codecs/isal/
+    list(APPEND Orvantis_Raster_FLAGS -lisal)
+endif()
 set(Orvantis_OCIO_MODULES OpenColorIO)             # processors/
 set(Orvantis_OCIO_FLAGS -lOpenColorIO)
 set(Orvantis_Learning_FLAGS -ldl)

@@ -5,6 +5,8 @@
 #include "codecs/Decoder.h"
 #include "codecs/Encoder.h"
 #include "codecs/Landing.h"
+#include "codecs/PNGFilters.h"
+#include "codecs/ZlibOutput.h"
 
 #include <png.h>
 
@@ -63,6 +65,9 @@ const PixelFormat& ChooseFormat(const PixelFormat& format, bool hasColour) {
 }
 
 /// One PNG being written: libpng's objects with its callbacks.
+///
+/// For the quick levels the compressed rows are made here, where the build has a coder for that,
+/// and libpng writes all else.
 class PNGEncoder : public Encoder {
 public:
     PNGEncoder(Kernel::OutStream& stream, int width, int height, const PixelFormat& format,
@@ -81,6 +86,7 @@ public:
             SetCompression(options.GetCompressionLevel());
             SetHead(options.GetProfile());
         });
+        CompressQuickly(options.GetCompressionLevel());
     }
 
 private:
@@ -104,7 +110,7 @@ private:
     }
 
     void SetCompression(int level) {
-        constexpr int LastQuickLevel = 3;
+        constexpr int LastQuickLevel = QuickDeflater::LastLevel;
         constexpr std::size_t PieceSize = 65'536;  // of compressed data
         png_set_compression_level(m_png, level);
         png_set_compression_buffer_size(m_png, PieceSize);
@@ -113,6 +119,22 @@ private:
                        level == 0                ? PNG_FILTER_NONE
                        : level <= LastQuickLevel ? PNG_FILTER_UP
                                                  : PNG_ALL_FILTERS);
+    }
+
+    /// Takes the compressing from libpng if the build has a coder for that level.
+    void CompressQuickly(int level) {
+        const std::size_t size = static_cast<std::size_t>(GetWidth()) * m_channels.GetCount() *
+                                 GetTargetFormat().sampleSize;
+        if (level >= 1 && level <= QuickDeflater::LastLevel) {
+            m_compressed = ZlibOutput::Create(
+                level, (size + 1) * static_cast<std::uint64_t>(GetHeight()),
+                [this](std::span<const std::byte> piece) { WriteChunk("IDAT", piece); });
+        }
+        if (m_compressed) {
+            m_row.resize(size);
+            m_rowAbove.resize(size);
+            m_filtered.resize(1 + size);
+        }
     }
 
     void SetHead(const Kernel::Consolidated<ICCProfile>& profile) {
@@ -149,13 +171,42 @@ private:
             Pack(row);
             row = m_samples.data();
         }
+        if (m_compressed) {
+            Compress(row);
+            return;
+        }
         m_landing.Run(
             [this, row] { png_write_row(m_png, reinterpret_cast<png_const_bytep>(row)); });
     }
 
     void EncodeEnd() override {
-        m_landing.Run([this] { png_write_end(m_png, m_info); });
+        if (m_compressed) {
+            m_compressed->Finish();
+            WriteChunk("IEND", {});  // libpng's own end asks for rows that it has written
+        } else {
+            m_landing.Run([this] { png_write_end(m_png, m_info); });
+        }
         m_stream.Flush();
+    }
+
+    void WriteChunk(const char* type, std::span<const std::byte> data) {
+        m_landing.Run([this, type, data] {
+            png_write_chunk(m_png, reinterpret_cast<png_const_bytep>(type),
+                            reinterpret_cast<png_const_bytep>(data.data()), data.size());
+        });
+    }
+
+    void Compress(const std::byte* row) {
+        const std::size_t size = m_row.size();
+        if (GetTargetFormat().sampleSize == 2 && std::endian::native == std::endian::little) {
+            SwapSampleBytes(row, m_row.data(), size / 2);
+        } else {
+            std::copy_n(row, size, m_row.data());
+        }
+        m_filtered[0] = FilterTypeUp;
+        FilterUp(m_row.data(), m_rowAbove.data(), m_filtered.data() + 1, size);
+        m_row.swap(m_rowAbove);
+        m_compressed->Write(m_filtered);
     }
 
     /// Copies the channels that are stored.
@@ -184,7 +235,11 @@ private:
     WriteObjects m_objects;
     png_structp& m_png = m_objects.png;
     png_infop& m_info = m_objects.info;
-    std::vector<std::byte> m_samples;  // of one row; empty if no channel is left out
+    std::vector<std::byte> m_samples;          // of one row; empty if no channel is left out
+    std::unique_ptr<ZlibOutput> m_compressed;  // null if libpng compresses
+    std::vector<std::byte> m_row;              // as stored
+    std::vector<std::byte> m_rowAbove;
+    std::vector<std::byte> m_filtered;
 };
 
 /// Adds the channels that pixels of a row need: colour if one is not grey, alpha if one is not

@@ -18,7 +18,8 @@ public:
     int GetQuality() const noexcept { return m_quality; }
 
     /// PNG compression level as in zlib, 0 (stored) to 9; clamped to that range. Files of the
-    /// default level are a fifth larger than those of libpng's, and written ten times faster.
+    /// default level, 1, are a sixth larger than those of libpng's default, and written thirty
+    /// times faster; without ISA-L, ten times.
     void SetCompressionLevel(int level) noexcept;
     int GetCompressionLevel() const noexcept { return m_compressionLevel; }
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdio>  // jpeglib.h needs FILE
 #include <cstdlib>
+#include <cstring>
 
 namespace Raster::Testing {
 
@@ -160,6 +161,27 @@ const std::vector<SampleFile>& GetSampleFiles() {
         MakeJPEG("JPEGInksTransformed", CMYKA8, JCS_YCCK, Scans::Progressive, true),
     };
     return Files;
+}
+
+std::vector<std::byte> ReadSamplesByLibpng(std::span<const std::byte> file) {
+    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png_create_info_struct(png);
+    png_set_read_fn(png, &file, [](png_structp self, png_bytep target, std::size_t size) {
+        auto& rest = *static_cast<std::span<const std::byte>*>(png_get_io_ptr(self));
+        if (size > rest.size()) {
+            png_error(self, "it ends too early");  // which ends the program
+        }
+        std::memcpy(target, rest.data(), size);
+        rest = rest.subspan(size);
+    });
+    png_read_png(png, info, PNG_TRANSFORM_SWAP_ENDIAN, nullptr);
+    std::vector<std::byte> samples;
+    for (png_uint_32 y = 0; y < png_get_image_height(png, info); ++y) {
+        const auto* row = reinterpret_cast<const std::byte*>(png_get_rows(png, info)[y]);
+        samples.insert(samples.end(), row, row + png_get_rowbytes(png, info));
+    }
+    png_destroy_read_struct(&png, &info, nullptr);
+    return samples;
 }
 
 }  // namespace Raster::Testing

@@ -7,6 +7,7 @@
 #include "Raster/PixelFormat.h"
 
 #include <algorithm>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,9 @@ inline constexpr int SampleHeight = 19;  // more rows than are transposed at a t
 
 /// All of SampleWidth x SampleHeight.
 const std::vector<SampleFile>& GetSampleFiles();
+
+/// The samples of a PNG file by libpng alone, in the byte order of this machine.
+std::vector<std::byte> ReadSamplesByLibpng(std::span<const std::byte> file);
 
 /// Reads few bytes at a time, and throws if more than `capacity` bytes are read or written.
 class FrailStream : public Kernel::MemoryInOutStream {

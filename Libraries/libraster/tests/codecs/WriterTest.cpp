@@ -86,6 +86,36 @@ TEST(Writer, KeepsEveryFormatInPNGAndAlmostInJPEG) {
     }
 }
 
+TEST(Writer, WritesFilesFromWhichLibpngReadsTheSamePixels) {
+    for (const Format format : {RGBA8, RGBA16, GreyA8, GreyA16}) {
+        DynamicBitmap picture(Width, 3 * Height, format);  // more than is compressed at a time
+        unsigned seed = 1;
+        for (std::byte* byte = GetRow(picture, 0); byte != GetRow(picture, 3 * Height); ++byte) {
+            *byte = static_cast<std::byte>((seed = seed * 1'664'525 + 1'013'904'223) >> 28);
+        }
+        for (const auto alpha : {PNGBase::Alpha::Keep, PNGBase::Alpha::Drop}) {
+            const std::size_t pixelSize = picture.GetPixelFormat().GetPixelSize();
+            const std::size_t stored =
+                pixelSize -
+                (alpha == PNGBase::Alpha::Drop ? picture.GetPixelFormat().sampleSize : 0);
+            std::vector<std::byte> expected;
+            for (int i = 0; i < Width * 3 * Height; ++i) {
+                const std::byte* pixel = picture.GetHostView().At(i % Width, i / Width);
+                expected.insert(expected.end(), pixel, pixel + stored);
+            }
+            for (const int level : {0, 1, 2, 3, 4}) {
+                ExportOptions options;
+                options.SetCompressionLevel(level);
+                Kernel::MemoryInOutStream stream;
+                PNGBase png(stream, Width, 3 * Height, picture.GetPixelFormat(), options, alpha);
+                png.WritePixels(picture.GetHostView());
+                png.Finish();
+                EXPECT_TRUE(ReadSamplesByLibpng(stream.GetBytes()) == expected) << level;
+            }
+        }
+    }
+}
+
 TEST(Writer, KeepsPicturesInTheSmallestTypeOfPNG) {
     for (const SampleFile& sample : GetSampleFiles()) {
         FrailStream stream(sample.bytes);
