@@ -3,7 +3,7 @@
 
 #include "Kernel/AtomicFileOutStream.h"
 #include "Kernel/FileStreams.h"
-#include "Raster/Compositing.h"
+#include "Raster/CodecException.h"
 #include "Raster/DynamicFile.h"
 #include "Raster/ICCManager.h"
 #include "Raster/PNGBase.h"
@@ -16,18 +16,22 @@
 namespace {
 
 void MakeThumbnail(const char* picturePath, const char* resultPath) {
-    const auto picture = Raster::ReadPicture(*Kernel::FileInStream::Open(picturePath));
-    const double width = picture->GetWidth();
-    const double height = picture->GetHeight();
+    const auto stream = Kernel::FileInStream::Open(picturePath);
+    Raster::DynamicFile picture;
+    if (!picture.CreateFromStream(*stream, Raster::DynamicFile::Reading::Scaled)) {
+        throw Raster::CodecException(picture.GetError().c_str());
+    }
+    const double width = picture.GetWidth();
+    const double height = picture.GetHeight();
     const double scale = 256 / std::max(width, height);
     Raster::DynamicBitmap small(std::max(1, static_cast<int>(std::lround(width * scale))),
                                 std::max(1, static_cast<int>(std::lround(height * scale))));
     small.SetProfile(Raster::ICCManager::GetProfileForString("sRGB IEC61966-2.1"));
-    // Resamples, converts from the picture's profile to sRGB and to 8-bit RGBA, all on the way.
-    Raster::Render(small, *picture,
-                   Raster::AffineTransform::Params::Scale(small.GetWidth() / width,
-                                                          small.GetHeight() / height),
-                   Raster::Sampler::Area);
+    // Resamples, converts from the picture's profile to sRGB and to 8-bit RGBA, all on the way, and
+    // never has more than a few rows of the picture in memory.
+    if (!picture.ReadScaled(small)) {
+        throw Raster::CodecException(picture.GetError().c_str());
+    }
     const auto file = Kernel::AtomicFileOutStream::Create(resultPath);
     Raster::WritePNG(small, *file);
     file->Commit();

@@ -12,13 +12,11 @@ Decoder::~Decoder() = default;
 
 void CheckSize(const char* kind, std::uint64_t width, std::uint64_t height) {
     constexpr std::uint64_t MaximumSide = DynamicFile::MaximumSide;
-    if (width > MaximumSide || height > MaximumSide ||
-        width * height > DynamicFile::MaximumPixelCount) {
-        throw CodecException(
-            Kernel::Format("the %1 picture of %2 x %3 pixels is too large: at most %4 a side and "
-                           "%5 in all can be read",
-                           kind, width, height, MaximumSide, DynamicFile::MaximumPixelCount)
-                .c_str());
+    if (width > MaximumSide || height > MaximumSide) {
+        throw CodecException(Kernel::Format("the %1 picture of %2 x %3 pixels is too large: at "
+                                            "most %4 a side can be read",
+                                            kind, width, height, MaximumSide)
+                                 .c_str());
     }
 }
 

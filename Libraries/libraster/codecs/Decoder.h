@@ -18,6 +18,8 @@ struct PictureHead {
     Format format = Format::RGBA8;
     Orientation orientation;
     Kernel::Consolidated<ICCProfile> profile;
+    /// The bytes that must be kept to decode even a few rows: 0, or about the whole picture.
+    std::uint64_t heldSize = 0;
 };
 
 /// One file being read. All functions that can fail throw CodecException for errors of the file and
@@ -42,7 +44,7 @@ protected:
     Decoder& operator=(const Decoder&) = delete;
 };
 
-/// Throws CodecException if a picture of `kind` ("PNG") is too large for DynamicFile.
+/// Throws CodecException if a side of a picture of `kind` ("PNG") is too large for DynamicFile.
 void CheckSize(const char* kind, std::uint64_t width, std::uint64_t height);
 
 /// Throws CodecException if the flag is set.

@@ -1,5 +1,6 @@
 #include "Raster/DynamicFile.h"
 
+#include "Kernel/Format.h"
 #include "Raster/CodecException.h"
 #include "Raster/ICCManager.h"
 #include "Raster/PixelAccessor.h"
@@ -7,6 +8,7 @@
 #include "codecs/JPEGDecoder.h"
 #include "codecs/PNGDecoder.h"
 #include "codecs/RowTarget.h"
+#include "codecs/ScaledRows.h"
 
 #include <algorithm>
 #include <memory>
@@ -21,8 +23,13 @@ CodecException::~CodecException() = default;
 /// A file whose header was read.
 class DynamicFile::Implementation {
 public:
-    explicit Implementation(Kernel::InStream& stream)
-        : m_source(stream), m_decoder(MakeDecoder(m_source)), m_head(m_decoder->ReadHead()) {}
+    Implementation(Kernel::InStream& stream, Reading reading, std::uint64_t memoryBudget)
+        : m_source(stream),
+          m_memoryBudget(memoryBudget),
+          m_decoder(MakeDecoder(m_source)),
+          m_head(m_decoder->ReadHead()) {
+        CheckBudget(reading == Reading::Whole ? GetPixelsSize() : 0);
+    }
 
     const PictureHead& GetHead() const noexcept { return m_head; }
     int GetWidth() const noexcept {
@@ -33,16 +40,13 @@ public:
     }
 
     void ReadPixels(DynamicBitmap& bitmap, bool* abort) {
-        if (!m_decoder) {
-            throw CodecException("the pixels were read already");
-        }
+        CheckUnread();
         if (bitmap.GetWidth() != GetWidth() || bitmap.GetHeight() != GetHeight()) {
             throw CodecException("the bitmap is not of the picture's size");
         }
+        CheckBudget(GetPixelsSize());
         const std::unique_ptr<Decoder> decoder = std::exchange(m_decoder, nullptr);
-        if (!bitmap.GetProfile()) {
-            bitmap.SetProfile(KeepFitting(m_head.profile, bitmap.GetFormat()));
-        }
+        TakeProfile(bitmap);
         const PixelFormat& format = GetPixelFormat(m_head.format);
         const PixelAccessor pixels(bitmap, abort);
         RowTarget target(pixels.GetView(), m_head.orientation,
@@ -53,6 +57,35 @@ public:
             ReadRows(*decoder, passes, target, abort);
         } else {
             ReadInterlaced(*decoder, passes, target, abort);
+        }
+    }
+
+    void ReadScaled(DynamicBitmap& bitmap, Sampler sampler, bool* abort) {
+        CheckUnread();
+        TakeProfile(bitmap);
+        const PixelAccessor pixels(bitmap, abort);
+        ViewTarget target(pixels.GetView());
+        ReadScaled(target, {bitmap.GetWidth(), bitmap.GetHeight(), sampler}, bitmap.GetProfile(),
+                   abort);
+    }
+
+    void ReadScaled(SpanTarget& target, Scaling scaling,
+                    const Kernel::Consolidated<ICCProfile>& profile, const bool* abort) {
+        CheckUnread();
+        if (scaling.width < 1 || scaling.height < 1) {
+            throw CodecException("there are no pixels to read the picture into");
+        }
+        scaling.stage = ICCManager::CreateConversion(m_head.profile, profile);
+        ScaledRows rows(m_head, scaling, target, abort);
+        CheckBudget(rows.GetSize());
+        const std::unique_ptr<Decoder> decoder = std::exchange(m_decoder, nullptr);
+        const int passes = decoder->Start(abort);
+        if (passes == 1) {
+            rows.Allocate();
+            ReadRows(*decoder, passes, rows, abort);
+        } else {
+            const Kernel::Counted<DynamicBitmap> whole = ReadAsStored(*decoder, passes, abort);
+            RenderScaled(whole->GetHostView(), m_head.orientation, scaling, target, abort);
         }
     }
 
@@ -68,7 +101,36 @@ private:
         throw CodecException("the data is neither a PNG nor a JPEG picture");
     }
 
-    void ReadRows(Decoder& decoder, int passes, RowTarget& target, const bool* abort) const {
+    void CheckUnread() const {
+        if (!m_decoder) {
+            throw CodecException("the pixels were read already");
+        }
+    }
+
+    std::uint64_t GetPixelsSize() const noexcept {
+        return static_cast<std::uint64_t>(m_head.width) *
+               static_cast<std::uint64_t>(m_head.height) *
+               GetPixelFormat(m_head.format).GetPixelSize();
+    }
+
+    void CheckBudget(std::uint64_t size) const {
+        const std::uint64_t needed = size + m_head.heldSize;
+        if (needed > m_memoryBudget) {
+            throw CodecException(Kernel::Format("the picture of %1 x %2 pixels is too large: to "
+                                                "read it takes %3 bytes, and the limit is %4",
+                                                m_head.width, m_head.height, needed, m_memoryBudget)
+                                     .c_str());
+        }
+    }
+
+    void TakeProfile(DynamicBitmap& bitmap) const {
+        if (!bitmap.GetProfile()) {
+            bitmap.SetProfile(KeepFitting(m_head.profile, bitmap.GetFormat()));
+        }
+    }
+
+    template <class Target>
+    void ReadRows(Decoder& decoder, int passes, Target& target, const bool* abort) const {
         for (int pass = 0; pass < passes; ++pass) {
             for (int y = 0; y < m_head.height; ++y) {
                 CheckAbort(abort);
@@ -79,15 +141,22 @@ private:
         decoder.Finish();
     }
 
-    /// For interlaced files that must be converted or reoriented: decodes all passes into a bitmap
-    /// of the file's format first.
+    /// All passes, in a bitmap of the file's format.
+    Kernel::Counted<DynamicBitmap> ReadAsStored(Decoder& decoder, int passes,
+                                                const bool* abort) const {
+        const PixelFormat& format = GetPixelFormat(m_head.format);
+        auto whole = Kernel::MakeCounted<DynamicBitmap>(
+            m_head.width, m_head.height, format, MipmapMode::None, HardwareCachePolicy::Never);
+        RowTarget direct(whole->GetHostView(), {}, {format, format});
+        ReadRows(decoder, passes, direct, abort);
+        return whole;
+    }
+
+    /// For interlaced files that must be converted or reoriented.
     void ReadInterlaced(Decoder& decoder, int passes, RowTarget& target, const bool* abort) const {
         const PixelFormat& format = GetPixelFormat(m_head.format);
-        DynamicBitmap whole(m_head.width, m_head.height, format, MipmapMode::None,
-                            HardwareCachePolicy::Never);
-        const PixelView rows = whole.GetHostView();
-        RowTarget direct(rows, {}, {format, format});
-        ReadRows(decoder, passes, direct, abort);
+        const Kernel::Counted<DynamicBitmap> whole = ReadAsStored(decoder, passes, abort);
+        const PixelView rows = whole->GetHostView();
         for (int y = 0; y < m_head.height; ++y) {
             CheckAbort(abort);
             std::copy_n(rows.At(0, y), format.GetPixelSize() * static_cast<std::size_t>(rows.width),
@@ -97,6 +166,7 @@ private:
     }
 
     BufferedSource m_source;
+    std::uint64_t m_memoryBudget;
     std::unique_ptr<Decoder> m_decoder;  // null once reading the pixels has begun
     PictureHead m_head;
 };
@@ -106,13 +176,22 @@ DynamicFile::DynamicFile(DynamicFile&&) noexcept = default;
 DynamicFile& DynamicFile::operator=(DynamicFile&&) noexcept = default;
 DynamicFile::~DynamicFile() = default;
 
-bool DynamicFile::CreateFromStream(Kernel::InStream& stream) {
+bool DynamicFile::CreateFromStream(Kernel::InStream& stream, Reading reading,
+                                   std::uint64_t memoryBudget) {
     m_implementation.reset();
+    return Try([&] {
+        m_implementation = std::make_unique<Implementation>(stream, reading, memoryBudget);
+    });
+}
+
+/// The edge where exceptions become an error text.
+template <class Step>
+bool DynamicFile::Try(Step step) {
     m_error = {};
     try {
-        m_implementation = std::make_unique<Implementation>(stream);
+        step();
         return true;
-    } catch (const CodecException& exception) {  // the edge where exceptions become an error text
+    } catch (const CodecException& exception) {
         m_error = exception.what();
         return false;
     }
@@ -139,18 +218,24 @@ Kernel::Consolidated<ICCProfile> DynamicFile::GetProfile() const {
                             : Kernel::Consolidated<ICCProfile>();
 }
 
-bool DynamicFile::ReadPixels(DynamicBitmap& bitmap, bool* abort) {
-    m_error = {};
-    try {
-        if (!m_implementation) {
-            throw CodecException("no picture was opened");
-        }
-        m_implementation->ReadPixels(bitmap, abort);
-        return true;
-    } catch (const CodecException& exception) {  // as above
-        m_error = exception.what();
-        return false;
+DynamicFile::Implementation& DynamicFile::GetOpened() const {
+    if (!m_implementation) {
+        throw CodecException("no picture was opened");
     }
+    return *m_implementation;
+}
+
+bool DynamicFile::ReadPixels(DynamicBitmap& bitmap, bool* abort) {
+    return Try([&] { GetOpened().ReadPixels(bitmap, abort); });
+}
+
+bool DynamicFile::ReadScaled(DynamicBitmap& bitmap, Sampler sampler, bool* abort) {
+    return Try([&] { GetOpened().ReadScaled(bitmap, sampler, abort); });
+}
+
+bool DynamicFile::ReadScaled(SpanTarget& target, int width, int height, Sampler sampler,
+                             const Kernel::Consolidated<ICCProfile>& profile, bool* abort) {
+    return Try([&] { GetOpened().ReadScaled(target, {width, height, sampler}, profile, abort); });
 }
 
 namespace {

@@ -55,8 +55,12 @@ public:
         m_landing.Run([this] { jpeg_read_header(&m_info, TRUE); });
         CheckSize("JPEG", m_info.image_width, m_info.image_height);
         const Format format = ChooseFormat();
-        return {static_cast<int>(m_info.image_width), static_cast<int>(m_info.image_height), format,
-                m_segments.GetOrientation(), KeepFitting(m_segments.MakeProfile(), format)};
+        return {static_cast<int>(m_info.image_width),
+                static_cast<int>(m_info.image_height),
+                format,
+                m_segments.GetOrientation(),
+                KeepFitting(m_segments.MakeProfile(), format),
+                CountCoefficients() * sizeof(JCOEF)};
     }
 
     int Start(const bool* abort) override {
@@ -127,6 +131,19 @@ private:
                 throw CodecException(std::string(Subject) + ": it has " +
                                      std::to_string(m_info.num_components) + " channels");
         }
+    }
+
+    /// Those that libjpeg keeps: all, if they come in several scans.
+    std::uint64_t CountCoefficients() {
+        std::uint64_t count = 0;
+        if (jpeg_has_multiple_scans(&m_info)) {
+            for (int i = 0; i < m_info.num_components; ++i) {
+                const jpeg_component_info& component = m_info.comp_info[i];
+                count += std::uint64_t{component.width_in_blocks} * component.height_in_blocks *
+                         DCTSIZE2;
+            }
+        }
+        return count;
     }
 
     [[noreturn]] void Fail(j_common_ptr info) {

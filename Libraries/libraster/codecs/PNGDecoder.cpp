@@ -59,8 +59,12 @@ public:
         const bool isDeep = png_get_bit_depth(m_png, m_info) == 16;
         const Format format = isGrey ? (isDeep ? Format::GreyA16 : Format::GreyA8)
                                      : (isDeep ? Format::RGBA16 : Format::RGBA8);
-        return {static_cast<int>(width), static_cast<int>(height), format, ReadOrientation(),
-                KeepFitting(ReadProfile(), format)};
+        const bool isInterlaced = png_get_interlace_type(m_png, m_info) != PNG_INTERLACE_NONE;
+        const std::uint64_t size =
+            std::uint64_t{width} * height * GetPixelFormat(format).GetPixelSize();
+        return {
+            static_cast<int>(width), static_cast<int>(height),           format,
+            ReadOrientation(),       KeepFitting(ReadProfile(), format), isInterlaced ? size : 0};
     }
 
     int Start(const bool* /*abort*/) override {

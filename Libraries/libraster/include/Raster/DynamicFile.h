@@ -4,6 +4,8 @@
 
 #include "Kernel/Streams.h"
 #include "Raster/DynamicBitmap.h"
+#include "Raster/Sampler.h"
+#include "Raster/Spans.h"
 
 #include <memory>
 
@@ -14,12 +16,22 @@ namespace Raster {
 /// as well.
 ///
 /// Sizes and pixels are upright: the Exif orientation (Exif 2.32, tag Orientation) is applied, if
-/// it comes before the pixels. Files are untrusted: a size above the limits below is refused before
-/// memory is allocated for it, and a truncated file is an error.
+/// it comes before the pixels. Files are untrusted: what exceeds the memory budget is refused
+/// before memory is allocated for it, and a truncated file is an error.
 class RASTER_API DynamicFile {
 public:
+    /// How the pixels will be read, which decides what memory that takes: by ReadPixels(), their
+    /// whole size in the file's own format; by ReadScaled(), as many rows as the filter needs at a
+    /// time, and some 12 MB. What decoding keeps is added: for interlaced PNG and progressive JPEG
+    /// files about the whole picture.
+    enum class Reading : std::uint8_t { Whole, Scaled };
+
     static constexpr int MaximumSide = 65'535;
+    /// The pixels of which every file can be read with the default budget.
     static constexpr std::uint64_t MaximumPixelCount = std::uint64_t{1} << 28;
+    /// In bytes: 4 GiB. A bitmap that the pixels are read into counts in the file's format,
+    /// whatever its own.
+    static constexpr std::uint64_t DefaultMemoryBudget = MaximumPixelCount * 16;
 
     DynamicFile();
     DynamicFile(DynamicFile&&) noexcept;
@@ -27,9 +39,10 @@ public:
     ~DynamicFile();
 
     /// Reads the header of the picture at the current position of `stream`, which must live until
-    /// the pixels are read. False, with the reason in GetError(), if it is not such a picture or is
-    /// damaged. Exceptions of the stream propagate.
-    bool CreateFromStream(Kernel::InStream& stream);
+    /// the pixels are read. False, with the reason in GetError(), if it is not such a picture, is
+    /// damaged, or cannot be read in `memoryBudget` bytes. Exceptions of the stream propagate.
+    bool CreateFromStream(Kernel::InStream& stream, Reading reading = Reading::Whole,
+                          std::uint64_t memoryBudget = DefaultMemoryBudget);
     /// One line that gives the reason of the last failure; empty if there was none.
     const Kernel::String& GetError() const noexcept;
 
@@ -49,8 +62,22 @@ public:
     /// `abort` was set; the bitmap may then be partly written.
     bool ReadPixels(DynamicBitmap& bitmap, bool* abort = nullptr);
 
+    /// Reads the pixels into a bitmap of any size, edge to edge, row by row: the pixels that
+    /// Render() would draw from the whole picture as it is stored, with its format and profile,
+    /// turned upright then. Otherwise as ReadPixels().
+    bool ReadScaled(DynamicBitmap& bitmap, Sampler sampler = Sampler::Area, bool* abort = nullptr);
+    /// The same into the `width` x `height` pixels of any target, such as the planes of a tensor
+    /// (Raster/Planes.h); `profile`, if not empty, is that of the target.
+    bool ReadScaled(SpanTarget& target, int width, int height, Sampler sampler = Sampler::Area,
+                    const Kernel::Consolidated<ICCProfile>& profile = {}, bool* abort = nullptr);
+
 private:
     class Implementation;
+
+    template <class Step>
+    bool Try(Step step);
+    Implementation& GetOpened() const;
+
     std::unique_ptr<Implementation> m_implementation;
     Kernel::String m_error;
 };

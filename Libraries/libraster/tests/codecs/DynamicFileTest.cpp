@@ -1,14 +1,18 @@
 #include "Raster/CodecException.h"
+#include "Raster/Compositing.h"
 #include "Raster/DynamicFile.h"
 #include "Raster/ICCManager.h"
 #include "Raster/Pipeline.h"
+#include "Raster/Planes.h"
 
+#include "codecs/ScaledRows.h"
 #include "tests/codecs/SampleFiles.h"
 
 #include <gtest/gtest.h>
 #include <zlib.h>
 
 #include <algorithm>
+#include <array>
 
 namespace Raster::Testing {
 namespace {
@@ -70,6 +74,43 @@ struct AbortingStream : FrailStream {
     bool abort = false;
 };
 
+constexpr Sampler Samplers[] = {Sampler::Nearest, Sampler::Bilinear, Sampler::Bicubic,
+                                Sampler::Lanczos, Sampler::Area};
+
+Kernel::Counted<DynamicBitmap> ReadScaled(Kernel::InStream& stream, Rect size, Format format,
+                                          Sampler sampler) {
+    auto scaled = Kernel::MakeCounted<DynamicBitmap>(size.right, size.bottom, format);
+    DynamicFile file;
+    EXPECT_TRUE(file.CreateFromStream(stream, DynamicFile::Reading::Scaled));
+    EXPECT_TRUE(file.ReadScaled(*scaled, sampler)) << std::string_view(file.GetError());
+    return scaled;
+}
+
+Kernel::Counted<DynamicBitmap> ScaleWhole(const DynamicBitmap& whole, Rect size, Format format,
+                                          Sampler sampler) {
+    auto scaled = Kernel::MakeCounted<DynamicBitmap>(size.right, size.bottom, format);
+    const auto map = AffineTransform::Params::MapRect(
+        {0, 0, double{1} * whole.GetWidth(), double{1} * whole.GetHeight()},
+        {0, 0, double{1} * size.right, double{1} * size.bottom});
+    EXPECT_TRUE(Render(*scaled, whole, map, sampler));
+    return scaled;
+}
+
+/// The rows and columns of a stored picture's pixel (x, y) of the upright one, for each Exif value.
+std::array<int, 2> FindStored(std::size_t turn, const Rect& upright, int x, int y) {
+    const int right = upright.right - 1 - x;
+    const int lower = upright.bottom - 1 - y;
+    const int fromX[] = {x, right, right, x, y, y, lower, lower};
+    const int fromY[] = {y, y, lower, lower, x, right, right, x};
+    return {fromX[turn - 1], fromY[turn - 1]};
+}
+
+std::string MakeExif(bool isPNG, std::size_t turn) {
+    return (isPNG ? ""s : "Exif\0\0"s) +
+           (turn % 3 != 0 ? "MM\0*\0\0\0\x8\0\1\1\x12\0\3\0\0\0\1"s + MakeNumber(turn, 2)
+                          : "II*\0\x8\0\0\0\1\0\x12\1\3\0\1\0\0\0"s + MakeNumber(turn << 8, 2));
+}
+
 class EveryKind : public testing::TestWithParam<SampleFile> {};
 
 TEST_P(EveryKind, ArrivesAsRGBA) {
@@ -93,24 +134,43 @@ TEST_P(EveryKind, IsConvertedAndTurnedUprightAsItComes) {
     for (std::size_t turn = 1; turn <= 8; ++turn) {
         DynamicBitmap plain(SampleWidth, SampleHeight, formats[turn % 4]);
         Pipeline<DynamicBitmap, DynamicBitmap>::Run(plain, *stored, nullptr, plain.GetBounds());
-        const std::string exif =
-            (IsPNG(file) ? ""s : "Exif\0\0"s) +
-            (turn % 3 != 0 ? "MM\0*\0\0\0\x8\0\1\1\x12\0\3\0\0\0\1"s + MakeNumber(turn, 2)
-                           : "II*\0\x8\0\0\0\1\0\x12\1\3\0\1\0\0\0"s + MakeNumber(turn << 8, 2));
-        const auto upright = Read(Insert(file, "eXIf", 0xE1, exif), plain.GetFormat());
+        const auto upright =
+            Read(Insert(file, "eXIf", 0xE1, MakeExif(IsPNG(file), turn)), plain.GetFormat());
         const int width = turn < 5 ? SampleWidth : SampleHeight;
         ASSERT_EQ(upright->GetBounds(), (Rect{0, 0, width, SampleWidth + SampleHeight - width}));
         for (int i = 0; i < SampleWidth * SampleHeight; ++i) {
             const int x = i % width;
             const int y = i / width;
-            const int right = width - 1 - x;
-            const int lower = upright->GetHeight() - 1 - y;
-            const int fromX[] = {x, right, right, x, y, y, lower, lower};
-            const int fromY[] = {y, y, lower, lower, x, right, right, x};
-            const std::byte* source = plain.GetHostView().At(fromX[turn - 1], fromY[turn - 1]);
+            const auto [fromX, fromY] = FindStored(turn, upright->GetBounds(), x, y);
+            const std::byte* source = plain.GetHostView().At(fromX, fromY);
             EXPECT_TRUE(std::equal(source, source + plain.GetPixelFormat().GetPixelSize(),
                                    upright->GetHostView().At(x, y)))
                 << turn;
+        }
+    }
+}
+
+TEST_P(EveryKind, IsScaledAsAWholeAndThenTurned) {
+    const std::string& file = GetParam().bytes;
+    FrailStream stream(file);
+    const auto whole = ReadPicture(stream);
+    for (std::size_t turn = 1; turn <= 8; ++turn) {
+        const Sampler sampler = Samplers[turn % 5];
+        const Format format = turn % 2 == 0 ? Format::RGBA8 : Format::RGBA16;
+        const Rect upright{0, 0, turn < 4 ? 4 : 27, turn % 3 == 0 ? 1 : 9};
+        const auto stored =
+            ScaleWhole(*whole, turn < 5 ? upright : Rect{0, 0, upright.bottom, upright.right},
+                       format, sampler);
+        FrailStream turned(Insert(file, "eXIf", 0xE1, MakeExif(IsPNG(file), turn)));
+        const auto scaled = ReadScaled(turned, upright, format, sampler);
+        for (int i = 0; i < upright.right * upright.bottom; ++i) {
+            const int x = i % upright.right;
+            const int y = i / upright.right;
+            const auto [fromX, fromY] = FindStored(turn, upright, x, y);
+            const std::byte* source = stored->GetHostView().At(fromX, fromY);
+            ASSERT_TRUE(std::equal(source, source + stored->GetPixelFormat().GetPixelSize(),
+                                   scaled->GetHostView().At(x, y)))
+                << turn << ": " << x << ", " << y;
         }
     }
 }
@@ -170,18 +230,108 @@ TEST(DynamicFile, MayBeAbortedWhileAnInterlacedPictureIsConverted) {
     EXPECT_FALSE(file.ReadPixels(bitmap, &stream.abort));
 }
 
+TEST(DynamicFile, IsScaledBandByBandAsAWhole) {
+    for (const Format format : {Format::RGBA8, Format::GreyA16, Format::CMYKA8}) {
+        DynamicBitmap picture(211, 307, format);
+        unsigned seed = 1;
+        for (std::byte* byte = picture.GetHostView().At(0, 0);
+             byte != picture.GetHostView().At(0, 307); ++byte) {
+            *byte = static_cast<std::byte>((seed = seed * 1'664'525 + 1'013'904'223) >> 24);
+        }
+        for (const Sampler sampler : Samplers) {
+            for (const Rect size :
+                 {Rect{0, 0, 150, 29}, {0, 0, 9, 306}, {0, 0, 211, 307}, {0, 0, 40, 700}}) {
+                for (const std::size_t bandSize : {0, 9999}) {
+                    const PictureHead head{211, 307, format, {}, {}};
+                    DynamicBitmap scaled(size.right, size.bottom);
+                    ViewTarget target(scaled.GetHostView());
+                    const Scaling scaling{size.right, size.bottom, sampler};
+                    ScaledRows rows(head, scaling, target, nullptr, bandSize);
+                    EXPECT_LE(rows.GetSize(),
+                              bandSize + 1300 * (6 * std::max(310 / size.bottom, 1) + 20));
+                    rows.Allocate();
+                    for (int y = 0; y < 307; ++y) {
+                        const std::byte* row = picture.GetHostView().At(0, y);
+                        std::copy_n(row, 211 * picture.GetPixelFormat().GetPixelSize(),
+                                    rows.GetRow(y));
+                        rows.FinishRow(y);
+                    }
+                    EXPECT_TRUE(scaled.IsEqual(*ScaleWhole(picture, size, Format::RGBA8, sampler)))
+                        << static_cast<int>(sampler) << ": " << size.right << " x " << size.bottom;
+                }
+            }
+        }
+    }
+}
+
+TEST(DynamicFile, IsScaledIntoAnyTarget) {
+    const std::string& sample = GetSample("ColoursOf16Bits");
+    std::array<float, 3 * 4 * 6> planes{};
+    PlaneTarget target(
+        {planes.data(),
+         4,
+         24,
+         4,
+         6,
+         {{{PlaneChannel::Role::Red}, {PlaneChannel::Role::Green}, {PlaneChannel::Role::Blue}}},
+         3});
+    FrailStream stream(sample);
+    DynamicFile file;
+    ASSERT_TRUE(file.CreateFromStream(stream));
+    EXPECT_FALSE(file.ReadScaled(target, 0, 6));
+    EXPECT_TRUE(file.ReadScaled(target, 4, 6));
+    EXPECT_FALSE(file.ReadScaled(target, 4, 6));
+    FrailStream again(sample);
+    const auto expected =
+        ScaleWhole(*ReadPicture(again), {0, 0, 4, 6}, Format::RGBAF, Sampler::Area);
+    for (int i = 0; i < 3 * 4 * 6; ++i) {
+        const std::byte* pixel = expected->GetHostView().At(i % 4, i / 4 % 6);
+        EXPECT_EQ(planes[static_cast<std::size_t>(i)],
+                  reinterpret_cast<const float*>(pixel)[i / 24]);
+    }
+}
+
+TEST(DynamicFile, RefusesWhatExceedsTheMemoryBudget) {
+    using enum DynamicFile::Reading;
+    struct Case {
+        const char* sample;
+        std::uint64_t held;  // while it is decoded
+        std::uint64_t pixels;
+    };
+    constexpr std::uint64_t Count = SampleWidth * SampleHeight;
+    for (const auto& [sample, held, pixels] : {Case{"Grey", 0, Count * 2},
+                                               {"ColoursAndAlphaOf16Bits", 0, Count * 8},
+                                               {"GreyOf16Bits", Count * 4, Count * 4},
+                                               {"JPEGProgressive", 3 * 2 * 3 * 128, Count * 4}}) {
+        DynamicFile file;
+        const auto opens = [&](DynamicFile::Reading reading, std::uint64_t budget) {
+            FrailStream stream(GetSample(sample));
+            return file.CreateFromStream(stream, reading, budget);
+        };
+        EXPECT_TRUE(opens(Whole, held + pixels)) << sample;
+        EXPECT_FALSE(opens(Whole, held + pixels - 1)) << sample;
+        EXPECT_TRUE(opens(Scaled, held)) << sample;
+        EXPECT_FALSE(held > 0 && opens(Scaled, held - 1)) << sample;
+        FrailStream stream(GetSample(sample));
+        ASSERT_TRUE(file.CreateFromStream(stream, Scaled, held + 1000));
+        DynamicBitmap bitmap(SampleWidth, SampleHeight);
+        EXPECT_FALSE(file.ReadScaled(bitmap)) << sample;
+        EXPECT_EQ(file.ReadPixels(bitmap), pixels < 1000) << sample;
+    }
+}
+
 TEST(DynamicFile, RefusesHugeSizesBeforeItAllocates) {
     for (const std::string& size :
          {"\0\0\xFF\xFF\0\0\xFF\xFF"s, "\0\1\0\0\0\0\0\1"s, "\0\0\0\1\0\1\0\0"s}) {
         std::string png = GetSample("Grey");
         png.replace(12, 21, MakeChunk("IHDR" + size + png.substr(24, 5)));
-        EXPECT_TRUE(std::string_view(GetReasonOfRefusal(png)).starts_with("the PNG picture of "));
+        EXPECT_NE(GetReasonOfRefusal(png).find(" is too large: "), std::string::npos);
     }
     std::string jpeg = GetSample("JPEGInksTransformed");
     jpeg.replace(jpeg.find("\xFF\xC2") + 5, 4, MakeNumber(65500U << 16 | 65500U, 4));
     EXPECT_EQ(GetReasonOfRefusal(jpeg),
-              "the JPEG picture of 65500 x 65500 pixels is too large: at most 65535 a side and "
-              "268435456 in all can be read");
+              "the picture of 65500 x 65500 pixels is too large: to read it takes 36468959056 "
+              "bytes, and the limit is 4294967296");
 }
 
 TEST(DynamicFile, RefusesScansWithoutEnd) {
