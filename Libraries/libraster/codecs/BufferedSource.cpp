@@ -15,6 +15,13 @@ std::span<const std::byte> BufferedSource::TakePiece() {
     return piece;
 }
 
+std::span<const std::byte> BufferedSource::TakePiece(std::size_t most) {
+    const std::span<const std::byte> unread = GetUnread();
+    const std::span<const std::byte> piece = unread.first(std::min(unread.size(), most));
+    m_next += piece.size();
+    return piece;
+}
+
 bool BufferedSource::Read(std::span<std::byte> target) {
     while (!target.empty()) {
         const std::span<const std::byte> unread = GetUnread();

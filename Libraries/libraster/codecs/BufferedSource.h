@@ -21,6 +21,8 @@ public:
     /// Consumes the buffer, refilling it first if it is empty. Empty only at the end of the stream.
     /// Valid until the next call.
     std::span<const std::byte> TakePiece();
+    /// The same for at most `most` bytes, which is not 0.
+    std::span<const std::byte> TakePiece(std::size_t most);
 
     /// Fills `target`; false if the stream ends before that.
     [[nodiscard]] bool Read(std::span<std::byte> target);

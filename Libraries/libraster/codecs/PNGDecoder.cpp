@@ -1,13 +1,16 @@
 #include "codecs/PNGDecoder.h"
 
 #include "codecs/Landing.h"
+#include "codecs/PNGRows.h"
 
 #include <png.h>
 
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cstring>
 #include <new>
+#include <utility>
 
 namespace Raster {
 
@@ -30,6 +33,9 @@ struct ReadObjects {
 };
 
 /// One PNG being read: libpng's objects with its callbacks.
+///
+/// Where the build has a coder for that, the pixels of the usual kinds are decoded without libpng,
+/// which reads the chunks before them.
 class PNGDecoder final : public Decoder {
 public:
     explicit PNGDecoder(BufferedSource& source) : m_source(source) {
@@ -68,6 +74,13 @@ public:
     }
 
     int Start(const bool* /*abort*/) override {
+        if (IsUsual()) {
+            if (auto inflater = MakeQuickInflater()) {
+                m_rows = std::make_unique<PNGRows>(m_source, std::move(inflater), GetFirstSize(),
+                                                   GetLayout());
+                return 1;
+            }
+        }
         m_landing.Run([this] {
             png_set_expand(m_png);  // palettes, transparent colours, grey of 1, 2 and 4 bits
             png_set_add_alpha(m_png, 0xFFFF, PNG_FILLER_AFTER);
@@ -80,11 +93,19 @@ public:
     }
 
     void ReadRow(std::byte* row) override {
+        if (m_rows) {
+            m_rows->ReadRow(row);
+            return;
+        }
         m_landing.Run(
             [this, row] { png_read_row(m_png, reinterpret_cast<png_bytep>(row), nullptr); });
     }
 
     void Finish() override {
+        if (m_rows) {
+            m_rows->Finish();
+            return;
+        }
         m_landing.Run([this] { png_read_end(m_png, nullptr); });
     }
 
@@ -111,6 +132,23 @@ private:
             png_set_keep_unknown_chunks(m_png, PNG_HANDLE_CHUNK_ALWAYS, Kept, 1);
         });
     }
+
+    /// Whether PNGRows can decode it.
+    bool IsUsual() const {
+        constexpr int WholeSample = 8;
+        return png_get_interlace_type(m_png, m_info) == PNG_INTERLACE_NONE &&
+               png_get_bit_depth(m_png, m_info) >= WholeSample &&
+               (png_get_color_type(m_png, m_info) & PNG_COLOR_MASK_PALETTE) == 0 &&
+               png_get_valid(m_png, m_info, PNG_INFO_tRNS) == 0 &&
+               std::memcmp(m_lastHead.data() + 4, "IDAT", 4) == 0;
+    }
+
+    PNGRows::Layout GetLayout() const {
+        return {png_get_image_width(m_png, m_info), png_get_channels(m_png, m_info),
+                png_get_bit_depth(m_png, m_info) / std::size_t{8}};
+    }
+
+    std::uint32_t GetFirstSize() const { return png_get_uint_32(m_lastHead.data()); }
 
     Orientation ReadOrientation() {
         png_unknown_chunkp exif = nullptr;
@@ -141,6 +179,9 @@ private:
         if (!isWhole) {
             m_landing.Fail("it ends too early");
         }
+        if (count == m_lastHead.size()) {
+            std::copy_n(target, count, m_lastHead.begin());
+        }
     }
 
     BufferedSource& m_source;
@@ -149,6 +190,10 @@ private:
     png_structp& m_png = m_objects.png;
     png_infop& m_info = m_objects.info;
     int m_passes = 1;
+    // The last eight bytes that libpng has asked for at once: in the end the size and type of the
+    // first IDAT chunk, at whose data it stops.
+    std::array<png_byte, 8> m_lastHead{};
+    std::unique_ptr<PNGRows> m_rows;  // null if libpng decodes the pixels
 };
 
 }  // namespace

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 namespace Raster::Testing {
 namespace {
@@ -54,6 +55,29 @@ std::string MakeNumber(std::size_t value, std::size_t size) {
 std::string MakeChunk(const std::string& chunk) {
     const auto* data = reinterpret_cast<const Bytef*>(chunk.data());
     return chunk + MakeNumber(crc32(0, data, static_cast<uInt>(chunk.size())), 4);
+}
+
+std::string MakeSizedChunk(const std::string& chunk) {
+    return MakeNumber(chunk.size() - 4, 4) + MakeChunk(chunk);
+}
+
+std::string Deflate(const std::string& bytes) {
+    std::string deflated(compressBound(bytes.size()), '\0');
+    uLongf size = deflated.size();
+    compress(reinterpret_cast<Bytef*>(deflated.data()), &size,
+             reinterpret_cast<const Bytef*>(bytes.data()), bytes.size());
+    return deflated.substr(0, size);
+}
+
+/// A grey PNG file of 2 x 2 pixels with compressed rows in chunks of `pieceSize` bytes, each after
+/// an empty one.
+std::string MakeTiny(const std::string& deflated, std::size_t pieceSize = 1000,
+                     const std::string& last = "IEND") {
+    std::string file = "\x89PNG\r\n\x1A\n"s + MakeSizedChunk("IHDR\0\0\0\2\0\0\0\2\x8\0\0\0\0"s);
+    for (std::size_t i = 0; i < deflated.size(); i += pieceSize) {
+        file += MakeSizedChunk("IDAT") + MakeSizedChunk("IDAT" + deflated.substr(i, pieceSize));
+    }
+    return file + MakeSizedChunk(last) + MakeSizedChunk("IEND");
 }
 
 /// Inserts a PNG chunk or a JPEG segment before all others but IHDR or SOI.
@@ -332,6 +356,47 @@ TEST(DynamicFile, RefusesHugeSizesBeforeItAllocates) {
     EXPECT_EQ(GetReasonOfRefusal(jpeg),
               "the picture of 65500 x 65500 pixels is too large: to read it takes 36468959056 "
               "bytes, and the limit is 4294967296");
+}
+
+TEST(DynamicFile, JudgesCompressedRowsByTheirContent) {
+    const std::string rows = "\0ab\1cd"s;
+    const std::string deflated = Deflate(rows);
+    std::string otherSum = deflated;
+    otherSum.back() = static_cast<char>(otherSum.back() + 1);
+    std::string otherMethod = deflated;
+    otherMethod[0] = '\x79';
+    std::string wrongBlock = deflated;
+    wrongBlock[2] = '\7';
+    struct Case {
+        std::string file;
+        bool isRefused;
+    };
+    const Case cases[] = {{MakeTiny(deflated), false},
+                          {MakeTiny(deflated, 1), false},
+                          {MakeTiny(deflated, 1000, "teXt"), false},
+                          {MakeTiny(deflated, 1000, "PLTEabc"), false},
+                          {MakeTiny(deflated + "more"), false},
+                          {MakeTiny(deflated + Deflate("more"), 3), false},
+                          {MakeTiny(Deflate(rows + rows)), false},
+                          {MakeTiny(Deflate("\0ab\5cd"s)), true},
+                          {MakeTiny(Deflate(rows.substr(0, 5))), true},
+                          {MakeTiny(deflated.substr(0, deflated.size() - 1)), true},
+                          {MakeTiny(deflated, 1000, "TeXT"), true},
+                          {MakeTiny(deflated, 1000, "te1t"), true},
+                          {MakeTiny(otherSum), true},
+                          {MakeTiny(otherMethod), true},
+                          {MakeTiny(wrongBlock), true}};
+    for (const Case& test : cases) {
+        EXPECT_EQ(GetReasonOfRefusal(test.file) != "none", test.isRefused)
+            << &test - cases << ": " << GetReasonOfRefusal(test.file);
+        if (!test.isRefused) {
+            const auto picture = Read(test.file, Format::GreyA8);
+            EXPECT_EQ(std::memcmp(picture->GetHostView().At(0, 1), "c\xFF\xC7\xFF", 4), 0);
+        }
+    }
+    std::string late = MakeTiny(deflated);
+    late.replace(late.size() - 24, 4, "\x80\0\0\0"s);
+    EXPECT_NE(GetReasonOfRefusal(late), "none");
 }
 
 TEST(DynamicFile, RefusesScansWithoutEnd) {
