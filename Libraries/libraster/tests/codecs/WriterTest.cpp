@@ -214,7 +214,7 @@ TEST(Writer, LeavesNothingWholeBehindWhenItIsAborted) {
             AbortingStream part;
             part.limit = whole.GetSize() * share / 10;
             EXPECT_THROW(Write(way, *picture, part, {}, &part.abort), CodecException);
-            EXPECT_LT(part.GetSize(), part.limit + 200'000);
+            EXPECT_LT(part.GetSize(), part.limit + 500'000);  // what PNG compresses at once
             part.isArmed = false;
             EXPECT_THROW(ReadPicture(part), CodecException);
             whole.Seek(0);
