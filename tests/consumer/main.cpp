@@ -118,7 +118,7 @@ bool UseRaster() {
     const auto floats = Kernel::MakeCounted<Bitmap<RedUF, GreenUF, BlueUF, AlphaF, X5>>(3, 2);
     if (!Pipeline<DynamicBitmap, DynamicBitmap>::Run(*floats, red, nullptr, red.GetBounds(),
                                                      rendering) ||
-        ICCManager::CreateConversion(profile, profile) ||
+        ICCManager::CreateConversion(Format::RGBA8, profile, Format::RGBA8, profile).stage ||
         Hardware<DefaultImplementation>::GetDevice()) {
         return false;
     }

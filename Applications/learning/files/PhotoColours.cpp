@@ -1,6 +1,7 @@
 #include "files/PhotoColours.h"
 
 #include "Raster/ICCManager.h"
+#include "Raster/Rendering.h"
 
 namespace LearningApp {
 
@@ -13,9 +14,14 @@ std::optional<PhotoColours> FindColours(const Kernel::Consolidated<Raster::ICCPr
     if (!profile || profile == network || profile->GetColourSpace() != Raster::ColourSpace::RGB) {
         return PhotoColours();
     }
-    const auto there = Raster::ICCManager::CreateConversion(profile, network);
-    const auto back = Raster::ICCManager::CreateConversion(network, profile);
-    return there && back ? std::optional(PhotoColours{{there}, {back}}) : std::nullopt;
+    Raster::Rendering there;
+    Raster::Rendering back;
+    constexpr Raster::Format Colours = Raster::Format::RGBAF;
+    const bool isPossible =
+        AddColours(there,
+                   Raster::ICCManager::CreateConversion(Colours, profile, Colours, network)) &&
+        AddColours(back, Raster::ICCManager::CreateConversion(Colours, network, Colours, profile));
+    return isPossible ? std::optional(PhotoColours{there.stages, back.stages}) : std::nullopt;
 }
 
 }  // namespace LearningApp

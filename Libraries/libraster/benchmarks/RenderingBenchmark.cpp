@@ -39,8 +39,10 @@ bool AddResampling(const char* row, Sampler sampler) {
 bool AddColours(const char* row, Format format) {
     Raster::Rendering rendering;
     rendering.stages.push_back(Raster::ICCManager::CreateConversion(
-        Raster::ICCManager::GetProfileForString("sRGB IEC61966-2.1"),
-        Raster::ICCProfile::CreateFromBytes(MakeWideProfile())));
+                                   format,
+                                   Raster::ICCManager::GetProfileForString("sRGB IEC61966-2.1"),
+                                   format, Raster::ICCProfile::CreateFromBytes(MakeWideProfile()))
+                                   .stage);
     return AddRow(GetRow(row), RunPipeline(format, format, rendering));
 }
 

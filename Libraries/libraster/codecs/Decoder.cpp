@@ -28,14 +28,7 @@ void CheckAbort(const bool* abort) {
 
 Kernel::Consolidated<ICCProfile> KeepFitting(Kernel::Consolidated<ICCProfile> profile,
                                              Format format) {
-    if (!profile) {
-        return profile;
-    }
-    const ColourSpace space = profile->GetColourSpace();
-    const bool isGrey = format == Format::GreyA8 || format == Format::GreyA16;
-    const bool isFitting = format == Format::CMYKA8 ? space == ColourSpace::CMYK
-                                                    : space == ColourSpace::RGB ||
-                                                          (isGrey && space == ColourSpace::Grey);
+    const bool isFitting = profile && ICCManager::IsFitting(*profile, format);
     return isFitting ? profile : Kernel::Consolidated<ICCProfile>();
 }
 

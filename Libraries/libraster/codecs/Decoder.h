@@ -50,9 +50,7 @@ void CheckSize(const char* kind, std::uint64_t width, std::uint64_t height);
 /// Throws CodecException if the flag is set.
 void CheckAbort(const bool* abort);
 
-/// `profile`, or empty if its colour space does not fit `format`.
-///
-/// Grey formats may have an RGB profile: it describes their intermediate.
+/// `profile`, or empty if it does not fit `format`.
 Kernel::Consolidated<ICCProfile> KeepFitting(Kernel::Consolidated<ICCProfile> profile,
                                              Format format);
 

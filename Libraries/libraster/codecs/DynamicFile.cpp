@@ -45,13 +45,12 @@ public:
             throw CodecException("the bitmap is not of the picture's size");
         }
         CheckBudget(GetPixelsSize());
+        const ColourConversion colours = ConvertColours(bitmap);
         const std::unique_ptr<Decoder> decoder = std::exchange(m_decoder, nullptr);
-        TakeProfile(bitmap);
         const PixelFormat& format = GetPixelFormat(m_head.format);
         const PixelAccessor pixels(bitmap, abort);
         RowTarget target(pixels.GetView(), m_head.orientation,
-                         {format, bitmap.GetPixelFormat(),
-                          ICCManager::CreateConversion(m_head.profile, bitmap.GetProfile())});
+                         {format, bitmap.GetPixelFormat(), colours});
         const int passes = decoder->Start(abort);
         if (passes == 1 || target.IsDirect()) {
             ReadRows(*decoder, passes, target, abort);
@@ -62,20 +61,27 @@ public:
 
     void ReadScaled(DynamicBitmap& bitmap, Sampler sampler, bool* abort) {
         CheckUnread();
-        TakeProfile(bitmap);
+        const ColourConversion colours = ConvertColours(bitmap);
         const PixelAccessor pixels(bitmap, abort);
-        ViewTarget target(pixels.GetView());
-        ReadScaled(target, {bitmap.GetWidth(), bitmap.GetHeight(), sampler}, bitmap.GetProfile(),
-                   abort);
+        ViewTarget target(pixels.GetView(), colours.writer);
+        ReadScaled(target, {bitmap.GetWidth(), bitmap.GetHeight(), sampler, colours}, abort);
     }
 
-    void ReadScaled(SpanTarget& target, Scaling scaling,
+    void ReadScaled(SpanTarget& target, int width, int height, Sampler sampler,
                     const Kernel::Consolidated<ICCProfile>& profile, const bool* abort) {
         CheckUnread();
+        const bool isGrey = profile && profile->GetColourSpace() == ColourSpace::Grey;
+        ReadScaled(
+            target,
+            {width, height, sampler, Convert(isGrey ? Format::GreyA16 : Format::RGBAF, profile)},
+            abort);
+    }
+
+private:
+    void ReadScaled(SpanTarget& target, const Scaling& scaling, const bool* abort) {
         if (scaling.width < 1 || scaling.height < 1) {
             throw CodecException("there are no pixels to read the picture into");
         }
-        scaling.stage = ICCManager::CreateConversion(m_head.profile, profile);
         ScaledRows rows(m_head, scaling, target, abort);
         CheckBudget(rows.GetSize());
         const std::unique_ptr<Decoder> decoder = std::exchange(m_decoder, nullptr);
@@ -89,7 +95,6 @@ public:
         }
     }
 
-private:
     static std::unique_ptr<Decoder> MakeDecoder(BufferedSource& source) {
         const std::span<const std::byte> start = source.PeekStart(8);
         if (IsPNG(start)) {
@@ -123,10 +128,32 @@ private:
         }
     }
 
-    void TakeProfile(DynamicBitmap& bitmap) const {
-        if (!bitmap.GetProfile()) {
-            bitmap.SetProfile(KeepFitting(m_head.profile, bitmap.GetFormat()));
+    /// Gives a bitmap without a profile the one that its pixels will have.
+    ColourConversion ConvertColours(DynamicBitmap& bitmap) const {
+        const Format format = bitmap.GetFormat();
+        if (bitmap.GetProfile() || !m_head.profile) {
+            return Convert(format, bitmap.GetProfile());
         }
+        if (ICCManager::IsFitting(*m_head.profile, format)) {
+            bitmap.SetProfile(m_head.profile);
+            return {};
+        }
+        bitmap.SetProfile(KeepFitting(GetStandardProfile(), format));
+        // The intermediate of formats that sRGB does not fit is nominally sRGB, too.
+        return Convert(Format::RGBA8, GetStandardProfile());
+    }
+
+    ColourConversion Convert(Format format, const Kernel::Consolidated<ICCProfile>& profile) const {
+        ColourConversion colours =
+            ICCManager::CreateConversion(m_head.format, m_head.profile, format, profile);
+        if (colours.answer == ColourConversion::Answer::Impossible) {
+            throw CodecException(
+                Kernel::Format("the colours cannot be converted to the profile of the bitmap, "
+                               "\"%1\": that can only be converted from, or is for other colours",
+                               profile->GetDescription())
+                    .c_str());
+        }
+        return colours;
     }
 
     template <class Target>
@@ -235,7 +262,7 @@ bool DynamicFile::ReadScaled(DynamicBitmap& bitmap, Sampler sampler, bool* abort
 
 bool DynamicFile::ReadScaled(SpanTarget& target, int width, int height, Sampler sampler,
                              const Kernel::Consolidated<ICCProfile>& profile, bool* abort) {
-    return Try([&] { GetOpened().ReadScaled(target, {width, height, sampler}, profile, abort); });
+    return Try([&] { GetOpened().ReadScaled(target, width, height, sampler, profile, abort); });
 }
 
 namespace {

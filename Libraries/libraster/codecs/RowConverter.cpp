@@ -19,8 +19,12 @@ RowConverter::RowConverter(const PixelFormat& from, const PixelFormat& to,
 }
 
 RowConverter::RowConverter(const PixelFormat& from, const PixelFormat& to,
-                           const Kernel::Counted<const SpanStage>& stage)
-    : RowConverter(from, to, stage ? SpanStages{stage} : SpanStages{}) {}
+                           const ColourConversion& colours)
+    : RowConverter(from, to, colours.stage ? SpanStages{colours.stage} : SpanStages{}) {
+    m_reader = colours.reader;
+    m_writer = colours.writer;
+    m_direct = IsPlain() ? m_direct : nullptr;
+}
 
 void RowConverter::Convert(const std::byte* source, std::byte* target, std::size_t width) const {
     if (IsIdentity()) {
@@ -37,11 +41,21 @@ void RowConverter::ConvertSpans(const std::byte* source, std::byte* target,
     alignas(64) float rgba[MaximumSpanLength * 4];
     for (std::size_t x = 0; x < width; x += MaximumSpanLength) {
         const std::size_t count = std::min(MaximumSpanLength, width - x);
-        m_from.read(source + x * m_from.GetPixelSize(), rgba, count);
+        const std::byte* const from = source + x * m_from.GetPixelSize();
+        std::byte* const to = target + x * m_to.GetPixelSize();
+        if (m_reader) {
+            m_reader->Read(from, rgba, count);
+        } else {
+            m_from.read(from, rgba, count);
+        }
         for (const auto& stage : m_stages) {
             stage->Apply(rgba, count);
         }
-        m_to.write(rgba, target + x * m_to.GetPixelSize(), count);
+        if (m_writer) {
+            m_writer->Write(rgba, to, count);
+        } else {
+            m_to.write(rgba, to, count);
+        }
     }
 }
 

@@ -62,11 +62,9 @@ void RenderRows(const ConstPixelView& source, const Orientation& orientation,
     rendering.transform = AffineTransform::Params::MapRect(
         {0, 0, double{1} * source.width, double{1} * source.height},
         {0, 0, double{1} * stored.right, double{1} * stored.bottom});
-    if (scaling.stage) {
-        rendering.stages.push_back(scaling.stage);
-    }
+    static_cast<void>(AddColours(rendering, scaling.colours));
     UprightTarget upright(target, orientation, scaling.width, scaling.height);
-    const ViewSource from(source);
+    const ViewSource from(source, scaling.colours.reader);
     SpanTarget* const to = orientation == Orientation{} ? &target : &upright;
     RunHostPath({&from, to, nullptr, &rendering, abort}, {0, top, stored.right, bottom});
     CheckAbort(abort);

@@ -16,7 +16,7 @@ struct Scaling {
     int width = 0;  // of the target, upright
     int height = 0;
     Sampler sampler = Sampler::Area;
-    Kernel::Counted<const SpanStage> stage{};  // applied after sampling; null: none
+    ColourConversion colours{};  // possible; its writer is the target's matter
 };
 
 /// Renders `source`, a picture as stored, into all of `target`, upright.

@@ -5,9 +5,10 @@
 
 #include "colour/Lcms.h"
 #include "colour/MatrixStage.h"
+#include "colour/StandardProfile.h"
+#include "colour/TableStage.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 #include <vector>
 
@@ -17,65 +18,39 @@ namespace {
 
 using Profile = Kernel::Consolidated<ICCProfile>;
 using Stage = Kernel::Counted<const SpanStage>;
+using Codec = Kernel::Counted<const SpanCodec>;
+using Answer = ColourConversion::Answer;
 
-constexpr const char* SRGBName = "sRGB IEC61966-2.1";
-
-/// sRGB (IEC 61966-2-1) with its customary name; the same bytes whenever it is made.
-Profile CreateSRGB() {
+/// Null if there is none.
+Stage BuildStage(const ICCProfile& from, const ICCProfile& to) {
     const LcmsContext context = CreateLcmsContext();
-    const LcmsProfile profile(cmsCreate_sRGBProfileTHR(context.get()));
-    const LcmsText name(cmsMLUalloc(context.get(), 1));
-    cmsMLUsetASCII(name.get(), "en", "US", SRGBName);
-    cmsWriteTag(profile.get(), cmsSigProfileDescriptionTag, name.get());
-    cmsUInt32Number size = 0;
-    cmsSaveProfileToMem(profile.get(), nullptr, &size);
-    std::vector<std::byte> bytes(size);
-    cmsSaveProfileToMem(profile.get(), bytes.data(), &size);
-    // The creation date in the header, six 16-bit numbers: fixed, that of the standard.
-    constexpr std::array<unsigned char, 12> Created{0x07, 0xcf, 0, 10, 0, 1};
-    std::ranges::copy(std::as_bytes(std::span(Created)), bytes.begin() + 24);
-    return ICCProfile::CreateFromBytes(bytes);
+    if (Stage stage = CreateMatrixStage(OpenLcmsProfile(context, from.GetBytes()),
+                                        OpenLcmsProfile(context, to.GetBytes()))) {
+        return stage;
+    }
+    return CreateTableStage(from, to);
 }
 
-const Profile& GetSRGB() {
-    static Kernel::NeverDestroyed<const Profile> profile(CreateSRGB());
-    return *profile;
+Codec BuildReader(const ICCProfile& from, const ICCProfile& /*to*/) {
+    return CreateInkCodec(from, false);
+}
+Codec BuildWriter(const ICCProfile& /*from*/, const ICCProfile& to) {
+    return CreateInkCodec(to, true);
 }
 
-/// A conversion by lcms2.
-class LcmsStage final : public SpanStage {
+/// An LRU cache of parts of conversions, since building one takes milliseconds and pictures come in
+/// series.
+template <class Part, Part (*Build)(const ICCProfile&, const ICCProfile&)>
+class PartCache {
 public:
-    LcmsStage(LcmsContext context, LcmsTransform transform)
-        : m_context(std::move(context)), m_transform(std::move(transform)) {}
-
-    void Apply(float* rgba, std::size_t count) const override {
-        cmsDoTransform(m_transform.get(), rgba, rgba, static_cast<cmsUInt32Number>(count));
+    static Part Find(const Profile& from, const Profile& to) {
+        static Kernel::NeverDestroyed<PartCache> cache;
+        return cache->Get(from, to);
     }
 
 private:
-    LcmsContext m_context;
-    LcmsTransform m_transform;
-};
-
-Stage BuildConversion(const ICCProfile& from, const ICCProfile& to) {
-    LcmsContext context = CreateLcmsContext();
-    const LcmsProfile source = OpenLcmsProfile(context, from.GetBytes());
-    const LcmsProfile destination = OpenLcmsProfile(context, to.GetBytes());
-    if (Stage stage = CreateMatrixStage(source, destination)) {
-        return stage;
-    }
-    LcmsTransform transform = CreateLcmsTransform(context, source, destination);
-    if (!transform) {
-        return nullptr;
-    }
-    return Kernel::MakeCounted<const LcmsStage>(std::move(context), std::move(transform));
-}
-
-/// An LRU cache of conversions, since building one takes milliseconds and pictures come in series.
-class ConversionCache {
-public:
     /// Holds the lock while building: concurrent callers likely need the same conversion.
-    Stage Get(const Profile& from, const Profile& to) {
+    Part Get(const Profile& from, const Profile& to) {
         const Kernel::ScopedLock lock(m_section);
         const auto found = std::ranges::find_if(m_entries, [&from, &to](const Entry& entry) {
             return entry.from == from && entry.to == to;
@@ -83,28 +58,61 @@ public:
         if (found != m_entries.end()) {
             std::rotate(m_entries.begin(), found, found + 1);
         } else {
-            m_entries.insert(m_entries.begin(), {from, to, BuildConversion(*from, *to)});
+            m_entries.insert(m_entries.begin(), {from, to, Build(*from, *to)});
             m_entries.resize(std::min(m_entries.size(), Capacity));
         }
-        return m_entries.front().stage;
+        return m_entries.front().part;
     }
 
-private:
     static constexpr std::size_t Capacity = 8;
 
     struct Entry {
         Profile from;
         Profile to;
-        Stage stage;
+        Part part;
     };
 
     Kernel::CriticalSection m_section;
     std::vector<Entry> m_entries;  // the latest first
 };
 
-/// The profile of the intermediate: sRGB for profiles of other colour spaces than RGB.
-const Profile& AsRGB(const Profile& profile) {
-    return profile->GetColourSpace() == ColourSpace::RGB ? profile : GetSRGB();
+bool HasColours(Format format) noexcept {
+    return format != Format::Alpha8 && format != Format::Alpha16 && format != Format::AlphaF;
+}
+
+/// The profile of a bitmap's colours: that of the bitmap, except for Lab.
+const Profile& FindColours(Format format, const Profile& profile) {
+    return format == Format::LabA16 ? GetSRGB() : profile;
+}
+
+bool IsMisfit(const Profile& profile, Format format) {
+    return profile && !ICCManager::IsFitting(*profile, format);
+}
+
+bool HasInks(const Profile& profile) {
+    return profile->GetColourSpace() == ColourSpace::CMYK;
+}
+
+/// The conversion between two profiles that differ.
+ColourConversion FindParts(const Profile& from, const Profile& to) {
+    ColourConversion result{Answer::Stages};
+    // Inks are read as sRGB, and written from it.
+    const Profile& source = HasInks(from) ? GetSRGB() : from;
+    const Profile& destination = HasInks(to) ? GetSRGB() : to;
+    bool isPossible = true;
+    if (HasInks(from)) {
+        result.reader = PartCache<Codec, BuildReader>::Find(from, GetSRGB());
+        isPossible = isPossible && result.reader;
+    }
+    if (source != destination) {
+        result.stage = PartCache<Stage, BuildStage>::Find(source, destination);
+        isPossible = isPossible && result.stage;
+    }
+    if (HasInks(to)) {
+        result.writer = PartCache<Codec, BuildWriter>::Find(GetSRGB(), to);
+        isPossible = isPossible && result.writer;
+    }
+    return isPossible ? result : ColourConversion{Answer::Impossible};
 }
 
 }  // namespace
@@ -119,15 +127,38 @@ void ICCManager::ICCProfileSet::SetProfileForFormat(Format format, Profile profi
 }
 
 Profile ICCManager::GetProfileForString(const Kernel::String& name) {
-    return name == SRGBName ? GetSRGB() : Profile();
+    return name == StandardProfileName ? GetSRGB() : Profile();
 }
 
-Stage ICCManager::CreateConversion(const Profile& from, const Profile& to) {
-    if (!from || !to || AsRGB(from) == AsRGB(to)) {
-        return nullptr;
+bool ICCManager::IsFitting(const ICCProfile& profile, Format format) noexcept {
+    const ColourSpace space = profile.GetColourSpace();
+    switch (format) {
+        case Format::GreyA8:
+        case Format::GreyA16:
+            return space == ColourSpace::Grey || space == ColourSpace::RGB;
+        case Format::CMYKA8:
+            return space == ColourSpace::CMYK;
+        case Format::LabA16:
+            return space == ColourSpace::Lab;
+        default:
+            return HasColours(format) && space == ColourSpace::RGB;
     }
-    static Kernel::NeverDestroyed<ConversionCache> cache;
-    return cache->Get(AsRGB(from), AsRGB(to));
+}
+
+ColourConversion ICCManager::CreateConversion(Format fromFormat, const Profile& from,
+                                              Format toFormat, const Profile& to) {
+    if (!HasColours(fromFormat) || !HasColours(toFormat)) {
+        return {};
+    }
+    if (IsMisfit(from, fromFormat) || IsMisfit(to, toFormat)) {
+        return {Answer::Impossible};
+    }
+    const Profile& source = FindColours(fromFormat, from);
+    const Profile& destination = FindColours(toFormat, to);
+    if (!source || !destination || source == destination) {
+        return {};
+    }
+    return FindParts(source, destination);
 }
 
 }  // namespace Raster

@@ -26,6 +26,12 @@ void Free(cmsContext /*context*/, void* block) {
     std::free(block);
 }
 
+/// Pixels of four floats, of which a profile of fewer channels uses the first.
+cmsUInt32Number FindPixelType(const LcmsProfile& profile) {
+    const cmsUInt32Number type = cmsFormatterForColorspaceOfProfile(profile.get(), 4, TRUE);
+    return type | EXTRA_SH(4 - T_CHANNELS(type));
+}
+
 }  // namespace
 
 LcmsContext CreateLcmsContext() {
@@ -63,8 +69,8 @@ LcmsTransform CreateLcmsTransform(const LcmsContext& context, const LcmsProfile&
     // Without the cache a transform has no state.
     return LcmsTransform(cmsCreateMultiprofileTransformTHR(
         context.get(), profiles.data(), static_cast<cmsUInt32Number>(profiles.size()),
-        TYPE_RGBA_FLT, TYPE_RGBA_FLT, INTENT_RELATIVE_COLORIMETRIC,
-        cmsFLAGS_BLACKPOINTCOMPENSATION | cmsFLAGS_COPY_ALPHA | cmsFLAGS_NOCACHE));
+        FindPixelType(from), FindPixelType(to), INTENT_RELATIVE_COLORIMETRIC,
+        cmsFLAGS_BLACKPOINTCOMPENSATION | cmsFLAGS_NOCACHE));
 }
 
 }  // namespace Raster

@@ -32,8 +32,9 @@ LcmsContext CreateLcmsContext();
 /// A profile, ready for conversions; null if lcms2 cannot read it. `bytes` are copied.
 LcmsProfile OpenLcmsProfile(const LcmsContext& context, std::span<const std::byte> bytes);
 
-/// A transform of float RGBA that copies alpha; rendering intent relative colorimetric with black
-/// point compensation. Null if there is none. Thread-safe.
+/// A transform between pixels of four floats, rendering intent relative colorimetric with black
+/// point compensation: RGB and alpha, grey and three floats, or CMYK in per cent. Floats beyond the
+/// colours stay as they are if pixels are converted in place. Null if there is none. Thread-safe.
 LcmsTransform CreateLcmsTransform(const LcmsContext& context, const LcmsProfile& from,
                                   const LcmsProfile& to);
 

@@ -37,7 +37,12 @@ private:
     MatrixConversion m_conversion;
 };
 
-/// Whether this is a matrix/TRC profile without look-up tables, which would take precedence.
+bool IsGrey(const LcmsProfile& profile) {
+    return cmsGetColorSpace(profile.get()) == cmsSigGrayData;
+}
+
+/// Whether this is a matrix/TRC profile or one of grey by a curve, without look-up tables, which
+/// would take precedence.
 bool IsPlain(const LcmsProfile& profile) {
     for (const cmsTagSignature table :
          {cmsSigAToB0Tag, cmsSigAToB1Tag, cmsSigBToA0Tag, cmsSigBToA1Tag}) {
@@ -45,8 +50,9 @@ bool IsPlain(const LcmsProfile& profile) {
             return false;
         }
     }
-    return cmsGetColorSpace(profile.get()) == cmsSigRgbData &&
-           cmsGetPCS(profile.get()) == cmsSigXYZData && cmsIsMatrixShaper(profile.get());
+    const bool isColour =
+        cmsGetColorSpace(profile.get()) == cmsSigRgbData && cmsIsMatrixShaper(profile.get());
+    return cmsGetPCS(profile.get()) == cmsSigXYZData && (isColour || IsGrey(profile));
 }
 
 /// The colorants (XYZ of the primaries), in columns.
@@ -67,17 +73,42 @@ std::optional<cmsMAT3> ReadMatrix(const LcmsProfile& profile) {
     return matrix;
 }
 
-/// From linear RGB of one profile to linear RGB of another.
+/// From linear values of a profile to XYZ. A grey value comes as three, of which one counts.
+std::optional<cmsMAT3> FindMatrixToXYZ(const LcmsProfile& profile) {
+    if (!IsGrey(profile)) {
+        return ReadMatrix(profile);
+    }
+    const cmsCIEXYZ& white = *cmsD50_XYZ();
+    cmsMAT3 matrix{};
+    matrix.v[0].n[0] = white.X;
+    matrix.v[1].n[0] = white.Y;
+    matrix.v[2].n[0] = white.Z;
+    return matrix;
+}
+
+/// The other way. A grey value, Y, goes into all three.
+std::optional<cmsMAT3> FindMatrixFromXYZ(const LcmsProfile& profile) {
+    cmsMAT3 inverse{};
+    if (IsGrey(profile)) {
+        for (cmsVEC3& row : inverse.v) {
+            row.n[1] = 1 / cmsD50_XYZ()->Y;
+        }
+        return inverse;
+    }
+    const std::optional<cmsMAT3> matrix = ReadMatrix(profile);
+    return matrix && _cmsMAT3inverse(&*matrix, &inverse) ? std::optional(inverse) : std::nullopt;
+}
+
+/// From linear values of one profile to those of another.
 std::optional<std::array<std::array<float, 3>, 3>> FindMatrix(const LcmsProfile& from,
                                                               const LcmsProfile& to) {
-    const std::optional<cmsMAT3> source = ReadMatrix(from);
-    const std::optional<cmsMAT3> destination = ReadMatrix(to);
-    cmsMAT3 inverse{};
-    if (!source || !destination || !_cmsMAT3inverse(&*destination, &inverse)) {
+    const std::optional<cmsMAT3> source = FindMatrixToXYZ(from);
+    const std::optional<cmsMAT3> destination = FindMatrixFromXYZ(to);
+    if (!source || !destination) {
         return std::nullopt;
     }
     cmsMAT3 product{};
-    _cmsMAT3per(&product, &inverse, &*source);
+    _cmsMAT3per(&product, &*destination, &*source);
     std::array<std::array<float, 3>, 3> matrix{};
     for (std::size_t row = 0; row < 3; ++row) {
         for (std::size_t column = 0; column < 3; ++column) {
@@ -87,12 +118,19 @@ std::optional<std::array<std::array<float, 3>, 3>> FindMatrix(const LcmsProfile&
     return matrix;
 }
 
+std::array<cmsTagSignature, 3> GetCurveTags(const LcmsProfile& profile) {
+    if (IsGrey(profile)) {
+        return {cmsSigGrayTRCTag, cmsSigGrayTRCTag, cmsSigGrayTRCTag};
+    }
+    return {cmsSigRedTRCTag, cmsSigGreenTRCTag, cmsSigBlueTRCTag};
+}
+
 /// The tables of a profile's tone curves, shared by equal ones; empty if one can't be made.
 std::optional<Tables> MakeTables(const LcmsProfile& profile,
                                  std::optional<ToneTable> (ToneCurve::*make)() const) {
     Tables tables;
     std::vector<ToneCurve> curves;
-    for (const cmsTagSignature tag : {cmsSigRedTRCTag, cmsSigGreenTRCTag, cmsSigBlueTRCTag}) {
+    for (const cmsTagSignature tag : GetCurveTags(profile)) {
         const auto* const read = static_cast<const cmsToneCurve*>(cmsReadTag(profile.get(), tag));
         if (read == nullptr) {
             return std::nullopt;

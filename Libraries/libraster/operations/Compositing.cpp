@@ -4,6 +4,8 @@
 #include "Raster/Pipeline.h"
 
 #include <algorithm>
+#include <optional>
+#include <utility>
 
 namespace Raster {
 
@@ -11,13 +13,15 @@ namespace {
 
 using BitmapPipeline = Pipeline<DynamicBitmap, DynamicBitmap>;
 
-/// A rendering with the conversion between the profiles of the two, if one is needed.
-Rendering MakeRendering(const DynamicBitmap& destination, const DynamicBitmap& source) {
+/// A rendering with the conversion between the colours of the two, if one is needed; empty if there
+/// is none.
+std::optional<Rendering> MakeRendering(const DynamicBitmap& destination,
+                                       const DynamicBitmap& source) {
     Rendering rendering;
-    if (auto stage = ICCManager::CreateConversion(source.GetProfile(), destination.GetProfile())) {
-        rendering.stages.push_back(std::move(stage));
-    }
-    return rendering;
+    const bool isPossible = AddColours(
+        rendering, ICCManager::CreateConversion(source.GetFormat(), source.GetProfile(),
+                                                destination.GetFormat(), destination.GetProfile()));
+    return isPossible ? std::optional(std::move(rendering)) : std::nullopt;
 }
 
 bool HasSameColours(const PixelFormat& a, const PixelFormat& b) {
@@ -57,19 +61,25 @@ Kernel::Counted<DynamicBitmap> CopyRect(const DynamicBitmap& source, const Rect&
 bool Render(DynamicBitmap& destination, const DynamicBitmap& source,
             const AffineTransform::Params& transform, Sampler sampler, bool* abort,
             const SpanStages& stages) {
-    Rendering rendering = MakeRendering(destination, source);
-    rendering.transform = transform;
-    rendering.sampler = sampler;
-    rendering.stages.insert(rendering.stages.end(), stages.begin(), stages.end());
-    return BitmapPipeline::Run(destination, source, nullptr, destination.GetBounds(), rendering,
+    std::optional<Rendering> rendering = MakeRendering(destination, source);
+    if (!rendering) {
+        return false;
+    }
+    rendering->transform = transform;
+    rendering->sampler = sampler;
+    rendering->stages.insert(rendering->stages.end(), stages.begin(), stages.end());
+    return BitmapPipeline::Run(destination, source, nullptr, destination.GetBounds(), *rendering,
                                abort);
 }
 
 bool Convert(DynamicBitmap& destination, const DynamicBitmap& source, bool* abort,
              const SpanStages& stages) {
-    Rendering rendering = MakeRendering(destination, source);
-    rendering.stages.insert(rendering.stages.end(), stages.begin(), stages.end());
-    return BitmapPipeline::Run(destination, source, nullptr, source.GetBounds(), rendering, abort);
+    std::optional<Rendering> rendering = MakeRendering(destination, source);
+    if (!rendering) {
+        return false;
+    }
+    rendering->stages.insert(rendering->stages.end(), stages.begin(), stages.end());
+    return BitmapPipeline::Run(destination, source, nullptr, source.GetBounds(), *rendering, abort);
 }
 
 Kernel::Counted<DynamicBitmap> Resize(const DynamicBitmap& source, int width, int height,
@@ -97,13 +107,16 @@ Kernel::Counted<DynamicBitmap> CopyWithTally(const DynamicBitmap& source, const 
 bool CompositeOver(DynamicBitmap& destination, const DynamicBitmap& source,
                    const AffineTransform::Params& transform, float weight, Sampler sampler,
                    bool* abort) {
-    Rendering rendering = MakeRendering(destination, source);
-    rendering.transform = transform;
-    rendering.sampler = sampler;
-    rendering.blend = Blend::Over;
-    rendering.weight = weight;
+    std::optional<Rendering> rendering = MakeRendering(destination, source);
+    if (!rendering) {
+        return false;
+    }
+    rendering->transform = transform;
+    rendering->sampler = sampler;
+    rendering->blend = Blend::Over;
+    rendering->weight = weight;
     return BitmapPipeline::Run(destination, source, nullptr, transform.MapRect(source.GetBounds()),
-                               rendering, abort);
+                               *rendering, abort);
 }
 
 bool CompositeDestinationIn(DynamicBitmap& destination, const DynamicBitmap& mask, bool* abort) {

@@ -69,6 +69,15 @@ bool IsPossible(const Rendering& rendering) noexcept {
     return !rendering.transform || rendering.transform->Invert();
 }
 
+bool AddColours(Rendering& rendering, const ColourConversion& colours) {
+    rendering.reader = colours.reader;
+    rendering.writer = colours.writer;
+    if (colours.stage) {
+        rendering.stages.push_back(colours.stage);
+    }
+    return colours.answer != ColourConversion::Answer::Impossible;
+}
+
 void RunHostPath(const HostRun& run, const Rect& rect) {
     if (rect.IsEmpty()) {
         return;

@@ -22,6 +22,15 @@ void ForSpans(const Rect& rect, const Convert& convert) {
     }
 }
 
+void ReadSpan(const ConstPixelView& view, const Kernel::Counted<const SpanCodec>& codec, int x,
+              int y, std::size_t count, float* rgba) {
+    if (codec) {
+        codec->Read(view.At(x, y), rgba, count);
+    } else {
+        view.format->read(view.At(x, y), rgba, count);
+    }
+}
+
 }  // namespace
 
 SpanSource::~SpanSource() = default;
@@ -51,15 +60,19 @@ void SpanTarget::ConvertFrom(const ConstPixelView& source, const Rect& rect) {
 }
 
 void ViewSource::Read(int x, int y, std::size_t count, float* rgba) const {
-    m_view.format->read(m_view.At(x, y), rgba, count);
+    ReadSpan(m_view, m_codec, x, y, count, rgba);
 }
 
 void ViewTarget::Write(int x, int y, std::size_t count, const float* rgba) {
-    m_view.format->write(rgba, m_view.At(x, y), count);
+    if (m_codec) {
+        m_codec->Write(rgba, m_view.At(x, y), count);
+    } else {
+        m_view.format->write(rgba, m_view.At(x, y), count);
+    }
 }
 
 void ViewTarget::Read(int x, int y, std::size_t count, float* rgba) const {
-    m_view.format->read(m_view.At(x, y), rgba, count);
+    ReadSpan(m_view, m_codec, x, y, count, rgba);
 }
 
 /// Null if there is none.
@@ -70,13 +83,13 @@ BlockConverter ViewTarget::FindConverter(const PixelFormat& source) const noexce
 }
 
 bool ViewTarget::HasDirectWayFrom(const PixelFormat& format) const noexcept {
-    return &format == m_view.format || FindConverter(format) != nullptr;
+    return !m_codec && (&format == m_view.format || FindConverter(format) != nullptr);
 }
 
 void ViewTarget::ConvertFrom(const ConstPixelView& source, const Rect& rect) {
     const bool isSame = source.format == m_view.format;
     const BlockConverter convert = isSame ? CopyBlock : FindConverter(*source.format);
-    if (convert == nullptr) {
+    if (convert == nullptr || m_codec) {
         return SpanTarget::ConvertFrom(source, rect);
     }
     const auto width = static_cast<std::size_t>(rect.GetWidth());

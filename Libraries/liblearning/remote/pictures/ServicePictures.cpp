@@ -43,8 +43,10 @@ Picture RenderForService(const Raster::DynamicBitmap& source,
     rendering.transform = transform;
     rendering.sampler = Raster::Sampler::Bicubic;
     rendering.blend = Raster::Blend::Over;  // leaves no colour where the result is transparent
-    if (auto stage = Raster::ICCManager::CreateConversion(profile, picture->GetProfile())) {
-        rendering.stages.push_back(std::move(stage));
+    if (!AddColours(rendering, Raster::ICCManager::CreateConversion(source.GetFormat(), profile,
+                                                                    picture->GetFormat(),
+                                                                    picture->GetProfile()))) {
+        throw std::invalid_argument("the profile of a picture is for other colours than it has");
     }
     using ToService = Raster::Pipeline<Raster::DynamicBitmap, Raster::DynamicBitmap>;
     if (Raster::IsPossible(rendering) &&

@@ -28,8 +28,9 @@ Raster::Rect FindVisible(const Raster::DynamicBitmap* picture);
 
 /// What of `source` lies in a picture of `width` by `height` in RGBA8 and sRGB, after `transform`,
 /// which need not be invertible: there is nothing then. `profile` is that of the colours of
-/// `source`; without one they are sRGB, too. Pixels that are fully transparent have no colour: what
-/// the user has erased stays here.
+/// `source`; without one they are sRGB, too. Throws std::invalid_argument for one that is for other
+/// colours than the source has. Pixels that are fully transparent have no colour: what the user has
+/// erased stays here.
 Picture RenderForService(const Raster::DynamicBitmap& source,
                          const Kernel::Consolidated<Raster::ICCProfile>& profile,
                          const Raster::AffineTransform::Params& transform, int width, int height);

@@ -7,11 +7,12 @@
 
 namespace Raster {
 
-// Bitmaps are of any format and may differ in it; colours are converted where both bitmaps have a
-// profile and the profiles differ. `abort`, if not null, ends an operation early once it is set,
-// which then returns false or null. A transform that is not finite or not invertible is refused in
-// the same way; sizes that no bitmap can have throw what the constructor of DynamicBitmap does. A
-// source and its destination are different bitmaps.
+// Bitmaps are of any format and may differ in it; colours are converted by the profiles of both,
+// see ICCManager::CreateConversion(). `abort`, if not null, ends an operation early once it is set,
+// which then returns false or null. A transform that is not finite or not invertible, and colours
+// that can't be converted, are refused in the same way, with nothing done; sizes that no bitmap can
+// have throw what the constructor of DynamicBitmap does. A source and its destination are different
+// bitmaps.
 
 /// Resamples `source` and replaces all of `destination`: `transform` maps source coordinates to
 /// destination coordinates. Pixels beyond the source become transparent. `stages` come last, after

@@ -56,10 +56,11 @@ public:
     Kernel::Consolidated<ICCProfile> GetProfile() const;
 
     /// Reads the pixels into `bitmap`, converting them to its format and, where both sides have a
-    /// profile, to its profile; a bitmap without one takes that of the file, unless its colour
-    /// space does not fit the bitmap's format. Works once, not counting a call with a bitmap of the
-    /// wrong size, which fails. False, with a reason, if any of the data is missing or damaged, or
-    /// `abort` was set; the bitmap may then be partly written.
+    /// profile, to its profile. A bitmap without one takes that of the file; if that does not fit
+    /// its format, such as a profile of inks, colours become sRGB, and the bitmap takes that
+    /// profile if it fits. Works once, not counting calls with a bitmap of the wrong size, or of a
+    /// profile to which colours can't be converted, which fail. False, with a reason, if any of the
+    /// data is missing or damaged, or `abort` was set; the bitmap may then be partly written.
     bool ReadPixels(DynamicBitmap& bitmap, bool* abort = nullptr);
 
     /// Reads the pixels into a bitmap of any size, edge to edge, row by row: the pixels that

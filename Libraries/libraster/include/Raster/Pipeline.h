@@ -34,7 +34,8 @@ private:
 
 /// Whether kernels support `rendering`: they only convert and mask, pixel by pixel.
 inline bool IsForKernels(const Rendering& rendering) noexcept {
-    return !rendering.transform && rendering.stages.empty() && rendering.tally == nullptr &&
+    return !rendering.transform && !rendering.reader && !rendering.writer &&
+           rendering.stages.empty() && rendering.tally == nullptr &&
            rendering.blend == Blend::Replace;
 }
 
@@ -138,8 +139,8 @@ bool Pipeline<Destination, Source, Mask>::RunOnHost(Destination& destination, co
             return false;
         }
     }
-    const ViewSource from(source.GetHostView());
-    ViewTarget to(destination.GetHostView());
+    const ViewSource from(source.GetHostView(), rendering.reader);
+    ViewTarget to(destination.GetHostView(), rendering.writer);
     const ViewSource through(mask != nullptr ? mask->GetHostView() : ConstPixelView{});
     RunHostPath({&from, &to, mask != nullptr ? &through : nullptr, &rendering, abort}, rect);
     // Deliberate: the pixels of an aborted run are discarded, so the device copy is not marked

@@ -4,7 +4,9 @@
 
 #include "Raster/AbortFlag.h"
 #include "Raster/AffineTransform.h"
+#include "Raster/ColourConversion.h"
 #include "Raster/Sampler.h"
+#include "Raster/SpanCodec.h"
 #include "Raster/SpanStage.h"
 #include "Raster/Spans.h"
 
@@ -36,6 +38,9 @@ struct Rendering {
     /// a source is transparent, and Over leaves such pixels unchanged.
     std::optional<AffineTransform::Params> transform;
     Sampler sampler = Sampler::Bilinear;
+    /// In place of the rules of the source's format, and of the destination's; may be null.
+    Kernel::Counted<const SpanCodec> reader{};
+    Kernel::Counted<const SpanCodec> writer{};
     /// Applied in order, after sampling.
     SpanStages stages;
     Blend blend = Blend::Replace;
@@ -58,6 +63,9 @@ struct HostRun {
 
 /// Whether `rendering` can be done: a transform must be finite and invertible.
 RASTER_API bool IsPossible(const Rendering& rendering) noexcept;
+
+/// Makes a rendering convert colours, after what stages it has. False if that is impossible.
+[[nodiscard]] RASTER_API bool AddColours(Rendering& rendering, const ColourConversion& colours);
 
 /// Does the work over `rect`, which lies in the destination, in tiles of 128 by 256 pixels: a
 /// single one on the calling thread, several in parallel on the dispatcher. Ends early when the

@@ -3,6 +3,9 @@
 #pragma once
 
 #include "Raster/PixelView.h"
+#include "Raster/SpanCodec.h"
+
+#include <utility>
 
 namespace Raster {
 
@@ -69,32 +72,38 @@ protected:
     SpanTarget& operator=(const SpanTarget&) = default;
 };
 
-/// Rows of pixels in memory, which must outlive this.
+/// Rows of pixels in memory, which must outlive this. A codec, unless null, replaces the rules of
+/// their format; then GetView() is null, so that nobody takes other ways.
 class RASTER_API ViewSource final : public SpanSource {
 public:
-    explicit ViewSource(const ConstPixelView& view) noexcept
-        : SpanSource(view.width, view.height), m_view(view) {}
+    explicit ViewSource(const ConstPixelView& view,
+                        Kernel::Counted<const SpanCodec> codec = nullptr) noexcept
+        : SpanSource(view.width, view.height), m_view(view), m_codec(std::move(codec)) {}
     void Read(int x, int y, std::size_t count, float* rgba) const override;
-    const ConstPixelView* GetView() const noexcept override { return &m_view; }
+    const ConstPixelView* GetView() const noexcept override { return m_codec ? nullptr : &m_view; }
 
 private:
     ConstPixelView m_view;
+    Kernel::Counted<const SpanCodec> m_codec;
 };
 
 class RASTER_API ViewTarget final : public SpanTarget {
 public:
-    explicit ViewTarget(const PixelView& view) noexcept : m_view(view) {}
+    explicit ViewTarget(const PixelView& view,
+                        Kernel::Counted<const SpanCodec> codec = nullptr) noexcept
+        : m_view(view), m_codec(std::move(codec)) {}
     void Write(int x, int y, std::size_t count, const float* rgba) override;
     void Read(int x, int y, std::size_t count, float* rgba) const override;
     // By the direct conversions of the format.
     bool HasDirectWayFrom(const PixelFormat& format) const noexcept override;
     void ConvertFrom(const ConstPixelView& source, const Rect& rect) override;
-    const PixelView* GetView() const noexcept override { return &m_view; }
+    const PixelView* GetView() const noexcept override { return m_codec ? nullptr : &m_view; }
 
 private:
     BlockConverter FindConverter(const PixelFormat& source) const noexcept;
 
     PixelView m_view;
+    Kernel::Counted<const SpanCodec> m_codec;
 };
 
 }  // namespace Raster
