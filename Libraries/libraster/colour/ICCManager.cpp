@@ -104,7 +104,7 @@ ColourConversion FindParts(const Profile& from, const Profile& to) {
         result.reader = PartCache<Codec, BuildReader>::Find(from, GetSRGB());
         isPossible = isPossible && result.reader;
     }
-    if (source != destination) {
+    if (!source->HasColoursOf(*destination)) {
         result.stage = PartCache<Stage, BuildStage>::Find(source, destination);
         isPossible = isPossible && result.stage;
     }
@@ -155,7 +155,7 @@ ColourConversion ICCManager::CreateConversion(Format fromFormat, const Profile& 
     }
     const Profile& source = FindColours(fromFormat, from);
     const Profile& destination = FindColours(toFormat, to);
-    if (!source || !destination || source == destination) {
+    if (!source || !destination || source->HasColoursOf(*destination)) {
         return {};
     }
     return FindParts(source, destination);

@@ -53,26 +53,29 @@ std::span<const std::byte> FindProfile(std::span<const std::byte> bytes) {
     return bytes.first(size);
 }
 
-/// The MD5 sum of a profile whose flags, rendering intent and ID are zero, ICC.1:2022, 7.2.18.
 ICCProfile::Identity ComputeIdentity(const LcmsContext& context, std::span<const std::byte> bytes) {
-    std::array<std::byte, HeaderSize> header{};
-    std::copy_n(bytes.begin(), HeaderSize, header.begin());
-    for (const auto& [offset, size] : {std::pair{44, 4}, {64, 4}, {84, 16}}) {
-        std::fill_n(header.begin() + offset, size, std::byte{});
-    }
     const cmsHANDLE sum = cmsMD5alloc(context.get());
     if (sum == nullptr) {
         throw std::bad_alloc();
     }
-    for (const auto part : {std::span<const std::byte>(header), bytes.subspan(HeaderSize)}) {
-        cmsMD5add(sum, reinterpret_cast<const cmsUInt8Number*>(part.data()),
-                  static_cast<cmsUInt32Number>(part.size()));
-    }
+    cmsMD5add(sum, reinterpret_cast<const cmsUInt8Number*>(bytes.data()),
+              static_cast<cmsUInt32Number>(bytes.size()));
     cmsProfileID id{};
     cmsMD5finish(&id, sum);
     ICCProfile::Identity identity{};
     std::ranges::copy(std::as_bytes(std::span(id.ID8)), identity.begin());
     return identity;
+}
+
+/// The header without what the ID of a profile leaves out: flags, rendering intent and the ID
+/// itself, ICC.1:2022, 7.2.18.
+std::array<std::byte, HeaderSize> CopyHeader(std::span<const std::byte> bytes) {
+    std::array<std::byte, HeaderSize> header{};
+    std::copy_n(bytes.begin(), HeaderSize, header.begin());
+    for (const auto& [offset, size] : {std::pair{44, 4}, {64, 4}, {84, 16}}) {
+        std::fill_n(header.begin() + offset, size, std::byte{});
+    }
+    return header;
 }
 
 std::optional<ColourSpace> FindColourSpace(const LcmsProfile& profile) {
@@ -136,6 +139,12 @@ ICCProfile::ICCProfile(std::vector<std::byte> bytes, const Identity& identity,
       m_description(std::move(description)) {}
 
 ICCProfile::~ICCProfile() = default;
+
+bool ICCProfile::HasColoursOf(const ICCProfile& other) const noexcept {
+    return this == &other || (CopyHeader(m_bytes) == CopyHeader(other.m_bytes) &&
+                              std::ranges::equal(std::span(m_bytes).subspan(HeaderSize),
+                                                 std::span(other.m_bytes).subspan(HeaderSize)));
+}
 
 Kernel::Consolidated<ICCProfile> ICCProfile::CreateFromBytes(std::span<const std::byte> bytes) {
     const std::span<const std::byte> own = FindProfile(bytes);

@@ -32,7 +32,11 @@ public:
     /// of ColourSpace.
     static Kernel::Consolidated<ICCProfile> CreateFromBytes(std::span<const std::byte> bytes);
 
+    /// Equal for equal bytes.
     const Identity& GetIdentity() const noexcept { return m_identity; }
+    /// Whether the other's bytes are the same but for the flags, the rendering intent and the ID,
+    /// which change no colour.
+    bool HasColoursOf(const ICCProfile& other) const noexcept;
     std::span<const std::byte> GetBytes() const noexcept { return m_bytes; }
     ColourSpace GetColourSpace() const noexcept { return m_colourSpace; }
     /// The description in the profile, in UTF-8; may be empty.
@@ -45,7 +49,7 @@ public:
 
 private:
     std::vector<std::byte> m_bytes;
-    Identity m_identity;  // the MD5 sum that the standard defines as the profile's ID
+    Identity m_identity;  // the MD5 sum of the bytes
     ColourSpace m_colourSpace;
     Kernel::String m_description;
 };

@@ -284,12 +284,23 @@ TEST(Conversion, OfInksIsThatOfLcms) {
 TEST(ICCProfile, IsOneObjectForTheSameBytes) {
     const Profile profile = MakeWide(cmsBuildGamma(nullptr, 2));
     std::vector<std::byte> bytes(profile->GetBytes().begin(), profile->GetBytes().end());
-    bytes[47] = bytes[67] = bytes[99] = std::byte{1};  // flags, intent and ID: not compared
     bytes.resize(ICCProfile::MaximumSize);
     EXPECT_EQ(ICCProfile::CreateFromBytes(bytes), profile);
     bytes.push_back({});
     EXPECT_FALSE(ICCProfile::CreateFromBytes(bytes));
+    bytes.resize(profile->GetBytes().size());
+    for (const std::size_t offset : {47, 67, 99}) {  // flags, intent and ID
+        std::vector<std::byte> other = bytes;
+        other[offset] = std::byte{1};
+        const Profile same = ICCProfile::CreateFromBytes(other);
+        EXPECT_TRUE(std::ranges::equal(same->GetBytes(), other)) << offset;
+        for (const auto& [from, to] : {std::pair{same, profile}, {profile, same}}) {
+            EXPECT_EQ(ICCManager::CreateConversion(Format::RGBA8, from, Format::RGBA8, to).answer,
+                      Answer::NoneNeeded);
+        }
+    }
     EXPECT_NE(profile, GetSRGB());
+    EXPECT_FALSE(profile->HasColoursOf(*GetSRGB()));
     EXPECT_EQ(GetSRGB()->GetDescription(), "sRGB IEC61966-2.1");
     EXPECT_FALSE(ICCManager::GetProfileForString("sRGB"));
     ICCManager::ICCProfileSet profiles;
