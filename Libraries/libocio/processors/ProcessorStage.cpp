@@ -1,15 +1,13 @@
 #include "OCIO/ProcessorStage.h"
 
 #include "Kernel/Diagnostics.h"
-#include "Kernel/FileSystem.h"
 #include "Kernel/Utf.h"
+#include "OCIO/HostProcessor.h"
 
-#include <OpenColorIO/OpenColorIO.h>
+#include "processors/ConfigCache.h"
 
 #include <exception>
-#include <sstream>
 #include <stdexcept>
-#include <string>
 #include <utility>
 
 namespace OCIO {
@@ -44,23 +42,26 @@ void RedirectMessages() {
     static_cast<void>(isDone);
 }
 
-/// The stage of the configuration that `load` gives; any error becomes the reason.
-template <class Load>
-Kernel::Counted<const ProcessorStage> Create(const Load& load, const Kernel::String& source,
-                                             const Kernel::String& destination,
-                                             Kernel::String& reason) {
+/// The stage of the processor that `find` gives; any error becomes the reason.
+template <class Find>
+Kernel::Counted<const ProcessorStage> Create(const Find& find, Kernel::String& reason) {
     try {
         RedirectMessages();
-        if (Kernel::HasZeroByte(source) || Kernel::HasZeroByte(destination)) {
-            throw std::invalid_argument("the name of a colour space has a zero byte");
-        }
-        const Engine::ConstConfigRcPtr config = load();
-        return Kernel::MakeCounted<const EngineStage>(
-            config->getProcessor(source.c_str(), destination.c_str())->getDefaultCPUProcessor());
+        const Engine::ConstProcessorRcPtr processor = find();
+        return Kernel::MakeCounted<const EngineStage>(processor->getDefaultCPUProcessor());
     } catch (const std::exception& error) {
         reason = error.what();
         return nullptr;
     }
+}
+
+Engine::ConstProcessorRcPtr FindProcessor(const Engine::ConstConfigRcPtr& config,
+                                          const Kernel::String& source,
+                                          const Kernel::String& destination) {
+    if (Kernel::HasZeroByte(source) || Kernel::HasZeroByte(destination)) {
+        throw std::invalid_argument("the name of a colour space has a zero byte");
+    }
+    return config->getProcessor(source.c_str(), destination.c_str());
 }
 
 }  // namespace
@@ -68,11 +69,8 @@ Kernel::Counted<const ProcessorStage> Create(const Load& load, const Kernel::Str
 Kernel::Counted<const ProcessorStage> ProcessorStage::CreateFromFile(
     const Kernel::String& path, const Kernel::String& source, const Kernel::String& destination,
     Kernel::String& reason) {
-    const auto load = [&path] {
-        Kernel::FileSystem::RefuseOtherThanFile(path);
-        return Engine::Config::CreateFromFile(path.c_str());
-    };
-    auto stage = Create(load, source, destination, reason);
+    auto stage =
+        Create([&] { return FindProcessor(FindConfigOfFile(path), source, destination); }, reason);
     if (!stage) {
         reason = "Cannot use the colour configuration " + path + ": " + reason;
     }
@@ -82,11 +80,19 @@ Kernel::Counted<const ProcessorStage> ProcessorStage::CreateFromFile(
 Kernel::Counted<const ProcessorStage> ProcessorStage::CreateFromText(
     const Kernel::String& text, const Kernel::String& source, const Kernel::String& destination,
     Kernel::String& reason) {
-    const auto load = [&text] {
-        std::istringstream stream{std::string(std::string_view(text))};
-        return Engine::Config::CreateFromStream(stream);
+    return Create([&] { return FindProcessor(FindConfigOfText(text), source, destination); },
+                  reason);
+}
+
+Kernel::Counted<const ProcessorStage> CreateFromProcessor(
+    const Engine::ConstProcessorRcPtr& processor, Kernel::String& reason) {
+    const auto get = [&processor] {
+        if (!processor) {
+            throw std::invalid_argument("there is no processor");
+        }
+        return processor;
     };
-    return Create(load, source, destination, reason);
+    return Create(get, reason);
 }
 
 }  // namespace OCIO

@@ -1,4 +1,5 @@
-#include "OCIO/ProcessorStage.h"
+#include "Kernel/Diagnostics.h"
+#include "OCIO/HostProcessor.h"
 #include "Raster/Pipeline.h"
 #include "Raster/PixelAccessor.h"
 
@@ -75,6 +76,60 @@ TEST(ProcessorStage, IsNullWithAReasonOtherwise) {
         EXPECT_NE(std::string_view(reason).find(path), std::string_view::npos);
     }
     EXPECT_TRUE(ProcessorStage::CreateFromFile(file, "squared", "scene", reason));
+}
+
+struct CountingSink : Kernel::DiagnosticSink {
+    void Write(std::string_view /*text*/) override { ++count; }
+    int count = 0;
+};
+
+TEST(ProcessorStage, ParsesAConfigurationOnce) {
+    // OpenColorIO warns of what it does not know, whenever it parses.
+    const std::string text = std::string(Config) + "  - !<ColorSpace> {name: odd, smell: sweet}\n";
+    const Support::TestFolder folder;
+    const Support::TestFolder other;
+    const std::string file = folder.Write("config", text);
+    const std::string twin = other.Write("config", text);
+    const auto sink = Kernel::MakeCounted<CountingSink>();
+    const auto previous = Kernel::Log::SetSink(sink);
+    Kernel::String reason;
+    const auto count = [&](const auto& create) {
+        const int before = sink->count;
+        EXPECT_TRUE(create("squared", "scene") && create("scene", "swapped")) << reason.c_str();
+        return sink->count - before;
+    };
+    const auto fromFile = [&](const std::string& path) {
+        return count([&](const char* from, const char* to) {
+            return ProcessorStage::CreateFromFile(path, from, to, reason);
+        });
+    };
+    EXPECT_EQ(count([&](const char* from, const char* to) {
+                  return ProcessorStage::CreateFromText(text, from, to, reason);
+              }),
+              1);
+    EXPECT_EQ(fromFile(file), 1);
+    EXPECT_EQ(fromFile(twin), 1);  // where other files may stand beside it
+    EXPECT_EQ(fromFile(file), 0);
+    folder.Write("config", text + "  - !<ColorSpace> {name: new}\n");
+    EXPECT_EQ(fromFile(file), 1);
+    EXPECT_TRUE(ProcessorStage::CreateFromFile(file, "new", "squared", reason));
+    Kernel::Log::SetSink(previous);
+}
+
+TEST(ProcessorStage, IsWhatAProcessorOfTheHostDoes) {
+    namespace Engine = OCIO_NAMESPACE;
+    const auto twice = Engine::MatrixTransform::Create();
+    constexpr double Scale[16]{2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 1};
+    twice->setMatrix(Scale);
+    Kernel::String reason;
+    const auto stage =
+        CreateFromProcessor(Engine::Config::CreateRaw()->getProcessor(twice), reason);
+    ASSERT_TRUE(stage) << reason.c_str();
+    alignas(64) std::array<float, 4> rgba{0.25F, -0.5F, 3, 0.5F};
+    stage->Apply(rgba.data(), 1);
+    EXPECT_EQ(rgba, (std::array<float, 4>{0.5F, -1, 6, 0.5F}));
+    EXPECT_FALSE(CreateFromProcessor(nullptr, reason));
+    EXPECT_EQ(reason, "there is no processor");
 }
 
 }  // namespace

@@ -16,7 +16,9 @@ class OCIO_API ProcessorStage : public Raster::SpanStage {
 public:
     /// From colour space `source` to `destination` of the configuration in file `path`. A role,
     /// such as "scene_linear", will do for a space. Null, with a reason for people, if the file
-    /// cannot be read or has no way from one to the other.
+    /// cannot be read or has no way from one to the other. The configurations used last stay
+    /// parsed, with the environment's variables and what other files had then, until their text
+    /// changes.
     static Kernel::Counted<const ProcessorStage> CreateFromFile(const Kernel::String& path,
                                                                 const Kernel::String& source,
                                                                 const Kernel::String& destination,
