@@ -24,6 +24,9 @@ RowConverter::RowConverter(const PixelFormat& from, const PixelFormat& to,
     m_reader = colours.reader;
     m_writer = colours.writer;
     m_direct = IsPlain() ? m_direct : nullptr;
+    const PixelFormat* const bytes = &GetPixelFormat(Format::RGBA8);
+    m_isForStage = &from == bytes && &to == bytes && !m_reader && !m_writer && colours.stage &&
+                   colours.stage->HasByteWay();
 }
 
 void RowConverter::Convert(const std::byte* source, std::byte* target, std::size_t width) const {
@@ -31,6 +34,8 @@ void RowConverter::Convert(const std::byte* source, std::byte* target, std::size
         std::memcpy(target, source, width * m_to.GetPixelSize());
     } else if (m_direct != nullptr) {
         m_direct({source, 0}, {target, 0}, width, 1, false);
+    } else if (m_isForStage) {
+        m_stages.front()->ConvertBytes(source, target, width);
     } else {
         ConvertSpans(source, target, width);
     }

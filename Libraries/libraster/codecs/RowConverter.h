@@ -34,6 +34,7 @@ private:
     Kernel::Counted<const SpanCodec> m_reader;  // in place of the formats' rules, unless null
     Kernel::Counted<const SpanCodec> m_writer;
     BlockConverter m_direct = nullptr;  // null if there is no equivalent one
+    bool m_isForStage = false;          // which has a way of its own
 };
 
 }  // namespace Raster

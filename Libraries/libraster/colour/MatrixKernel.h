@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "colour/ByteCurve.h"
 #include "colour/ToneTable.h"
 
 #include <array>
@@ -18,5 +19,17 @@ struct MatrixConversion {
 
 /// Converts `count` pixels of RGBA in place; alpha is unchanged.
 void RunMatrixConversion(const MatrixConversion& conversion, float* rgba, std::size_t count);
+
+/// The same for 8 bits a sample.
+struct ByteConversion {
+    std::array<DecodingCubics, 3> decoding;
+    std::array<std::array<float, 3>, 3> matrix;
+    std::array<EncodingCubics, 3> encoding;
+    bool areCurvesEqual;  // those of red, green and blue
+};
+
+/// Converts `count` pixels of RGBA8; alpha is copied. The machine must be little-endian.
+void RunByteConversion(const ByteConversion& conversion, const std::byte* source, std::byte* target,
+                       std::size_t count);
 
 }  // namespace Raster

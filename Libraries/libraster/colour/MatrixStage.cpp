@@ -5,6 +5,7 @@
 #include <lcms2_plugin.h>
 
 #include <array>
+#include <bit>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -18,13 +19,22 @@ using Tables = std::array<std::shared_ptr<const ToneTable>, 3>;
 
 class MatrixStage final : public SpanStage {
 public:
-    MatrixStage(Tables decoding, const std::array<std::array<float, 3>, 3>& matrix, Tables encoding)
+    MatrixStage(Tables decoding, const std::array<std::array<float, 3>, 3>& matrix, Tables encoding,
+                std::unique_ptr<const ByteConversion> bytes)
         : m_decoding(std::move(decoding)),
           m_encoding(std::move(encoding)),
-          m_conversion{Borrow(m_decoding), matrix, Borrow(m_encoding)} {}
+          m_conversion{Borrow(m_decoding), matrix, Borrow(m_encoding)},
+          m_bytes(std::move(bytes)) {}
 
     void Apply(float* rgba, std::size_t count) const override {
         RunMatrixConversion(m_conversion, rgba, count);
+    }
+
+    bool HasByteWay() const noexcept override { return m_bytes != nullptr; }
+
+    void ConvertBytes(const std::byte* source, std::byte* target,
+                      std::size_t count) const override {
+        RunByteConversion(*m_bytes, source, target, count);
     }
 
 private:
@@ -35,6 +45,7 @@ private:
     Tables m_decoding;
     Tables m_encoding;
     MatrixConversion m_conversion;
+    std::unique_ptr<const ByteConversion> m_bytes;  // null if there is none
 };
 
 bool IsGrey(const LcmsProfile& profile) {
@@ -148,6 +159,41 @@ std::optional<Tables> MakeTables(const LcmsProfile& profile,
     return tables;
 }
 
+/// Sets the cubics of a profile's tone curves; false if one can't be made.
+template <class Cubics>
+bool FitCurves(const LcmsProfile& profile, std::optional<Cubics> (*fit)(const ToneCurve&),
+               std::array<Cubics, 3>& cubics) {
+    auto* place = cubics.begin();
+    for (const cmsTagSignature tag : GetCurveTags(profile)) {
+        const ToneCurve curve(*static_cast<const cmsToneCurve*>(cmsReadTag(profile.get(), tag)));
+        const std::optional<Cubics> fitting = fit(curve);
+        if (!fitting) {
+            return false;
+        }
+        *place++ = *fitting;
+    }
+    return true;
+}
+
+template <class Cubics>
+bool AreEqual(const std::array<Cubics, 3>& curves) {
+    return curves[0].coefficients == curves[1].coefficients &&
+           curves[1].coefficients == curves[2].coefficients;
+}
+
+/// Null if the curves are not those of a display.
+std::unique_ptr<const ByteConversion> MakeByteConversion(
+    const LcmsProfile& from, const std::array<std::array<float, 3>, 3>& matrix,
+    const LcmsProfile& to) {
+    auto bytes = std::make_unique<ByteConversion>();
+    bytes->matrix = matrix;
+    const bool isPossible = std::endian::native == std::endian::little &&
+                            FitCurves(from, FitDecoding, bytes->decoding) &&
+                            FitCurves(to, FitEncoding, bytes->encoding);
+    bytes->areCurvesEqual = AreEqual(bytes->decoding) && AreEqual(bytes->encoding);
+    return isPossible ? std::move(bytes) : nullptr;
+}
+
 }  // namespace
 
 Kernel::Counted<const SpanStage> CreateMatrixStage(const LcmsProfile& from, const LcmsProfile& to) {
@@ -160,8 +206,8 @@ Kernel::Counted<const SpanStage> CreateMatrixStage(const LcmsProfile& from, cons
     if (!matrix || !decoding || !encoding) {
         return nullptr;
     }
-    return Kernel::MakeCounted<const MatrixStage>(std::move(*decoding), *matrix,
-                                                  std::move(*encoding));
+    return Kernel::MakeCounted<const MatrixStage>(
+        std::move(*decoding), *matrix, std::move(*encoding), MakeByteConversion(from, *matrix, to));
 }
 
 }  // namespace Raster

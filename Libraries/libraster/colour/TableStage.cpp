@@ -14,7 +14,7 @@ namespace {
 
 using Stage = Kernel::Counted<const SpanStage>;
 
-constexpr std::size_t MaximumCount = 128;  // of pixels, as for stages
+constexpr std::size_t MaximumSpanCount = 128;  // of pixels, as for stages
 
 bool IsSRGB(const ICCProfile& profile) {
     return &profile == GetSRGB().Get();
@@ -101,7 +101,7 @@ public:
     }
 
     void Write(const float* rgba, void* destination, std::size_t count) const override {
-        alignas(64) float pixels[MaximumCount * 4];
+        alignas(64) float pixels[MaximumSpanCount * 4];
         std::copy_n(rgba, count * 4, pixels);
         m_toLight->Apply(pixels, count);
         cmsDoTransform(m_writing.get(), pixels, pixels, static_cast<cmsUInt32Number>(count));

@@ -6,6 +6,7 @@
 #include <hwy/targets.h>
 
 #include <atomic>
+#include <cstdlib>
 
 namespace {
 
@@ -44,6 +45,11 @@ int64_t SupportedTargets() {
 ChosenTarget& GetChosenTarget() {
     static constinit ChosenTarget chosen;
     return chosen;
+}
+
+/// For the assertions in Highway's headers, which debug builds check.
+void Abort(const char* /*file*/, int /*line*/, const char* /*format*/, ...) {
+    std::abort();
 }
 
 }  // namespace hwy

@@ -56,17 +56,44 @@ void ConvertShifted(const RunContext& context, const Rect& rect) {
     ViewTarget(to).ConvertFrom(from, block);
 }
 
+/// Without translation, by the only stage from RGBA8 to RGBA8.
+void ConvertByStage(const RunContext& context, const Rect& rect) {
+    for (int y = rect.top; y < rect.bottom; ++y) {
+        context.run.rendering->stages.front()->ConvertBytes(
+            context.run.source->GetView()->At(rect.left, y),
+            context.run.destination->GetView()->At(rect.left, y),
+            static_cast<std::size_t>(rect.GetWidth()));
+    }
+}
+
+/// Whether pixels arrive at their own place, with none from beyond the source.
+bool IsInPlace(const RunContext& context) noexcept {
+    return context.shiftX == 0 && context.shiftY == 0 &&
+           FindCovered(context, context.rect) == context.rect;
+}
+
+/// Whether ConvertByStage() will do.
+bool IsForStage(const RunContext& context) noexcept {
+    const Rendering& rendering = *context.run.rendering;
+    const ConstPixelView* const from = context.run.source->GetView();
+    const PixelView* const to = context.run.destination->GetView();
+    const PixelFormat* const bytes = &GetPixelFormat(Format::RGBA8);
+    return context.run.mask == nullptr && rendering.blend == Blend::Replace &&
+           rendering.stages.size() == 1 && rendering.stages.front()->HasByteWay() &&
+           from != nullptr && from->format == bytes && to != nullptr && to->format == bytes &&
+           IsInPlace(context);
+}
+
 /// The direct conversion for the whole run; null if there is none.
 DirectWay FindDirectWay(const RunContext& context) {
     if (!context.IsPlain()) {
-        return nullptr;
+        return IsForStage(context) ? ConvertByStage : nullptr;
     }
     const SpanSource& source = *context.run.source;
     const SpanTarget& destination = *context.run.destination;
     const ConstPixelView* const from = source.GetView();
     const PixelView* const to = destination.GetView();
-    const bool isInPlace = context.shiftX == 0 && context.shiftY == 0 &&
-                           FindCovered(context, context.rect) == context.rect;
+    const bool isInPlace = IsInPlace(context);
     if (!isInPlace) {
         const bool isKnown =
             from != nullptr && to != nullptr && ViewTarget(*to).HasDirectWayFrom(*from->format);

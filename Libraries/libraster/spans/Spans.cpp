@@ -22,8 +22,8 @@ void ForSpans(const Rect& rect, const Convert& convert) {
     }
 }
 
-void ReadSpan(const ConstPixelView& view, const Kernel::Counted<const SpanCodec>& codec, int x,
-              int y, std::size_t count, float* rgba) {
+void ReadByCodec(const ConstPixelView& view, const Kernel::Counted<const SpanCodec>& codec, int x,
+                 int y, std::size_t count, float* rgba) {
     if (codec) {
         codec->Read(view.At(x, y), rgba, count);
     } else {
@@ -60,7 +60,7 @@ void SpanTarget::ConvertFrom(const ConstPixelView& source, const Rect& rect) {
 }
 
 void ViewSource::Read(int x, int y, std::size_t count, float* rgba) const {
-    ReadSpan(m_view, m_codec, x, y, count, rgba);
+    ReadByCodec(m_view, m_codec, x, y, count, rgba);
 }
 
 void ViewTarget::Write(int x, int y, std::size_t count, const float* rgba) {
@@ -72,7 +72,7 @@ void ViewTarget::Write(int x, int y, std::size_t count, const float* rgba) {
 }
 
 void ViewTarget::Read(int x, int y, std::size_t count, float* rgba) const {
-    ReadSpan(m_view, m_codec, x, y, count, rgba);
+    ReadByCodec(m_view, m_codec, x, y, count, rgba);
 }
 
 /// Null if there is none.

@@ -198,6 +198,55 @@ void Level(float* rgba) {
     }
 }
 
+TEST(Conversion, OfBytesIsThatOfLcmsOnEveryInstructionSet) {
+    constexpr std::size_t Count = 1 << 16;
+    std::mt19937 random(1);
+    std::vector<std::uint8_t> pixels(Count * 4);
+    for (std::size_t i = 0; i < pixels.size(); ++i) {  // greys, dark colours, any
+        const std::size_t level = i < 1024 ? i / 4 : i < Count ? random() % 16 : random() % 256;
+        pixels[i] = static_cast<std::uint8_t>(level);
+    }
+    const Profile wide = MakeWide(cmsBuildGamma(nullptr, 563 / 256.0));
+    for (const auto& [from, to] :
+         {std::pair{GetSRGB(), wide},
+          {wide, GetSRGB()},
+          {GetSRGB(), MakeWide(cmsBuildGamma(nullptr, 1.8), cmsBuildGamma(nullptr, 2.6),
+                               cmsBuildGamma(nullptr, 1))},
+          {MakeWide(Sample(1024, 1.8)), GetSRGB()}}) {
+        const Stage stage = CreateStage(from, to);
+        ASSERT_TRUE(stage->HasByteWay());
+        std::vector<float> floats(pixels.begin(), pixels.end());
+        std::ranges::transform(floats, floats.begin(), [](float value) { return value / 255; });
+        const auto oracle = MakeOracle(from, TYPE_RGBA_FLT, to, TYPE_RGBA_FLT);
+        for (std::size_t i = 0; i < floats.size(); i += 4 * SpanSize) {
+            oracle(&floats[i], &floats[i]);
+        }
+        std::vector<std::uint8_t> first(pixels.size());
+        ForTargets([&] {
+            std::vector<std::uint8_t> got(pixels.size());
+            for (std::size_t i = 0, size = 1; i < Count; i += size, size = size * 7 % 300 + 1) {
+                size = std::min(size, Count - i);
+                stage->ConvertBytes(reinterpret_cast<const std::byte*>(&pixels[4 * i]),
+                                    reinterpret_cast<std::byte*>(&got[4 * i]), size);
+            }
+            if (first == std::vector<std::uint8_t>(pixels.size())) {
+                first = got;
+            }
+            EXPECT_TRUE(got == first);
+        });
+        float worst = 0;
+        for (std::size_t i = 0; i < pixels.size(); ++i) {
+            const float expected = i % 4 == 3 ? pixels[i] : std::clamp(floats[i], 0.0F, 1.0F) * 255;
+            worst = std::max(worst, std::abs(static_cast<float>(first[i]) - expected));
+        }
+        EXPECT_LT(worst, 0.8F);
+    }
+    const std::array<cmsUInt16Number, 5> stairs{0, 9000, 9000, 40000, 65535};
+    const Profile stepped = MakeWide(cmsBuildTabulatedToneCurve16(nullptr, 5, stairs.data()));
+    EXPECT_FALSE(CreateStage(stepped, GetSRGB())->HasByteWay());
+    EXPECT_FALSE(CreateStage(GetSRGB(), MakeWide(cmsBuildGamma(nullptr, 4)))->HasByteWay());
+}
+
 TEST(Conversion, OfGreyIsThatOfLcms) {
     constexpr cmsUInt32Number Grey = TYPE_GRAY_FLT | EXTRA_SH(3);
     const LcmsCurve gain(Sample(256, 1.7));
