@@ -4,17 +4,57 @@
 #include "spans/TileRows.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <limits>
 #include <vector>
 
 namespace Raster {
 
 namespace {
 
-/// Running sums, four numbers a pixel: premultiplied colours and alphas, scaled by the largest
-/// sample value. Integer alphas make whole numbers, whose sums are exact: sliding the window leaves
-/// no rounding error in them.
+/// Four numbers a pixel: premultiplied colours and alphas, scaled by the largest sample value.
 using Sums = std::vector<double>;
+
+/// Running sums from which what has been added can be taken away again without a trace: numbers are
+/// rounded to a grid so coarse that all sums of a window are exact. Floats need a second sum, for
+/// what the first grid leaves of them.
+class ColumnSums {
+public:
+    /// `largest` is a power of two, as the exponent: no number may be above it.
+    ColumnSums(std::size_t count, int radius, int largest, bool isTwofold)
+        : m_sums(count), m_rests(isTwofold ? count : 0) {
+        constexpr int Digits = std::numeric_limits<double>::digits - 1;
+        const int windowBits =
+            static_cast<int>(std::bit_width(2U * static_cast<unsigned>(radius) + 1));
+        const int coarse = largest + windowBits - Digits;
+        m_toGrid = MakeGrid(coarse);
+        m_toFineGrid = MakeGrid(coarse - 1 + windowBits - Digits);
+    }
+
+    void Add(std::size_t index, double number, double times) noexcept {
+        const double whole = number + m_toGrid - m_toGrid;
+        m_sums[index] += times * whole;
+        if (!m_rests.empty()) {
+            m_rests[index] += times * (number - whole + m_toFineGrid - m_toFineGrid);
+        }
+    }
+    double Get(std::size_t index) const noexcept {
+        return m_rests.empty() ? m_sums[index] : m_sums[index] + m_rests[index];
+    }
+
+private:
+    /// What rounds a number to a multiple of 2 to the power of `exponent` when it is added: the
+    /// sum has no digits below that.
+    static double MakeGrid(int exponent) noexcept {
+        return std::ldexp(1.5, exponent + std::numeric_limits<double>::digits - 1);
+    }
+
+    Sums m_sums;
+    Sums m_rests;
+    double m_toGrid;
+    double m_toFineGrid;
+};
 
 /// The data shared by all bands of a picture.
 struct BoxContext {
@@ -24,6 +64,9 @@ struct BoxContext {
     float maximum;  // of a sample: 1 for floats
     const bool* abort;
 
+    bool IsFloat() const noexcept { return maximum == 1; }
+    /// The exponent of two of the largest premultiplied sample.
+    int GetLargest() const noexcept { return IsFloat() ? 24 : maximum > 255 ? 32 : 16; }
     int GetWidth() const noexcept { return source.GetWidth(); }
 };
 
@@ -42,8 +85,12 @@ public:
     explicit BoxBand(const BandJob& job)
         : m_job(job),
           m_context(*job.context),
-          m_columns(static_cast<std::size_t>(m_context.GetWidth()) * 4),
-          m_row(m_columns.size()) {}
+          m_sums(static_cast<std::size_t>(m_context.GetWidth()) * 4, m_context.radius,
+                 m_context.GetLargest(), m_context.IsFloat()),
+          m_reach(std::min(m_context.radius, m_context.GetWidth())),
+          m_prefixes(static_cast<std::size_t>(m_context.GetWidth() + 2 * m_reach) * 4),
+          m_suffixes(m_prefixes.size()),
+          m_row(static_cast<std::size_t>(m_context.GetWidth()) * 4) {}
 
     void Filter() {
         StartColumns();
@@ -78,54 +125,74 @@ private:
         for (int x = 0; x < m_context.GetWidth(); x += TileWidth) {
             const int count = std::min(TileWidth, m_context.GetWidth() - x);
             ReadFinite(x, from, count);
-            double* sum = m_columns.data() + std::ptrdiff_t{x} * 4;
+            auto index = static_cast<std::size_t>(x) * 4;
             for (const float* pixel = m_span.rgba; pixel < m_span.At(count); pixel += 4) {
-                AddPixel(pixel, times, sum);
-                sum += 4;
+                AddPixel(pixel, times, index);
+                index += 4;
             }
         }
     }
 
-    void AddPixel(const float* pixel, double times, double* sum) const noexcept {
+    void AddPixel(const float* pixel, double times, std::size_t index) noexcept {
         if (pixel[3] > 0) {
-            const double alpha = times * (pixel[3] * m_context.maximum);
-            sum[0] += alpha * (pixel[0] * m_context.maximum);
-            sum[1] += alpha * (pixel[1] * m_context.maximum);
-            sum[2] += alpha * (pixel[2] * m_context.maximum);
-            sum[3] += alpha;
+            const double limit = std::ldexp(1.0, m_context.GetLargest());
+            const double alpha = std::min(limit, double{pixel[3]} * m_context.maximum);
+            for (std::size_t c = 0; c < 3; ++c) {
+                const double colour = alpha * (double{pixel[c]} * m_context.maximum);
+                m_sums.Add(index + c, std::clamp(colour, -limit, limit), times);
+            }
+            m_sums.Add(index + 3, alpha, times);
         }
     }
 
     /// NaN and infinity would never leave the running sums. Only floats can be so.
     void ReadFinite(int x, int y, int count) {
         m_context.source.Read(x, y, static_cast<std::size_t>(count), m_span.rgba);
-        if (m_context.maximum == 1) {
+        if (m_context.IsFloat()) {
             const auto isNotFinite = [](float sample) { return !std::isfinite(sample); };
             std::replace_if(m_span.rgba, m_span.At(count), isNotFinite, 0.0F);
         }
     }
 
-    /// The horizontal running sum: from column sums to the means of the squares.
+    /// From column sums to the means of the squares. Windows are as long as the blocks whose sums
+    /// from the start and to the end are kept, so each consists of two such sums: nothing has to be
+    /// taken away again.
     void FilterRow() {
         const int last = m_context.GetWidth() - 1;
-        const auto column = [this, last](int x) {
-            return m_columns.data() + std::ptrdiff_t{std::clamp(x, 0, last)} * 4;
-        };
+        const int length = 2 * m_reach + 1;
+        const int padded = m_context.GetWidth() + 2 * m_reach;
+        for (int i = 0; i < padded; ++i) {
+            Accumulate(m_prefixes, i, i % length == 0 ? i : i - 1);
+        }
+        for (int i = padded - 1; i >= 0; --i) {
+            Accumulate(m_suffixes, i, i == padded - 1 || i % length == length - 1 ? i : i + 1);
+        }
         const double size = 2.0 * m_context.radius + 1;
         const double share = 1 / (size * size);
-        for (std::size_t channel = 0; channel < 4; ++channel) {
-            double sum = column(0)[channel] * (m_context.radius + 1.0);
-            for (int x = 1; x <= std::min(m_context.radius, last); ++x) {
-                sum += column(x)[channel];
+        for (int x = 0; x <= last; ++x) {
+            // Edge mode: clamp, edge columns count more than once.
+            const double before = std::max(0, m_context.radius - x);
+            const double after = std::max(0, m_context.radius - (last - x));
+            for (std::size_t c = 0; c < 4; ++c) {
+                const double inside = At(m_suffixes, x)[c] +
+                                      (x % length == 0 ? 0 : At(m_prefixes, x + length - 1)[c]);
+                const double edges = before * m_sums.Get(c) +
+                                     after * m_sums.Get(static_cast<std::size_t>(last) * 4 + c);
+                At(m_row, x)[c] = (inside + edges) * share;
             }
-            sum += column(last)[channel] * std::max(0, m_context.radius - last);
-            for (int x = 0; x <= last; ++x) {
-                if (x > 0) {
-                    sum += column(x + m_context.radius)[channel] -
-                           column(x - m_context.radius - 1)[channel];
-                }
-                m_row[static_cast<std::size_t>(x) * 4 + channel] = sum * share;
-            }
+        }
+    }
+
+    static double* At(Sums& sums, int x) noexcept { return sums.data() + std::ptrdiff_t{x} * 4; }
+
+    /// The sums of padded column `i`, which is 0 beyond the picture, and those before, unless that
+    /// is itself.
+    void Accumulate(Sums& sums, int i, int before) noexcept {
+        const int x = i - m_reach;
+        const bool isInside = x >= 0 && x < m_context.GetWidth();
+        for (std::size_t c = 0; c < 4; ++c) {
+            const double own = isInside ? m_sums.Get(static_cast<std::size_t>(x) * 4 + c) : 0;
+            At(sums, i)[c] = before == i ? own : own + At(sums, before)[c];
         }
     }
 
@@ -148,7 +215,10 @@ private:
 
     const BandJob& m_job;
     const BoxContext& m_context;
-    Sums m_columns;
+    ColumnSums m_sums;
+    int m_reach;  // the radius, limited to the width
+    Sums m_prefixes;
+    Sums m_suffixes;
     Sums m_row;
     RowBuffer m_span;
 };

@@ -69,7 +69,8 @@ RASTER_API Kernel::Counted<DynamicBitmap> AddBorder(const DynamicBitmap& source,
 
 /// Box blur: each pixel becomes the mean, in premultiplied alpha, of the square of `radius` pixels
 /// to each side. Edge mode: clamp, the edge pixels repeat. A radius of 0 or less changes nothing;
-/// it is limited to the larger side of the bitmap. Samples that are not finite count as 0.
+/// it is limited to the larger side of the bitmap. Samples that are not finite count as 0, others
+/// are limited to 2^24.
 RASTER_API Kernel::Counted<DynamicBitmap> BoxFilter(const DynamicBitmap& source, int radius,
                                                     bool* abort = nullptr);
 

@@ -48,6 +48,13 @@ TEST(BoxFilter, LeavesNothingBehind) {
     const auto faded = BoxFilter(fading, 90);
     EXPECT_TRUE(std::all_of(faded->GetHostView().At(0, 190), faded->GetHostView().At(0, 200),
                             [](std::byte byte) { return byte == std::byte{}; }));
+    // Floats whose sums a double cannot hold, over a lower half that stays empty.
+    DynamicBitmap uneven(40, 300, Format::RGBAF);
+    std::generate_n(reinterpret_cast<float*>(uneven.GetHostView().pixels), 40 * 150 * 4, [&random] {
+        return std::ldexp(static_cast<float>(random() % 1000),
+                          static_cast<int>(random() % 30) - 35);
+    });
+    EXPECT_EQ(BoxFilter(uneven, 20)->GetAlphaBoundingBox(), (Rect{0, 0, 40, 170}));
     DynamicBitmap damaged(20, 20, Format::AlphaF);
     auto* const samples = reinterpret_cast<float*>(damaged.GetHostView().At(0, 5));
     samples[4] = NAN;
