@@ -8,14 +8,11 @@ namespace Raster {
 
 namespace {
 
-bool IsWhole(double value) noexcept {
+/// Whether pixels are only translated, by no more than what int can hold of it.
+bool IsShift(const MapShape& shape) noexcept {
     constexpr double Limit = 1 << 30;
-    return std::fabs(value) < Limit && value == std::floor(value);
-}
-
-bool IsWholeShift(const AffineTransform::Params& transform) noexcept {
-    return transform.IsAxisAligned() && transform.xx == 1 && transform.yy == 1 &&
-           IsWhole(transform.dx) && IsWhole(transform.dy);
+    return shape.kind == MapShape::Kind::Placement && shape.map.xx == 1 && shape.map.yy == 1 &&
+           std::fabs(shape.map.dx) < Limit && std::fabs(shape.map.dy) < Limit;
 }
 
 /// The part of `rect` that the source, which is only translated, covers.
@@ -114,19 +111,19 @@ bool RunContext::IsPlain() const noexcept {
 
 RunContext PrepareRun(const HostRun& run, const Rect& rect) {
     RunContext context{run, rect};
-    const auto& transform = run.rendering->transform;
-    if (transform && !IsWholeShift(*transform)) {
-        const auto inverse = transform->Invert();
-        if (!inverse) {
+    if (run.rendering->transform) {
+        const SpanSource& source = *run.source;
+        const auto shape =
+            FindShape(*run.rendering->transform, source.GetWidth(), source.GetHeight());
+        if (!shape) {
             throw std::invalid_argument("the transform has no way back");
         }
-        context.resampler =
-            Resampler::Create(*run.source, *inverse, run.rendering->sampler, rect, run.abort);
-        return context;
-    }
-    if (transform) {
-        context.shiftX = static_cast<int>(transform->dx);
-        context.shiftY = static_cast<int>(transform->dy);
+        if (!IsShift(*shape)) {
+            context.resampler = Resampler::Create(source, *shape, run.rendering->sampler, rect);
+            return context;
+        }
+        context.shiftX = static_cast<int>(shape->map.dx);
+        context.shiftY = static_cast<int>(shape->map.dy);
     }
     context.direct = FindDirectWay(context);
     return context;

@@ -1,242 +1,301 @@
 #include "resampling/AffineResampler.h"
 
 #include "resampling/NearestResampler.h"
+#include "resampling/PictureBlock.h"
 #include "resampling/PixelFilters.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace Raster {
 
 namespace {
 
-/// How many rows of a tile share one loaded block of the source: few enough that it fits the L2
-/// cache.
-constexpr int BlockHeight = 64;
-
-std::size_t RoundUp(std::size_t count, std::size_t unit) noexcept {
-    return (count + unit - 1) / unit * unit;
-}
-
-/// A premultiplied block of a picture. Edge mode: clamp, edge pixels repeat.
-class PictureBlock {
-public:
-    void Load(const SpanSource& picture, const Rect& rect) {
-        m_rect = rect;
-        m_stride = RoundUp(static_cast<std::size_t>(rect.GetWidth()), TileWidth) * 4;
-        m_rows.resize(m_stride / (std::size_t{TileWidth} * 4) *
-                      static_cast<std::size_t>(rect.GetHeight()));
-        int before = -1;
-        for (int y = rect.top; y < rect.bottom; ++y) {
-            const int from = std::clamp(y, 0, picture.GetHeight() - 1);
-            if (from == before) {
-                std::copy_n(GetRow(y - 1), m_stride, GetRow(y));
-            } else {
-                LoadRow(picture, from, GetRow(y));
+/// The part of a destination pixel that the picture covers. `at` is where its centre comes from.
+double FindCoverage(const AffineTransform::Params& inverse, AffineTransform::Point at, int width,
+                    int height) noexcept {
+    // The square is cut by the four edges in turn, in coordinates relative to its centre.
+    struct Edge {
+        double alongX;
+        double alongY;
+        double inside;  // of the centre
+    };
+    const Edge edges[] = {{inverse.xx, inverse.xy, at.x},
+                          {-inverse.xx, -inverse.xy, width - at.x},
+                          {inverse.yx, inverse.yy, at.y},
+                          {-inverse.yx, -inverse.yy, height - at.y}};
+    std::array<AffineTransform::Point, 8> corners{{{-.5, -.5}, {.5, -.5}, {.5, .5}, {-.5, .5}}};
+    std::size_t count = 4;
+    for (const Edge& edge : edges) {
+        const auto find = [&edge](AffineTransform::Point corner) {
+            return edge.inside + edge.alongX * corner.x + edge.alongY * corner.y;
+        };
+        std::array<AffineTransform::Point, 8> rest{};
+        std::size_t restCount = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            const AffineTransform::Point from = corners[i];
+            const AffineTransform::Point to = corners[(i + 1) % count];
+            const double before = find(from);
+            const double after = find(to);
+            if (before >= 0) {
+                rest[restCount++] = from;
             }
-            before = from;
+            if ((before >= 0) != (after >= 0)) {
+                const double share = before / (before - after);
+                rest[restCount++] = {from.x + (to.x - from.x) * share,
+                                     from.y + (to.y - from.y) * share};
+            }
         }
+        corners = rest;
+        count = restCount;
     }
-
-    const Rect& GetRect() const noexcept { return m_rect; }
-    std::size_t GetStride() const noexcept { return m_stride; }
-    const float* At(int x, int y) const noexcept {
-        return m_rows.data()->rgba + static_cast<std::size_t>(y - m_rect.top) * m_stride +
-               static_cast<std::size_t>(x - m_rect.left) * 4;
+    double area = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        const AffineTransform::Point next = corners[(i + 1) % count];
+        area += corners[i].x * next.y - next.x * corners[i].y;
     }
-
-private:
-    float* GetRow(int y) noexcept { return const_cast<float*>(At(m_rect.left, y)); }
-
-    void LoadRow(const SpanSource& picture, int from, float* row) const {
-        const int begin = std::clamp(m_rect.left, 0, picture.GetWidth() - 1);
-        const int end = std::clamp(m_rect.right, begin + 1, picture.GetWidth());
-        for (int x = begin; x < end; x += TileWidth) {
-            RowBuffer part;
-            const auto count = static_cast<std::size_t>(std::min(TileWidth, end - x));
-            picture.Read(x, from, count, part.rgba);
-            Premultiply(part.rgba, count);
-            std::copy_n(part.rgba, count * 4, row + std::ptrdiff_t{x - m_rect.left} * 4);
-        }
-        for (int x = m_rect.left; x < begin; ++x) {
-            std::copy_n(row + std::ptrdiff_t{begin - m_rect.left} * 4, 4,
-                        row + std::ptrdiff_t{x - m_rect.left} * 4);
-        }
-        for (int x = end; x < m_rect.right; ++x) {
-            std::copy_n(row + std::ptrdiff_t{end - 1 - m_rect.left} * 4, 4,
-                        row + std::ptrdiff_t{x - m_rect.left} * 4);
-        }
-    }
-
-    Rect m_rect;
-    std::size_t m_stride = 0;
-    std::vector<RowBuffer> m_rows;
-};
+    return SnapCoverage(area / 2);
+}
 
 /// The data of the resampler for AffineRows.
 struct AffineView {
-    int width;
-    int height;
+    const SpanSource& source;
     const AffineTransform::Params& inverse;
-    const SpanSource& picture;
-    const AffineTransform::Params& toPicture;
-    const PhaseTable& table;
+    const Footprint& footprint;
+    const std::vector<PhaseTable>& phases;
+    const std::optional<KernelTable>& kernel;
 };
 
+/// The rows of a tile, which are made a band at a time, and that in cells small enough for the
+/// pixels they need to stay in the cache.
 class AffineRows final : public TileRows {
 public:
-    AffineRows(const AffineView& view, const Rect& tile) noexcept
-        : m_view(view), m_tile(tile), m_blockEnd(tile.top) {}
+    AffineRows(const AffineView& view, const Rect& tile)
+        : m_view(view),
+          m_tile(tile),
+          m_bandEnd(tile.top),
+          m_block(view.source, view.footprint.halvingsX, view.footprint.halvingsY) {
+        FindCell();
+        m_rows.resize(static_cast<std::size_t>(m_cellHeight));
+        m_runs.resize(m_rows.size());
+    }
 
     ColumnRun Read(int y, RowBuffer& row) override {
-        RowPoints points;
-        MapRow(m_view.inverse, m_tile, y, points);
-        const ColumnRun run =
-            FindInside(points, static_cast<int>(m_tile.GetWidth()), m_view.width, m_view.height);
-        if (!run.IsEmpty()) {
-            if (y >= m_blockEnd) {
-                LoadBlock(y);
-            }
-            MapRow(m_view.toPicture, m_tile, y, points);
-            Filter(points, run, row);
-            Unpremultiply(row.rgba, static_cast<std::size_t>(run.end - run.begin));
+        if (y >= m_bandEnd) {
+            m_bandBegin = y;
+            m_bandEnd = std::min(y + m_cellHeight, m_tile.bottom);
+            FilterBand();
+        }
+        const auto index = static_cast<std::size_t>(y - m_bandBegin);
+        const ColumnRun run = m_runs[index];
+        const auto count = static_cast<std::size_t>(run.end - run.begin) * 4;
+        if (count > 0) {
+            std::copy_n(m_rows[index].At(run.begin), count, row.rgba);
+            Unpremultiply(row.rgba, count / 4);
         }
         MoveInto(run, static_cast<int>(m_tile.GetWidth()), row);
         return run;
     }
 
 private:
-    int GetTapCount() const noexcept { return static_cast<int>(m_view.table.GetCount()); }
-    int GetColumnCount() const noexcept { return GetTapCount() > 4 ? 8 : 4; }
-
-    void LoadBlock(int y) {
-        m_blockEnd = std::min(y + BlockHeight, m_tile.bottom);
-        const Rect whole{0, 0, m_view.picture.GetWidth(), m_view.picture.GetHeight()};
-        const Rect image = m_view.toPicture.MapRect({m_tile.left, y, m_tile.right, m_blockEnd});
-        // One more than the filter's support, since rounding may move a point across an edge.
-        const int reach = GetTapCount() / 2 + 1;
-        m_block.Load(m_view.picture, {std::clamp(image.left, 0, whole.right) - reach,
-                                      std::clamp(image.top, 0, whole.bottom) - reach,
-                                      std::clamp(image.right, 0, whole.right) + reach +
-                                          GetColumnCount() - GetTapCount(),
-                                      std::clamp(image.bottom, 0, whole.bottom) + reach});
+    double GetScaleX() const noexcept { return std::ldexp(1.0, -m_view.footprint.halvingsX); }
+    double GetScaleY() const noexcept { return std::ldexp(1.0, -m_view.footprint.halvingsY); }
+    /// Half the extents of a destination pixel in the source.
+    double GetHalfX() const noexcept {
+        return (std::fabs(m_view.inverse.xx) + std::fabs(m_view.inverse.xy)) / 2;
+    }
+    double GetHalfY() const noexcept {
+        return (std::fabs(m_view.inverse.yx) + std::fabs(m_view.inverse.yy)) / 2;
+    }
+    // How far beyond the points of destination pixels their taps lie. Points beyond the source, by
+    // as much as half a pixel, are moved to its edge.
+    double GetReachX() const noexcept {
+        return m_view.footprint.reachX + GetHalfX() * GetScaleX() + 1;
+    }
+    double GetReachY() const noexcept {
+        return m_view.footprint.reachY + GetHalfY() * GetScaleY() + 1;
     }
 
-    void Filter(const RowPoints& points, ColumnRun run, RowBuffer& row) const {
-        FilterPoint four[4];
-        for (int i = run.begin; i < run.end; i += 4) {
-            for (int j = 0; j < 4; ++j) {
-                const int at = std::min(i + j, run.end - 1);
-                four[j] = MakePoint(points.x[at] - 0.5, points.y[at] - 0.5);
-            }
-            FilterPoints(four, m_block.GetStride(), m_view.table.GetCount(),
-                         static_cast<std::size_t>(GetColumnCount()), row.At(i - run.begin));
+    void FindCell() noexcept {
+        constexpr double MostPixels = 1 << 16;
+        constexpr int Least = 8;
+        const auto findSize = [&](double scale, double alongX, double alongY, double reach) {
+            return scale * (m_cellWidth * std::fabs(alongX) + m_cellHeight * std::fabs(alongY)) +
+                   2 * reach;
+        };
+        const auto& inverse = m_view.inverse;
+        while (m_cellHeight > Least &&
+               findSize(GetScaleX(), inverse.xx, inverse.xy, GetReachX()) *
+                       findSize(GetScaleY(), inverse.yx, inverse.yy, GetReachY()) >
+                   MostPixels) {
+            m_cellHeight = m_cellWidth > m_cellHeight ? m_cellHeight : m_cellHeight / 2;
+            m_cellWidth = m_cellHeight;
         }
     }
 
-    FilterPoint MakePoint(double x, double y) const noexcept {
-        const int before = GetTapCount() / 2 - 1;
-        const Rect& loaded = m_block.GetRect();
-        const int left = Floor(x, loaded.left + before, loaded.right - GetColumnCount() + before);
-        const int top = Floor(y, loaded.top + before, loaded.bottom - GetTapCount() + before);
-        FilterPoint point{m_block.At(left - before, top - before), {}, {}};
-        m_view.table.Get(x - left, point.columnWeights);
-        m_view.table.Get(y - top, point.rowWeights);
-        return point;
+    /// Whether the picture covers all pixels of the band, which it does if those in the corners
+    /// are.
+    bool IsBandInside() const noexcept {
+        const auto isInside = [&](int x, int y) {
+            return IsCovered(m_view.inverse.Map({x + 0.5, y + 0.5}));
+        };
+        return isInside(m_tile.left, m_bandBegin) && isInside(m_tile.right - 1, m_bandBegin) &&
+               isInside(m_tile.left, m_bandEnd - 1) && isInside(m_tile.right - 1, m_bandEnd - 1);
     }
 
-    /// The floor, clamped to the block even if `value` is too large to have a fraction.
-    static int Floor(double value, int low, int high) noexcept {
-        return static_cast<int>(
-            std::min(double{1} * high, std::max(double{1} * low, std::floor(value))));
+    /// Whether the picture covers the whole of a pixel, whose centre comes from `at`.
+    bool IsCovered(AffineTransform::Point at) const noexcept {
+        return at.x >= GetHalfX() && at.x <= m_view.source.GetWidth() - GetHalfX() &&
+               at.y >= GetHalfY() && at.y <= m_view.source.GetHeight() - GetHalfY();
+    }
+
+    void FilterBand() {
+        const int width = static_cast<int>(m_tile.GetWidth());
+        const bool isInside = IsBandInside();
+        std::ranges::fill(m_runs, ColumnRun{0, width});
+        for (int y = m_bandBegin; y < m_bandEnd && !isInside; ++y) {
+            MapRow(m_view.inverse, m_tile, y, m_points);
+            m_runs[static_cast<std::size_t>(y - m_bandBegin)] = FindCovered();
+        }
+        for (int begin = 0; begin < width; begin += m_cellWidth) {
+            FilterCell({begin, std::min(begin + m_cellWidth, width)});
+        }
+        for (int y = m_bandBegin; y < m_bandEnd && !isInside; ++y) {
+            MapRow(m_view.inverse, m_tile, y, m_points);
+            Cover(static_cast<std::size_t>(y - m_bandBegin));
+        }
+    }
+
+    /// The pixels of a row that may be covered.
+    ColumnRun FindCovered() const noexcept {
+        const double halfX = GetHalfX();
+        const double halfY = GetHalfY();
+        const auto isOutside = [&](int i) {
+            return !(m_points.x[i] > -halfX && m_points.x[i] < m_view.source.GetWidth() + halfX &&
+                     m_points.y[i] > -halfY && m_points.y[i] < m_view.source.GetHeight() + halfY) ||
+                   GetCoverage(i) == 0;
+        };
+        // The picture is convex, so the pixels that it covers are consecutive.
+        ColumnRun run{0, static_cast<int>(m_tile.GetWidth())};
+        while (run.begin < run.end && isOutside(run.begin)) {
+            ++run.begin;
+        }
+        while (run.end > run.begin && isOutside(run.end - 1)) {
+            --run.end;
+        }
+        return run;
+    }
+
+    double GetCoverage(int i) const noexcept {
+        const AffineTransform::Point at{m_points.x[i], m_points.y[i]};
+        return IsCovered(at) ? 1
+                             : FindCoverage(m_view.inverse, at, m_view.source.GetWidth(),
+                                            m_view.source.GetHeight());
+    }
+
+    /// Multiplies the pixels of a row by their coverage. Those that are covered whole are
+    /// consecutive, too.
+    void Cover(std::size_t index) noexcept {
+        const ColumnRun run = m_runs[index];
+        const auto cover = [&](int i) {
+            const auto coverage = static_cast<float>(GetCoverage(i));
+            float* const pixel = m_rows[index].At(i);
+            std::transform(pixel, pixel + 4, pixel,
+                           [coverage](float sample) { return sample * coverage; });
+            return coverage < 1;
+        };
+        int i = run.begin;
+        while (i < run.end && cover(i)) {
+            ++i;
+        }
+        for (int end = run.end; end > i + 1 && cover(end - 1);) {
+            --end;
+        }
+    }
+
+    void FilterCell(ColumnRun cell) {
+        const auto cut = [&](int y) {
+            const ColumnRun run = m_runs[static_cast<std::size_t>(y - m_bandBegin)];
+            return ColumnRun{std::max(run.begin, cell.begin), std::min(run.end, cell.end)};
+        };
+        bool isLoaded = false;
+        for (int y = m_bandBegin; y < m_bandEnd; ++y) {
+            const ColumnRun run = cut(y);
+            if (run.IsEmpty()) {
+                continue;
+            }
+            if (!isLoaded) {
+                LoadBlock(cell);
+                isLoaded = true;
+            }
+            MapRow(m_view.inverse, m_tile, y, m_points);
+            FilterRun(run, m_rows[static_cast<std::size_t>(y - m_bandBegin)]);
+        }
+    }
+
+    void LoadBlock(ColumnRun cell) {
+        BlockArea area{
+            {}, GetReachX(), GetReachY(), m_view.footprint.reachX, m_view.footprint.reachY};
+        const double left = m_tile.left + cell.begin;
+        const double right = m_tile.left + cell.end;
+        std::size_t index = 0;
+        for (const AffineTransform::Point corner : {AffineTransform::Point{left, 1.0 * m_bandBegin},
+                                                    {right, 1.0 * m_bandBegin},
+                                                    {right, 1.0 * m_bandEnd},
+                                                    {left, 1.0 * m_bandEnd}}) {
+            const auto at = m_view.inverse.Map(corner);
+            area.corners[index++] = {at.x * GetScaleX(), at.y * GetScaleY()};
+        }
+        m_block.Load(area, !m_view.footprint.isSeparable);
+    }
+
+    void FilterRun(ColumnRun run, RowBuffer& row) {
+        // The filters write a multiple of four pixels.
+        RowBuffer result;
+        const auto count = static_cast<std::size_t>(run.end - run.begin);
+        const FilterPoints points{m_points.x + run.begin, m_points.y + run.begin, count,
+                                  GetScaleX(), GetScaleY()};
+        if (m_view.footprint.isSeparable) {
+            FilterByPhases(m_block, m_view.phases[0], m_view.phases[1], points,
+                           MayBeInfinite(m_view.source), result.rgba);
+        } else {
+            FilterByKernel(m_block, m_view.footprint,
+                           m_view.kernel ? m_view.kernel->Get() : nullptr, points,
+                           MayBeInfinite(m_view.source), result.rgba);
+        }
+        std::copy_n(result.rgba, count * 4, row.At(run.begin));
     }
 
     AffineView m_view;
     Rect m_tile;
-    int m_blockEnd;
+    int m_bandBegin = 0;
+    int m_bandEnd;
+    int m_cellWidth = TileWidth;
+    int m_cellHeight = 64;
     PictureBlock m_block;
+    RowPoints m_points;
+    std::vector<RowBuffer> m_rows;  // premultiplied
+    std::vector<ColumnRun> m_runs;
 };
 
 }  // namespace
 
-PhaseTable::PhaseTable(Sampler sampler)
-    : m_count(static_cast<std::size_t>(2 * GetFilterReach(sampler))) {
-    for (std::size_t phase = 0; phase <= PhaseCount; ++phase) {
-        const double at = static_cast<double>(phase) / PhaseCount + GetFilterReach(sampler) - 1;
-        double sum = 0;
-        for (std::size_t k = 0; k < m_count; ++k) {
-            sum += EvaluateFilter(sampler, std::fabs(static_cast<double>(k) - at));
-        }
-        for (std::size_t k = 0; k < m_count; ++k) {
-            m_weights[phase][k] = static_cast<float>(
-                EvaluateFilter(sampler, std::fabs(static_cast<double>(k) - at)) / sum);
-        }
+AffineResampler::AffineResampler(const SpanSource& source, const MapShape& shape, Sampler sampler)
+    : m_source(source),
+      m_inverse(shape.inverse),
+      m_footprint(sampler, shape, source.GetWidth(), source.GetHeight()) {
+    if (m_footprint.isSeparable) {
+        m_phases = {PhaseTable(sampler, m_footprint.reachX),
+                    PhaseTable(sampler, m_footprint.reachY)};
+    } else if (!m_footprint.image) {
+        m_kernel.emplace(sampler);
     }
-}
-
-void PhaseTable::Get(double phase, float* weights) const noexcept {
-    const double place = std::min(std::max(0.0, phase), 1.0) * PhaseCount;
-    const std::size_t index = std::min(static_cast<std::size_t>(place), PhaseCount - 1);
-    const float share = static_cast<float>(place - static_cast<double>(index));
-    for (std::size_t k = 0; k < m_count; ++k) {
-        const float low = m_weights[index][k];
-        weights[k] = low + (m_weights[index + 1][k] - low) * share;
-    }
-}
-
-AffineResampler::AffineResampler(const SpanSource& source, const AffineTransform::Params& inverse,
-                                 Sampler sampler, const Rect& rect, const bool* abort)
-    : m_width(source.GetWidth()),
-      m_height(source.GetHeight()),
-      m_inverse(inverse),
-      m_table(sampler),
-      m_picture(&source),
-      m_toPicture(inverse) {
-    constexpr double SmallestReduction = 1.001;
-    const double stepX = std::hypot(inverse.xx, inverse.xy);
-    const double stepY = std::hypot(inverse.yx, inverse.yy);
-    if (std::max(stepX, stepY) > SmallestReduction && m_width > 0 && m_height > 0) {
-        Reduce(source, std::max(stepX, 1.0), std::max(stepY, 1.0), rect, abort);
-    }
-}
-
-void AffineResampler::Reduce(const SpanSource& source, double stepX, double stepY, const Rect& rect,
-                             const bool* abort) {
-    using Params = AffineTransform::Params;
-    const double width = std::max(1.0, std::floor(m_width / stepX));
-    const double height = std::max(1.0, std::floor(m_height / stepY));
-    const Params scale = Params::Scale(width / m_width, height / m_height);
-    const Rect needed = scale.Compose(m_inverse).MapRect(rect);
-    // The margin is the support of the filter.
-    const int reach = static_cast<int>(m_table.GetCount());
-    const auto widen = [reach](int edge, int by, double limit) {
-        return static_cast<int>(std::clamp(double{1} * edge + by * reach, 0.0, limit));
-    };
-    const Rect part{widen(needed.left, -1, width), widen(needed.top, -1, height),
-                    widen(needed.right, 1, width), widen(needed.bottom, 1, height)};
-    if (part.IsEmpty()) {
-        m_width = 0;  // no pixel of `rect` is inside
-        return;
-    }
-    const Params toPart = Params::Translate(-part.left, -part.top).Compose(scale);
-    const auto pixelCount = static_cast<std::size_t>(part.GetWidth() * part.GetHeight());
-    m_reducedPixels.resize((pixelCount + TileWidth - 1) / TileWidth);
-    PixelView view;
-    view.pixels = reinterpret_cast<std::byte*>(m_reducedPixels.data());
-    view.width = static_cast<int>(part.GetWidth());
-    view.height = static_cast<int>(part.GetHeight());
-    view.format = &GetPixelFormat(Format::RGBAF);
-    view.stride = view.width * static_cast<std::ptrdiff_t>(view.format->GetPixelSize());
-    Create(source, *toPart.Invert(), Sampler::Area, view.GetBounds(), abort)->Fill(view, abort);
-    m_reduced = std::make_unique<ViewSource>(
-        ConstPixelView{view.pixels, view.stride, view.width, view.height, view.format});
-    m_picture = m_reduced.get();
-    m_toPicture = toPart.Compose(m_inverse);
 }
 
 std::unique_ptr<TileRows> AffineResampler::OpenTile(const Rect& tile) const {
     return std::make_unique<AffineRows>(
-        AffineView{m_width, m_height, m_inverse, *m_picture, m_toPicture, m_table}, tile);
+        AffineView{m_source, m_inverse, m_footprint, m_phases, m_kernel}, tile);
 }
 
 }  // namespace Raster

@@ -78,6 +78,8 @@ std::optional<AffineTransform::Params> AffineTransform::Params::Invert() const n
     Params inverse{yy / determinant, -xy / determinant, -yx / determinant, xx / determinant, 0, 0};
     if (IsAxisAligned()) {  // one rounding less, so that edges map exactly to edges
         inverse = {1 / xx, 0, 0, 1 / yy, 0, 0};
+    } else if (xx == 0 && yy == 0) {
+        inverse = {0, 1 / yx, 1 / xy, 0, 0, 0};
     }
     const Point origin = inverse.Map({dx, dy});
     inverse.dx = -origin.x;

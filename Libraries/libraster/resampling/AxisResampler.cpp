@@ -28,7 +28,11 @@ class FilteredRows : public TileRows {
 public:
     FilteredRows(const SpanSource& source, const FilterTaps& columns, const FilterTaps& rows,
                  const Rect& tile)
-        : m_source(source), m_columns(columns), m_rows(rows), m_tile(tile) {
+        : m_source(source),
+          m_columns(columns),
+          m_rows(rows),
+          m_tile(tile),
+          m_isGuarded(MayBeInfinite(source)) {
         const int begin = std::clamp(columns.GetBegin(), tile.left, tile.right);
         const int end = std::clamp(columns.GetEnd(), begin, tile.right);
         m_run = {begin - tile.left, end - tile.left};
@@ -87,7 +91,7 @@ protected:
 
     void FilterAlong(WideRow& row, RowBuffer& result) const noexcept {
         FilterRow(row.Get(), m_left, m_columns.Get(m_tile.left + m_run.begin), result.rgba,
-                  GetRunWidth());
+                  GetRunWidth(), m_isGuarded);
     }
 
 private:
@@ -95,6 +99,7 @@ private:
     const FilterTaps& m_columns;
     const FilterTaps& m_rows;
     Rect m_tile;
+    bool m_isGuarded;
     ColumnRun m_run;
     int m_left = 0;
     int m_width = 0;

@@ -47,46 +47,47 @@ double Cover(const Reach& reach, double at) noexcept {
 }
 
 Reach MakeReach(Sampler sampler, double centre, double step, int size) noexcept {
-    // Clamped to the size of the source, and above 0, since an empty footprint has no mean.
-    const double scale = std::clamp(std::fabs(step), 1e-6, std::max(1.0, double{1} * size));
+    // Above 0, since an empty footprint has no mean.
+    const double scale = std::max(1e-6, std::fabs(step));
     if (sampler == Sampler::Area) {
         return {centre, scale, scale / 2};
     }
+    // The centre of a pixel that is covered in part may lie beyond the source, where too few taps
+    // would be left.
     const double widened = std::max(1.0, scale);
-    return {centre, widened, widened * GetFilterReach(sampler)};
+    return {std::clamp(centre, 0.0, double{1} * size), widened, widened * GetFilterReach(sampler)};
 }
 
-/// Weights of the pixels from `first` on. Edge mode: clamp, weights beyond the source are added to
-/// that of its edge pixel.
+/// Weights of the pixels from `first` on.
 struct Weights {
     int first;
     std::vector<double> values;
 };
 
-void Gather(Sampler sampler, const Reach& reach, int size, Weights& weights) {
+/// The weights of pixels in the source, which add up to `whole`: those beyond it do not count.
+void Gather(Sampler sampler, const Reach& reach, int size, double whole, Weights& weights) {
     // A box footprint includes every pixel that it overlaps, not only those whose centre is inside.
     const double margin = sampler == Sampler::Area ? 1 : 0;
-    const double low = reach.First() - margin;
-    const double high = reach.Last() + margin;
     const double edge = size - 1;
-    weights.first = static_cast<int>(std::clamp(low, 0.0, edge));
-    weights.values.assign(static_cast<std::size_t>(std::clamp(high, 0.0, edge)) + 1 -
-                              static_cast<std::size_t>(weights.first),
-                          0);
+    const double low = std::clamp(reach.First() - margin, 0.0, edge);
+    const double high = std::clamp(reach.Last() + margin, low, edge);
+    weights.first = static_cast<int>(low);
+    weights.values.clear();
     double sum = 0;
-    const auto count = static_cast<long long>(high - low) + 1;
-    for (long long i = 0; i < count; ++i) {
-        const double at = low + static_cast<double>(i);
+    for (int i = weights.first; i <= static_cast<int>(high); ++i) {
         const double weight =
             sampler == Sampler::Area
-                ? Cover(reach, at)
-                : EvaluateFilter(sampler, std::fabs(at + 0.5 - reach.centre) / reach.scale);
-        const auto index = static_cast<std::size_t>(std::clamp(at, 0.0, edge) - weights.first);
-        weights.values[index] += weight;
+                ? Cover(reach, i)
+                : EvaluateFilter(sampler, std::fabs(i + 0.5 - reach.centre) / reach.scale);
+        weights.values.push_back(weight);
         sum += weight;
     }
+    if (!(sum > 0)) {  // coordinates so large that the footprint is lost in rounding
+        weights.values.assign(1, 1.0);
+        sum = 1;
+    }
     for (double& value : weights.values) {
-        value /= sum;
+        value *= whole / sum;
     }
 }
 
@@ -124,19 +125,28 @@ int GetFilterReach(Sampler sampler) noexcept {
     }
 }
 
+double SnapCoverage(double covered) noexcept {
+    constexpr double Rounding = 1e-6;  // of edges that are meant to be whole; as in MapRect()
+    return covered > Rounding ? covered >= 1 - Rounding ? 1 : covered : 0;
+}
+
 FilterTaps::FilterTaps(Sampler sampler, AxisMap map, int begin, int end, int size,
                        std::size_t group)
     : m_begin(begin) {
-    const auto centreOf = [map](int pixel) { return map.scale * (pixel + 0.5) + map.offset; };
-    const auto isInside = [&](int pixel) { return centreOf(pixel) >= 0 && centreOf(pixel) < size; };
-    while (m_begin < end && !isInside(m_begin)) {
+    const auto [low, high] =
+        std::minmax({-map.offset / map.scale, (size - map.offset) / map.scale});
+    const auto cover = [low = low, high = high](int pixel) {
+        return SnapCoverage(std::min(pixel + 1.0, high) - std::max(pixel + 0.0, low));
+    };
+    while (m_begin < end && cover(m_begin) == 0) {
         ++m_begin;
     }
     Weights weights;
     std::vector<float> values;
     std::vector<std::size_t> ends;
-    for (int pixel = m_begin; pixel < end && isInside(pixel); ++pixel) {
-        Gather(sampler, MakeReach(sampler, centreOf(pixel), map.scale, size), size, weights);
+    for (int pixel = m_begin; pixel < end && cover(pixel) > 0; ++pixel) {
+        const double centre = map.scale * (pixel + 0.5) + map.offset;
+        Gather(sampler, MakeReach(sampler, centre, map.scale, size), size, cover(pixel), weights);
         Trim(weights);
         m_first.push_back(weights.first);
         values.insert(values.end(), weights.values.begin(), weights.values.end());

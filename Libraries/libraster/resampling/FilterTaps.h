@@ -15,6 +15,9 @@ double EvaluateFilter(Sampler sampler, double distance) noexcept;
 /// The support of the kernel: the distance from which on it is 0.
 int GetFilterReach(Sampler sampler) noexcept;
 
+/// The part of a pixel that a picture covers, 0..1. What rounding adds to edges is left out.
+double SnapCoverage(double covered) noexcept;
+
 /// One axis of a map from the destination to the source: a pixel's centre `c` comes from
 /// `scale * c + offset`.
 struct AxisMap {
@@ -23,7 +26,8 @@ struct AxisMap {
 };
 
 /// The taps of a destination pixel and those to the right of it or below: for each, `count` source
-/// pixels from `first` on and their weights, which add up to 1.
+/// pixels from `first` on and their weights, which add up to the part of the destination pixel that
+/// the source covers.
 struct Taps {
     const int* first;
     const float* weights;
@@ -38,7 +42,7 @@ public:
     /// beyond the source, unless `group` is 1.
     FilterTaps(Sampler sampler, AxisMap map, int begin, int end, int size, std::size_t group);
 
-    /// The destination pixels whose centres lie in the source; the others have no taps.
+    /// The destination pixels that the source covers, in part or whole; the others have no taps.
     int GetBegin() const noexcept { return m_begin; }
     int GetEnd() const noexcept { return m_begin + static_cast<int>(m_first.size()); }
     /// The same for all.

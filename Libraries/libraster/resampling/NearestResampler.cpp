@@ -1,6 +1,7 @@
 #include "resampling/NearestResampler.h"
 
 #include "formats/PixelSizes.h"
+#include "resampling/PixelFilters.h"
 
 #include <algorithm>
 #include <cstring>
@@ -101,11 +102,9 @@ bool NearestResampler::CopyTile(const PixelView& target, const Rect& tile) const
 void MapRow(const AffineTransform::Params& inverse, const Rect& tile, int row,
             RowPoints& points) noexcept {
     const auto start = inverse.Map({0, row + 0.5});
-    for (int i = 0; i < static_cast<int>(tile.GetWidth()); ++i) {
-        const double x = tile.left + i + 0.5;
-        points.x[i] = start.x + inverse.xx * x;
-        points.y[i] = start.y + inverse.yx * x;
-    }
+    const auto count = static_cast<std::size_t>(tile.GetWidth());
+    Interpolate(start.x, inverse.xx, tile.left + 0.5, count, points.x);
+    Interpolate(start.y, inverse.yx, tile.left + 0.5, count, points.y);
 }
 
 ColumnRun FindInside(const RowPoints& points, int count, int width, int height) noexcept {

@@ -21,8 +21,10 @@ private:
 
 /// Source coordinates of the pixels' centres in a row of a tile, from its left edge.
 struct RowPoints {
-    double x[TileWidth];
-    double y[TileWidth];
+    static constexpr int Padding = 8;  // for vectors that start at any of them
+
+    double x[TileWidth + Padding] = {};
+    double y[TileWidth + Padding] = {};
 };
 
 /// Maps the centres of the pixels in row `row` of `tile` to source coordinates.

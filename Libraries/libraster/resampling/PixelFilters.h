@@ -2,9 +2,14 @@
 
 #pragma once
 
+#include "Raster/Spans.h"
+
 #include "resampling/FilterTaps.h"
+#include "resampling/Footprint.h"
 
 namespace Raster {
+
+class PictureBlock;
 
 // Rows need no alignment, but all but Premultiply() and Unpremultiply() read and write them up to a
 // multiple of RowPadding pixels.
@@ -28,20 +33,35 @@ void SumRows(const float* const* rows, const float* weights, std::size_t count, 
 void AddRow(const float* row, float weight, float* sum, std::size_t width) noexcept;
 
 /// Filters a row horizontally to `width` pixels; `row` starts at source column `left`. The count of
-/// `taps` is a multiple of four.
-void FilterRow(const float* row, int left, const Taps& taps, float* rgba,
-               std::size_t width) noexcept;
+/// `taps` is a multiple of four. `isGuarded`: taps of weight 0 do not count even if they are not
+/// finite.
+void FilterRow(const float* row, int left, const Taps& taps, float* rgba, std::size_t width,
+               bool isGuarded) noexcept;
 
-/// The taps of a pixel in two dimensions.
-struct FilterPoint {
-    const float* pixels;  // the first tap of the first row
-    alignas(32) float columnWeights[8];
-    float rowWeights[8];
+/// Whether pixels of a source may be other than finite numbers.
+bool MayBeInfinite(const SpanSource& source) noexcept;
+
+/// Points on a line: start + step * first, start + step * (first + 1) and so on. Up to seven more
+/// than `count` are written.
+void Interpolate(double start, double step, double first, std::size_t count,
+                 double* points) noexcept;
+
+/// Points in a source, in its pixels, and the factors, powers of two, to those of a block. Points
+/// beyond the source are moved to its edge.
+struct FilterPoints {
+    const double* x;
+    const double* y;
+    std::size_t count;
+    double scaleX;
+    double scaleY;
 };
 
-/// Filters four pixels, each from `rowCount` times `columnCount` taps, whose rows have a stride of
-/// `stride` floats. The number of columns is 4 or 8.
-void FilterPoints(const FilterPoint* points, std::size_t stride, std::size_t rowCount,
-                  std::size_t columnCount, float* rgba) noexcept;
+/// Filters `count` pixels, at most TileWidth, by the separable footprint that `columns` and `rows`
+/// are the weights of. Weights are of pixels in the source, and add up to 1.
+void FilterByPhases(const PictureBlock& block, const PhaseTable& columns, const PhaseTable& rows,
+                    const FilterPoints& points, bool isGuarded, float* rgba) noexcept;
+/// The same by any footprint. `kernel` is the table of its kernel; null if it is an image.
+void FilterByKernel(const PictureBlock& block, const Footprint& footprint, const float* kernel,
+                    const FilterPoints& points, bool isGuarded, float* rgba) noexcept;
 
 }  // namespace Raster

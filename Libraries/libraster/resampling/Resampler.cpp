@@ -1,84 +1,53 @@
 #include "resampling/Resampler.h"
 
-#include "Kernel/Dispatch.h"
-#include "Raster/AbortFlag.h"
-
 #include "resampling/AffineResampler.h"
 #include "resampling/AxisResampler.h"
 #include "resampling/NearestResampler.h"
-#include "spans/TileGrid.h"
-
-#include <cmath>
-#include <cstring>
-#include <vector>
+#include "resampling/TransposedSource.h"
 
 namespace Raster {
 
 namespace {
 
-/// Whether the map permutes pixels: flips, rotations by multiples of 90 degrees and translations by
-/// whole pixels.
-bool IsPermutation(const AffineTransform::Params& map) noexcept {
-    const auto isUnit = [](double a, double b) {
-        return (a == 0 && std::fabs(b) == 1) || (std::fabs(a) == 1 && b == 0);
-    };
-    return isUnit(map.xx, map.xy) && isUnit(map.yx, map.yy) && map.dx == std::floor(map.dx) &&
-           map.dy == std::floor(map.dy);
-}
+/// Resamples a picture that is turned by a quarter as an upright one with its axes swapped.
+class SwappedResampler final : public Resampler {
+public:
+    SwappedResampler(const SpanSource& source, const AffineTransform::Params& inverse,
+                     Sampler sampler, const Rect& rect)
+        : m_source(source),
+          m_resampler(m_source, AxisMap{inverse.yx, inverse.dy}, AxisMap{inverse.xy, inverse.dx},
+                      sampler, rect) {}
 
-struct FillJob {
-    const Resampler* resampler;
-    const PixelView* picture;
-    Rect tile;
-    const bool* abort;
+    std::unique_ptr<TileRows> OpenTile(const Rect& tile) const override {
+        return m_resampler.OpenTile(tile);
+    }
+
+private:
+    TransposedSource m_source;
+    AxisResampler m_resampler;
 };
 
-void FillTile(const FillJob& job) {
-    if (IsAborted(job.abort)) {
-        return;
-    }
-    const std::unique_ptr<TileRows> rows = job.resampler->OpenTile(job.tile);
-    const auto rowSize = static_cast<std::size_t>(job.tile.GetWidth()) * 4 * sizeof(float);
-    RowBuffer row;
-    for (int y = job.tile.top; y < job.tile.bottom; ++y) {
-        rows->Read(y, row);
-        std::memcpy(job.picture->At(job.tile.left, y), row.rgba, rowSize);
-    }
-}
-
 }  // namespace
-
-void Resampler::Fill(const PixelView& picture, const bool* abort) const {
-    const Rect grid = GetTileGrid(picture.GetBounds());
-    std::vector<FillJob> jobs;
-    for (int row = grid.top; row < grid.bottom; ++row) {
-        const auto [top, bottom] = FindTileEdges(row, TileHeight, 0, picture.height);
-        for (int column = grid.left; column < grid.right; ++column) {
-            const auto [left, right] = FindTileEdges(column, TileWidth, 0, picture.width);
-            jobs.push_back({this, &picture, {left, top, right, bottom}, abort});
-        }
-    }
-    Kernel::Dispatch::DispatchParallelFor(FillTile, jobs.size(), jobs.data(),
-                                          Kernel::Dispatch::Priority::Normal,
-                                          Kernel::Dispatch::ThreadPurpose::Pixels, 0);
-}
 
 bool Resampler::CopyTile(const PixelView& /*target*/, const Rect& /*tile*/) const {
     return false;
 }
 
-std::unique_ptr<const Resampler> Resampler::Create(const SpanSource& source,
-                                                   const AffineTransform::Params& inverse,
-                                                   Sampler sampler, const Rect& rect,
-                                                   const bool* abort) {
-    if (sampler == Sampler::Nearest || IsPermutation(inverse)) {
+std::unique_ptr<const Resampler> Resampler::Create(const SpanSource& source, const MapShape& shape,
+                                                   Sampler sampler, const Rect& rect) {
+    const AffineTransform::Params& inverse = shape.inverse;
+    if (sampler == Sampler::Nearest || shape.kind == MapShape::Kind::Placement) {
         return std::make_unique<NearestResampler>(source, inverse);
     }
-    if (inverse.IsAxisAligned()) {
-        return std::make_unique<AxisResampler>(source, AxisMap{inverse.xx, inverse.dx},
-                                               AxisMap{inverse.yy, inverse.dy}, sampler, rect);
+    switch (shape.kind) {
+        case MapShape::Kind::Upright:
+            return std::make_unique<AxisResampler>(source, AxisMap{inverse.xx, inverse.dx},
+                                                   AxisMap{inverse.yy, inverse.dy}, sampler, rect);
+        case MapShape::Kind::Swapped:
+            return std::make_unique<SwappedResampler>(source, inverse, sampler, rect);
+        default:
+            return std::make_unique<AffineResampler>(source, shape, sampler);
     }
-    return std::make_unique<AffineResampler>(source, inverse, sampler, rect, abort);
 }
 
 }  // namespace Raster

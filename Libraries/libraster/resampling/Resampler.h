@@ -2,9 +2,9 @@
 
 #pragma once
 
-#include "Raster/AffineTransform.h"
 #include "Raster/Sampler.h"
 
+#include "resampling/MapShape.h"
 #include "spans/TileRows.h"
 
 #include <memory>
@@ -28,16 +28,10 @@ public:
     /// interpolated, not in memory or of another format.
     virtual bool CopyTile(const PixelView& target, const Rect& tile) const;
 
-    /// Fills `picture`, which is RGBAF, with its tiles in parallel. Ends early when the flag is
-    /// set.
-    void Fill(const PixelView& picture, const bool* abort) const;
-
-    /// `inverse` maps the destination to the source, `rect` is the part of the destination that
-    /// will be read. `abort` ends the precomputation early.
-    static std::unique_ptr<const Resampler> Create(const SpanSource& source,
-                                                   const AffineTransform::Params& inverse,
-                                                   Sampler sampler, const Rect& rect,
-                                                   const bool* abort);
+    /// `shape` is of a map from the source to the destination, `rect` is the part of the
+    /// destination that will be read.
+    static std::unique_ptr<const Resampler> Create(const SpanSource& source, const MapShape& shape,
+                                                   Sampler sampler, const Rect& rect);
 };
 
 }  // namespace Raster

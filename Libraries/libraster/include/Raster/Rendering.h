@@ -34,8 +34,10 @@ struct CopyTally {
 
 /// A plain conversion by default.
 struct Rendering {
-    /// Maps source to destination coordinates; the identity if empty. Edge mode: outside its bounds
-    /// a source is transparent, and Over leaves such pixels unchanged.
+    /// Maps source to destination coordinates; the identity if empty. A map within a thousandth of
+    /// a pixel of one by whole pixels or quarter turns, or of an upright one, is taken for that.
+    /// Edge mode: outside its bounds a source is transparent, and Over leaves such pixels
+    /// unchanged.
     std::optional<AffineTransform::Params> transform;
     Sampler sampler = Sampler::Bilinear;
     /// In place of the rules of the source's format, and of the destination's; may be null.
