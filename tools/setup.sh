@@ -30,7 +30,7 @@ apt_archives=/var/cache/apt/archives-for-orvantis
 reserve=0
 while [ $# -gt 0 ]; do
     case $1 in
-        --peers) peers="libopencv-dev libbabl-dev libturbojpeg0-dev" ;;
+        --peers) peers="libopencv-dev libbabl-dev libturbojpeg0-dev libvips-dev" ;;
         --reserve) reserve=${2:?"--reserve takes a number"} && shift ;;
         *) die "usage: tools/setup.sh [--peers] [--reserve MB]" ;;
     esac

@@ -3,6 +3,9 @@
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
+#include <iterator>
+
 namespace PixelPeers {
 
 namespace {
@@ -67,21 +70,46 @@ void FindAlphaBox(const Task& task) {
     edges[3] = box.y + box.height;
 }
 
+/// Reduced by means of areas first, since warpAffine() only looks at the four nearest pixels.
+Peer Turn(const TurnRow& row) {
+    const double scale = row.scale;
+    return {"OpenCV", row.name, InPlace([scale](const Task& task) {
+                static cv::Mat reduced;
+                cv::Mat source = GetMatrix(task.source, task.size, CV_8UC4);
+                Size size = task.size;
+                if (scale < 1) {
+                    size = {static_cast<int>(std::lround(size.width * scale)),
+                            static_cast<int>(std::lround(size.height * scale))};
+                    cv::resize(source, reduced, cv::Size(size.width, size.height), 0, 0,
+                               cv::INTER_AREA);
+                    source = reduced;
+                }
+                // Pixels lie at whole coordinates here.
+                const PlaneMap map = MakeTurn(1, size, task.target);
+                const cv::Matx23d matrix(map.xx, map.xy, map.dx + (map.xx + map.xy - 1) / 2, map.yx,
+                                         map.yy, map.dy + (map.yx + map.yy - 1) / 2);
+                cv::Mat destination = GetMatrix(task.destination, task.target, CV_8UC4);
+                cv::warpAffine(source, destination, matrix, destination.size());
+            })};
+}
+
 }  // namespace
 
 std::vector<Peer> GetOpenCVPeers() {
     cv::setNumThreads(GetThreadCount());
-    return {ConvertSamples("RGBA8ToRGBAF", CV_8UC4, CV_32FC4, 1 / 255.0),
-            ConvertSamples("RGBAFToRGBA8", CV_32FC4, CV_8UC4, 255),
-            ConvertSamples("RGBA16ToRGBA8", CV_16UC4, CV_8UC4, 1 / 257.0),
-            ConvertSamples("RGBA8ToRGBA16", CV_8UC4, CV_16UC4, 257),
-            {"OpenCV", "RGBA8ToPlanar", InPlace(SplitPlanes)},
-            {"OpenCV", "PlanarToRGBA8", InPlace(MergePlanes)},
-            {"OpenCV", "RGBA8ToGreyA8", InPlace(ConvertToGrey)},
-            {"OpenCV", "ReduceArea", InPlace(ReduceArea)},
-            {"OpenCV", "AlphaBoxOfNothing", InPlace(FindAlphaBox)},
-            {"OpenCV", "AlphaBoxOfIsland", InPlace(FindAlphaBox)},
-            {"OpenCV", "AlphaBoxOfAll", InPlace(FindAlphaBox)}};
+    std::vector<Peer> peers{ConvertSamples("RGBA8ToRGBAF", CV_8UC4, CV_32FC4, 1 / 255.0),
+                            ConvertSamples("RGBAFToRGBA8", CV_32FC4, CV_8UC4, 255),
+                            ConvertSamples("RGBA16ToRGBA8", CV_16UC4, CV_8UC4, 1 / 257.0),
+                            ConvertSamples("RGBA8ToRGBA16", CV_8UC4, CV_16UC4, 257),
+                            {"OpenCV", "RGBA8ToPlanar", InPlace(SplitPlanes)},
+                            {"OpenCV", "PlanarToRGBA8", InPlace(MergePlanes)},
+                            {"OpenCV", "RGBA8ToGreyA8", InPlace(ConvertToGrey)},
+                            {"OpenCV", "ReduceArea", InPlace(ReduceArea)},
+                            {"OpenCV", "AlphaBoxOfNothing", InPlace(FindAlphaBox)},
+                            {"OpenCV", "AlphaBoxOfIsland", InPlace(FindAlphaBox)},
+                            {"OpenCV", "AlphaBoxOfAll", InPlace(FindAlphaBox)}};
+    std::ranges::transform(TurnRows, std::back_inserter(peers), Turn);
+    return peers;
 }
 
 }  // namespace PixelPeers

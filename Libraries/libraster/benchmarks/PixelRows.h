@@ -101,7 +101,7 @@ Row GetRow(const std::string& name);
 /// Conversions, "RGBA8ToRGBAF", checked against their scalar definitions, and a plain copy, which
 /// shows the memory bandwidth.
 std::vector<Row> MakeConversionRows();
-/// Downscaling and upscaling of a photograph, and bounding boxes of visible pixels.
+/// Downscaling, upscaling and turning of a photograph, and bounding boxes of visible pixels.
 std::vector<Row> MakeRenderingRows();
 /// From sRGB to the profile of MakeWideProfile(), checked against lcms2's floats.
 std::vector<Row> MakeColourRows();
@@ -132,6 +132,25 @@ struct Shares {
     std::vector<std::size_t> starts;
     std::vector<float> weights;
 };
+
+/// From the source to the destination: (x, y) goes to (xx x + xy y + dx, yx x + yy y + dy).
+struct PlaneMap {
+    double xx;
+    double xy;
+    double yx;
+    double yy;
+    double dx;
+    double dy;
+};
+/// The map of a row that turns by 30 degrees about the centres, and scales.
+PlaneMap MakeTurn(double scale, Size from, Size to);
+/// Those rows, and their scales.
+struct TurnRow {
+    const char* name;
+    double scale;
+};
+inline constexpr TurnRow TurnRows[] = {
+    {"Turn", 1}, {"TurnToHalf", 0.5}, {"TurnNearlyWhole", 0.995}};
 
 template <class Sample>
 double GetMaximumDifference(const Sample* got, const Sample* expected, std::size_t count) {

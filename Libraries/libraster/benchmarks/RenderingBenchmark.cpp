@@ -5,6 +5,8 @@
 
 #include "BitmapTransfer.h"
 
+#include <algorithm>
+
 namespace PixelPeers {
 namespace {
 
@@ -34,6 +36,16 @@ bool AddResampling(const char* row, Sampler sampler) {
         static_cast<double>(resampling.target.height) / from.height);
     rendering.sampler = sampler;
     return AddRow(std::move(resampling), RunPipeline(Format::RGBA8, Format::RGBA8, rendering));
+}
+
+bool AddTurns() {
+    return std::ranges::all_of(TurnRows, [](const TurnRow& turn) {
+        Row row = GetRow(turn.name);
+        const PlaneMap map = MakeTurn(turn.scale, row.sizes.front(), row.target);
+        Raster::Rendering rendering;
+        rendering.transform = {map.xx, map.xy, map.yx, map.yy, map.dx, map.dy};
+        return AddRow(std::move(row), RunPipeline(Format::RGBA8, Format::RGBA8, rendering));
+    });
 }
 
 bool AddColours(const char* row, Format format) {
@@ -74,7 +86,7 @@ const bool IsAdded = AddConversion("Copy", Format::RGBAF, Format::RGBAF) &&
                      AddResampling("ReduceBicubic", Sampler::Bicubic) &&
                      AddResampling("ReduceLanczos", Sampler::Lanczos) &&
                      AddResampling("EnlargeBicubic", Sampler::Bicubic) &&
-                     AddResampling("EnlargeLanczos", Sampler::Lanczos) &&
+                     AddResampling("EnlargeLanczos", Sampler::Lanczos) && AddTurns() &&
                      AddBox("AlphaBoxOfNothing") && AddBox("AlphaBoxOfIsland") &&
                      AddBox("AlphaBoxOfAll") && AddColours("ColoursOfRGBA8", Format::RGBA8) &&
                      AddColours("ColoursOfRGBAF", Format::RGBAF);

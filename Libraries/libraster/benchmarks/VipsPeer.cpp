@@ -1,0 +1,55 @@
+#include "PixelRows.h"
+
+#include <vips/vips.h>
+
+#include <algorithm>
+#include <iterator>
+#include <stdexcept>
+
+namespace PixelPeers {
+
+namespace {
+
+/// By vips_affine(), which only looks at the four nearest pixels, however much the picture shrinks.
+Peer Turn(const TurnRow& row) {
+    const double scale = row.scale;
+    return {"libvips", row.name, InPlace([scale](const Task& task) {
+                const PlaneMap map = MakeTurn(scale, task.size, task.target);
+                VipsImage* const source = vips_image_new_from_memory(
+                    task.source.As<void>(), task.source.GetSize(), task.size.width,
+                    task.size.height, 4, VIPS_FORMAT_UCHAR);
+                VipsImage* turned = nullptr;
+                VipsArrayInt* const area =
+                    vips_array_int_newv(4, 0, 0, task.target.width, task.target.height);
+                // Pixels lie at whole coordinates here.
+                const int failed =
+                    vips_affine(source, &turned, map.xx, map.xy, map.yx, map.yy, "oarea", area,
+                                "odx", map.dx + (map.xx + map.xy - 1) / 2, "ody",
+                                map.dy + (map.yx + map.yy - 1) / 2, nullptr);
+                VipsImage* const memory = vips_image_new_from_memory(
+                    task.destination.As<void>(), task.destination.GetSize(), task.target.width,
+                    task.target.height, 4, VIPS_FORMAT_UCHAR);
+                if (failed != 0 || vips_image_write(turned, memory) != 0) {
+                    throw std::runtime_error(vips_error_buffer());
+                }
+                vips_area_unref(VIPS_AREA(area));
+                g_object_unref(memory);
+                g_object_unref(turned);
+                g_object_unref(source);
+            })};
+}
+
+}  // namespace
+
+std::vector<Peer> GetVipsPeers() {
+    if (vips_init("PixelPeers") != 0) {
+        return {};
+    }
+    vips_concurrency_set(GetThreadCount());
+    vips_cache_set_max(0);  // or it would only work once
+    std::vector<Peer> peers;
+    std::ranges::transform(TurnRows, std::back_inserter(peers), Turn);
+    return peers;
+}
+
+}  // namespace PixelPeers
