@@ -22,6 +22,8 @@ if(lacking)
 endif()
 find_path(HWY_HEADERS hwy/highway.h REQUIRED)                 # Raster: formats/Highway.h; its library is not linked
 find_path(OPENCL_HEADERS CL/cl.h REQUIRED)                    # Raster: hardware/, which loads OpenCL when needed
+find_path(TIFF_HEADERS tiffio.h REQUIRED)                      # Raster: codecs/, which loads libtiff and libwebp when needed
+find_path(WEBP_HEADERS webp/demux.h REQUIRED)
 find_program(MSGFMT msgfmt REQUIRED)                          # GNU gettext's, for translations
 find_package(CLI11 REQUIRED)                                  # the programs `learning` and `learning-service`
 find_package(OpenSSL REQUIRED)                                # Server: tls/
@@ -39,6 +41,9 @@ endif()
 add_library(OpenCLHeaders INTERFACE)
 target_include_directories(OpenCLHeaders SYSTEM INTERFACE "${OPENCL_HEADERS}")
 
+add_library(PictureHeaders INTERFACE)
+target_include_directories(PictureHeaders SYSTEM INTERFACE "${TIFF_HEADERS}" "${WEBP_HEADERS}")
+
 if(NOT EXISTS "${ORVANTIS_RUNTIME_DIR}/include/onnxruntime_cxx_api.h")
     message(FATAL_ERROR "The inference runtime is not in ${ORVANTIS_RUNTIME_DIR}: run tools/setup.sh, "
                         "or name its folder with -D ORVANTIS_RUNTIME_DIR=...")
@@ -48,6 +53,11 @@ target_include_directories(ONNXRuntimeHeaders SYSTEM INTERFACE "${ORVANTIS_RUNTI
 target_compile_definitions(ONNXRuntimeHeaders INTERFACE ORT_API_MANUAL_INIT)
 set(ORVANTIS_RUNTIME_LIBRARY "${ORVANTIS_RUNTIME_DIR}/linux/libonnxruntime.so.1")
 
+if(ORVANTIS_DEVELOPER)
+    pkg_check_modules(PictureWriters REQUIRED IMPORTED_TARGET libtiff-4 libwebp)  # make files for tests
+    add_library(PictureWriters INTERFACE)
+    target_link_libraries(PictureWriters INTERFACE PkgConfig::PictureWriters)
+endif()
 if(ORVANTIS_DEVELOPER)
     find_package(GTest REQUIRED)
     # Makes small models for tests, with Debian's python3-onnx: so not any python3 on the search path.

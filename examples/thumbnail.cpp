@@ -1,4 +1,5 @@
-// Makes a small PNG of any JPEG or PNG picture: upright, in sRGB, its long side 256 pixels.
+// Makes a small PNG of a JPEG, PNG, TIFF or WebP picture: upright, in sRGB, 256 pixels on its long
+// side.
 // Usage: thumbnail PICTURE RESULT.png
 
 #include "Kernel/AtomicFileOutStream.h"

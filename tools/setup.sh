@@ -12,8 +12,9 @@ cd "$(dirname "$0")/.."
 
 # compiler, build system and translations
 build="g++ cmake ninja-build ccache gettext git pkg-config"
-# what our libraries and programs stand on: command lines, HTTP, quick deflate, JPEG, PNG, hashes, JSON, TLS, ZIP
-libraries="libcli11-dev libcurl4-openssl-dev libisal-dev libjpeg62-turbo-dev libpng-dev libssl-dev libxxhash-dev libzip-dev nlohmann-json3-dev"
+# what our libraries and programs stand on: command lines, HTTP, quick deflate, JPEG, PNG, TIFF, WebP, hashes, JSON, TLS, ZIP
+libraries="libcli11-dev libcurl4-openssl-dev libisal-dev libjpeg62-turbo-dev libpng-dev libtiff-dev libwebp-dev"
+libraries="$libraries libssl-dev libxxhash-dev libzip-dev nlohmann-json3-dev"
 # pixels: SIMD, colour profiles and transforms, devices
 libraries="$libraries libhwy-dev liblcms2-dev libopencolorio-dev opencl-headers"
 # tests and benchmarks, with a device for kernels that is there on every machine, and a server of HTTP/2

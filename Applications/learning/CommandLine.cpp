@@ -85,7 +85,7 @@ CLI::App* AddCommand(CLI::App& app, const char* name, const char* description,
 void AddPhotoOptions(CLI::App& command, PhotoOptions& options) {
     command
         .add_option("PHOTO", options.photos,
-                    "PNG or JPEG file, or - for the standard input. May be several")
+                    "JPEG, PNG, TIFF or WebP file, or - for the standard input. May be several")
         ->required()
         ->type_name("FILE");
     command
@@ -139,8 +139,8 @@ void AddRunCommand(CLI::App& app, Parsed& parsed) {
                    "run net.onnx --input x=1x2:0.5,1 --output y --output mask:1x1x64x64=mask.png");
     command->add_option("MODEL", parsed.run.model, "ONNX file")->required()->type_name("FILE");
     AddListOption(*command, "--input", parsed.run.inputs, "NAME=SOURCE",
-                  "A .png or .jpg file (grey, RGB or RGBA as the network takes it, 0..1), a .npy "
-                  "file, or SHAPE:VALUES");
+                  "A .png, .jpg, .tif or .webp file (grey, RGB or RGBA as the network takes it, "
+                  "0..1), a .npy file, or SHAPE:VALUES");
     AddListOption(*command, "--output", parsed.run.outputs, "NAME[:SHAPE][=FILE]",
                   "Print a result, or write it to a .npy or .png file. Where the network leaves "
                   "the shape open, name it");

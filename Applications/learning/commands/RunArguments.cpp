@@ -59,9 +59,8 @@ std::vector<Number> ParseNumbers(std::string_view text, char separator,
 Counted<Tensor> ParseInlineTensor(std::string_view text, const std::string& argument) {
     const std::size_t colon = text.find(':');
     if (colon == std::string_view::npos) {
-        throw WrongUse(
-            "%1: a source is a .png, .jpg or .npy file, or SHAPE:VALUES such as 1x2:0.5,1",
-            argument);
+        throw WrongUse("%1: a source is a picture, a .npy file, or SHAPE:VALUES such as 1x2:0.5,1",
+                       argument);
     }
     const std::vector<int> shape = ParseShape(text.substr(0, colon), argument);
     const std::uint64_t count = CheckShape(shape, argument);
@@ -78,7 +77,7 @@ Counted<Tensor> ParseInlineTensor(std::string_view text, const std::string& argu
 
 /// Whether the source of an input is a file or a pipe, which need not be there.
 bool IsFile(const std::string& source) {
-    constexpr std::array Extensions{".npy", ".png", ".jpg", ".jpeg"};
+    constexpr std::array Extensions{".npy", ".png", ".jpg", ".jpeg", ".tif", ".tiff", ".webp"};
     std::error_code error;
     return IsPipe(source) || std::filesystem::is_regular_file(ToPath(source), error) ||
            std::ranges::any_of(Extensions,

@@ -45,9 +45,10 @@ std::string ExplainRefusal(const Source& source, const Raster::DynamicFile& file
         return "it is empty";
     }
     const char* const kind = FindPictureKind(source.GetStart());
-    return kind == nullptr ? file.GetError().c_str()
-                           : std::string("it is ") + kind +
-                                 ", and only PNG and JPEG can be read: convert it to one of them";
+    return kind == nullptr
+               ? file.GetError().c_str()
+               : std::string("it is ") + kind +
+                     ", and only JPEG, PNG, TIFF and WebP can be read: convert it to one of them";
 }
 
 /// A PNG file, which is what results are, has no CMYK.

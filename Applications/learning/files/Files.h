@@ -32,9 +32,9 @@ enum class PhotoUse {
     Colouring,  // it gets a format with colours even if it has none
 };
 
-/// Reads a PNG or JPEG file with the bits a sample and the profile that it has: the result is
-/// RGBA8, RGBA16, GreyA8 or GreyA16, and FindColours() knows its profile. Where that can't be, it
-/// is converted to sRGB, as CMYK is. Throws Failure, which names the file.
+/// Reads a JPEG, PNG, TIFF or WebP file with the bits a sample and the profile that it has: the
+/// result is RGBA8, RGBA16, GreyA8 or GreyA16, and FindColours() knows its profile. Where that
+/// can't be, it is converted to sRGB, as CMYK is. Throws Failure, which names the file.
 Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(Source& source, PhotoUse use = PhotoUse::AsItIs);
 /// The same from what Source::Open() takes.
 Kernel::Counted<Raster::DynamicBitmap> LoadPhoto(const std::string& path,

@@ -17,19 +17,11 @@ struct Kind {
 
 // As libmagic's tables have them.
 constexpr Kind Kinds[]{
-    {0, "GIF8"sv, "a GIF picture"},
-    {0, "II*\0"sv, "a TIFF or raw picture"},
-    {0, "MM\0*"sv, "a TIFF or raw picture"},
-    {8, "WEBP"sv, "a WebP picture"},
-    {4, "ftypavif"sv, "an AVIF picture"},
-    {4, "ftyphei"sv, "a HEIC picture"},
-    {4, "ftyphevc"sv, "a HEIC picture"},
-    {4, "ftypmif1"sv, "a HEIC picture"},
-    {0, "BM"sv, "a BMP picture"},
-    {0, "8BPS"sv, "a Photoshop picture"},
-    {0, "\xFF\x0A"sv, "a JPEG XL picture"},
-    {4, "JXL "sv, "a JPEG XL picture"},
-    {4, "jP  "sv, "a JPEG 2000 picture"},
+    {0, "GIF8"sv, "a GIF picture"},       {4, "ftypavif"sv, "an AVIF picture"},
+    {4, "ftyphei"sv, "a HEIC picture"},   {4, "ftyphevc"sv, "a HEIC picture"},
+    {4, "ftypmif1"sv, "a HEIC picture"},  {0, "BM"sv, "a BMP picture"},
+    {0, "8BPS"sv, "a Photoshop picture"}, {0, "\xFF\x0A"sv, "a JPEG XL picture"},
+    {4, "JXL "sv, "a JPEG XL picture"},   {4, "jP  "sv, "a JPEG 2000 picture"},
     {0, "%PDF"sv, "a PDF document"},
 };
 

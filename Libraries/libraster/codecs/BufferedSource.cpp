@@ -36,6 +36,10 @@ bool BufferedSource::Read(std::span<std::byte> target) {
     return true;
 }
 
+Kernel::SeekableInStream* BufferedSource::FindSeekable() const noexcept {
+    return dynamic_cast<Kernel::SeekableInStream*>(&m_stream);
+}
+
 std::span<const std::byte> BufferedSource::GetUnread() {
     if (m_next == m_end) {
         m_next = 0;

@@ -27,6 +27,11 @@ public:
     /// Fills `target`; false if the stream ends before that.
     [[nodiscard]] bool Read(std::span<std::byte> target);
 
+    /// The stream, if it has random access, or null: for decoders that call nothing else.
+    Kernel::SeekableInStream* FindSeekable() const noexcept;
+    /// How many bytes of the stream PeekStart() has read.
+    std::size_t GetPeekedSize() const noexcept { return m_end; }
+
 private:
     std::span<const std::byte> GetUnread();
 

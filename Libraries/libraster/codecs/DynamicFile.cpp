@@ -9,6 +9,8 @@
 #include "codecs/PNGDecoder.h"
 #include "codecs/RowTarget.h"
 #include "codecs/ScaledRows.h"
+#include "codecs/TIFFDecoder.h"
+#include "codecs/WebPDecoder.h"
 
 #include <algorithm>
 #include <memory>
@@ -96,14 +98,20 @@ private:
     }
 
     static std::unique_ptr<Decoder> MakeDecoder(BufferedSource& source) {
-        const std::span<const std::byte> start = source.PeekStart(8);
+        const std::span<const std::byte> start = source.PeekStart(12);
         if (IsPNG(start)) {
             return MakePNGDecoder(source);
         }
         if (IsJPEG(start)) {
             return MakeJPEGDecoder(source);
         }
-        throw CodecException("the data is neither a PNG nor a JPEG picture");
+        if (IsTIFF(start)) {
+            return MakeTIFFDecoder(source);
+        }
+        if (IsWebP(start)) {
+            return MakeWebPDecoder(source);
+        }
+        throw CodecException("the data is no JPEG, PNG, TIFF or WebP picture");
     }
 
     void CheckUnread() const {

@@ -33,13 +33,7 @@ private:
 
 }  // namespace
 
-Orientation FindOrientation(std::span<const std::byte> exif) noexcept {
-    constexpr std::uint32_t LittleEndianMark = 0x4949;
-    constexpr std::uint32_t BigEndianMark = 0x4D4D;
-    constexpr std::uint32_t Magic = 42;
-    constexpr std::uint64_t EntrySize = 12;
-    constexpr std::uint32_t OrientationTag = 0x0112;
-    constexpr std::uint32_t ShortType = 3;
+Orientation MakeOrientation(std::uint32_t number) noexcept {
     constexpr std::array<Orientation, 9> Orientations{{
         {},
         {},
@@ -51,6 +45,16 @@ Orientation FindOrientation(std::span<const std::byte> exif) noexcept {
         {true, true, true},
         {true, false, true},
     }};
+    return number < Orientations.size() ? Orientations[number] : Orientation{};
+}
+
+Orientation FindOrientation(std::span<const std::byte> exif) noexcept {
+    constexpr std::uint32_t LittleEndianMark = 0x4949;
+    constexpr std::uint32_t BigEndianMark = 0x4D4D;
+    constexpr std::uint32_t Magic = 42;
+    constexpr std::uint64_t EntrySize = 12;
+    constexpr std::uint32_t OrientationTag = 0x0112;
+    constexpr std::uint32_t ShortType = 3;
 
     const TiffNumbers numbers(exif);
     const std::uint32_t mark = numbers.Get16(0);
@@ -61,8 +65,7 @@ Orientation FindOrientation(std::span<const std::byte> exif) noexcept {
     const std::uint64_t end = directory + 2 + numbers.Get16(directory) * EntrySize;
     for (std::uint64_t entry = directory + 2; entry < end; entry += EntrySize) {
         if (numbers.Get16(entry) == OrientationTag && numbers.Get16(entry + 2) == ShortType) {
-            const std::uint32_t value = numbers.Get16(entry + 8);
-            return value < Orientations.size() ? Orientations[value] : Orientation{};
+            return MakeOrientation(numbers.Get16(entry + 8));
         }
     }
     return {};

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <span>
 
 namespace Raster {
@@ -15,6 +16,9 @@ struct Orientation {
 
     friend bool operator==(const Orientation&, const Orientation&) = default;
 };
+
+/// The orientation of that number, 1 to 8; upright for others.
+Orientation MakeOrientation(std::uint32_t number) noexcept;
 
 /// The orientation in Exif data, which begin with the header of a TIFF file. Upright if the data
 /// are damaged or have no such tag.

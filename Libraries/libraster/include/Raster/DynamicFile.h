@@ -11,13 +11,18 @@
 
 namespace Raster {
 
-/// A PNG or JPEG file of any kind: grey, palette, RGB, CMYK, 8 or 16 bits a sample, interlaced or
-/// progressive. The stream is read in small pieces, in order; bytes beyond the picture may be read
-/// as well.
+/// A PNG, JPEG, TIFF or WebP file of any kind: grey, palette, RGB, CMYK, 8 or 16 bits a sample,
+/// interlaced or progressive; of a TIFF file the first picture, also of floats; no animation. The
+/// stream is read in small pieces, in order; bytes beyond the picture may be read as well. Only of
+/// TIFF a stream with random access is read where its parts lie; from others the whole file is held
+/// in memory, up to a gigabyte, as that of WebP always is.
 ///
-/// Sizes and pixels are upright: the Exif orientation (Exif 2.32, tag Orientation) is applied, if
-/// it comes before the pixels. Files are untrusted: what exceeds the memory budget is refused
-/// before memory is allocated for it, and a truncated file is an error.
+/// TIFF and WebP are read by libraries of the system that are opened when they are first needed; a
+/// missing one is an error that names it.
+///
+/// Sizes and pixels are upright: the orientation (Exif 2.32, tag Orientation) is applied, in PNG
+/// and JPEG if it comes before the pixels. Files are untrusted: what exceeds the memory budget is
+/// refused before memory is allocated for it, and a truncated file is an error.
 class RASTER_API DynamicFile {
 public:
     /// How the pixels will be read, which decides what memory that takes: by ReadPixels(), their
@@ -48,8 +53,8 @@ public:
 
     int GetWidth() const noexcept;
     int GetHeight() const noexcept;
-    /// The bitmap format that holds the pixels without loss: RGBA8, RGBA16, GreyA8, GreyA16 or
-    /// CMYKA8.
+    /// The bitmap format that holds the pixels without loss: RGBA8, RGBA16, RGBAF, GreyA8, GreyA16
+    /// or CMYKA8. Inks of 16 bits are rounded to 8.
     Format GetFormat() const noexcept;
     /// The profile in the file; empty if there is none, or it is damaged or of another colour
     /// space. A PNG's sRGB chunk counts as a profile; its chunks gAMA and cHRM are ignored.

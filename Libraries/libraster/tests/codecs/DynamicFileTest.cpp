@@ -89,6 +89,36 @@ std::string Insert(std::string file, const char* chunk, int segment, const std::
                                             MakeNumber(data.size() + 2, 2) + data);
 }
 
+bool IsJPEG(const std::string& file) {
+    return file[0] == '\xFF';
+}
+
+bool IsWebP(const std::string& file) {
+    return file[0] == 'R';
+}
+
+/// With an orientation, which TIFF samples have as 1.
+std::string Turn(std::string file, std::size_t turn) {
+    const bool isBigEndian =
+        IsPNG(file) || IsJPEG(file) || IsWebP(file) ? turn % 3 != 0 : file[0] == 'M';
+    const std::string tag = isBigEndian ? "\1\x12\0\3\0\0\0\1"s : "\x12\1\3\0\1\0\0\0"s;
+    const std::string value = MakeNumber(isBigEndian ? turn : turn << 8, 2);
+    const std::string exif =
+        (isBigEndian ? "MM\0*\0\0\0\x8\0\1"s : "II*\0\x8\0\0\0\1\0"s) + tag + value;
+    if (IsWebP(file)) {
+        const std::string name = turn % 2 == 0 ? "Exif\0\0"s : "";
+        return ExtendWebP(file, "", MakeWebPChunk("EXIF", name + exif), 0x18);
+    }
+    if (IsPNG(file) || IsJPEG(file)) {
+        return Insert(file, "eXIf", 0xE1, (IsPNG(file) ? ""s : "Exif\0\0"s) + exif);
+    }
+    const bool isBig = file[2] == '+' || file[3] == '+';  // it counts by 64 bits
+    const std::string big =
+        isBigEndian ? "\1\x12\0\3\0\0\0\0\0\0\0\1"s : "\x12\1\3\0\1\0\0\0\0\0\0\0"s;
+    const std::string& found = isBig ? big : tag;
+    return file.replace(file.find(found) + found.size(), 2, value);
+}
+
 /// Sets `abort` whenever it is read, at `start` or behind it.
 struct AbortingStream : FrailStream {
     using FrailStream::FrailStream;
@@ -142,12 +172,11 @@ class EveryKind : public testing::TestWithParam<SampleFile> {};
 TEST_P(EveryKind, ArrivesAsRGBA) {
     const auto picture = Read(GetParam().bytes);
     const std::vector<int>& expected = GetParam().expected;
-    const int loss = IsPNG(GetParam().bytes) || GetParam().format == Format::GreyA8 ? 0 : 1;
     for (std::size_t i = 0; i < expected.size(); ++i) {
         const std::byte* pixel =
             picture->GetHostView().At(0, static_cast<int>(i / 4) / SampleWidth);
         const int sample = std::to_integer<int>(pixel[i % (4 * SampleWidth)]);
-        ASSERT_NEAR(sample, expected[i], loss) << i;
+        ASSERT_NEAR(sample, expected[i], GetParam().loss) << i;
     }
 }
 
@@ -160,8 +189,7 @@ TEST_P(EveryKind, IsConvertedAndTurnedUprightAsItComes) {
     for (std::size_t turn = 1; turn <= 8; ++turn) {
         DynamicBitmap plain(SampleWidth, SampleHeight, formats[turn % 4]);
         Pipeline<DynamicBitmap, DynamicBitmap>::Run(plain, *stored, nullptr, plain.GetBounds());
-        const auto upright =
-            Read(Insert(file, "eXIf", 0xE1, MakeExif(IsPNG(file), turn)), plain.GetFormat());
+        const auto upright = Read(Turn(file, turn), plain.GetFormat());
         const int width = turn < 5 ? SampleWidth : SampleHeight;
         ASSERT_EQ(upright->GetBounds(), (Rect{0, 0, width, SampleWidth + SampleHeight - width}));
         for (int i = 0; i < SampleWidth * SampleHeight; ++i) {
@@ -208,7 +236,7 @@ TEST_P(EveryKind, IsRefusedWhereverItIsCut) {
         FrailStream stream(file, size);
         EXPECT_THROW(ReadPicture(stream), Kernel::IoException) << size << " of " << file.size();
     }
-    if (!IsPNG(file)) {
+    if (IsJPEG(file)) {
         file.replace(file.find("\xFF\xDA") + 16, 2, "\xFF\xD9");  // the marker EOI
         EXPECT_NE(GetReasonOfRefusal(file), "none");
     }
@@ -237,10 +265,11 @@ TEST_P(EveryKind, IsReadOnceUnlessAborted) {
         DynamicBitmap high(SampleWidth, SampleHeight + more);
         EXPECT_FALSE(file.ReadPixels(wide) || file.ReadPixels(high));
     }
-    stream.abort = false;  // until more is read
+    stream.abort = IsWebP(GetParam().bytes);  // of others, more is read
     EXPECT_FALSE(file.ReadPixels(bitmap, &stream.abort));
     EXPECT_EQ(file.GetError(), "the reading was aborted");
-    EXPECT_LT(stream.GetPosition(), stream.GetSize());
+    EXPECT_TRUE(stream.GetPosition() < stream.GetSize() || GetParam().name.starts_with("TIFF") ||
+                IsWebP(GetParam().bytes));
     EXPECT_FALSE(file.ReadPixels(bitmap));
 }
 

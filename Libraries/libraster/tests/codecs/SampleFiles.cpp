@@ -87,6 +87,7 @@ SampleFile MakeJPEG(const char* name, Format format, J_COLOR_SPACE space, Scans 
                     bool isAdobe) {
     SampleFile file{name, format,
                     space == JCS_GRAYSCALE ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_RGB};
+    file.loss = format == Format::GreyA8 ? 0 : 1;
     jpeg_compress_struct info{};
     jpeg_error_mgr errors{};
     info.err = jpeg_std_error(&errors);
@@ -137,11 +138,9 @@ SampleFile MakeJPEG(const char* name, Format format, J_COLOR_SPACE space, Scans 
     return file;
 }
 
-}  // namespace
-
-const std::vector<SampleFile>& GetSampleFiles() {
+std::vector<SampleFile> MakeSampleFiles() {
     using enum Format;
-    static const std::vector<SampleFile> Files{
+    std::vector<SampleFile> files{
         MakePNG("GreyOfOneBit", GreyA8, PNG_COLOR_TYPE_GRAY, 1),
         MakePNG("Grey", GreyA8, PNG_COLOR_TYPE_GRAY, 8),
         MakePNG("GreyOf16Bits", GreyA16, PNG_COLOR_TYPE_GRAY, 16, true),
@@ -160,6 +159,24 @@ const std::vector<SampleFile>& GetSampleFiles() {
         MakeJPEG("JPEGInksInverted", CMYKA8, JCS_CMYK, Scans::One, true),
         MakeJPEG("JPEGInksTransformed", CMYKA8, JCS_YCCK, Scans::Progressive, true),
     };
+    AppendTIFFs(files);
+    AppendWebPs(files);
+    return files;
+}
+
+}  // namespace
+
+int FindColourType(const std::vector<int>& rgba) {
+    int type = PNG_COLOR_TYPE_GRAY;
+    for (std::size_t i = 0; i < rgba.size(); i += 4) {
+        type |= rgba[i] != rgba[i + 1] || rgba[i] != rgba[i + 2] ? PNG_COLOR_MASK_COLOR : 0;
+        type |= rgba[i + 3] != 255 ? PNG_COLOR_MASK_ALPHA : 0;
+    }
+    return type;
+}
+
+const std::vector<SampleFile>& GetSampleFiles() {
+    static const std::vector<SampleFile> Files = MakeSampleFiles();
     return Files;
 }
 

@@ -1,4 +1,4 @@
-// Small PNG and JPEG files of every kind, made in memory by the codecs' own libraries.
+// Small picture files of every kind, made in memory by the codecs' own libraries.
 
 #pragma once
 
@@ -18,7 +18,8 @@ struct SampleFile {
     Format format;                // of the bitmap that holds it without loss
     int colourType;               // the smallest lossless colour type of PNG for the RGBA picture
     std::string bytes{};          // of the file
-    std::vector<int> expected{};  // RGBA; decoded JPEG in colours is up to 1 off
+    std::vector<int> expected{};  // RGBA
+    int loss = 0;                 // how much decoded samples may be off
 };
 
 inline constexpr int SampleWidth = 13;
@@ -29,6 +30,24 @@ const std::vector<SampleFile>& GetSampleFiles();
 
 /// The samples of a PNG file by libpng alone, in the byte order of this machine.
 std::vector<std::byte> ReadSamplesByLibpng(std::span<const std::byte> file);
+
+/// Those of one kind, each appended to `files`.
+void AppendTIFFs(std::vector<SampleFile>& files);
+void AppendWebPs(std::vector<SampleFile>& files);
+
+/// A grey gradient of the sample's size, without alpha: `bits` a sample; of 3 or more `colours`,
+/// the first in all of them. JPEG is stored as YCbCr.
+SampleFile MakeTIFF(int compression, int bits, int colours);
+
+/// Which of PNG's colour types those pixels need.
+int FindColourType(const std::vector<int>& rgba);
+
+/// A chunk of a WebP file, whose name has four letters, and a file of chunks.
+std::string MakeWebPChunk(const std::string& name, const std::string& data);
+std::string MakeWebP(const std::string& chunks);
+/// The WebP sample `file` with further chunks around its pixels, and flags that tell of them.
+std::string ExtendWebP(const std::string& file, const std::string& before, const std::string& after,
+                       char flags);
 
 /// Reads few bytes at a time, and throws if more than `capacity` bytes are read or written.
 class FrailStream : public Kernel::MemoryInOutStream {
