@@ -53,7 +53,7 @@ target_include_directories(ONNXRuntimeHeaders SYSTEM INTERFACE "${ORVANTIS_RUNTI
 target_compile_definitions(ONNXRuntimeHeaders INTERFACE ORT_API_MANUAL_INIT)
 set(ORVANTIS_RUNTIME_LIBRARY "${ORVANTIS_RUNTIME_DIR}/linux/libonnxruntime.so.1")
 
-if(ORVANTIS_DEVELOPER)
+if(ORVANTIS_DEVELOPER OR ORVANTIS_FUZZERS)
     pkg_check_modules(PictureWriters REQUIRED IMPORTED_TARGET libtiff-4 libwebp)  # make files for tests
     add_library(PictureWriters INTERFACE)
     target_link_libraries(PictureWriters INTERFACE PkgConfig::PictureWriters)

@@ -167,6 +167,16 @@ function(orvantis_benchmarks name)
     endif()
 endfunction()
 
+# orvantis_fuzzer(<name> SOURCES <files> [LINK <targets>])
+# A program of libFuzzer's, for the preset fuzz.
+function(orvantis_fuzzer name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE ${arg_LINK})
+    orvantis_common_options(${name})
+    target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+endfunction()
+
 # orvantis_translation(<language> <file>)
 # Compiles the translations in a .po file of GNU gettext to a catalogue, which is installed. Its path is in
 # the property CATALOGUE of the target Translation_<language>.

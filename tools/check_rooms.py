@@ -72,7 +72,7 @@ def is_test(path):
 
 
 def is_product(path):
-    return not is_test(path) and "/benchmarks/" not in path
+    return not is_test(path) and not re.search("/(benchmarks|fuzzers)/", path)
 
 
 def check_test_header_names(paths):

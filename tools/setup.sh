@@ -4,6 +4,7 @@
 # When nothing is missing it takes a moment only, so the other scripts call it first.
 # Usage: tools/setup.sh [OPTION...]
 #   --peers        also install what the benchmarks compare with
+#   --fuzzers      also install what tools/fuzz.sh builds with
 #   --reserve MB   begin only if this much disk is left for what is to be built
 set -eu
 cd "$(dirname "$0")/.."
@@ -25,6 +26,8 @@ checks="clang-format-14 clang-tidy-14 shellcheck doxygen"
 fetching="ca-certificates zip unzip python3 python3-numpy python3-onnx"
 # what the pixel benchmarks compare with; large, so only with --peers
 peers=
+# clang with libFuzzer, only with --fuzzers
+fuzzers=
 command -v npm > /dev/null || fetching="$fetching nodejs npm"
 
 apt_archives=/var/cache/apt/archives-for-orvantis
@@ -32,8 +35,9 @@ reserve=0
 while [ $# -gt 0 ]; do
     case $1 in
         --peers) peers="libopencv-dev libbabl-dev libturbojpeg0-dev libvips-dev" ;;
+        --fuzzers) fuzzers="clang-14 libclang-rt-14-dev" ;;
         --reserve) reserve=${2:?"--reserve takes a number"} && shift ;;
-        *) die "usage: tools/setup.sh [--peers] [--reserve MB]" ;;
+        *) die "usage: tools/setup.sh [--peers] [--fuzzers] [--reserve MB]" ;;
     esac
     shift
 done
@@ -145,7 +149,7 @@ began=$(date +%s) count=0 fetch_mb=0 disk_mb=0 removed=
 plan_fetching
 # The lists are split into words on purpose.
 # shellcheck disable=SC2086
-missing=$(missing_packages $build $libraries $tests $checks $fetching $peers)
+missing=$(missing_packages $build $libraries $tests $checks $fetching $peers $fuzzers)
 if [ -n "$missing" ]; then
     become_root
     apt_log=$(mktemp)
