@@ -412,9 +412,12 @@ public:
         m_fileSamples = reader.GetSamples();
         const Format format = m_samples.GetLayout().format;
         const auto profile = m_file.GetArray<std::uint32_t, std::byte>(TIFFTAG_ICCPROFILE);
-        return {static_cast<int>(width), static_cast<int>(height), format,
+        return {static_cast<int>(width),
+                static_cast<int>(height),
+                format,
                 MakeOrientation(m_file.Get<std::uint16_t>(TIFFTAG_ORIENTATION)),
-                KeepFitting(ICCProfile::CreateFromBytes(profile), format)};
+                KeepFitting(ICCProfile::CreateFromBytes(profile), format),
+                GetHeldSize()};
     }
 
     int Start(const bool* abort) override {
@@ -449,6 +452,17 @@ private:
         std::uint16_t sample = 0;
         std::unique_ptr<std::byte[]> samples;  // of a row or a tile
     };
+
+    /// Of tiles a whole row is kept, as they are stored and as pixels.
+    std::uint64_t GetHeldSize() const {
+        if (m_tiff.TIFFIsTiled(m_file.GetHandle()) == 0) {
+            return 0;
+        }
+        const std::uint64_t rows =
+            std::min<std::uint64_t>(m_file.Get<std::uint32_t>(TIFFTAG_TILELENGTH), m_height);
+        return m_tiff.TIFFTileSize64(m_file.GetHandle()) * m_samples.GetPlaneCount() +
+               rows * m_width * GetPixelSize();
+    }
 
     std::size_t GetPixelSize() const {
         return GetPixelFormat(m_samples.GetLayout().format).GetPixelSize();

@@ -96,8 +96,12 @@ public:
         }
         m_width = static_cast<int>(width);
         m_height = static_cast<int>(height);
-        return {m_width, m_height, Format::RGBA8, ReadOrientation(),
-                KeepFitting(ICCProfile::CreateFromBytes(FindChunk("ICCP")), Format::RGBA8)};
+        return {m_width,
+                m_height,
+                Format::RGBA8,
+                ReadOrientation(),
+                KeepFitting(ICCProfile::CreateFromBytes(FindChunk("ICCP")), Format::RGBA8),
+                m_file.size() + std::uint64_t{4} * width * height};  // the decoder has all of it
     }
 
     int Start(const bool* abort) override {

@@ -120,7 +120,7 @@ TEST_F(Pipes, AreNotNeededForManyPhotos) {
     EXPECT_EQ(some.code, 1);
     EXPECT_EQ(some.out,
               "wrote " + At("deep/down/photo.png") + "\nwrote " + At("deep/down/other.png") + '\n');
-    EXPECT_THAT(some.err, AllOf(HasSubstr("letter.jpg: the data is neither"),
+    EXPECT_THAT(some.err, AllOf(HasSubstr("letter.jpg: the data is no JPEG"),
                                 EndsWith("learning: 1 of 3 photos failed\n")));
     EXPECT_THAT(Support::GetNames(At("deep/down")), ElementsAre("other.png", "photo.png"));
 

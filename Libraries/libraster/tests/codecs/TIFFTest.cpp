@@ -141,7 +141,7 @@ TEST(TIFF, IsRefusedSilentlyWithAReasonForWhatCannotBeRead) {
         {SetTag(grey, TIFFTAG_SUBFILETYPE, FILETYPE_REDUCEDIMAGE), "preview"},
         {SetTag(colours, TIFFTAG_SAMPLESPERPIXEL, 65, 3), "TIFF"},
         {SetTag(tiles, TIFFTAG_TILEWIDTH, 1 << 28), "the size of a tile"},
-        {SetTag(tiles, TIFFTAG_TILELENGTH, 1 << 30), "the size of a tile"},
+        {SetTag(tiles, TIFFTAG_TILELENGTH, 1 << 30), "too large"},
         {SetTag(tiles, TIFFTAG_TILEWIDTH, 0), "TIFF"},
         {SetTag(tiles, TIFFTAG_TILEOFFSETS, 0xFFFFFFF0), "TIFF"},
         {SetTag(tiles, TIFFTAG_TILEBYTECOUNTS, 0xFFFFFFFF), "TIFF"},
