@@ -86,7 +86,7 @@ public:
             SetCompression(options.GetCompressionLevel());
             SetHead(options.GetProfile());
         });
-        CompressQuickly(options.GetCompressionLevel());
+        CompressQuickly(options.GetCompressionLevel(), abort);
     }
 
 private:
@@ -122,13 +122,16 @@ private:
     }
 
     /// Takes the compressing from libpng if the build has a coder for that level.
-    void CompressQuickly(int level) {
+    void CompressQuickly(int level, const bool* abort) {
         const std::size_t size = static_cast<std::size_t>(GetWidth()) * m_channels.GetCount() *
                                  GetTargetFormat().sampleSize;
         if (level >= 1 && level <= QuickDeflater::LastLevel) {
-            m_compressed = ZlibOutput::Create(
-                level, (size + 1) * static_cast<std::uint64_t>(GetHeight()),
-                [this](std::span<const std::byte> piece) { WriteChunk("IDAT", piece); });
+            m_compressed =
+                ZlibOutput::Create(level, (size + 1) * static_cast<std::uint64_t>(GetHeight()),
+                                   [this, abort](std::span<const std::byte> piece) {
+                                       CheckWriteAbort(abort);  // as several pieces come at a time
+                                       WriteChunk("IDAT", piece);
+                                   });
         }
         if (m_compressed) {
             m_row.resize(size);
