@@ -103,9 +103,6 @@ void ParseHead(std::string_view head, Request& request) {
 
 }  // namespace
 
-RequestReader::RequestReader(Transport& transport, std::size_t maxHeadSize, std::size_t maxBodySize)
-    : m_transport(transport), m_maxHeadSize(maxHeadSize), m_maxBodySize(maxBodySize) {}
-
 void RequestReader::Read(Request& request) {
     if (m_buffer.empty()) {
         ReceiveMore();
@@ -125,10 +122,10 @@ void RequestReader::ReadStarted(Request& request) {
     if (!IsToken(m_buffer.substr(0, 1))) {
         throw BadRequest(400, "this is no request of HTTP");
     }
-    const std::string head = ReadUntil("\r\n\r\n", m_maxHeadSize);
+    const std::string head = ReadUntil("\r\n\r\n", m_limits.maxHeadSize);
     Request parsed = request;
     ParseHead(head, parsed);
-    parsed.body = ReadBody(parsed.headers);
+    parsed.body = ReadBody(parsed);
     request = std::move(parsed);
 }
 
@@ -175,12 +172,13 @@ std::string RequestReader::ReadCount(std::size_t count) {
     while (m_buffer.size() < count) {
         ReceiveMore();
     }
-    std::string text = m_buffer.substr(0, count);
-    m_buffer.erase(0, count);
-    return text;
+    std::string rest = m_buffer.substr(count);
+    m_buffer.resize(count);
+    return std::exchange(m_buffer, std::move(rest));  // a large body is not copied
 }
 
-std::string RequestReader::ReadBody(const Headers& headers) {
+std::string RequestReader::ReadBody(const Request& head) {
+    const Headers& headers = head.headers;
     const auto count = [&headers](std::string_view name) {
         return std::ranges::count_if(
             headers, [name](const auto& field) { return EqualsIgnoringCase(field.first, name); });
@@ -195,17 +193,19 @@ std::string RequestReader::ReadBody(const Headers& headers) {
         throw BadRequest(501, "the only transfer coding is 'chunked'");
     }
     const std::size_t size = length != nullptr ? ParseSize(*length, 10) : 0;
-    if (size > m_maxBodySize) {
+    const std::size_t maxSize = m_limits.getMaxBodySize(head);
+    if (size > maxSize) {
         throw BadRequest(413, "the body is too long");
     }
+    m_limits.makeRoom(coding != nullptr ? maxSize : size);
     const std::string* const expected = FindHeader(headers, "Expect");
     if (expected != nullptr && EqualsIgnoringCase(*expected, "100-continue")) {
         m_transport.Send("HTTP/1.1 100 Continue\r\n\r\n");
     }
-    return coding != nullptr ? ReadChunks() : ReadCount(size);
+    return coding != nullptr ? ReadChunks(maxSize) : ReadCount(size);
 }
 
-std::string RequestReader::ReadChunks() {
+std::string RequestReader::ReadChunks(std::size_t maxSize) {
     std::string body;
     for (;;) {
         const std::string line = ReadUntil(LineEnd, MaxLineSize);
@@ -213,7 +213,7 @@ std::string RequestReader::ReadChunks() {
         if (size == 0) {
             break;
         }
-        if (size > m_maxBodySize - body.size()) {
+        if (size > maxSize - body.size()) {
             throw BadRequest(413, "the body is too long");
         }
         body += ReadCount(size);
@@ -222,9 +222,9 @@ std::string RequestReader::ReadChunks() {
         }
     }
     std::size_t trailers = 0;
-    for (std::string line; !(line = ReadUntil(LineEnd, m_maxHeadSize)).empty();) {
+    for (std::string line; !(line = ReadUntil(LineEnd, m_limits.maxHeadSize)).empty();) {
         trailers += line.size() + LineEnd.size();
-        if (trailers > m_maxHeadSize) {
+        if (trailers > m_limits.maxHeadSize) {
             throw BadRequest(431, "the trailers are too long");
         }
     }

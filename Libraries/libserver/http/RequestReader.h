@@ -7,8 +7,10 @@
 #include "sockets/Transport.h"
 
 #include <cstddef>
+#include <functional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace Server {
 
@@ -22,13 +24,24 @@ private:
     int m_status;
 };
 
+/// What a reader takes.
+struct RequestLimits {
+    std::size_t maxHeadSize;
+    /// How large the body may be that follows this head.
+    std::function<std::size_t(const Request& head)> getMaxBodySize;
+    /// Is called before a body of up to so many bytes is read; may wait, and throw.
+    std::function<void(std::size_t size)> makeRoom;
+};
+
 /// Reads the requests of one connection and checks all of each.
 class RequestReader {
 public:
-    RequestReader(Transport& transport, std::size_t maxHeadSize, std::size_t maxBodySize);
+    RequestReader(Transport& transport, RequestLimits limits)
+        : m_transport(transport), m_limits(std::move(limits)) {}
 
     /// Fills method, target, headers, body and, as the client wants it, isLast. Throws BadRequest,
-    /// with 408 for a client that is too slow once it has begun, and ConnectionLost.
+    /// with 408 for a client that is too slow once it has begun, ConnectionLost, and what the
+    /// functions of the limits throw.
     void Read(Request& request);
 
     /// Waits for a further request; false if the client leaves, or stays silent, without one.
@@ -39,12 +52,11 @@ private:
     void ReceiveMore();
     std::string ReadUntil(std::string_view end, std::size_t maxSize);
     std::string ReadCount(std::size_t count);
-    std::string ReadBody(const Headers& headers);
-    std::string ReadChunks();
+    std::string ReadBody(const Request& head);
+    std::string ReadChunks(std::size_t maxSize);
 
     Transport& m_transport;
-    std::size_t m_maxHeadSize;
-    std::size_t m_maxBodySize;
+    RequestLimits m_limits;
     std::string m_buffer;  // received and not used yet
 };
 

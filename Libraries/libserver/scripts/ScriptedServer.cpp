@@ -5,9 +5,11 @@
 #include "sockets/Listener.h"
 #include "tls/TlsTransport.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 namespace Server {
 
@@ -25,6 +27,7 @@ struct Connection {
     std::optional<TlsTransport> tls;
     std::optional<RequestReader> reader;  // once the server may listen
     int requestCount = 0;
+    std::size_t room = 0;  // taken for the body of the request
 
     Transport& GetTransport() { return tls ? static_cast<Transport&>(*tls) : *socket; }
     void Close() {
@@ -52,6 +55,9 @@ struct ScriptedServer::State {
     void Observe(const Exchange& exchange) const noexcept;
     bool Converse(Connection& connection, Exchange& exchange);
     std::optional<Script> Begin(Connection& connection, Exchange& exchange);
+    RequestLimits GetLimits(Connection& connection);
+    void MakeRoom(Connection& connection, std::size_t size);
+    void GiveRoomBack(Connection& connection) noexcept;
     void Tunnel(Socket& socket, int number);
     Ending PlayScript(ScriptPlayer& player, const Script& script, Exchange& exchange) const;
     Script Answer(Connection& connection, Exchange& exchange);
@@ -65,12 +71,14 @@ struct ScriptedServer::State {
 
     mutable std::mutex mutex;  // of all below
     mutable std::condition_variable requestCame;
+    std::condition_variable roomCame;  // or the end
     std::vector<std::thread> threads;
     std::size_t idleThreads = 0;
     bool isStopping = false;
     int connectionCount = 0;
     std::size_t requestCount = 0;
     std::vector<Request> requests;
+    std::size_t bodiesSize = 0;  // for which there is room taken
 };
 
 void ScriptedServer::State::Start() {
@@ -82,6 +90,7 @@ void ScriptedServer::State::Stop() {
     {
         const std::lock_guard lock(mutex);
         isStopping = true;  // no thread is added from here on
+        roomCame.notify_all();
     }
     listener.Stop();
     for (std::thread& thread : threads) {
@@ -118,7 +127,7 @@ void ScriptedServer::State::Work() {
 }
 
 void ScriptedServer::State::Serve(std::unique_ptr<Socket> socket, int number) noexcept {
-    Connection connection{std::move(socket), {}, {}, 0};
+    Connection connection{std::move(socket), {}, {}, 0, 0};
     bool isKept = false;
     do {
         Exchange exchange;
@@ -138,6 +147,8 @@ void ScriptedServer::State::Serve(std::unique_ptr<Socket> socket, int number) no
         }
         exchange.duration = SteadyClock::now() - start;
         Observe(exchange);
+        exchange.request.body = {};
+        GiveRoomBack(connection);
     } while (isKept && AwaitNext(connection));
 }
 
@@ -173,7 +184,9 @@ bool ScriptedServer::State::Converse(Connection& connection, Exchange& exchange)
 void ScriptedServer::State::Tunnel(Socket& socket, int number) {
     Request request;
     request.connection = number;
-    RequestReader(socket, options.maxHeadSize, options.maxBodySize).Read(request);
+    const RequestLimits limits{options.maxHeadSize, [](const Request&) { return std::size_t{0}; },
+                               [](std::size_t) {}};
+    RequestReader(socket, limits).Read(request);
     Record(request);
     socket.Send(FormatHead(200, {}));
 }
@@ -197,8 +210,45 @@ std::optional<Script> ScriptedServer::State::Begin(Connection& connection, Excha
             return ReplyInWords(400, mistake.what());
         }
     }
-    connection.reader.emplace(connection.GetTransport(), options.maxHeadSize, options.maxBodySize);
+    connection.reader.emplace(connection.GetTransport(), GetLimits(connection));
     return {};
+}
+
+RequestLimits ScriptedServer::State::GetLimits(Connection& connection) {
+    return {options.maxHeadSize,
+            [this](const Request& head) {
+                return options.bodyLimit ? options.bodyLimit(head) : options.maxBodySize;
+            },
+            [this, &connection](std::size_t size) { MakeRoom(connection, size); }};
+}
+
+/// Waits until there is room for a body, which the client sends meanwhile as far as its system
+/// takes it.
+void ScriptedServer::State::MakeRoom(Connection& connection, std::size_t size) {
+    constexpr std::size_t SmallSize = std::size_t{64} << 10;
+    if (size <= SmallSize) {
+        return;
+    }
+    const auto hasRoom = [&] {
+        const std::size_t rest =
+            options.maxBodiesSize - std::min(bodiesSize, options.maxBodiesSize);
+        return bodiesSize == 0 || size <= rest;
+    };
+    std::unique_lock lock(mutex);
+    roomCame.wait_for(lock, options.requestTime / 2, [&] { return hasRoom() || isStopping; });
+    if (!hasRoom()) {
+        throw BadRequest(503, "there are too many large requests; try again later");
+    }
+    bodiesSize += size;
+    connection.room = size;
+}
+
+void ScriptedServer::State::GiveRoomBack(Connection& connection) noexcept {
+    if (connection.room > 0) {
+        const std::lock_guard lock(mutex);
+        bodiesSize -= std::exchange(connection.room, 0);
+        roomCame.notify_all();
+    }
 }
 
 Ending ScriptedServer::State::PlayScript(ScriptPlayer& player, const Script& script,

@@ -37,10 +37,10 @@ struct Exchange {
 ///     Fetch("http://127.0.0.1:" + std::to_string(server.GetPort()) + "/");
 ///     EXPECT_EQ(server.GetRequests().at(0).method, "GET");
 ///
-/// A request that can't be read is answered with 400, 408 (too slow), 413 (body too long) or 431
-/// (head too long), one that asks for it (`Expect`) with 100 first. Scripts keep connections as
-/// they like; Request::isLast tells when they should not, also because too few threads are left.
-/// Time is real time, whatever clock the process uses elsewhere.
+/// A request that can't be read is answered with 400, 408 (too slow), 413 (body too long), 431
+/// (head too long) or 503 (too many large bodies), one that asks for it (`Expect`) with 100 first.
+/// Scripts keep connections as they like; Request::isLast tells when they should not, also because
+/// too few threads are left. Time is real time, whatever clock the process uses elsewhere.
 ///
 /// Threads: any may call. Each connection has a thread to itself, on which the functions given here
 /// are called: they may run at the same time, and must not destroy the server.
@@ -67,6 +67,11 @@ public:
         std::size_t maxConnections = 1024;  // each has a thread, and more have to wait
         std::size_t maxHeadSize = std::size_t{64} << 10;
         std::size_t maxBodySize = std::size_t{64} << 20;
+        /// How large the body may be that follows this head; none: as maxBodySize says.
+        std::function<std::size_t(const Request& head)> bodyLimit;
+        /// Of all bodies above 64 KiB that are in memory. Those of further requests are not read
+        /// until there is room, for a while: then the answer is 503. One alone may be larger.
+        std::size_t maxBodiesSize = std::size_t{256} << 20;
         std::size_t maxRecorded = 10'000;        // requests that GetRequests() keeps
         std::chrono::milliseconds idle{30'000};  // how long a client may neither send nor take
         /// How long a client may take for a whole request, with TLS before it.

@@ -65,6 +65,33 @@ TEST(ScriptedServer, GreetsBeforeAnyRequestOrHandshake) {
     EXPECT_EQ(closed.seen, Seen::End);
 }
 
+TEST(ScriptedServer, ReadsNoMoreLargeBodiesAtATimeThanItHasRoomFor) {
+    ScriptedServer::Options options;
+    options.requestTime = seconds(1);
+    options.maxBodiesSize = 250'000;
+    options.bodyLimit = [](const Request& head) { return head.target == "/small" ? 9U : 300'000U; };
+    const TestServer server(Reply(200), options);
+    const auto send = [&](const std::string& target, std::size_t size) {
+        const FileDescriptor client = Support::Connect(server.GetPort());
+        Support::SendText(client, "PUT " + target + " HTTP/1.1\r\nExpect: 100-continue\r\n" +
+                                      "Content-Length: " + std::to_string(size) + "\r\n\r\n");
+        Support::SendText(client, std::string(size, 'x'));
+        return Support::ReceiveAll(client).text;
+    };
+    const char* const continues = "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200 ";
+    EXPECT_THAT(send("/small", 10), StartsWith("HTTP/1.1 413 "));
+    EXPECT_THAT(send("/small", 9), StartsWith(continues));
+    EXPECT_THAT(send("/", 300'001), StartsWith("HTTP/1.1 413 "));
+    EXPECT_THAT(send("/", 300'000), StartsWith(continues));  // alone
+    FileDescriptor slow = Support::Connect(server.GetPort());
+    Support::SendText(slow, "PUT / HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n1\r\n");
+    std::this_thread::sleep_for(milliseconds(100));
+    EXPECT_THAT(send("/", 60'000), StartsWith(continues));
+    EXPECT_THAT(send("/", 100'000), StartsWith("HTTP/1.1 503 "));
+    slow.Close();
+    EXPECT_THAT(send("/", 100'000), StartsWith(continues));
+}
+
 TEST(ScriptedServer, ReadsAndRecordsRequests) {
     const TestServer server(Reply(200));
     EXPECT_FALSE(server.WaitForRequests(1, milliseconds(1)));
