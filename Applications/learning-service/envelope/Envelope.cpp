@@ -5,16 +5,12 @@
 
 #include "envelope/Refusal.h"
 
-#include <algorithm>
-#include <iterator>
-#include <mutex>
+#include <limits>
 #include <optional>
 
 namespace Service {
 
 namespace {
-
-constexpr const char* BuildKey = "client_build";
 
 void CheckHead(const Server::Request& request) {
     if (request.method != "POST") {
@@ -26,8 +22,35 @@ void CheckHead(const Server::Request& request) {
     }
 }
 
+/// Whether there are more values than in any request. They take tens of times the memory of their
+/// text, if it is made for that.
+bool HasTooManyValues(std::string_view text) {
+    constexpr int Max = 64;
+    int count = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '"') {
+            do {
+                i = text.find('"', i + 1);
+            } while (i != std::string_view::npos && text[i - 1] == '\\' &&
+                     (i - text.find_last_not_of('\\', i - 1)) % 2 == 0);
+            if (i == std::string_view::npos) {
+                return false;
+            }
+        } else if (text[i] == ',' || text[i] == '[' || text[i] == '{') {
+            ++count;
+        }
+        if (count > Max) {
+            return true;
+        }
+    }
+    return false;
+}
+
 Kernel::Json::Value ParseBody(const std::string& body) {
     constexpr int MaxDepth = 16;
+    if (HasTooManyValues(body)) {
+        throw Refusal(400, "the body has too many members, or nests too deeply");
+    }
     std::optional<Kernel::Json::Value> value = Kernel::Json::Parse(body, MaxDepth);
     if (!value) {
         throw Refusal(400, "the body is not well-formed JSON in UTF-8, or nests too deeply");
@@ -38,61 +61,89 @@ Kernel::Json::Value ParseBody(const std::string& body) {
     return std::move(*value);
 }
 
-std::string TakeText(const Kernel::Json::Value& object, const std::string& key) {
-    const auto member = object.find(key);
+bool IsInteger(const Kernel::Json::Value& value) {
+    constexpr std::uint64_t Max = std::numeric_limits<std::int64_t>::max();
+    return value.is_number_integer() &&
+           (!value.is_number_unsigned() || value.get<std::uint64_t>() <= Max);
+}
+
+/// The value if it is of that kind.
+std::optional<Envelope::Member> ReadMember(const Kernel::Json::Value& value,
+                                           MemberRule::Kind kind) {
+    using Kind = MemberRule::Kind;
+    if (kind == Kind::Text && value.is_string()) {
+        return std::string(std::string_view(value.get_ref<const Kernel::Json::String&>()));
+    }
+    if (kind == Kind::Integer && IsInteger(value)) {
+        return value.get<std::int64_t>();
+    }
+    if (kind == Kind::Number && value.is_number()) {
+        return value.get<double>();
+    }
+    if (kind == Kind::Flag && value.is_boolean()) {
+        return value.get<bool>();
+    }
+    return {};
+}
+
+void TakeMember(Kernel::Json::Value& object, const MemberRule& rule, Envelope& envelope) {
+    constexpr const char* Names[] = {"text", "integer", "number", "boolean"};
+    const auto member = object.find(rule.key);
     if (member == object.end()) {
-        throw Refusal(400, "the member \"" + key + "\" is missing");
-    }
-    if (!member->is_string()) {
-        throw Refusal(400, "the member \"" + key + "\" is no text");
-    }
-    return std::string(std::string_view(member->get_ref<const Kernel::Json::String&>()));
-}
-
-void CheckBuild(const Kernel::Json::Value& object) {
-    const auto build = object.find(BuildKey);
-    if (build == object.end() || !build->is_number_integer()) {
-        throw Refusal(400, std::string("the member \"") + BuildKey + "\" is missing or no integer");
-    }
-}
-
-void CheckKeys(const Kernel::Json::Value& object, const Envelope& known) {
-    constexpr std::size_t MaxShown = 64;
-    for (const auto& member : object.items()) {
-        const std::string_view key = member.key();
-        if (key != BuildKey && !known.texts.contains(key)) {
-            throw Refusal(400, std::string("this operation has no member \"") +
-                                   Kernel::MakePrintable(key.substr(0, MaxShown)).c_str() + '"');
+        if (rule.isOptional) {
+            return;
         }
+        throw Refusal(400, std::string("the member \"") + rule.key + "\" is missing");
+    }
+    std::optional<Envelope::Member> value = ReadMember(*member, rule.kind);
+    if (!value) {
+        throw Refusal(400, std::string("the member \"") + rule.key + "\" is no " +
+                               Names[static_cast<int>(rule.kind)]);
+    }
+    envelope.members.emplace(rule.key, std::move(*value));
+    object.erase(member);  // which may be large
+}
+
+/// Refuses what is left when all members have been taken.
+void CheckRest(const Kernel::Json::Value& object) {
+    constexpr std::size_t MaxShown = 64;
+    if (!object.empty()) {
+        const auto first = object.begin();
+        const std::string_view key = first.key();
+        throw Refusal(400, std::string("this operation has no member \"") +
+                               Kernel::MakePrintable(key.substr(0, MaxShown)).c_str() + '"');
     }
 }
 
-Envelope Read(const std::string& body, const std::vector<std::string>& keys) {
-    const Kernel::Json::Value object = ParseBody(body);
-    CheckBuild(object);
-    Envelope envelope;
-    for (const char* const key : CredentialKeys) {
-        envelope.texts.emplace(key, TakeText(object, key));
+/// The address of the service as the client has it; empty if its Host is missing or none.
+std::string GetOrigin(const Server::Request& request) {
+    constexpr std::string_view Allowed =
+        "0123456789-._:[]ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+    constexpr std::size_t MaxSize = 260;
+    const std::string* const host = Server::FindHeader(request.headers, "Host");
+    if (host == nullptr || host->empty() || host->size() > MaxSize ||
+        host->find_first_not_of(Allowed) != std::string::npos) {
+        return {};
     }
-    for (const std::string& key : keys) {
-        envelope.texts.emplace(key, TakeText(object, key));
-    }
-    CheckKeys(object, envelope);
-    return envelope;
+    return (request.isOverTls ? "https://" : "http://") + *host;
 }
 
 }  // namespace
 
-Envelope ReadEnvelope(const Server::Request& request, const std::vector<std::string>& keys) {
-    constexpr std::size_t LargeSize = std::size_t{64} << 10;
+Envelope ReadEnvelope(const Server::Request& request, const std::vector<MemberRule>& rules) {
     CheckHead(request);
-    if (request.body.size() <= LargeSize) {
-        return Read(request.body, keys);
+    Kernel::Json::Value object = ParseBody(request.body);
+    Envelope envelope;
+    envelope.origin = GetOrigin(request);
+    TakeMember(object, {"client_build", MemberRule::Kind::Integer}, envelope);
+    for (const char* const key : CredentialKeys) {
+        TakeMember(object, {key}, envelope);
     }
-    // A value takes tens of times the memory of its text: large ones, one after the other.
-    static std::mutex mutex;
-    const std::lock_guard lock(mutex);
-    return Read(request.body, keys);
+    for (const MemberRule& rule : rules) {
+        TakeMember(object, rule, envelope);
+    }
+    CheckRest(object);
+    return envelope;
 }
 
 }  // namespace Service

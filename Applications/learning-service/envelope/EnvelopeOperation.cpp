@@ -1,13 +1,16 @@
 #include "envelope/EnvelopeOperation.h"
 
+#include "Kernel/Json.h"
+
 #include "envelope/Refusal.h"
+#include "envelope/Rejection.h"
 
 namespace Service {
 
 Response EnvelopeOperation::Handle(const Server::Request& request,
                                    const std::string& /*path*/) const {
     try {
-        const Envelope envelope = ReadEnvelope(request, m_keys);
+        const Envelope envelope = ReadEnvelope(request, m_rules);
         if (!m_credentials.Admit(envelope)) {
             // RFC 9110 wants the header; these credentials travel in the body.
             throw Refusal(401, "the credentials are not those of this service",
@@ -16,6 +19,8 @@ Response EnvelopeOperation::Handle(const Server::Request& request,
         return Answer(envelope);
     } catch (const Refusal& refusal) {
         return refusal.ToResponse();
+    } catch (const Rejection& rejection) {
+        return AnswerJson({{"error", rejection.what()}});
     }
 }
 
@@ -23,6 +28,12 @@ Response AnswerText(std::string text) {
     return {200,
             {{"Content-Type", "text/plain; charset=utf-8"}, {"Cache-Control", "no-store"}},
             std::move(text)};
+}
+
+Response AnswerJson(const Kernel::Json::Value& value) {
+    return {200,
+            {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}},
+            Kernel::Json::ToString(value).c_str()};
 }
 
 Response MissingOperation::Handle(const Server::Request& /*request*/,

@@ -286,7 +286,9 @@ void Faults::Apply(Answer& answer) const {
     const std::string_view target = answer.target;
     const std::string path(target.substr(0, target.find('?')));  // faults may change the target
     const auto isMeant = [&path](const Fault& fault) {
-        return fault.path.empty() || fault.path == path;
+        return fault.path.ends_with('*')
+                   ? path.starts_with(std::string_view(fault.path).substr(0, fault.path.size() - 1))
+                   : fault.path.empty() || fault.path == path;
     };
     if (std::ranges::any_of(m_faults, isMeant)) {
         // What is wrong with a body would run into the next answer.

@@ -19,8 +19,8 @@ struct FaultKind;
 class Faults {
 public:
     /// Adds "NAME" or "NAME=VALUE", or one of them after "/PATH:" for requests of that path alone,
-    /// which is compared as it comes, without its query. Throws std::runtime_error if there is no
-    /// such fault.
+    /// which is compared as it comes, without its query; "/PATH*:" is for all that begin so. Throws
+    /// std::runtime_error if there is no such fault.
     void Add(std::string_view text);
     /// Adds what the file at `path` says, a fault a line; blank lines and those that start with "#"
     /// say nothing, nor does a file that is not there. Throws std::runtime_error, which names the

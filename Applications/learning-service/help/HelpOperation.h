@@ -12,7 +12,8 @@ namespace Service {
 class HelpOperation : public EnvelopeOperation {
 public:
     HelpOperation(const Credentials& credentials, Conversations& conversations)
-        : EnvelopeOperation({"prompt", "session"}, credentials), m_conversations(conversations) {}
+        : EnvelopeOperation({{"prompt"}, {"session"}}, credentials),
+          m_conversations(conversations) {}
 
 private:
     Response Answer(const Envelope& envelope) const override;

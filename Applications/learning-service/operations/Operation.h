@@ -6,6 +6,7 @@
 
 #include "operations/Response.h"
 
+#include <cstddef>
 #include <string>
 
 namespace Service {
@@ -20,6 +21,9 @@ public:
     /// `path` is the part of the target after the one that the operation is mounted at, without
     /// query, its escapes decoded: any bytes but control characters. What is thrown becomes a 500.
     virtual Response Handle(const Server::Request& request, const std::string& path) const = 0;
+
+    /// The most bytes that the body of a request may have.
+    virtual std::size_t GetBodyLimit() const noexcept { return std::size_t{1} << 20; }
 };
 
 }  // namespace Service

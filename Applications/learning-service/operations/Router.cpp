@@ -52,17 +52,29 @@ void Router::Mount(std::string path, std::unique_ptr<Operation> operation) {
                              [](const Entry& entry) { return entry.path.size(); });
 }
 
+const Router::Entry* Router::Find(const std::string& path) const {
+    const auto entry = std::ranges::find_if(m_entries, [&path](const Entry& mounted) {
+        return mounted.path.ends_with('/') ? path.starts_with(mounted.path) : path == mounted.path;
+    });
+    return entry != m_entries.end() ? &*entry : nullptr;
+}
+
 Response Router::Route(const Server::Request& request) const {
     const std::optional<std::string> path = GetPath(request.target);
     if (!path) {
         return Refuse(400, "the target of the request is not a path");
     }
-    for (const Entry& entry : m_entries) {
-        if (entry.path.ends_with('/') ? path->starts_with(entry.path) : *path == entry.path) {
-            return entry.operation->Handle(request, path->substr(entry.path.size()));
-        }
+    const Entry* const entry = Find(*path);
+    if (entry == nullptr) {
+        return Refuse(404, "there is nothing at this path");
     }
-    return Refuse(404, "there is nothing at this path");
+    return entry->operation->Handle(request, path->substr(entry->path.size()));
+}
+
+std::size_t Router::GetBodyLimit(const Server::Request& head) const {
+    const std::optional<std::string> path = GetPath(head.target);
+    const Entry* const entry = path ? Find(*path) : nullptr;
+    return entry != nullptr ? entry->operation->GetBodyLimit() : 0;
 }
 
 }  // namespace Service

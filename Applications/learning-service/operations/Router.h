@@ -22,11 +22,16 @@ public:
     /// for a target that is not well formed, 404 if nothing fits.
     Response Route(const Server::Request& request) const;
 
+    /// That of the operation which the request with this head is for; 0 if there is none.
+    std::size_t GetBodyLimit(const Server::Request& head) const;
+
 private:
     struct Entry {
         std::string path;
         std::unique_ptr<Operation> operation;
     };
+    const Entry* Find(const std::string& path) const;
+
     std::vector<Entry> m_entries;
 };
 

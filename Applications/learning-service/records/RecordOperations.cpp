@@ -59,7 +59,7 @@ Response ReportIssueOperation::Answer(const Envelope& envelope) const {
 
 HintsOperation::HintsOperation(const Credentials& credentials, Conversations& conversations,
                                const RecordBook& records)
-    : EnvelopeOperation({"prompt", "session"}, credentials),
+    : EnvelopeOperation({{"prompt"}, {"session"}}, credentials),
       m_conversations(conversations),
       m_records(records) {
     for (const std::string_view hint : CommandHints) {

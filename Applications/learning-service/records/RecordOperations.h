@@ -12,7 +12,7 @@ namespace Service {
 class RecordHintOperation : public EnvelopeOperation {
 public:
     RecordHintOperation(const Credentials& credentials, RecordBook& records)
-        : EnvelopeOperation({"hint"}, credentials), m_records(records) {}
+        : EnvelopeOperation({{"hint"}}, credentials), m_records(records) {}
 
 private:
     Response Answer(const Envelope& envelope) const override;
@@ -24,7 +24,7 @@ private:
 class ReportIssueOperation : public EnvelopeOperation {
 public:
     ReportIssueOperation(const Credentials& credentials, RecordBook& records)
-        : EnvelopeOperation({"issue", "code"}, credentials), m_records(records) {}
+        : EnvelopeOperation({{"issue"}, {"code"}}, credentials), m_records(records) {}
 
 private:
     Response Answer(const Envelope& envelope) const override;

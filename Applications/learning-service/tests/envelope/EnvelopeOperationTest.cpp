@@ -13,7 +13,7 @@ using Testing::MakePost;
 
 class Echo : public EnvelopeOperation {
 public:
-    explicit Echo(const Credentials& credentials) : EnvelopeOperation({"text"}, credentials) {}
+    explicit Echo(const Credentials& credentials) : EnvelopeOperation({{"text"}}, credentials) {}
 
 private:
     Response Answer(const Envelope& envelope) const override {
@@ -57,7 +57,11 @@ TEST(EnvelopeOperation, SaysInOneLineWhatIsWrongWithABody) {
         {good + std::string(1, '\0'), "not well-formed"},
         {"{\"text\":\"\xFF\"}", "not well-formed"},
         {"{\"text\":1e999}", "not well-formed"},
-        {std::string(500'000, '['), "not well-formed"},
+        {std::string(20, '['), "not well-formed"},
+        {std::string(500'000, '['), "too many members"},
+        {"{\"text\":[" + std::string(64, ',') + "1]}", "too many members"},
+        {MakeEnvelope({{"text", std::string(99, ',') + "\\\\\""}, {"x", 1}}), "no member \"x\""},
+        {"{\"text\":\"" + std::string(99, '['), "not well-formed"},
         {"[]", "no JSON object"},
         {"null", "no JSON object"},
         {"{}", "\"client_build\""},

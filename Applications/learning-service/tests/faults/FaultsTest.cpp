@@ -55,6 +55,7 @@ TEST(Faults, ShowOnTheWire) {
         {{"body="}, Start + "Connection: close\r\nContent-Length: 0\r\n\r\n"},
         {{"/x:truncate=4", "/y:reset=0", "/:reset=0"}, Plain + "0123"},
         {{"/x:truncate=4", "/x:truncate=5", "truncate=1"}, Plain + "01234"},
+        {{"/*:truncate=1", "/x*:truncate=4", "/xy*:reset=0", "/x/*:reset=0"}, Plain + "0123"},
         {{"no-length"}, NoLength + "0123456789"},
         {{"chunked"}, Chunked + "a\r\n0123456789\r\n0\r\n\r\n"},
         {{"broken-chunk"}, Chunked + "a\r\n0123456789\r\nnot a size\r\n"},
