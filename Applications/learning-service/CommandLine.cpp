@@ -76,6 +76,24 @@ void AddInferenceOptions(CLI::App& app, Settings& settings) {
         ->type_name("FILE");
 }
 
+void AddPictureOptions(CLI::App& app, Settings& settings) {
+    constexpr int MaxPending = 3'600'000;
+    app.add_option_function<int>(
+           "--pending",
+           [&settings](int count) { settings.pending = std::chrono::milliseconds(count); },
+           "How long pictures are said not to be done yet, in milliseconds; 0 for not at all. "
+           "Default: " +
+               std::to_string(settings.pending.count()))
+        ->check(CLI::Range(0, MaxPending))
+        ->type_name("MS");
+    app.add_option("--picture-side", settings.side,
+                   "Side of square pictures that are made from words, in pixels; others have as "
+                   "many. Default: " +
+                       std::to_string(settings.side))
+        ->check(CLI::Range(16, 2048))
+        ->type_name("N");
+}
+
 void AddTlsOptions(CLI::App& app, Settings& settings) {
     CLI::Option* const https =
         app.add_option("--https-port", settings.httpsPort, "Port for https; none without this")
@@ -143,12 +161,19 @@ void AddLimits(CLI::App& app, Limits& limits) {
     AddSeconds(app, "--keep-alive", limits.keepAlive, 0,
                "How long a connection is kept for another request; 0 for not at all");
     AddCount(app, "--max-requests", limits.requests, "Requests on one connection");
+    AddSeconds(app, "--keep-results", limits.results, Least,
+               "How long the results of orders for pictures can be fetched");
+    AddCount(app, "--max-jobs", limits.jobs,
+             "Orders that are kept, and as many uploads; older ones go first, and within two "
+             "minutes none");
+    AddCount(app, "--max-storage", limits.storage, "MiB for what orders keep, and for uploads");
 }
 
 void AddOptions(CLI::App& app, Settings& settings) {
     AddServerOptions(app, settings);
     AddTlsOptions(app, settings);
     AddInferenceOptions(app, settings);
+    AddPictureOptions(app, settings);
     AddLimits(app, settings.limits);
     app.add_option("--fault", settings.faults, "Do this wrong (see below); may be repeated")
         ->check(CheckFault)
@@ -165,10 +190,12 @@ void AddOptions(CLI::App& app, Settings& settings) {
     app.set_version_flag("--version", "learning-service " ORVANTIS_VERSION);
     app.footer(
         "Faults, in the order in which they are applied:\n" + GetFaultHelp() +
-        "A fault after /PATH: is for requests of that path alone.\n"
+        "A fault after /PATH: is for requests of that path alone, after /PATH*: of all that begin "
+        "so.\n"
         "Examples: learning-service --packages packages --fault drip=100000 --fault corrupt=5000\n"
         "          learning-service --packages packages --fault /v1/textToHelp:status=503\n"
-        "          learning-service --packages packages --fault error=CREDITS_COOLDOWN:90");
+        "          learning-service --packages packages --fault error=CREDITS_COOLDOWN:90\n"
+        "          learning-service --packages packages --fault '/v1/results/*:truncate=9000'");
 }
 
 /// What is served besides packages, and what a client needs for it.
@@ -290,7 +317,8 @@ int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
         Wishes& wishes) {
     Settings settings;
     CLI::App app(
-        "Serve model packages, a catalogue of models and help on this machine, well or badly.",
+        "Serve model packages, a catalogue of models, help and pictures on this machine, well or "
+        "badly.",
         "learning-service");
     AddOptions(app, settings);
     try {

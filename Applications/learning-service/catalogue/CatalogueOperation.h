@@ -17,9 +17,10 @@ public:
 
     Response Handle(const Server::Request& request, const std::string& path) const override;
 
-private:
+    /// The document as it is now. Throws Kernel::IoException.
     std::string Read() const;
 
+private:
     std::string m_file;
 };
 

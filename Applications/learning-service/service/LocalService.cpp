@@ -3,6 +3,12 @@
 #include "catalogue/CatalogueOperation.h"
 #include "envelope/EnvelopeOperation.h"
 #include "help/HelpOperation.h"
+#include "images/ImageEdit.h"
+#include "images/ObjectReplacement.h"
+#include "images/PollGeneration.h"
+#include "images/RemoveBackground.h"
+#include "images/ResultFiles.h"
+#include "images/TextToImage.h"
 #include "packages/PackageOperation.h"
 #include "records/RecordOperations.h"
 #include "service/Addresses.h"
@@ -19,12 +25,19 @@ Server::ScriptedServer::Options ToOptions(const Limits& limits) {
     };
     Server::ScriptedServer::Options options;
     options.maxConnections = static_cast<std::size_t>(limits.connections);
-    options.maxBodySize = std::size_t{1} << 20;
     options.idle = round(limits.stall);
     options.requestTime = round(limits.request);
     options.keepTime = round(limits.keepAlive);
     options.maxRequests = limits.keepAlive.count() > 0 ? limits.requests : 1;
     return options;
+}
+
+ShelfLimits ToShelfLimits(const Limits& limits) {
+    ShelfLimits shelf;
+    shelf.count = static_cast<std::size_t>(limits.jobs);
+    shelf.size = static_cast<std::size_t>(limits.storage) << 20;
+    shelf.age = std::chrono::ceil<std::chrono::milliseconds>(limits.results);
+    return shelf;
 }
 
 }  // namespace
@@ -36,6 +49,14 @@ LocalService::LocalService(const Settings& settings, RequestLog& log,
       m_credentials(settings.credentials.empty() ? Credentials()
                                                  : Credentials(settings.credentials)),
       m_records(settings.records),
+      m_models(settings.catalogue),
+      m_studio{settings.pending,
+               settings.side,
+               GetOperationsPath(),
+               [&log](const std::string& line) { log.WriteEvent(line); },
+               Shelf<Job>(ToShelfLimits(settings.limits)),
+               Shelf<Upload>(ToShelfLimits(settings.limits)),
+               {}},
       m_faultFile(settings.faultFile) {
     for (const std::string& fault : settings.faults) {
         m_faults.Add(fault);
@@ -51,10 +72,14 @@ LocalService::LocalService(const Settings& settings, RequestLog& log,
     m_http = Serve(settings, settings.port, {});
 }
 
+LocalService::~LocalService() {
+    m_studio.bench.Close();  // nobody waits for pictures any more
+}
+
 void LocalService::MountOperations(const Settings& settings) {
     std::vector<OtherPath> paths;
-    const auto mount = [&](std::string path, std::unique_ptr<Operation> operation,
-                           const char* purpose) {
+    const Mount mount = [&](std::string path, std::unique_ptr<Operation> operation,
+                            const char* purpose) {
         m_router.Mount(path, std::move(operation));
         paths.push_back({std::move(path), purpose});
     };
@@ -70,10 +95,36 @@ void LocalService::MountOperations(const Settings& settings) {
           "takes a hint");
     mount(folder + "reportMCPIssue",
           std::make_unique<ReportIssueOperation>(m_credentials, m_records), "takes an issue");
+    MountPictures(mount);
     if (folder != "/") {
         m_router.Mount(folder, std::make_unique<MissingOperation>());
     }
     m_router.Mount("/", std::make_unique<PackageOperation>(settings.packages, std::move(paths)));
+}
+
+void LocalService::MountPictures(const Mount& mount) {
+    const std::string& folder = m_studio.folder;
+    mount(folder + "textToImageAsync",
+          std::make_unique<TextToImageOperation>(m_credentials, m_models, m_studio),
+          "takes an order for pictures from words");
+    mount(folder + "imageEdit",
+          std::make_unique<ImageEditOperation>(m_credentials, m_models, m_studio),
+          "takes a picture to change");
+    mount(folder + "imageObjectReplacementAsync",
+          std::make_unique<ObjectReplacementOperation>(m_credentials, m_studio),
+          "takes a picture in which to replace a thing");
+    mount(folder + "pollGeneration",
+          std::make_unique<PollGenerationOperation>(m_credentials, m_studio),
+          "tells where the pictures of those three are");
+    mount(folder + "removeBackgroundInit",
+          std::make_unique<RemoveBackgroundInitOperation>(m_credentials, m_studio),
+          "gives an address for a picture to cut out");
+    mount(folder + "removeBackgroundComplete",
+          std::make_unique<RemoveBackgroundCompleteOperation>(m_credentials, m_studio),
+          "cuts it out");
+    mount(folder + UploadFolder, std::make_unique<UploadOperation>(m_studio), "takes it (PUT)");
+    mount(folder + ResultFolder, std::make_unique<ResultOperation>(m_studio),
+          "has the results (GET)");
 }
 
 std::unique_ptr<Server::ScriptedServer> LocalService::Serve(
@@ -87,6 +138,8 @@ std::unique_ptr<Server::ScriptedServer> LocalService::Serve(
     options.identity = std::move(identity);
     options.greeting = [this](int) { return Greet(); };
     options.observer = [this](const Server::Exchange& exchange) { Observe(exchange); };
+    options.bodyLimit = [this](const Server::Request& head) { return m_router.GetBodyLimit(head); };
+    options.maxBodiesSize = std::size_t{128} << 20;
     options.maxRecorded = 0;
     return std::make_unique<Server::ScriptedServer>(
         std::move(options), [this](const Server::Request& request) { return Answer(request); });

@@ -5,9 +5,11 @@
 #include "Server/CertificateAuthority.h"
 #include "Server/ScriptedServer.h"
 
+#include "catalogue/ServedModels.h"
 #include "envelope/Credentials.h"
 #include "faults/Faults.h"
 #include "help/Conversations.h"
+#include "jobs/Job.h"
 #include "operations/Router.h"
 #include "records/RecordBook.h"
 #include "service/Addresses.h"
@@ -31,6 +33,9 @@ struct Limits {
     Seconds stall{30};       // in which a client takes nothing of an answer
     Seconds keepAlive{5};    // until the next request of a connection; 0 for none
     int requests = 1000;     // on one connection
+    Seconds results{3600};   // how long they can be fetched
+    int jobs = 10'000;       // that are kept, and as many uploads
+    int storage = 256;       // MiB for jobs, and as much for uploads
 };
 
 /// What the command line says.
@@ -49,6 +54,8 @@ struct Settings {
     std::string faultFile;
     std::string logFile;  // empty: the log goes to standard output
     bool isForOneRequest = false;
+    std::chrono::milliseconds pending{4000};  // until pictures are done
+    int side = 1024;                          // of square pictures that are made from words
     Limits limits;
 };
 
@@ -58,6 +65,9 @@ public:
     /// Logs to `log`; calls `onRequest` after each request. Throws what is derived from
     /// std::runtime_error if a port can't be bound or a file not be read or written.
     LocalService(const Settings& settings, RequestLog& log, std::function<void()> onRequest);
+    LocalService(const LocalService&) = delete;
+    LocalService& operator=(const LocalService&) = delete;
+    ~LocalService();
 
     /// Where it speaks http, for example "127.0.0.1:8080".
     std::vector<std::string> GetAddresses() const { return m_http->GetAddresses(); }
@@ -66,7 +76,11 @@ public:
     std::string GetHttpsAddress() const { return m_https ? m_https->GetAddresses().front() : ""; }
 
 private:
+    using Mount = std::function<void(std::string path, std::unique_ptr<Operation> operation,
+                                     const char* purpose)>;
+
     void MountOperations(const Settings& settings);
+    void MountPictures(const Mount& mount);
     std::unique_ptr<Server::ScriptedServer> Serve(const Settings& settings, int port,
                                                   std::optional<Server::Identity> identity);
     Server::Script Answer(const Server::Request& request) const;
@@ -79,6 +93,8 @@ private:
     Credentials m_credentials;
     Conversations m_conversations;
     RecordBook m_records;
+    ServedModels m_models;
+    Studio m_studio;
     Router m_router;
     Faults m_faults;
     std::string m_faultFile;

@@ -221,7 +221,8 @@ TEST_F(Program, KeepsTheSecretsOfItsClients) {
     EXPECT_THAT(ask("reportMCPIssue", {{"issue", "canary-token"}, {"code", "E"}}),
                 HasSubstr(" 200 "));
     EXPECT_THAT(ask("reportMCPIssue", {{"issue", 1}, {"code", "E"}}), HasSubstr(" 400 "));
-    EXPECT_THAT(ask("textToImageAsync", {}), HasSubstr(" 404 "));
+    EXPECT_THAT(ask("textToNothing", {}), HasSubstr(" 404 "));
+    EXPECT_THAT(ask("textToImageAsync", {{"prompt", "canary-token"}}), HasSubstr(" 400 "));
     EXPECT_THAT(Support::Exchange(port,
                                   "POST /v1/textToHelp HTTP/1.1\r\nContent-Type: "
                                   "application/json\r\nContent-Length: 1048577\r\n\r\n")
@@ -252,6 +253,82 @@ TEST_F(Program, HelpsAThousandClientsAtATime) {
     for (const Server::FileDescriptor& client : clients) {
         EXPECT_THAT(Support::ReceiveAll(client).text, HasSubstr("\r\n\r\nSharpening"));
     }
+}
+
+/// An order for a small picture.
+Kernel::Json::Value MakeOrder(const std::string& prompt) {
+    return {{"model", "tidewell"},   {"aspect", 0},
+            {"prompt", prompt},      {"negativeprompt", ""},
+            {"enhanceprompt", "NO"}, {"style", "5453a998-1cc8-4bc2-9638-dc953f2a62aa"},
+            {"num_images", 1}};
+}
+
+/// The text after `start` in `text`, up to the next quotation mark.
+std::string FindValue(const std::string& text, const std::string& start) {
+    const std::size_t at = text.find(start);
+    EXPECT_NE(at, std::string::npos) << text;
+    return at == std::string::npos
+               ? ""
+               : text.substr(at + start.size(),
+                             text.find('"', at + start.size()) - at - start.size());
+}
+
+TEST_F(Program, DrawsWhatIsOrderedUnderTheNameOfItsClients) {
+    const std::string faults = m_folder.Write("faults", "");
+    const ServiceProgram program(
+        m_folder, {"--pending", "300", "--picture-side", "32", "--fault-file", faults});
+    const int port = program.GetPort();
+    const std::string line = " HTTP/1.1\r\nHost: inference.example:77\r\n";
+    const auto ask = [&](const char* operation, const Kernel::Json::Value& members) {
+        std::string request = MakeRequest(operation, members);
+        request.replace(request.find(" HTTP/1.1\r\n"), 11, line);
+        return Support::Exchange(port, request).text;
+    };
+    const std::string job =
+        FindValue(ask("textToImageAsync", MakeOrder("a canary")), "\"generation_id\":\"");
+    const Kernel::Json::Value poll{{"generation_id", job + ":0"}};
+    EXPECT_THAT(ask("pollGeneration", poll), HasSubstr("\r\n\r\n{\"status\":\"PENDING\"}"));
+    std::string answer;
+    EXPECT_TRUE(Await([&] {
+        return (answer = ask("pollGeneration", poll))
+                   .find("http://inference.example:77/v1/results/") != std::string::npos;
+    }));
+    const std::string path = FindValue(answer, "http://inference.example:77");
+    const auto fetch = [&] {
+        return Support::Exchange(
+                   port, "GET " + path + " HTTP/1.0\r\nContent-Type: application/jpeg\r\n\r\n")
+            .text;
+    };
+    EXPECT_THAT(fetch(), testing::AllOf(StartsWith("HTTP/1.1 200 "), HasSubstr("image/jpeg"),
+                                        HasSubstr("\r\n\r\n\xFF\xD8\xFF")));
+    m_folder.Write("faults", "/v1/pollGeneration:status=503\n/v1/results/*:error=GONE\n");
+    EXPECT_THAT(ask("pollGeneration", poll), StartsWith("HTTP/1.1 503 "));
+    EXPECT_THAT(fetch(), HasSubstr("{\"error\":\"GONE\"}"));
+    EXPECT_TRUE(Await([&] { return ReadFile("out").find(" GET " + path) != std::string::npos; }));
+    EXPECT_THAT(ReadFile("out"),
+                HasSubstr(" accepted textToImageAsync, job " + job + ", pictures: 1\n"));
+    EXPECT_EQ(ReadFile("out").find("canary"), std::string::npos);
+}
+
+TEST_F(Program, TakesNoMoreOrdersOfAThousandClientsThanItKeeps) {
+    ASSERT_TRUE(AllowOpenFiles(1100));
+    const ServiceProgram program(m_folder, {"--max-jobs", "300"});
+    const int port = program.GetPort();
+    std::string request = MakeRequest("textToImageAsync", MakeOrder("x"));
+    request.insert(request.find("\r\n") + 2, "Host: localhost\r\n");
+    std::vector<Server::FileDescriptor> clients;
+    for (int i = 0; i < 1000; ++i) {
+        clients.push_back(Support::Connect(port, {30, 0}));
+        Support::SendText(clients.back(), request);
+    }
+    int accepted = 0;
+    for (const Server::FileDescriptor& client : clients) {
+        const std::string text = Support::ReceiveAll(client).text;
+        accepted += text.find("{\"generation_id\":\"") != std::string::npos ? 1 : 0;
+        EXPECT_THAT(text, testing::AnyOf(HasSubstr("{\"generation_id\":\""),
+                                         HasSubstr("{\"error\":\"TEMPORARILY_UNAVAILABLE\"}")));
+    }
+    EXPECT_EQ(accepted, 300);
 }
 
 TEST_F(Program, EndsAtOnceInTheMiddleOfADownload) {
