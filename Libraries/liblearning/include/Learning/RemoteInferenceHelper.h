@@ -22,7 +22,7 @@ public:
 
     /// Prepares the picture of a region whose object is to be replaced completely, such as by
     /// filling in what lies behind it. `mask` has the size of the region, and its alpha is that of
-    /// the object; both may be changed.
+    /// the object; both may be changed. CutObjectRegion() tells where the region lies.
     virtual void PrepareRegion(Raster::DynamicBitmap& region,
                                Raster::DynamicBitmap& mask) const = 0;
 

@@ -2,6 +2,7 @@
 
 #include "Kernel/Dispatch.h"
 #include "Kernel/Json.h"
+#include "Learning/ObjectRegion.h"
 #include "Learning/RemoteInference.h"
 #include "Raster/Compositing.h"
 #include "Raster/PixelAccessor.h"
@@ -9,7 +10,6 @@
 #include "remote/calls/CallService.h"
 #include "remote/jobs/ServiceJob.h"
 #include "remote/objectreplacement/Mask.h"
-#include "remote/objectreplacement/Region.h"
 #include "remote/pictures/PictureText.h"
 #include "remote/progress/CallFrame.h"
 
@@ -30,7 +30,7 @@ constexpr int Border = 16;                   // pixels, around all that is sent 
 
 /// The region of a document that is sent, and what of the object lies there.
 struct Cut {
-    Region region;
+    ObjectRegion region;
     /// Takes the picture's pixels to those of the region; not invertible if `placement` isn't.
     AffineTransform::Params transform;
 };
@@ -39,7 +39,7 @@ Cut PlanCut(const RemoteInferenceHelper& helper, const DynamicBitmap& picture,
             const AffineTransform::Params& placement) {
     Kernel::RectT<int> bounds;
     helper.GetDocumentBounds(bounds, placement);
-    const Region region = CutRegion(placement.MapRect(FindVisible(&picture)), bounds);
+    const ObjectRegion region = CutObjectRegion(placement.MapRect(FindVisible(&picture)), bounds);
     // What lies in the region is rendered from the document: the picture through its placement, and
     // that through the way back of the region. A placement of the results that had the picture's in
     // it once more would put them twice as far.
@@ -91,7 +91,7 @@ void AddPictures(Value& body, Picture picture, Picture mask) {
 
 /// What the service has made, without its border, in the size of the region; null if it is too
 /// small to have one.
-Picture Trim(const DynamicBitmap& made, const Region& region) {
+Picture Trim(const DynamicBitmap& made, const ObjectRegion& region) {
     if (made.GetWidth() <= 2 * Border || made.GetHeight() <= 2 * Border) {
         return nullptr;
     }
@@ -106,7 +106,7 @@ Picture Trim(const DynamicBitmap& made, const Region& region) {
     return trimmed;
 }
 
-RemoteResult CollectVariants(const ServiceJob& job, int count, const Region& region,
+RemoteResult CollectVariants(const ServiceJob& job, int count, const ObjectRegion& region,
                              RemoteInference::Pictures& pictures,
                              AffineTransform::Params& regionPlacement) {
     for (int i = 0; i < count && pictures.size() < static_cast<std::size_t>(count); ++i) {

@@ -1,6 +1,7 @@
 #include "remote/styles/Styles.h"
 
 #include "Kernel/NeverDestroyed.h"
+#include "Learning/StyleNames.h"
 
 namespace Learning {
 
@@ -34,6 +35,10 @@ const StyleTable& StyleNameTable() {
         "Vibrant",
     });
     return *table;
+}
+
+std::span<const Kernel::String> GetStyleNames() {
+    return StyleNameTable();
 }
 
 const StyleTable& StyleIdTable() {

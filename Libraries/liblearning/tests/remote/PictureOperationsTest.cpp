@@ -1,10 +1,10 @@
 // Operations on pictures: what is sent, how long they wait, and what comes of it.
 
+#include "Learning/ObjectRegion.h"
 #include "Learning/RemoteControl.h"
 
 #include "remote/imagetoimage/TargetSize.h"
 #include "remote/jobs/ServiceJob.h"
-#include "remote/objectreplacement/Region.h"
 #include "remote/pictures/PictureText.h"
 #include "remote/pictures/ServicePictures.h"
 #include "remote/removebackground/Reduction.h"
@@ -405,21 +405,21 @@ TEST(PictureGeometry, TakesTheSizesThatModelsTake) {
 
 TEST(PictureGeometry, CutsRegionsAroundObjects) {
     constexpr Kernel::RectT<int> Document{0, 0, 10'000, 10'000};
-    EXPECT_EQ(CutRegion({1000, 1000, 1100, 1100}, Document),
-              (Region{512, 512, {1, 0, 0, 1, 794, 794}}));
-    EXPECT_EQ(CutRegion({3000, 3000, 6000, 4000}, Document),
-              (Region{1500, 1000, {4, 0, 0, 4, 1500, 1500}}));
-    EXPECT_EQ(CutRegion({-7, -7, -2, -2}, {-100, -100, 0, 0}),
-              (Region{512, 512, {1, 0, 0, 1, -261, -261}}));
-    EXPECT_EQ(CutRegion({}, Document), (Region{512, 512, {1, 0, 0, 1, -256, -256}}));
-    EXPECT_EQ(CutRegion({1, 1, 9, 9}, {500, 500, 0, 0}).placement.dx, -256);
+    EXPECT_EQ(CutObjectRegion({1000, 1000, 1100, 1100}, Document),
+              (ObjectRegion{512, 512, {1, 0, 0, 1, 794, 794}}));
+    EXPECT_EQ(CutObjectRegion({3000, 3000, 6000, 4000}, Document),
+              (ObjectRegion{1500, 1000, {4, 0, 0, 4, 1500, 1500}}));
+    EXPECT_EQ(CutObjectRegion({-7, -7, -2, -2}, {-100, -100, 0, 0}),
+              (ObjectRegion{512, 512, {1, 0, 0, 1, -261, -261}}));
+    EXPECT_EQ(CutObjectRegion({}, Document), (ObjectRegion{512, 512, {1, 0, 0, 1, -256, -256}}));
+    EXPECT_EQ(CutObjectRegion({1, 1, 9, 9}, {500, 500, 0, 0}).placement.dx, -256);
     std::mt19937 random(5);
     for (int i = 0; i < 2000; ++i) {
         const int scale = 1 << std::uniform_int_distribution(4, 31)(random) % 31;
         std::uniform_int_distribution<int> edge(-scale, scale);
         const Kernel::RectT<int> box{edge(random), edge(random), edge(random), edge(random)};
         const Kernel::RectT<int> bounds{edge(random), edge(random), edge(random), edge(random)};
-        const Region region = CutRegion(box, bounds);
+        const ObjectRegion region = CutObjectRegion(box, bounds);
         EXPECT_TRUE(region.width >= 512 && region.width <= 1504) << region.width;
         EXPECT_TRUE(region.height >= 512 && region.height <= 1504) << region.height;
         const Kernel::RectT<int> seen = box.Intersect(bounds);

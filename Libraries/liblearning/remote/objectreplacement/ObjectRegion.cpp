@@ -1,4 +1,4 @@
-#include "remote/objectreplacement/Region.h"
+#include "Learning/ObjectRegion.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -31,7 +31,8 @@ struct Extent {
 
 }  // namespace
 
-Region CutRegion(const Kernel::RectT<int>& box, const Kernel::RectT<int>& bounds) noexcept {
+ObjectRegion CutObjectRegion(const Kernel::RectT<int>& box,
+                             const Kernel::RectT<int>& bounds) noexcept {
     const std::int64_t margin = (std::max(box.GetWidth(), box.GetHeight()) + 1) / 2;
     Extent x{std::max<std::int64_t>(box.left - margin, bounds.left),
              std::min<std::int64_t>(box.right + margin, bounds.right)};
