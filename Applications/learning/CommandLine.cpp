@@ -2,6 +2,8 @@
 
 #include "Kernel/Utf.h"
 
+#include "CommandLineParts.h"
+#include "PictureCommandLine.h"
 #include "commands/Commands.h"
 #include "failures/Failure.h"
 #include "options/CommandHelp.h"
@@ -37,19 +39,10 @@ struct Parsed {
     ListOptions list;
     DownloadOptions download;
     std::vector<std::string> deleted;
+    PictureArguments pictures;
     std::optional<std::string> help;  // of this command, or of the program if it is empty
-    std::function<void(const Host& host)> command;
+    Command command;
 };
-
-/// An option whose value is one of a few words.
-template <class Value>
-void AddChoice(CLI::App& app, const char* name, const char* type, const char* description,
-               const std::map<std::string, Value>& choices, Value& value) {
-    const auto set = [choices, &value](const std::string& word) { value = choices.at(word); };
-    app.add_option_function<std::string>(name, set, description)
-        ->type_name(type)
-        ->check(CLI::IsMember(choices));
-}
 
 void AddGlobalOptions(CLI::App& app, Settings& settings) {
     app.add_option("--models,--cache", settings.models,
@@ -73,31 +66,6 @@ void AddGlobalOptions(CLI::App& app, Settings& settings) {
     app.add_flag("--timing", settings.isTimed, "Show how long each phase of the command took");
     app.set_version_flag("--version", "learning " ORVANTIS_VERSION);
     app.footer("Example: learning --models ~/models segment cat.jpg --at 320,200 -o cat.png");
-}
-
-CLI::App* AddCommand(CLI::App& app, const char* name, const char* description,
-                     const char* example) {
-    CLI::App* command = app.add_subcommand(name, description);
-    command->footer(std::string("Example: learning ") + example);
-    return command;
-}
-
-void AddPhotoOptions(CLI::App& command, PhotoOptions& options) {
-    command
-        .add_option("PHOTO", options.photos,
-                    "JPEG, PNG, TIFF or WebP file, or - for the standard input. May be several")
-        ->required()
-        ->type_name("FILE");
-    command
-        .add_option("-o,--output", options.output,
-                    "PNG file to write, or - for the standard output; {} in it stands for the "
-                    "name of the photo")
-        ->type_name("OUT.png")
-        ->allow_extra_args(false);
-    command
-        .add_option("--output-folder", options.outputFolder,
-                    "Folder to write the results to, under the names of their photos")
-        ->type_name("DIR");
 }
 
 /// Options that may come several times, each with one value.
@@ -168,39 +136,6 @@ void AddDescribeCommand(CLI::App& app, Parsed& parsed) {
     command->callback([&parsed] {
         parsed.command = [&parsed](const Host& host) { DescribeModel(host, parsed.describe); };
     });
-}
-
-void AddServiceOptions(CLI::App& command, ServiceOptions& options) {
-    command
-        .add_option("--service", options.address,
-                    "Where the inference service is, if not where this program was built for; else "
-                    "$ORVANTIS_SERVICE")
-        ->type_name("HOST:PORT");
-    command
-        .add_option("--credentials", options.credentials,
-                    "File, for its owner alone, with mirel_api_url=, mirel_access_token=, "
-                    "mirel_user_id= and custom_bearer=, a line each")
-        ->type_name("FILE");
-    command.add_option("--api-url", options.apiUrl, "Instead of the file")->type_name("URL");
-    command.add_option("--access-token", options.accessToken, "Likewise; others may see it (ps)")
-        ->type_name("TOKEN");
-    command.add_option("--user-id", options.userId, "Likewise")->type_name("ID");
-    command
-        .add_option("--bearer", options.bearer,
-                    "Likewise, as the token; else $OrvantisCustomInferenceBearer")
-        ->type_name("BEARER");
-}
-
-/// Words need no quotation marks.
-void AddText(CLI::App& command, const char* name, const char* description, std::string& text) {
-    const auto join = [&text](const std::vector<std::string>& words) {
-        for (const std::string& word : words) {
-            text += (text.empty() ? "" : " ") + word;
-        }
-    };
-    command.add_option_function<std::vector<std::string>>(name, join, description)
-        ->required()
-        ->type_name("TEXT");
 }
 
 void AddServiceCommands(CLI::App& app, Parsed& parsed) {
@@ -304,6 +239,7 @@ void AddCommands(CLI::App& app, Parsed& parsed) {
     AddRunCommand(app, parsed);
     AddDescribeCommand(app, parsed);
     AddServiceCommands(app, parsed);
+    AddPictureCommands(app, parsed.pictures, parsed.photos, parsed.command);
     AddHelpCommand(app, parsed);
     app.require_subcommand(0, 1);  // Run() asks for one, with a better message
     for (CLI::App* command : app.get_subcommands({})) {

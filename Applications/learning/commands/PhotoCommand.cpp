@@ -20,6 +20,8 @@ bool Try(const Host& host, const PhotoTask& task, const PhotoCommand& command) {
         throw;
     } catch (const NetworkUnavailable&) {  // nor for the photos to come
         throw;
+    } catch (const ServiceRefusal&) {  // likewise
+        throw;
     } catch (const std::bad_alloc&) {
         host.Complain(task.photo + ": there is not enough memory for this");
     } catch (const std::exception& exception) {

@@ -2,6 +2,7 @@
 
 #include "failures/Failure.h"
 #include "files/Files.h"
+#include "files/NewFiles.h"
 #include "files/Pipes.h"
 
 #include <filesystem>
@@ -87,6 +88,11 @@ std::vector<PhotoTask> PlanPhotoTasks(const PhotoOptions& options) {
     }
     if (pattern != tasks.front().output) {  // the user has not named the files
         CheckPlaces(tasks);
+    }
+    if (!options.mayReplace) {
+        for (const PhotoTask& task : tasks) {
+            RefuseExisting(task.output);
+        }
     }
     return tasks;
 }

@@ -12,6 +12,7 @@ struct PhotoOptions {
     std::vector<std::string> photos;
     std::string output;        // "{}" in it stands for the name of the photo; may be empty
     std::string outputFolder;  // likewise
+    bool mayReplace = true;    // whether results may take the place of files
 };
 
 /// One photo and the file of its result.
@@ -21,7 +22,8 @@ struct PhotoTask {
 };
 
 /// Gives each photo its result. Throws WrongUse if there is no place for one, if two would have
-/// the same, or if one would replace a photo, unless the user has named that place.
+/// the same, or if one would replace a photo, unless the user has named that place, or anything
+/// that it may not.
 std::vector<PhotoTask> PlanPhotoTasks(const PhotoOptions& options);
 
 }  // namespace LearningApp

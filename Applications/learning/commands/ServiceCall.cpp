@@ -4,20 +4,38 @@
 
 namespace LearningApp {
 
-void CallService(
-    const Host& host, const ServiceConnection& connection,
-    const std::function<Learning::RemoteInference::Result(Learning::RemoteInference&)>& operation) {
-    using Result = Learning::RemoteInference::Result;
+namespace {
+
+using Result = Learning::RemoteInference::Result;
+
+bool IsForAll(Result::Code code) noexcept {
+    return code == Result::CreditsInsufficient || code == Result::AccountInsufficient ||
+           code == Result::ClientInsufficient;
+}
+
+}  // namespace
+
+void CallService(const Host& host, const ServiceConnection& connection,
+                 const std::function<Result(Learning::RemoteInference&)>& operation) {
     host.ClearLog();
     const Result result =
         host.Time(Phase::Request, [&] { return operation(connection.GetClient()); });
-    if (result.IsSuccess()) {
-        return;
+    if (!result.IsSuccess()) {
+        ThrowServiceFailure(host, connection, result);
     }
+}
+
+void ThrowServiceFailure(const Host& host, const ServiceConnection& connection,
+                         const Result& result, std::string_view advice) {
     const std::string log = host.GetLog();
     const bool isCut = result.code == Result::CommunicationsFailure;
-    throw Failure("%1%2%3%4", result.GetUserMessage().Translate(), log.empty() ? "" : "\n", log,
-                  isCut ? connection.GetCure() : "");
+    const Kernel::String text =
+        Kernel::Format("%1%2%3%4%5", result.GetUserMessage().Translate(), log.empty() ? "" : "\n",
+                       log, isCut ? connection.GetCure() : "", advice);
+    if (IsForAll(result.code)) {
+        throw ServiceRefusal("%1", text);
+    }
+    throw Failure("%1", text);
 }
 
 }  // namespace LearningApp

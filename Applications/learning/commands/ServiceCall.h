@@ -6,6 +6,7 @@
 #include "service/ServiceConnection.h"
 
 #include <functional>
+#include <string_view>
 
 namespace LearningApp {
 
@@ -14,5 +15,11 @@ namespace LearningApp {
 void CallService(
     const Host& host, const ServiceConnection& connection,
     const std::function<Learning::RemoteInference::Result(Learning::RemoteInference&)>& operation);
+
+/// Throws that for a result that is no success: ServiceRefusal if the next request would end in the
+/// same way. `advice`: further lines, each after a line feed.
+[[noreturn]] void ThrowServiceFailure(const Host& host, const ServiceConnection& connection,
+                                      const Learning::RemoteInference::Result& result,
+                                      std::string_view advice = {});
 
 }  // namespace LearningApp

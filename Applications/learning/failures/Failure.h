@@ -30,10 +30,18 @@ public:
     using Failure::Failure;
 };
 
+/// The inference service refuses this request and those to come, whatever they ask for: exit
+/// code 1.
+class ServiceRefusal : public Failure {
+public:
+    using Failure::Failure;
+};
+
 /// The user has ended the command: exit code 130, by which shells report SIGINT.
 class Interrupted : public Failure {
 public:
-    Interrupted() : Failure("interrupted") {}
+    /// `more`: what there is to say about it.
+    explicit Interrupted(std::string_view more = {}) : Failure("interrupted%1", more) {}
 };
 
 }  // namespace LearningApp

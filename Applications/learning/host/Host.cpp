@@ -216,6 +216,10 @@ ProgressBar Host::StartProgress(const char* label, int total) const {
     return {m_spinner, GetTerminal(), label, total};
 }
 
+CallProgress Host::StartCall(const char* label) const {
+    return {m_spinner, GetTerminal(), label};
+}
+
 DownloadProgress Host::StartDownload(const char* name) const {
     std::ostream& stream = m_settings.isQuiet ? m_nowhere : m_console.err;
     if (!m_console.isTerminal) {

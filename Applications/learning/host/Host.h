@@ -9,6 +9,7 @@
 
 #include "host/Stopwatch.h"
 #include "networks/Networks.h"
+#include "terminal/CallProgress.h"
 #include "terminal/DownloadProgress.h"
 #include "terminal/ProgressBar.h"
 #include "terminal/Spinner.h"
@@ -119,6 +120,8 @@ public:
     ProgressBar StartProgress(const char* label, int total) const;
     /// Shows that the download of a network begins, and how far it is.
     DownloadProgress StartDownload(const char* name) const;
+    /// Shows only on a terminal.
+    CallProgress StartCall(const char* label) const;
 
     /// Forgets what the library has logged so far.
     void ClearLog() const;

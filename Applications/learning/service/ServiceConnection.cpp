@@ -6,6 +6,7 @@
 
 #include "failures/Failure.h"
 #include "service/Credentials.h"
+#include "terminal/ShellWords.h"
 
 #include <charconv>
 #include <optional>
@@ -67,10 +68,22 @@ std::string FindAddress(const ServiceOptions& options) {
     return named ? std::string(std::string_view(*named)) : std::string();
 }
 
+std::string RepeatOptions(const ServiceOptions& options) {
+    const std::pair<const char*, const std::string&> named[] = {
+        {"--service", options.address},
+        {"--certificate", options.certificate},
+        {"--credentials", options.credentials}};
+    std::string text;
+    for (const auto& [name, value] : named) {
+        text += value.empty() ? "" : std::string(" ") + name + ' ' + QuoteForShell(value);
+    }
+    return text;
+}
+
 }  // namespace
 
 ServiceConnection::ServiceConnection(ServiceOptions options)
-    : m_hasAuthority(!options.certificate.empty()) {
+    : m_hasAuthority(!options.certificate.empty()), m_repeatedOptions(RepeatOptions(options)) {
     ReadCredentials(options);
     if (const std::string address = FindAddress(options); !address.empty()) {
         const Place place = ParsePlace(address);

@@ -28,8 +28,13 @@ public:
     /// What to do where the service can't be reached, after a line feed; empty if nothing is known.
     std::string GetCure() const;
 
+    /// The options by which another command asks the same service in the same name, each after a
+    /// blank. Without secrets: those that were named on the command line are not among them.
+    const std::string& GetRepeatedOptions() const noexcept { return m_repeatedOptions; }
+
 private:
     const bool m_hasAuthority;
+    const std::string m_repeatedOptions;
     std::vector<std::unique_ptr<::Network::ScopedRoute>> m_routes;
 };
 

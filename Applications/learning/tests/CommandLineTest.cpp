@@ -112,8 +112,10 @@ TEST_F(CommandLine, HelpsWithEveryCommand) {
     std::ostream closed(nullptr);
     std::ostringstream err;
     EXPECT_EQ(RunLearning({"--help"}, closed, err), 1);
-    for (const char* const command : {"models", "describe", "download", "delete", "segment",
-                                      "depth", "colourise", "super-resolve", "run", "help"}) {
+    for (const char* const command :
+         {"models", "describe", "download", "delete", "segment", "depth", "colourise",
+          "super-resolve", "run", "generate", "edit", "remove-background", "replace-object", "jobs",
+          "resume", "help"}) {
         const Outcome outcome = RunBare({command, "--help"});
         EXPECT_EQ(outcome.code, 0);
         EXPECT_THAT(outcome.out, AllOf(HasSubstr(std::string("Example: learning ") + command),

@@ -2,13 +2,9 @@
 
 #include "Kernel/Json.h"
 
-#include "service/Language.h"
-#include "support/TestServer.h"
-#include "tests/LearningProgram.h"
+#include "tests/WithService.h"
 
 #include <gmock/gmock.h>
-
-#include <cstdlib>
 
 namespace LearningApp {
 namespace {
@@ -18,40 +14,15 @@ using testing::HasSubstr;
 using Testing::Outcome;
 using testing::StartsWith;
 
-std::string GetHost(std::string_view address) {
-    address.remove_prefix(8);
-    return std::string(address.substr(0, address.find('/')));
-}
-
-class ServiceCommands : public Testing::InFolder {
+class ServiceCommands : public Testing::WithService {
 protected:
-    ServiceCommands() {
-        unsetenv("ORVANTIS_SERVICE");
-        setenv("XDG_CACHE_HOME", At("cache").c_str(), 1);
-    }
+    ServiceCommands() : WithService([this](const Server::Request&) { return m_reply; }) {}
 
-    static Server::ScriptedServer::Options MakeOptions() {
-        Server::ScriptedServer::Options options;
-        options.identity = Support::GetAuthority().Issue(
-            Server::CertificateAuthority::Flaw::None,
-            {GetHost(ORVANTIS_CONFIG_URL), GetHost(ORVANTIS_SERVICE_URL)});
-        return options;
-    }
-
-    Outcome Call(std::vector<std::string> arguments) const {
-        const std::string place = "127.0.0.1:" + std::to_string(m_server.GetPort());
-        arguments.insert(arguments.end(), {"--service", place, "--certificate", m_authority});
-        return Testing::Run(arguments);
-    }
     Kernel::Json::Value GetLastBody() const {
         return *Kernel::Json::Parse(m_server.GetRequests().back().body);
     }
 
-    const std::string m_authority =
-        MakeFile("authority.pem", Support::GetAuthority().GetCertificate());
     Server::Script m_reply = Server::Reply(200, {}, R"(First\n\n\n\nthen.)");
-    const Support::TestServer m_server{[this](const Server::Request&) { return m_reply; },
-                                       MakeOptions()};
 };
 
 TEST_F(ServiceCommands, AskWhatTheUserSays) {

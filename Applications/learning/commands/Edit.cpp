@@ -1,0 +1,57 @@
+#include "commands/ModelChoice.h"
+#include "commands/PictureCall.h"
+#include "commands/PictureCommands.h"
+#include "commands/PictureJobs.h"
+#include "files/NewFiles.h"
+
+namespace LearningApp {
+
+namespace {
+
+using Learning::ImageToImageModel;
+using Learning::RemoteInference;
+
+constexpr const char* Label = "edit";
+
+}  // namespace
+
+void Edit(const Host& host, const ServiceOptions& service, const EditOptions& options) {
+    CheckNewPictures(options.output, 1, options.isForced);
+    const auto photo = LoadForService(host, options.photo);
+    const ServiceConnection connection(service);
+    RemoteInference client = LoadModels(host, connection);
+    const ImageToImageModel model = ChooseModel(
+        client.GetImageToImageModels(), client.GetDefaultImageToImageModel(), options.model);
+
+    JobEntry entry;
+    entry.operation = JobEntry::Operation::Edit;
+    entry.output = MakeAbsolute(options.output);
+    entry.model = std::string_view(model.modelKey);
+    entry.photo = MakeAbsolute(options.photo);
+    entry.width = photo->GetWidth();
+    entry.height = photo->GetHeight();
+    entry.alphaMode = options.alphaMode;
+    JobNote note = JobNote::Prepare(std::move(entry));
+    Kernel::Counted<Raster::DynamicBitmap> result;
+    CallForPictures(host, connection, Label, &note, [&](auto progress, void* context) {
+        return client.InferImageToImage(model, photo, options.prompt, options.alphaMode, result,
+                                        progress, context);
+    });
+    note.WriteResults(host, connection, {result}, options.isForced);
+}
+
+void ResumeEdit(const Host& host, const ServiceConnection& connection, JobNote& note,
+                bool isForced) {
+    const JobEntry entry = note.GetEntry();
+    const auto photo = ReloadPhoto(host, entry);
+    RemoteInference client = LoadModels(host, connection);
+    const ImageToImageModel model = FindModel(client.GetImageToImageModels(), entry.model);
+    Kernel::Counted<Raster::DynamicBitmap> result;
+    CallForPictures(host, connection, Label, &note, [&](auto progress, void* context) {
+        return client.ResumeImageToImage(entry.job, model, photo, entry.alphaMode, result, progress,
+                                         context);
+    });
+    note.WriteResults(host, connection, {result}, isForced);
+}
+
+}  // namespace LearningApp

@@ -1,0 +1,150 @@
+#include "commands/PictureCall.h"
+
+#include "Kernel/Dispatch.h"
+#include "Kernel/Json.h"
+#include "Learning/RemoteControl.h"
+
+#include "commands/ServiceCall.h"
+#include "failures/Failure.h"
+#include "files/Files.h"
+#include "terminal/CallProgress.h"
+#include "terminal/Interruption.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+namespace LearningApp {
+
+namespace {
+
+using Learning::RemoteControl;
+using Learning::RemotePhase;
+using Result = Learning::RemoteInference::Result;
+
+/// Ends the calls of a control once a flag is set, for as long as this object lives. The flag is
+/// looked at, since what the handler of a signal may do is not enough to wake anybody.
+class CancelWatch {
+public:
+    CancelWatch(Kernel::AbortFlag flag, RemoteControl& control)
+        : m_flag(flag),
+          m_control(control),
+          m_thread(Kernel::Dispatch::DispatchJoinable(
+              [this] { Watch(); }, Kernel::Dispatch::Priority::Normal,
+              Kernel::Dispatch::ThreadPurpose::Background)) {}
+    CancelWatch(const CancelWatch&) = delete;
+    CancelWatch& operator=(const CancelWatch&) = delete;
+    ~CancelWatch() {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_isEnding = true;
+        }
+        m_ending.notify_one();
+        m_thread.join();
+    }
+
+private:
+    void Watch() {
+        constexpr std::chrono::milliseconds Pause{10};
+        std::unique_lock lock(m_mutex);
+        while (!m_ending.wait_for(lock, Pause, [this] { return m_isEnding; })) {
+            if (Kernel::IsSet(m_flag)) {
+                m_control.Cancel();
+                return;
+            }
+        }
+    }
+
+    const Kernel::AbortFlag m_flag;
+    RemoteControl& m_control;
+    std::mutex m_mutex;
+    std::condition_variable m_ending;
+    bool m_isEnding = false;
+    std::thread m_thread;
+};
+
+std::string Describe(const RemotePhase& phase) {
+    const auto count = [&phase](const char* what) {
+        return std::string(
+            std::string_view(Kernel::Format("%1 %2 of %3", what, phase.number, phase.count)));
+    };
+    switch (phase.kind) {
+        case RemotePhase::Kind::Submitting:
+            return "sending";
+        case RemotePhase::Kind::Accepted:
+            return "accepted";
+        case RemotePhase::Kind::Waiting:
+            return "waiting";
+        case RemotePhase::Kind::Polling:
+            return count("polling");
+        case RemotePhase::Kind::Downloading:
+            return phase.count > 1 ? count("downloading") : "downloading";
+    }
+    return "";
+}
+
+/// Whether a job that has ended so will never have a result.
+bool IsRefused(const Result& result) noexcept {
+    return result.code > Result::GenerationRejected && result.code < Result::UnknownError;
+}
+
+Result Call(const Host& host, const char* label, JobNote* note, const Interruption& interruption,
+            const PictureOperation& operation) {
+    CallProgress progress = host.StartCall(label);
+    RemoteControl control([&](const RemotePhase& phase) {
+        if (phase.kind == RemotePhase::Kind::Accepted && note != nullptr) {
+            note->Accept(host, phase.job);
+        }
+        progress.SetPhase(Describe(phase));
+    });
+    const CancelWatch watch(interruption.GetFlag(), control);
+    const RemoteControl::Scope scope(control);
+    const auto report = [](float share, void* context) {
+        static_cast<CallProgress*>(context)->SetShare(share);
+    };
+    return host.Time(Phase::Request, [&] {
+        return progress.IsShown() ? operation(report, &progress) : operation(nullptr, nullptr);
+    });
+}
+
+}  // namespace
+
+void CallForPictures(const Host& host, const ServiceConnection& connection, const char* label,
+                     JobNote* note, const PictureOperation& operation) {
+    host.ClearLog();
+    const Interruption interruption;
+    const Result result = Call(host, label, note, interruption, operation);
+    if (note != nullptr && IsRefused(result)) {
+        note->Forget();
+        ThrowServiceFailure(host, connection, result);
+    }
+    const std::string advice = note != nullptr ? note->GetAdvice(connection) : std::string();
+    try {
+        interruption.Check();
+    } catch (const Interrupted&) {
+        throw Interrupted(advice);
+    }
+    if (!result.IsSuccess()) {
+        ThrowServiceFailure(host, connection, result, advice);
+    }
+}
+
+Kernel::Counted<Raster::DynamicBitmap> LoadForService(const Host& host, const std::string& path) {
+    return host.Time(Phase::Decode, [&] { return LoadPhoto(path, PhotoUse::Colouring); });
+}
+
+Learning::RemoteInference LoadModels(const Host& host, const ServiceConnection& connection) {
+    // Copies, since the lists of the process's own would grow by each command.
+    Learning::RemoteInference client = connection.GetClient();
+    try {
+        host.Time(Phase::Request, [&] { client.Init(true); });
+        return client;
+    } catch (const Kernel::Json::Value::type_error&) {
+        Learning::RemoteInference offline = connection.GetClient();
+        offline.Init(false);
+        return offline;
+    }
+}
+
+}  // namespace LearningApp

@@ -1,0 +1,110 @@
+#include "journal/JobJournal.h"
+
+#include "Kernel/AtomicFileOutStream.h"
+#include "Kernel/Environment.h"
+#include "Kernel/FileSystem.h"
+#include "Kernel/HashAccumulator.h"
+
+#include "failures/Failure.h"
+#include "files/Files.h"
+#include "journal/JobText.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <system_error>
+
+namespace LearningApp {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* Extension = ".json";
+
+/// The environment variable `name` if it is an absolute path; else empty, as the XDG Base Directory
+/// Specification wants relative ones to be ignored.
+std::string GetFolder(const char* name) {
+    const std::optional<Kernel::String> value = Kernel::GetEnv(name);
+    const std::string folder = value ? std::string(std::string_view(*value)) : std::string();
+    return folder.starts_with('/') ? folder : std::string();
+}
+
+std::string FindStateFolder() {
+    if (std::string state = GetFolder("XDG_STATE_HOME"); !state.empty()) {
+        return state;
+    }
+    if (const std::string home = GetFolder("HOME"); !home.empty()) {
+        return home + "/.local/state";
+    }
+    throw Failure(
+        "there is no folder to note jobs of the service in: set XDG_STATE_HOME or HOME to one");
+}
+
+}  // namespace
+
+JobJournal::JobJournal() : m_folder(FindStateFolder() + "/orvantis/jobs") {}
+
+void JobJournal::Prepare(const JobEntry& entry) const {
+    CheckText(entry);
+    CreateFolder(m_folder);
+    std::error_code error;
+    fs::permissions(ToPath(m_folder), fs::perms::owner_all, error);
+    if (error) {
+        throw Failure("cannot keep others out of %1: %2", m_folder, error.message());
+    }
+    CheckTarget(GetPath({}));
+}
+
+void JobJournal::Write(const JobEntry& entry) const {
+    if (entry.job.size() > MaximumJobSize) {
+        throw Failure("the name of the job has more than %1 bytes", MaximumJobSize);
+    }
+    const std::string path = GetPath(entry.job);
+    const auto file = Kernel::AtomicFileOutStream::Create(path);
+    const std::string text = ToText(entry);
+    file->Write(std::as_bytes(std::span(text)));
+    file->Commit();
+    // Until here the folder alone has kept others out.
+    fs::permissions(ToPath(path), fs::perms::owner_read | fs::perms::owner_write);
+}
+
+bool JobJournal::Remove(std::string_view job) const {
+    return Kernel::FileSystem::Delete(GetPath(job));
+}
+
+JobJournal::Listing JobJournal::Read() const {
+    Listing listing;
+    std::error_code missing;
+    for (const auto& file : fs::directory_iterator(ToPath(m_folder), missing)) {
+        const std::string path = file.path().string();
+        if (!path.ends_with(Extension)) {  // such as what a killed process has left
+            continue;
+        }
+        std::optional<JobEntry> entry = ReadEntry(path);
+        // Under another name than its own an entry would not be found by its job.
+        if (entry && GetPath(entry->job) == path) {
+            listing.entries.push_back(*std::move(entry));
+        } else {
+            listing.damaged.push_back(path);
+        }
+    }
+    std::ranges::sort(listing.entries, {}, &JobEntry::time);
+    std::ranges::sort(listing.damaged);
+    return listing;
+}
+
+std::string JobJournal::GetPath(std::string_view job) const {
+    // What the service calls a job need not be the name of a file.
+    Kernel::HashAccumulator hash;
+    hash.Add(std::as_bytes(std::span(job)));
+    std::array<char, 17> digits{};
+    std::snprintf(digits.data(), digits.size(), "%016llx",
+                  static_cast<unsigned long long>(hash.GetHash()));
+    return m_folder + '/' + digits.data() + Extension;
+}
+
+}  // namespace LearningApp

@@ -1,0 +1,51 @@
+// Running the program inside a test, with a service of the test's own.
+
+#pragma once
+
+#include "support/TestServer.h"
+#include "tests/LearningProgram.h"
+
+#include <cstdlib>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace LearningApp::Testing {
+
+/// Lets a server pass for the inference service.
+class WithService : public InFolder {
+protected:
+    explicit WithService(Server::ScriptedServer::Handler handler)
+        : m_server(std::move(handler), MakeOptions()) {
+        unsetenv("ORVANTIS_SERVICE");
+        setenv("XDG_CACHE_HOME", At("cache").c_str(), 1);
+    }
+
+    static std::string GetHost(std::string_view address) {
+        address.remove_prefix(8);
+        return std::string(address.substr(0, address.find('/')));
+    }
+    static Server::ScriptedServer::Options MakeOptions() {
+        Server::ScriptedServer::Options options;
+        options.identity = Support::GetAuthority().Issue(
+            Server::CertificateAuthority::Flaw::None,
+            {GetHost(ORVANTIS_CONFIG_URL), GetHost(ORVANTIS_SERVICE_URL)});
+        return options;
+    }
+
+    std::vector<std::string> AddPlace(std::vector<std::string> arguments) const {
+        const std::string place = "127.0.0.1:" + std::to_string(m_server.GetPort());
+        arguments.insert(arguments.end(), {"--service", place, "--certificate", m_authority});
+        return arguments;
+    }
+    Outcome Call(const std::vector<std::string>& arguments) const {
+        return Testing::Run(AddPlace(arguments));
+    }
+
+    const std::string m_authority =
+        MakeFile("authority.pem", Support::GetAuthority().GetCertificate());
+    const Support::TestServer m_server;
+};
+
+}  // namespace LearningApp::Testing
