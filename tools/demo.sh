@@ -1,6 +1,7 @@
 #!/bin/sh
 # Shows what the library can do: sets the machine up, builds the programs, downloads the networks from a
-# service on this machine, and runs each feature on real photographs. The pictures go to build/demo/pictures.
+# service on this machine, runs each feature on real photographs, and has the service make pictures over https.
+# The pictures go to build/demo/pictures.
 # Usage: tools/demo.sh
 set -eu
 cd "$(dirname "$0")/.."
@@ -12,6 +13,7 @@ service=build/release/bin/learning-service
 models=build/demo/models
 photos=external/photos
 pictures=build/demo/pictures
+authority=build/demo/authority.pem
 
 step=starting
 log=build/release.log
@@ -71,16 +73,27 @@ ninja_state() {
         { read -r built all && echo "$((100 * built / all)) $built of $all steps"; }
 }
 
-# start_service: serves the packages until the end of this script, at the address that it sets.
+# start_service: serves the packages until the end of this script, at the address that it sets, and makes pictures
+# at the place that it sets. They are not done at once, as elsewhere, but soon.
 start_service() {
     service_log=build/demo/service.log
     export no_proxy="127.0.0.1,${no_proxy-}"  # no proxy finds its way back to this machine
-    "$service" --packages external/packages --port 0 > "$service_log" 2>&1 &
+    "$service" --packages external/packages --port 0 --https-port 0 --certificate "$authority" --pending 1500 \
+        > "$service_log" 2>&1 &
     service_id=$!
     until address=$(grep -s -o -m 1 'http://127[^ ]*' "$service_log"); do
         kill -0 "$service_id" 2> /dev/null || { cat "$service_log" >&2; exit 1; }
         sleep 0.1
     done
+    place=$(grep -o -m 1 'https://localhost:[0-9]*' "$service_log")
+    place=${place#https://}
+}
+
+# by_service NAME COMMAND ARGUMENT...: has the program have the service make a picture.
+by_service() {
+    out=$pictures/$1
+    shift
+    show "$learning" --certificate "$authority" "$@" --service "$place" -o "$out"
 }
 
 # picture NAME COMMAND PHOTO OPTION...: has the program make a picture from a photograph.
@@ -94,7 +107,8 @@ picture() {
 began=$(date +%s)
 echo "This sets the machine up, which tells first what it fetches and how long that takes; builds two programs"
 echo "($build_mb MB in build/release); serves the networks from this machine and downloads them to $models (122 MB);"
-echo "and makes a dozen pictures, in a minute or two. What is there already is not fetched or built again."
+echo "and makes a dozen pictures, in a minute or two. Then it has the service make four more, which takes most of"
+echo "a minute. What is there already is not fetched or built again."
 
 begin "Setting the machine up"
 reserve=170  # MB, for networks, pictures and what ccache remembers
@@ -135,6 +149,16 @@ picture nagasaki-boats-coloured.png colourise nagasaki-boats.jpg
 begin "Super-resolution: twice the width and height"
 echo "This is the slow one: about a second for each tile of 128 x 128 pixels, so give it a quarter of a minute or so."
 picture cat-twice-as-large.png super-resolve chelsea.png
+
+begin "By the service: pictures from words, and photographs changed by words"
+echo "learning-service, over https, stands for a service with large networks: it draws and changes pictures by rules."
+echo "As with the real one, a job takes 10 seconds or more; Ctrl-C would leave it in the list of learning jobs."
+XDG_STATE_HOME=$PWD/build/demo/state  # where that list is
+export XDG_STATE_HOME
+by_service boats.png generate "boats on a lake at sunset" --style pop-art
+by_service snow.png edit $photos/coffee.png "make it snow"
+by_service cat-alone.png remove-background $photos/chelsea.png
+by_service clouds.png replace-object $photos/chelsea.png clouds --object $pictures/cat.png --prepare
 
 begin "The pictures"
 printf '%s\n' "$pictures"/*
