@@ -14,7 +14,7 @@ CLI::App* AddCommand(CLI::App& app, const char* name, const char* description,
 void AddPhotoOptions(CLI::App& command, PhotoOptions& options) {
     command
         .add_option("PHOTO", options.photos,
-                    "PNG or JPEG file, or - for the standard input. May be several")
+                    "JPEG, PNG, TIFF or WebP file, or - for the standard input. May be several")
         ->required()
         ->type_name("FILE");
     command

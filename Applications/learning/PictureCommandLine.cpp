@@ -63,7 +63,7 @@ void AddModel(CLI::App& command, std::string& model) {
 }
 
 void AddPhoto(CLI::App& command, std::string& photo) {
-    command.add_option("PHOTO", photo, "PNG or JPEG file, or - for the standard input")
+    command.add_option("PHOTO", photo, "JPEG, PNG, TIFF or WebP file, or - for the standard input")
         ->required()
         ->type_name("FILE");
 }
