@@ -56,6 +56,7 @@ void JobJournal::Prepare(const JobEntry& entry) const {
     if (error) {
         throw Failure("cannot keep others out of %1: %2", m_folder, error.message());
     }
+    Kernel::FileSystem::DeleteAbandonedFiles(m_folder);
     CheckTarget(GetPath({}));
 }
 

@@ -98,7 +98,23 @@ protected:
     }
 
     std::string ReadOnly(const std::string& name) const { return Support::ReadFile(At(name)); }
-    std::set<std::string> GetJobs() const { return Support::GetNames(At("state/orvantis/jobs")); }
+    /// The pixels, since one picture need not always be written as the same bytes.
+    std::string ReadPicture(const std::string& name) const {
+        const Photo picture = Testing::LoadResult(At(name));
+        std::string pixels = std::to_string(picture->GetWidth()) + ' ';
+        for (int y = 0; y < picture->GetHeight(); ++y) {
+            pixels.append(
+                reinterpret_cast<const char*>(std::as_const(*picture).GetHostView().At(0, y)),
+                4 * static_cast<std::size_t>(picture->GetWidth()));
+        }
+        return pixels;
+    }
+    /// Without what a process that is killed may leave.
+    std::set<std::string> GetJobs() const {
+        std::set<std::string> names = Support::GetNames(At("state/orvantis/jobs"));
+        std::erase_if(names, [](const std::string& name) { return name.ends_with(".part"); });
+        return names;
+    }
     std::size_t CountSent() const { return m_server.GetRequests().size(); }
 
     /// A cut-out of the photo: a square of 10 pixels.
@@ -136,7 +152,7 @@ TEST_F(PictureCommands, GenerateWithAllThatCanBeSaid) {
     EXPECT_EQ(outcome.code, 0);
     EXPECT_THAT(outcome.out, AllOf(HasSubstr("out-2.png\n"), HasSubstr("\na fat cat\n")));
     EXPECT_EQ(Testing::GetPixel(Testing::LoadResult(At("out-1.png")), 5, 5), Green);
-    EXPECT_EQ(ReadOnly("out-1.png"), ReadOnly("out-2.png"));
+    EXPECT_EQ(ReadPicture("out-1.png"), ReadPicture("out-2.png"));
     EXPECT_THAT(GetJobs(), IsEmpty());
     const Value& body = m_bodies["textToImageAsync"].back();
     for (const auto& [key, value] : std::initializer_list<std::pair<const char*, Value>>{
@@ -159,7 +175,7 @@ TEST_F(PictureCommands, GenerateWithAllThatCanBeSaid) {
     forced.emplace_back("--force");
     m_green = MakePNG(9, 9, [](int, int) { return Red; });
     EXPECT_EQ(Call(forced).code, 0);
-    EXPECT_EQ(ReadOnly("out-2.png"), ReadOnly("out-1.png"));
+    EXPECT_EQ(ReadPicture("out-2.png"), ReadPicture("out-1.png"));
     EXPECT_EQ(Testing::GetPixel(Testing::LoadResult(At("out-2.png")), 5, 5), Red);
 
     // More than was asked for: beside it, and over nothing.
@@ -167,7 +183,7 @@ TEST_F(PictureCommands, GenerateWithAllThatCanBeSaid) {
     MakeFile("one-2.png", "mine");
     EXPECT_EQ(Call({"generate", "x", "-q", "-o", At("one.png")}).out, "");
     EXPECT_EQ(ReadOnly("one-2.png"), "mine");
-    EXPECT_EQ(ReadOnly("one-3.png"), ReadOnly("one.png"));
+    EXPECT_EQ(ReadPicture("one-3.png"), ReadPicture("one.png"));
     EXPECT_FALSE(m_bodies["textToImageAsync"].back().contains("guidance_image"));
 }
 
@@ -249,7 +265,7 @@ TEST_F(PictureCommands, CanBeEndedAndResumed) {
         for (const std::string& number :
              isNumbered ? std::vector<std::string>{"-1", "-2"} : std::vector<std::string>{""}) {
             const std::string file = name + number + ".png";
-            whole[file] = ReadOnly(file);
+            whole[file] = ReadPicture(file);
             std::filesystem::remove(At(file));
         }
         m_raises = true;
@@ -282,8 +298,8 @@ TEST_F(PictureCommands, CanBeEndedAndResumed) {
         EXPECT_THAT(Call({"resume", "J:1"}).err, HasSubstr("is there already"));
         std::filesystem::remove(At(whole.begin()->first));
         EXPECT_EQ(Call({"resume", "J:1"}).code, 0);
-        for (const auto& [file, bytes] : whole) {
-            EXPECT_EQ(ReadOnly(file), bytes) << file;
+        for (const auto& [file, pixels] : whole) {
+            EXPECT_TRUE(ReadPicture(file) == pixels) << file;
         }
         EXPECT_EQ(m_bodies.size(), 1U);
         EXPECT_THAT(GetJobs(), IsEmpty());
@@ -520,7 +536,7 @@ TEST_F(PictureCommands, PayOnceAndLoseNothingWhenKilled) {
     });
     const auto duration = 2 * (Clock::now() - start);
     ASSERT_EQ(Call({"resume", "J:1"}).code, 0);
-    const std::string whole = ReadOnly("w.png");
+    const std::string whole = ReadPicture("w.png");
     const int count = std::getenv("ORVANTIS_SOAK") != nullptr ? 1'000 : 16;
     int noted = 0;
     for (int i = 0; i < count; ++i) {
@@ -544,7 +560,7 @@ TEST_F(PictureCommands, PayOnceAndLoseNothingWhenKilled) {
         RunAndKill(AddPlace({"resume", id}), sleep(i * 7 % count));
         const int expected = GetJobs().empty() ? 2 : 0;  // nothing is left to be done, or all
         EXPECT_EQ(Call({"resume", id}).code, expected) << i;
-        EXPECT_EQ(ReadOnly("out.png"), whole) << i;
+        EXPECT_TRUE(ReadPicture("out.png") == whole) << i;
         EXPECT_THAT(GetJobs(), IsEmpty());
         EXPECT_EQ(countSent(false), 1U);
     }
