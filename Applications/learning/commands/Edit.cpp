@@ -11,7 +11,7 @@ namespace {
 using Learning::ImageToImageModel;
 using Learning::RemoteInference;
 
-constexpr const char* Label = "edit";
+constexpr const char* EditJobLabel = "edit";
 
 }  // namespace
 
@@ -33,7 +33,7 @@ void Edit(const Host& host, const ServiceOptions& service, const EditOptions& op
     entry.alphaMode = options.alphaMode;
     JobNote note = JobNote::Prepare(std::move(entry));
     Kernel::Counted<Raster::DynamicBitmap> result;
-    CallForPictures(host, connection, Label, &note, [&](auto progress, void* context) {
+    CallForPictures(host, connection, EditJobLabel, &note, [&](auto progress, void* context) {
         return client.InferImageToImage(model, photo, options.prompt, options.alphaMode, result,
                                         progress, context);
     });
@@ -47,7 +47,7 @@ void ResumeEdit(const Host& host, const ServiceConnection& connection, JobNote& 
     RemoteInference client = LoadModels(host, connection);
     const ImageToImageModel model = FindModel(client.GetImageToImageModels(), entry.model);
     Kernel::Counted<Raster::DynamicBitmap> result;
-    CallForPictures(host, connection, Label, &note, [&](auto progress, void* context) {
+    CallForPictures(host, connection, EditJobLabel, &note, [&](auto progress, void* context) {
         return client.ResumeImageToImage(entry.job, model, photo, entry.alphaMode, result, progress,
                                          context);
     });

@@ -22,7 +22,7 @@ using Learning::RemoteInference;
 using Learning::TextToImageGuidanceMode;
 using Learning::TextToImageModel;
 
-constexpr const char* Label = "generate";
+constexpr const char* GenerateJobLabel = "generate";
 
 /// Throws WrongUse for what the model would not obey.
 void CheckModel(const TextToImageModel& model, const GenerateOptions& options) {
@@ -105,7 +105,7 @@ void Generate(const Host& host, const ServiceOptions& service, const GenerateOpt
     JobNote note = JobNote::Prepare(std::move(entry));
     Kernel::String prompt = options.prompt;
     RemoteInference::Pictures pictures;
-    CallForPictures(host, connection, Label, &note, [&](auto progress, void* context) {
+    CallForPictures(host, connection, GenerateJobLabel, &note, [&](auto progress, void* context) {
         return client.InferTextToImage(model, Learning::TextToImageAspect{options.aspect},
                                        reference, ChooseUse(model, options), prompt,
                                        options.negativePrompt, options.isEnhanced, style,
@@ -122,7 +122,7 @@ void ResumeGenerate(const Host& host, const ServiceConnection& connection, JobNo
     const TextToImageModel model = FindModel(client.GetTextToImageModels(), entry.model);
     Kernel::String prompt;
     RemoteInference::Pictures pictures;
-    CallForPictures(host, connection, Label, &note, [&](auto progress, void* context) {
+    CallForPictures(host, connection, GenerateJobLabel, &note, [&](auto progress, void* context) {
         return client.ResumeTextToImage(entry.job, model, prompt, entry.isEnhanced, entry.count,
                                         pictures, progress, context);
     });

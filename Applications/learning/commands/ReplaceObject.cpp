@@ -15,7 +15,7 @@ using Learning::RemoteInference;
 using Raster::AffineTransform;
 using Raster::DynamicBitmap;
 
-constexpr const char* Label = "replace-object";
+constexpr const char* ReplaceJobLabel = "replace-object";
 
 /// Throws Failure for a picture that is no cut-out of `photo`.
 Kernel::Counted<DynamicBitmap> LoadObject(const Host& host, const std::string& path,
@@ -76,7 +76,7 @@ void ReplaceObject(const Host& host, const ServiceOptions& service, const Replac
     const ObjectDocument document(photo, object, options.isExpanded);
     RemoteInference::Pictures variants;
     AffineTransform::Params placement;
-    CallForPictures(host, connection, Label, &note, [&](auto progress, void* context) {
+    CallForPictures(host, connection, ReplaceJobLabel, &note, [&](auto progress, void* context) {
         return connection.GetClient().InferImageObjectReplacement(
             document, object, {}, object->GetProfile(), options.prompt, options.strength,
             options.count, options.isPrepared, variants, placement, progress, context);
@@ -92,7 +92,7 @@ void ResumeReplaceObject(const Host& host, const ServiceConnection& connection, 
     const ObjectDocument document(photo, object, entry.isExpanded);
     RemoteInference::Pictures variants;
     AffineTransform::Params placement;
-    CallForPictures(host, connection, Label, &note, [&](auto progress, void* context) {
+    CallForPictures(host, connection, ReplaceJobLabel, &note, [&](auto progress, void* context) {
         return connection.GetClient().ResumeImageObjectReplacement(
             entry.job, document, object, {}, entry.count, variants, placement, progress, context);
     });

@@ -17,7 +17,7 @@ using Kernel::Counted;
 using Learning::Tensor;
 using Raster::DynamicBitmap;
 
-Size GetSize(const Tensor& planes) {
+Size GetPlaneSize(const Tensor& planes) {
     const std::vector<int> shape = planes.GetDimensions();
     return {shape.end()[-1], shape.end()[-2]};
 }
@@ -30,7 +30,7 @@ bool IsOfSize(const PhotoInput& input, Size size) {
 const PhotoInput* FindOrigin(const Tensor& planes, const std::vector<PhotoInput>& inputs) {
     const auto likeness = [&planes](const PhotoInput& input) {
         return input.planes->GetDimensions() == planes.GetDimensions() ? 2
-               : IsOfSize(input, GetSize(planes))                      ? 1
+               : IsOfSize(input, GetPlaneSize(planes))                 ? 1
                                                                        : 0;
     };
     const auto found = std::ranges::max_element(inputs, {}, likeness);
@@ -39,7 +39,7 @@ const PhotoInput* FindOrigin(const Tensor& planes, const std::vector<PhotoInput>
 
 /// How many elements one plane has.
 std::uint64_t CountElements(const Tensor& planes) {
-    const auto [width, height] = GetSize(planes);
+    const auto [width, height] = GetPlaneSize(planes);
     return static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height);
 }
 
@@ -119,7 +119,7 @@ int CountPictureChannels(std::vector<int> shape) {
 
 Counted<DynamicBitmap> MakeResult(const Tensor& planes, const std::vector<PhotoInput>& inputs) {
     const int channelCount = CountPictureChannels(planes.GetDimensions());
-    const Size size = GetSize(planes);
+    const Size size = GetPlaneSize(planes);
     const PhotoInput* const origin = FindOrigin(planes, inputs);
     if (origin == nullptr) {
         auto picture = MakePicture(size.width, size.height, Raster::Format::RGBA8);

@@ -26,7 +26,7 @@ void CheckAbort(const bool* abort) {
     }
 }
 
-Kernel::Consolidated<ICCProfile> KeepFitting(Kernel::Consolidated<ICCProfile> profile,
+Kernel::Consolidated<ICCProfile> KeepFitting(const Kernel::Consolidated<ICCProfile>& profile,
                                              Format format) {
     const bool isFitting = profile && ICCManager::IsFitting(*profile, format);
     return isFitting ? profile : Kernel::Consolidated<ICCProfile>();

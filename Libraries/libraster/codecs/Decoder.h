@@ -51,7 +51,7 @@ void CheckSize(const char* kind, std::uint64_t width, std::uint64_t height);
 void CheckAbort(const bool* abort);
 
 /// `profile`, or empty if it does not fit `format`.
-Kernel::Consolidated<ICCProfile> KeepFitting(Kernel::Consolidated<ICCProfile> profile,
+Kernel::Consolidated<ICCProfile> KeepFitting(const Kernel::Consolidated<ICCProfile>& profile,
                                              Format format);
 
 /// The sRGB profile, for files that are marked as sRGB without containing a profile.

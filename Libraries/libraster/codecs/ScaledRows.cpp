@@ -104,7 +104,8 @@ ScaledRows::ScaledRows(const PictureHead& head, const Scaling& scaling, SpanTarg
         static_cast<std::size_t>(head.width) * GetPixelFormat(head.format).GetPixelSize();
     // An odd number of cache lines, so that the rows of a column map to different cache sets.
     m_stride = (rowSize / 128) * 128 + 192;
-    const double rows = std::ceil(2 * m_reach) + 2 + static_cast<double>(bandSize / m_stride);
+    const std::size_t bandRows = bandSize / m_stride;
+    const double rows = std::ceil(2 * m_reach) + 2 + static_cast<double>(bandRows);
     m_capacity = static_cast<int>(std::min<double>(rows, head.height));
     PlanBand(0);
 }

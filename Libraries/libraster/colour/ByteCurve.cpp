@@ -69,9 +69,11 @@ std::optional<Cubics> Fit(const ToneCurve& curve, double (ToneCurve::*evaluate)(
 
 std::optional<DecodingCubics> FitDecoding(const ToneCurve& curve) {
     const auto isNear = [&curve](double start, const std::array<double, 4>& powers) {
-        for (double byte = std::ceil(start * 255); byte <= start * 510; ++byte) {
-            const double light = std::clamp(Evaluate(powers, byte / 255), 0.0, 1.0);
-            const double expected = curve.Encode(curve.Decode(byte / 255));
+        const int last = static_cast<int>(start * 510);
+        for (int byte = static_cast<int>(std::ceil(start * 255)); byte <= last; ++byte) {
+            const double value = byte / 255.0;
+            const double light = std::clamp(Evaluate(powers, value), 0.0, 1.0);
+            const double expected = curve.Encode(curve.Decode(value));
             if (!(std::abs(curve.Encode(light) - expected) <= CurveTolerance)) {
                 return false;
             }

@@ -23,8 +23,8 @@ void RunMatrixConversion(const MatrixConversion& conversion, float* rgba, std::s
 /// The same for 8 bits a sample.
 struct ByteConversion {
     std::array<DecodingCubics, 3> decoding;
-    std::array<std::array<float, 3>, 3> matrix;
     std::array<EncodingCubics, 3> encoding;
+    std::array<std::array<float, 3>, 3> matrix;
     bool areCurvesEqual;  // those of red, green and blue
 };
 

@@ -31,10 +31,12 @@ public:
         m_stream.flush = isLast ? NO_FLUSH : FULL_FLUSH;
         m_stream.next_in = GetPlain(piece);
         m_stream.avail_in = static_cast<std::uint32_t>(piece.size());
+        // How ISA-L divides the bytes into blocks depends on the room for them: all that there can
+        // be, whatever `target` had, since the same pixels make the same file.
+        const std::size_t room = piece.size() + piece.size() / 512 + 8192;
         std::size_t size = 0;
         do {
-            constexpr std::size_t Room = 4096;
-            target.resize(std::max(target.capacity(), size + Room));
+            target.resize(size + room);
             m_stream.next_out = reinterpret_cast<std::uint8_t*>(target.data() + size);
             m_stream.avail_out = static_cast<std::uint32_t>(target.size() - size);
             if (isal_deflate(&m_stream) != COMP_OK) {

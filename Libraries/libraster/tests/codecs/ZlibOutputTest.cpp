@@ -1,3 +1,4 @@
+#include "codecs/QuickDeflate.h"
 #include "codecs/ZlibOutput.h"
 
 #include <gtest/gtest.h>
@@ -50,6 +51,22 @@ TEST(ZlibOutput, IsInflatedByZlibAndNoLargerThanItsOwn) {
                       level);
             EXPECT_LE(output.size(), count + 8) << level << " " << size;
         }
+    }
+}
+
+TEST(QuickDeflater, MakesTheSameBytesWhateverItMadeBefore) {
+    const auto deflater = MakeQuickDeflater(1);
+    if (!deflater) {
+        GTEST_SKIP() << "this build has no quick coder";
+    }
+    const std::vector<std::byte> bytes = MakeBytes(262'144);
+    for (std::size_t i = 0; i < 400; ++i) {
+        const auto piece = std::span(bytes).subspan(500 * i, 20'000 + 97 * i);
+        std::vector<std::byte> fresh;
+        std::vector<std::byte> used(4096 + 41 * i);
+        deflater->Compress(piece, false, fresh);
+        deflater->Compress(piece, false, used);
+        ASSERT_TRUE(fresh == used) << i;
     }
 }
 
