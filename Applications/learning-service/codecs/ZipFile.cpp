@@ -32,8 +32,8 @@ std::uint32_t GetCRC(std::string_view bytes) {
 }
 
 void AppendNumber(std::string& bytes, std::size_t number, int size) {
-    for (int i = 0; i < size; ++i) {
-        bytes += static_cast<char>(number >> (8 * i) & 255);
+    for (; size > 0; --size, number >>= 8) {
+        bytes += static_cast<char>(number & 255);
     }
 }
 

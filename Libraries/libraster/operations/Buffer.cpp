@@ -20,7 +20,10 @@ std::size_t CountPixels(int width, int height) {
 /// than an abort may.
 template <class PixelType>
 PixelType* AllocatePixels(std::size_t count) {
-    void* const memory = std::calloc(std::max<std::size_t>(count, 1), sizeof(PixelType));
+    constexpr std::size_t AddressSpace = std::size_t{1} << 47;  // that any of our systems has
+    void* const memory = count < AddressSpace / sizeof(PixelType)
+                             ? std::calloc(std::max<std::size_t>(count, 1), sizeof(PixelType))
+                             : nullptr;
     if (memory == nullptr) {
         throw std::bad_alloc();
     }

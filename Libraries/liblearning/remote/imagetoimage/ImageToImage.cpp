@@ -43,18 +43,17 @@ struct Edit {
 };
 
 /// What the automatic mode stands for. Removing the background is worth it for pictures that have
-/// much of one: fewer than five opaque pixels for each that is transparent or translucent. Without
-/// such pixels the ratio is infinite or not a number, and nothing is removed.
+/// much of one: fewer than five opaque pixels for each that is transparent or translucent.
 ImageToImageAlphaMode ChooseAlphaMode(const DynamicBitmap& input, const Rect& box) {
     constexpr float Much = 5.0F;
     Raster::CopyTally tally;
     if (!Raster::TallyAlpha(input, box, tally, GetRasterFlag())) {
         ThrowUnfinished();
     }
-    const float ratio = static_cast<float>(tally.opaque) /
-                        static_cast<float>(tally.transparent + tally.translucent);
-    return ratio < Much ? ImageToImageAlphaMode::RemoveBackground
-                        : ImageToImageAlphaMode::AsReturned;
+    const std::uint64_t others = tally.transparent + tally.translucent;
+    const bool hasMuch =
+        others > 0 && static_cast<float>(tally.opaque) / static_cast<float>(others) < Much;
+    return hasMuch ? ImageToImageAlphaMode::RemoveBackground : ImageToImageAlphaMode::AsReturned;
 }
 
 /// Throws Refusal if there is nothing that the model would take.
