@@ -6,6 +6,7 @@
 #include "tests/LearningProgram.h"
 
 #include <cstdlib>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -16,8 +17,14 @@ namespace LearningApp::Testing {
 /// Lets a server pass for the inference service.
 class WithService : public InFolder {
 protected:
-    explicit WithService(Server::ScriptedServer::Handler handler)
-        : m_server(std::move(handler), MakeOptions()) {
+    /// `handler` is called while `m_mutex` is held.
+    explicit WithService(const Server::ScriptedServer::Handler& handler)
+        : m_server(
+              [this, handler](const Server::Request& request) {
+                  const std::lock_guard lock(m_mutex);
+                  return handler(request);
+              },
+              MakeOptions()) {
         unsetenv("ORVANTIS_SERVICE");
         setenv("XDG_CACHE_HOME", At("cache").c_str(), 1);
     }
@@ -34,15 +41,23 @@ protected:
         return options;
     }
 
+    /// To be called just before each run: lets the service see what the test has set.
     std::vector<std::string> AddPlace(std::vector<std::string> arguments) const {
+        Synchronise();
         const std::string place = "127.0.0.1:" + std::to_string(m_server.GetPort());
         arguments.insert(arguments.end(), {"--service", place, "--certificate", m_authority});
         return arguments;
     }
     Outcome Call(const std::vector<std::string>& arguments) const {
-        return Testing::Run(AddPlace(arguments));
+        Outcome outcome = Testing::Run(AddPlace(arguments));
+        Synchronise();
+        return outcome;
     }
 
+    /// Between what a test does to what its service uses and what its service does.
+    void Synchronise() const { const std::lock_guard lock(m_mutex); }
+
+    mutable std::mutex m_mutex;
     const std::string m_authority =
         MakeFile("authority.pem", Support::GetAuthority().GetCertificate());
     const Support::TestServer m_server;

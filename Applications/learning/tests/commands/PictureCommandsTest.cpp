@@ -73,7 +73,6 @@ protected:
     }
 
     Server::Script Answer(const Server::Request& request) {
-        const std::lock_guard lock(m_mutex);
         const std::string name = request.target.substr(request.target.rfind('/') + 1);
         if (name.ends_with(".png") || name.ends_with(".zip")) {
             return Server::Reply(200, {}, name == "cut.zip" ? m_archive : m_green);
@@ -127,7 +126,6 @@ protected:
         return At(name);
     }
 
-    std::mutex m_mutex;
     std::string m_accepted = R"({"generation_id":"J:1"})";
     std::map<std::string, std::string> m_replies;  // else that it is accepted
     std::string m_result = R"({"prompt":"a fat cat","images":[)" + Quote("a.png") + "]}";

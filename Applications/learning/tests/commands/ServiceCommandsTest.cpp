@@ -65,6 +65,7 @@ TEST_F(ServiceCommands, SendCredentialsAndKeepThemToThemselves) {
 }
 
 TEST_F(ServiceCommands, TakeABearerFromTheEnvironment) {
+    Synchronise();
     const std::string ask =
         " '" LEARNING_PROGRAM "' report x --models . --verbose --certificate '" + m_authority +
         "' --service 127.0.0.1:" + std::to_string(m_server.GetPort());
