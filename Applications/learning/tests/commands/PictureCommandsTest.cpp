@@ -14,6 +14,7 @@
 #include <spawn.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <functional>
@@ -131,8 +132,8 @@ protected:
     std::string m_result = R"({"prompt":"a fat cat","images":[)" + Quote("a.png") + "]}";
     std::string m_archive;
     std::map<std::string, std::vector<Value>> m_bodies;
-    bool m_raises = false;  // sends SIGTERM at the second poll, and never has a result
-    int m_polls = 0;
+    std::atomic<bool> m_raises = false;  // sends SIGTERM at the second poll, and never has a result
+    std::atomic<int> m_polls = 0;
     std::string m_photo;
     std::string m_green;
     Kernel::Testing::ScaledClock m_clock{2000};
