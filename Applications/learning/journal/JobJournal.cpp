@@ -25,8 +25,8 @@ namespace fs = std::filesystem;
 
 constexpr const char* Extension = ".json";
 
-/// The environment variable `name` if it is an absolute path; else empty, as the XDG Base Directory
-/// Specification wants relative ones to be ignored.
+/// The environment variable `name` if it is an absolute path; else empty: a relative one would mean
+/// another folder wherever the program is called.
 std::string GetFolder(const char* name) {
     const std::optional<Kernel::String> value = Kernel::GetEnv(name);
     const std::string folder = value ? std::string(std::string_view(*value)) : std::string();

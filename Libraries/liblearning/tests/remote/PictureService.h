@@ -9,6 +9,7 @@
 #include "Raster/PNGBase.h"
 #include "Raster/PixelAccessor.h"
 
+#include "remote/pictures/ServicePictures.h"
 #include "tests/remote/RemoteTest.h"
 
 #include <deque>
