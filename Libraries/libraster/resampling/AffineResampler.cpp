@@ -3,6 +3,7 @@
 #include "resampling/NearestResampler.h"
 #include "resampling/PictureBlock.h"
 #include "resampling/PixelFilters.h"
+#include "resampling/PointFilters.h"
 
 #include <algorithm>
 #include <array>

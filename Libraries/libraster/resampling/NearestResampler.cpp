@@ -1,7 +1,7 @@
 #include "resampling/NearestResampler.h"
 
 #include "formats/PixelSizes.h"
-#include "resampling/PixelFilters.h"
+#include "resampling/PointFilters.h"
 
 #include <algorithm>
 #include <cstring>
