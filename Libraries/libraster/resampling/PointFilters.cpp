@@ -22,10 +22,13 @@ void InterpolatePoints(double start, double step, double first, std::size_t coun
     }
 }
 
+/// Vectors of points may begin at the last one; those beyond it are the same point again.
+constexpr std::size_t PointPadding = 3;
+
 /// The first taps of points along one axis, and their phases.
 struct TapPlaces {
-    std::int32_t first[TileWidth];
-    float phases[TileWidth];
+    std::int32_t first[TileWidth + PointPadding];
+    float phases[TileWidth + PointPadding];
 };
 
 /// `limit` is the size of the block's source.
@@ -45,6 +48,8 @@ HWY_INLINE void FindPlaces(const double* points, std::size_t count, double scale
                    places.first + i);
         hn::StoreU(hn::DemoteTo(floats, hn::Sub(begin, whole)), floats, places.phases + i);
     }
+    std::fill_n(places.first + count, PointPadding, places.first[count - 1]);
+    std::fill_n(places.phases + count, PointPadding, places.phases[count - 1]);
 }
 
 /// The weights of one point along one axis, interpolated.
@@ -148,53 +153,65 @@ HWY_INLINE void FilterPlaces(const PlacedPoints& points, float* rgba) {
     }
 }
 
-/// A vector of pixels from as many places.
-HWY_INLINE PixelLanes GatherPixels(const float* const* places, std::ptrdiff_t offset) {
+/// Mixes two vectors by the share of the second.
+HWY_INLINE PixelLanes Mix(PixelLanes first, PixelLanes second, PixelLanes share) {
+    return first + (second - first) * share;
+}
+
+/// A pixel from each of as many places as a vector has pixels, mixed from that place, the next in
+/// its row and those in the row below, `stride` floats on. `right` and `down`: the shares of the
+/// next, and of those below, four at most.
+HWY_INLINE PixelLanes MixFours(const float* origin, const std::int32_t* offsets,
+                               std::ptrdiff_t stride, const float* right, const float* down) {
 #if HWY_TARGET == HWY_SCALAR || HWY_MAX_BYTES == 16
-    return PixelLanes::Load(places[0] + offset);
-#else
-    const auto pair = [&](std::size_t i) HWY_ATTR {
-        const hn::FixedTag<float, 4> pixel;
-        const hn::FixedTag<float, 8> two;
-        return hn::Combine(two, hn::LoadU(pixel, places[i + 1] + offset),
-                           hn::LoadU(pixel, places[i] + offset));
+    const PixelLanes shares = PixelLanes::All(*down);
+    const auto mix = [&](const float* from) HWY_ATTR {
+        return Mix(PixelLanes::Load(from), PixelLanes::Load(from + stride), shares);
     };
-#if HWY_MAX_BYTES == 32
-    return {pair(0)};
+    const float* const from = origin + *offsets;
+    return Mix(mix(from), mix(from + 4), PixelLanes::All(*right));
 #else
-    return {hn::Combine(PixelTag(), pair(2), pair(0))};
+    // Pairs of pixels side by side are loaded at once: those of the first place and, if there are
+    // four, the third, and those of the second and the fourth.
+    const auto load = [&](std::size_t place, std::ptrdiff_t row) HWY_ATTR {
+#if HWY_MAX_BYTES == 32
+        return PixelLanes::Load(origin + offsets[place] + row);
+#else
+        const hn::FixedTag<float, 8> pair;
+        return PixelLanes{hn::Combine(PixelTag(),
+                                      hn::LoadU(pair, origin + offsets[place + 2] + row),
+                                      hn::LoadU(pair, origin + offsets[place] + row))};
 #endif
+    };
+    const auto spread = SpreadNumbers(down, 0).v;
+    const auto swapped = hn::SwapAdjacentBlocks(spread);
+    const auto odd = Mix(load(0, 0), load(0, stride), {hn::OddEvenBlocks(swapped, spread)}).v;
+    const auto even = Mix(load(1, 0), load(1, stride), {hn::OddEvenBlocks(spread, swapped)}).v;
+    const PixelLanes left{hn::OddEvenBlocks(hn::SwapAdjacentBlocks(even), odd)};
+    const PixelLanes next{hn::OddEvenBlocks(even, hn::SwapAdjacentBlocks(odd))};
+    return Mix(left, next, SpreadNumbers(right, 0));
 #endif
 }
 
 /// Two taps along each axis: the common case, where the weights are the phases themselves.
 HWY_INLINE void FilterBetweenFour(const PlacedPoints& points, float* rgba) {
-    constexpr std::size_t Step = FloatCount / 4;
-    const bool isCut = !points.AreInside();
-    const float* const origin = points.block.At(0, points.block.GetRect().top);
-    const std::ptrdiff_t stride = points.block.GetStride();
-    const int top = points.block.GetRect().top;
-    for (std::size_t i = 0; i < points.count; i += Step) {
-        const float* places[Step];
-        float phasesX[4] = {};
-        float phasesY[4] = {};
-        for (std::size_t j = 0; j < Step; ++j) {
-            const std::size_t at = std::min(i + j, points.count - 1);
-            places[j] = origin + (points.y.first[at] - top) * stride +
-                        std::ptrdiff_t{points.x.first[at]} * 4;
-            phasesX[j] = points.x.phases[at];
-            phasesY[j] = points.y.phases[at];
-        }
-        const PixelLanes right = SpreadNumbers(phasesX, 0);
-        const PixelLanes down = SpreadNumbers(phasesY, 0);
-        const auto mix = [&](std::ptrdiff_t row) HWY_ATTR {
-            const PixelLanes first = GatherPixels(places, row);
-            return first + (GatherPixels(places, row + 4) - first) * right;
-        };
-        const PixelLanes upper = mix(0);
-        (upper + (mix(stride) - upper) * down).Store(rgba + i * 4);
+    const PictureBlock& block = points.block;
+    const Rect& rect = block.GetRect();
+    const float* const origin = block.At(rect.left, rect.top);
+    const std::ptrdiff_t stride = block.GetStride();
+    std::int32_t offsets[TileWidth + PointPadding];
+    for (std::size_t i = 0; i < points.count + PointPadding; ++i) {
+        offsets[i] = (points.y.first[i] - rect.top) * static_cast<std::int32_t>(stride) +
+                     (points.x.first[i] - rect.left) * 4;
     }
-    for (std::size_t i = 0; i < points.count && isCut; ++i) {
+    for (std::size_t i = 0; i < points.count; i += FloatCount / 4) {
+        MixFours(origin, offsets + i, stride, points.x.phases + i, points.y.phases + i)
+            .Store(rgba + i * 4);
+    }
+    if (points.AreInside()) {
+        return;
+    }
+    for (std::size_t i = 0; i < points.count; ++i) {
         if (!points.IsInside(i)) {
             const FourPixels sum = SumPlace<false, 2>(points, i, true);
             const FourPixels four[] = {sum, sum, sum, sum};
