@@ -83,6 +83,11 @@ def main():
     widths = [max(map(len, column)) for column in zip(*table)]
     for cells in table:
         print("  ".join(cell.ljust(width) for cell, width in zip(cells, widths)).rstrip())
+    print("\nPeers that are not exact, milliseconds and difference")
+    for name, threads in sorted(cases.items()):
+        for peer, case in sorted(threads[1].items()):
+            if OURS in threads[1] and case.difference and (peer != OURS or name.startswith("Turn")):
+                print(f"{name:30} {peer:14} {case.time:8.3g} {case.difference:8.2g}")
 
 
 if __name__ == "__main__":

@@ -50,19 +50,77 @@ Row MakeReduction(const char* name, Bytes (*makeSource)(Size)) {
     return {name, {Photo}, makeSource, 4, CompareMeans, 0.35, ReducedPhoto};
 }
 
-Row MakeResampling(const char* name, Size from, Size to) {
-    return {name, {from}, MakePhoto, 4, {}, 0, to};
+/// Kernels of an offset of 0 or more, in units of a filter.
+double GetTriangle(double x) {
+    return std::max(0.0, 1 - x);
+}
+double GetCubic(double x) {  // Keys' of -0.5
+    return x < 1 ? 1 + x * x * (1.5 * x - 2.5) : x < 2 ? 2 + x * (x * (2.5 - 0.5 * x) - 4) : 0;
+}
+double GetLanczos(double x) {
+    const auto sinc = [](double at) {
+        return at == 0 ? 1 : std::sin(std::acos(-1) * at) / (std::acos(-1) * at);
+    };
+    return x < 3 ? sinc(x) * sinc(x / 3) : 0;
 }
 
-/// The root mean square distance, in levels, from bilinear filtering by its definition: a triangle
-/// along each axis of the source, a pixel to each side, wider if the picture shrinks. Of a few
-/// pixels, away from the edges.
-double CompareTurned(const Task& task, double scale) {
+struct Filter {
+    double (*kernel)(double);
+    double radius;
+};
+constexpr Filter Triangle{GetTriangle, 1};
+constexpr Filter Cubic{GetCubic, 2};
+constexpr Filter Lanczos{GetLanczos, 3};
+
+/// The taps of a filter around a point on an axis that shrinks by a factor, those inside a source.
+struct AxisTaps {
+    AxisTaps(const Filter& filter, double centre, double shrinking, int size) {
+        const double unit = std::max(1.0, shrinking);
+        const double reach = unit * filter.radius;
+        first = std::max(0, static_cast<int>(std::floor(centre - reach - 0.5)));
+        const int last = std::min(size - 1, static_cast<int>(centre + reach));
+        for (int k = first; k <= last; ++k) {
+            weights.push_back(filter.kernel(std::fabs(k + 0.5 - centre) / unit));
+        }
+    }
+
+    int first;
+    std::vector<double> weights;
+};
+
+/// A filtered pixel of an opaque picture in levels, around a point of the source.
+std::array<double, 3> DefineFiltered(const Task& task, const AxisTaps& columns,
+                                     const AxisTaps& rows) {
+    std::array<double, 3> sum{};
+    double whole = 0;
+    for (std::size_t row = 0; row < rows.weights.size(); ++row) {
+        for (std::size_t column = 0; column < columns.weights.size(); ++column) {
+            const double weight = rows.weights[row] * columns.weights[column];
+            const auto y = static_cast<std::size_t>(rows.first) + row;
+            const auto x = static_cast<std::size_t>(columns.first) + column;
+            const std::uint8_t* const pixel =
+                task.source.As<std::uint8_t>() +
+                (y * static_cast<std::size_t>(task.size.width) + x) * 4;
+            for (std::size_t c = 0; c < 3; ++c) {
+                sum[c] += weight * pixel[c];
+            }
+            whole += weight;
+        }
+    }
+    for (double& level : sum) {
+        level = std::clamp(level / whole, 0.0, 255.0);
+    }
+    return sum;
+}
+
+/// The root mean square distance, in levels, from a filter by its definition: a kernel along each
+/// axis of the source, wider where the picture shrinks. Of a few pixels; where the picture turns,
+/// away from its edges.
+double CompareFiltered(const Task& task, const Filter& filter, const PlaneMap& map) {
     constexpr int Step = 37;
-    constexpr double Margin = 4;
-    const PlaneMap map = MakeTurn(scale, task.size, task.target);
+    const bool isTurned = map.xy != 0;
+    const double margin = isTurned ? 4 : 0;
     const double area = map.xx * map.yy - map.xy * map.yx;
-    const double reach = std::max(1.0, 1 / scale);
     double squares = 0;
     int count = 0;
     for (std::size_t i = 0; i < task.target.GetPixelCount(); i += Step) {
@@ -71,31 +129,30 @@ double CompareTurned(const Task& task, double scale) {
         const double down = static_cast<double>(i / width) + 0.5 - map.dy;
         const double x = (map.yy * right - map.xy * down) / area;
         const double y = (map.xx * down - map.yx * right) / area;
-        if (x < Margin || y < Margin || x > task.size.width - Margin ||
-            y > task.size.height - Margin) {
+        if (x < margin || y < margin || x > task.size.width - margin ||
+            y > task.size.height - margin) {
             continue;
         }
-        std::array<double, 4> sum{};  // and of the weights
-        for (int row = static_cast<int>(y - reach - 0.5); row <= y + reach; ++row) {
-            for (int column = static_cast<int>(x - reach - 0.5); column <= x + reach; ++column) {
-                const double weight = std::max(0.0, 1 - std::fabs(column + 0.5 - x) / reach) *
-                                      std::max(0.0, 1 - std::fabs(row + 0.5 - y) / reach);
-                const std::uint8_t* const pixel =
-                    task.source.As<std::uint8_t>() +
-                    (std::ptrdiff_t{row} * task.size.width + column) * 4;
-                for (std::size_t c = 0; c < 3; ++c) {
-                    sum[c] += weight * pixel[c];
-                }
-                sum[3] += weight;
-            }
-        }
+        const auto expected = DefineFiltered(
+            task, AxisTaps(filter, x, 1 / std::hypot(map.xx, map.yx), task.size.width),
+            AxisTaps(filter, y, 1 / std::hypot(map.xy, map.yy), task.size.height));
         for (std::size_t c = 0; c < 3; ++c, ++count) {
-            const double distance =
-                task.destination.As<std::uint8_t>()[i * 4 + c] - sum[c] / sum[3];
+            const double distance = task.destination.As<std::uint8_t>()[i * 4 + c] - expected[c];
             squares += distance * distance;
         }
     }
     return std::sqrt(squares / count);
+}
+
+Row MakeResampling(const char* name, Size from, Size to, const Filter& filter) {
+    const PlaneMap map{1.0 * to.width / from.width, 0, 0, 1.0 * to.height / from.height, 0, 0};
+    return {name,
+            {from},
+            MakePhoto,
+            4,
+            [=](const Task& task) { return CompareFiltered(task, filter, map); },
+            0.35,
+            to};
 }
 
 /// The bounding box of a disc of that radius: left, top, and the pixel after right and bottom.
@@ -154,22 +211,18 @@ PlaneMap MakeTurn(double scale, Size from, Size to) {
 std::vector<Row> MakeRenderingRows() {
     std::vector<Row> rows{MakeReduction("ReduceArea", MakePhoto),
                           MakeReduction("ReduceAreaOfCutout", MakeCutout),
-                          MakeResampling("ReduceBicubic", Photo, ReducedPhoto),
-                          MakeResampling("ReduceLanczos", Photo, ReducedPhoto),
-                          MakeResampling("EnlargeBicubic", ReducedPhoto, Photo),
-                          MakeResampling("EnlargeLanczos", ReducedPhoto, Photo),
+                          MakeResampling("ReduceBicubic", Photo, ReducedPhoto, Cubic),
+                          MakeResampling("ReduceLanczos", Photo, ReducedPhoto, Lanczos),
+                          MakeResampling("EnlargeBicubic", ReducedPhoto, Photo, Cubic),
+                          MakeResampling("EnlargeLanczos", ReducedPhoto, Photo, Lanczos),
                           MakeBox("AlphaBoxOfNothing", 0),
                           MakeBox("AlphaBoxOfIsland", 700),
                           MakeBox("AlphaBoxOfAll", 5000)};
     for (const auto& [name, scale] : TurnRows) {
         const Size target = scale == 0.5 ? Size{2000, 1500} : Photo;
-        rows.push_back({name,
-                        {Photo},
-                        MakePhoto,
-                        4,
-                        [scale = scale](const Task& task) { return CompareTurned(task, scale); },
-                        1.5,
-                        target});
+        const PlaneMap map = MakeTurn(scale, Photo, target);
+        const auto compare = [=](const Task& task) { return CompareFiltered(task, Triangle, map); };
+        rows.push_back({name, {Photo}, MakePhoto, 4, compare, 1.5, target});
     }
     return rows;
 }
