@@ -65,14 +65,13 @@ HWY_INLINE FourPixels AddUp(const FourPixels* sums) {
     }
 #elif HWY_MAX_BYTES == 32
     constexpr PixelTag Tag;
-    for (std::size_t i = 0; i < 4; i += 2) {
-        const auto pair = [&](std::size_t part) HWY_ATTR {
-            const auto a = sums[i].parts[part].v;
-            const auto b = sums[i + 1].parts[part].v;
-            return hn::Add(hn::ConcatLowerLower(Tag, b, a), hn::ConcatUpperUpper(Tag, b, a));
-        };
-        result.parts[i / 2] = {hn::Add(pair(0), pair(1))};
-    }
+    const auto pair = [&](std::size_t i, std::size_t part) HWY_ATTR {
+        const auto a = sums[i].parts[part].v;
+        const auto b = sums[i + 1].parts[part].v;
+        return hn::Add(hn::ConcatLowerLower(Tag, b, a), hn::ConcatUpperUpper(Tag, b, a));
+    };
+    result.parts[0] = {hn::Add(pair(0, 0), pair(0, 1))};
+    result.parts[1] = {hn::Add(pair(2, 0), pair(2, 1))};
 #else
     constexpr PixelTag Tag;
     const auto pair = [&](std::size_t i) HWY_ATTR {  // [a0 + a1, b0 + b1, a2 + a3, b2 + b3]

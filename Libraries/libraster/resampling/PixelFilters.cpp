@@ -72,19 +72,33 @@ void AddOneRow(const float* row, float weight, float* sum, std::size_t width) {
     }
 }
 
+/// Four pixels of a row that starts at column `left`. Those after `last`, 0 to 3, repeat it.
+template <bool IsGuarded>
+HWY_INLINE FourPixels FilterFour(const float* row, int left, const int* first, const float* weights,
+                                 std::size_t count, std::size_t last) {
+    const auto place = [&](std::size_t i) { return row + std::ptrdiff_t{first[i] - left} * 4; };
+    const std::size_t at[] = {0, std::min<std::size_t>(1, last), std::min<std::size_t>(2, last),
+                              last};
+    const FourPixels sums[] = {SumTaps<IsGuarded>(place(0), weights, count),
+                               SumTaps<IsGuarded>(place(at[1]), weights + at[1] * count, count),
+                               SumTaps<IsGuarded>(place(at[2]), weights + at[2] * count, count),
+                               SumTaps<IsGuarded>(place(at[3]), weights + at[3] * count, count)};
+    return AddUp(sums);
+}
+
 template <bool IsGuarded>
 HWY_INLINE void FilterWholeRow(const float* row, int left, const Taps& taps, float* rgba,
                                std::size_t width) {
-    const std::size_t count = taps.count;
-    for (std::size_t i = 0; i < width; i += 4) {
-        FourPixels sums[4];
-        for (std::size_t j = 0; j < 4; ++j) {
-            const std::size_t pixel = std::min(i + j, width - 1);  // padded by the last pixel
-            sums[j] =
-                SumTaps<IsGuarded>(row + static_cast<std::ptrdiff_t>(taps.first[pixel] - left) * 4,
-                                   taps.weights + pixel * count, count);
-        }
-        StoreFour(AddUp(sums), rgba + i * 4);
+    const float* weights = taps.weights;
+    std::size_t i = 0;
+    for (; i + 4 <= width; i += 4, weights += 4 * taps.count) {
+        StoreFour(FilterFour<IsGuarded>(row, left, taps.first + i, weights, taps.count, 3),
+                  rgba + i * 4);
+    }
+    if (i < width) {
+        StoreFour(
+            FilterFour<IsGuarded>(row, left, taps.first + i, weights, taps.count, width - i - 1),
+            rgba + i * 4);
     }
 }
 
