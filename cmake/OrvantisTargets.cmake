@@ -168,13 +168,17 @@ function(orvantis_benchmarks name)
 endfunction()
 
 # orvantis_fuzzer(<name> SOURCES <files> [LINK <targets>])
-# A program of libFuzzer's, for the preset fuzz.
+# A program of libFuzzer's in the preset fuzz. Elsewhere it is only compiled, so that it keeps up.
 function(orvantis_fuzzer name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
-    add_executable(${name} ${arg_SOURCES})
+    if(ORVANTIS_FUZZERS)
+        add_executable(${name} ${arg_SOURCES})
+        target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+    else()
+        add_library(${name} OBJECT ${arg_SOURCES})
+    endif()
     target_link_libraries(${name} PRIVATE ${arg_LINK})
     orvantis_common_options(${name})
-    target_link_options(${name} PRIVATE -fsanitize=fuzzer)
 endfunction()
 
 # orvantis_translation(<language> <file>)
