@@ -91,11 +91,30 @@ bool AddReading(const char* row, Bytes (*makePicture)(Size), Write write, double
                   });
 }
 
+/// A file read row by row into a smaller picture. By Nearest that is next to the decoding alone.
+bool AddScaling(const char* row, Raster::Sampler sampler) {
+    const auto makeSource = [](Size size) { return MakeFile(MakeCutout, WritePNG, size); };
+    return AddRow({row, {Large}, makeSource, 4, {}, 0, Small}, [=](const Task& task) {
+        const auto bitmap = MakeBitmap(task.target, Format::RGBA8);
+        const std::byte* const start = task.source.As<std::byte>();
+        const auto stream = std::make_shared<Kernel::MemoryInOutStream>(
+            std::vector<std::byte>(start, start + task.source.GetSize()));
+        return Run{[=] {
+            Raster::DynamicFile file;
+            stream->Seek(0);
+            file.CreateFromStream(*stream, Raster::DynamicFile::Reading::Scaled);
+            file.ReadScaled(*bitmap, sampler);
+        }};
+    });
+}
+
 // Quality 70 with 4:2:0 chroma subsampling: a hard edge may be off by a quarter of the range.
 const bool IsAdded = AddWriting("WriteJPEG", MakePhoto, WriteJPEG, 64) &&
                      AddReading("ReadJPEG", MakePhoto, WriteJPEG, 64) &&
                      AddWriting("WritePNG", MakeCutout, WritePNG, 0) &&
-                     AddReading("ReadPNG", MakeCutout, WritePNG, 0);
+                     AddReading("ReadPNG", MakeCutout, WritePNG, 0) &&
+                     AddScaling("ScalePNGByArea", Raster::Sampler::Area) &&
+                     AddScaling("ScalePNGByNearest", Raster::Sampler::Nearest);
 
 }  // namespace
 }  // namespace PixelPeers
