@@ -1,8 +1,8 @@
 #include "images/Checks.h"
 
+#include "Kernel/Base64.h"
 #include "Kernel/Json.h"
 
-#include "codecs/Base64.h"
 #include "drawing/PromptWords.h"
 #include "envelope/EnvelopeOperation.h"
 #include "envelope/Refusal.h"
@@ -51,7 +51,7 @@ double TakeShare(const Envelope& envelope, std::string_view key) {
 }
 
 std::string TakeBytes(const Envelope& envelope, std::string_view key) {
-    std::optional<std::string> bytes = DecodeBase64(envelope.Get(key));
+    std::optional<std::string> bytes = Kernel::DecodeBase64(envelope.Get(key));
     if (!bytes || bytes->empty()) {
         RefuseMember(key, "is no base64 text with its padding");
     }

@@ -1,8 +1,6 @@
-#include "Kernel/Base64OutStream.h"
 #include "Kernel/MemoryInOutStream.h"
 #include "Kernel/ZipArchive.h"
 
-#include "codecs/Base64.h"
 #include "codecs/PictureFiles.h"
 #include "codecs/ZipFile.h"
 #include "drawing/Random.h"
@@ -20,23 +18,6 @@ std::string MakeBytes(std::size_t size) {
         bytes += static_cast<char>(Scramble(i * 1000 + size));
     }
     return bytes;
-}
-
-TEST(Base64, IsReadAsItIsWritten) {
-    for (std::size_t size = 0; size < 60; ++size) {
-        const auto text = Kernel::MakeCounted<Kernel::MemoryInOutStream>();
-        Kernel::Base64OutStream stream(text);
-        const std::string bytes = MakeBytes(size);
-        stream.Write(std::as_bytes(std::span(bytes)));
-        stream.FlushBase64();
-        const std::string whole = Support::GetText(*text);
-        EXPECT_EQ(DecodeBase64(whole), bytes) << size;
-        EXPECT_EQ(whole.empty() || DecodeBase64(whole.substr(1)), whole.empty()) << size;
-    }
-    for (const char* const wrong : {"QQ", "QQ=", "Q===", "====", "QR==", "QUF=", "QUI", "QU I",
-                                    "QUJ\n", "=QUI", "QQ==QQ==", "QU-_", "\xFFQQ="}) {
-        EXPECT_EQ(DecodeBase64(wrong), std::nullopt) << wrong;
-    }
 }
 
 TEST(ZipFile, IsReadAsAnArchive) {

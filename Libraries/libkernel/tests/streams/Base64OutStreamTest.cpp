@@ -1,3 +1,4 @@
+#include "Kernel/Base64.h"
 #include "Kernel/Base64OutStream.h"
 
 #include "tests/StreamTexts.h"
@@ -37,7 +38,10 @@ TEST(Base64OutStream, GivesTheSameTextHoweverTheBytesAreCut) {
             ASSERT_LE(done / 3 * 4 - target->GetSize(), 16'384U);
         }
         stream.FlushBase64();
-        EXPECT_TRUE(GetText(*target) == EncodeWithOpenSSL(all.substr(0, size))) << size;
+        const std::string text = GetText(*target);
+        EXPECT_TRUE(text == EncodeWithOpenSSL(all.substr(0, size))) << size;
+        EXPECT_TRUE(DecodeBase64(text) == all.substr(0, size)) << size;
+        EXPECT_EQ(text.empty() || DecodeBase64(text.substr(1)), text.empty()) << size;
     }
 }
 
@@ -61,6 +65,13 @@ TEST(Base64OutStream, HandsOnWholeGroupsAndBeginsAnewAfterThePadding) {
     Write(stream, "foo");
     stream.FlushBase64();
     EXPECT_EQ(GetText(*target), "Zm9vYmE=Zm9v");
+}
+
+TEST(DecodeBase64, TakesNothingButTheOneTextForItsBytes) {
+    for (const char* const wrong : {"QQ", "QQ=", "Q===", "====", "QR==", "QUF=", "QUI", "QU I",
+                                    "QUJ\n", "=QUI", "QQ==QQ==", "QU-_", "\xFFQQ="}) {
+        EXPECT_EQ(DecodeBase64(wrong), std::nullopt) << wrong;
+    }
 }
 
 }  // namespace

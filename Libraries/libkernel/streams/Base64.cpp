@@ -1,9 +1,9 @@
-#include "codecs/Base64.h"
+#include "Kernel/Base64.h"
 
 #include <array>
 #include <cstdint>
 
-namespace Service {
+namespace Kernel {
 
 namespace {
 
@@ -53,4 +53,4 @@ std::optional<std::string> DecodeBase64(std::string_view text) {
     return bytes;
 }
 
-}  // namespace Service
+}  // namespace Kernel
