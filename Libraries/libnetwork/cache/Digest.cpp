@@ -1,4 +1,4 @@
-#include "cache/Digest.h"
+#include "Network/Digest.h"
 
 #include <openssl/evp.h>
 

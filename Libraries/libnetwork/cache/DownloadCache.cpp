@@ -4,9 +4,9 @@
 #include "Kernel/FileSystem.h"
 #include "Kernel/Format.h"
 #include "Kernel/NeverDestroyed.h"
+#include "Network/Digest.h"
 #include "Network/Http.h"
 
-#include "cache/Digest.h"
 #include "requests/Address.h"
 
 #include <cstdint>
