@@ -1,4 +1,4 @@
-// Ending remote operations, and hearing how far they are.
+// Ending remote operations, hearing how far they are, and seeing what they send.
 
 #pragma once
 
@@ -12,6 +12,8 @@
 #include <memory>
 
 namespace Learning {
+
+struct RemoteRequest;
 
 /// What a remote operation is about to do.
 struct RemotePhase {
@@ -30,9 +32,9 @@ struct RemotePhase {
     int count = 0;
 };
 
-/// Lets a host end operations of RemoteInference, and hear of their phases. For the calls of a
-/// thread while a Scope of it is alive there; one object may be in force on several threads. Where
-/// scopes nest, the calls obey and tell all of them.
+/// Lets a host end operations of RemoteInference, hear of their phases, and judge their requests.
+/// For the calls of a thread while a Scope of it is alive there; one object may be in force on
+/// several threads. Where scopes nest, the calls obey and tell all of them.
 ///
 /// A call that is ended returns within 100 ms, with CommunicationsFailure, whatever it is about; no
 /// listener hears of it any more but that it has ended, nor does the callback for its progress.
@@ -43,8 +45,14 @@ public:
     /// Called on the thread of the operation. What it throws is logged.
     using Listener = std::function<void(const RemotePhase&)>;
 
-    /// `listener` may be empty.
-    explicit RemoteControl(Listener listener = {});
+    /// Called on the thread of the operation before each request, polls and files included; says
+    /// whether it is sent. If not, for which an exception, which is logged, stands too, no
+    /// connection is opened, and the operation ends as if it were ended by Cancel(). Of several the
+    /// innermost is asked first, and no other after one that refuses.
+    using Judge = std::function<bool(const RemoteRequest&)>;
+
+    /// Either may be empty.
+    explicit RemoteControl(Listener listener = {}, Judge judge = {});
     RemoteControl(const RemoteControl&) = delete;
     RemoteControl& operator=(const RemoteControl&) = delete;
     /// No scope of it may be alive.

@@ -46,9 +46,9 @@ private:
     std::uint64_t m_count = 0;
 };
 
-/// Lets the request send the text of `body`. What may hold pictures is written while it is sent, so
-/// that its text is never in memory as a whole.
-void SetBody(Network::Http::Request& request, const Kernel::Json::Value& body) {
+/// Lets the request send the text of `body`, and returns its size. What may hold pictures is
+/// written while it is sent, so that its text is never in memory as a whole.
+std::uint64_t SetBody(Network::Http::Request& request, const Kernel::Json::Value& body) {
     const auto text = Kernel::MakeCounted<TextStream>();
     Kernel::Json::Write(*text, body);
     if (text->IsShort()) {
@@ -57,6 +57,34 @@ void SetBody(Network::Http::Request& request, const Kernel::Json::Value& body) {
         request.writeBody = [&body](const auto& stream) { Kernel::Json::Write(*stream, body); };
         request.writtenSize = text->GetCount();
     }
+    return text->GetCount();
+}
+
+/// What the controls see of a request.
+RemoteRequest Describe(const Network::Http::Request& request) {
+    RemoteRequest seen;
+    seen.method = request.method == Network::Http::Method::Post  ? "POST"
+                  : request.method == Network::Http::Method::Put ? "PUT"
+                                                                 : "GET";
+    seen.address = request.address;
+    seen.headers = request.headers;
+    return seen;
+}
+
+/// The request without its body.
+Network::Http::Request MakeUpload(const Kernel::String& address) {
+    Network::Http::Request request;
+    request.address = address;
+    request.method = Network::Http::Method::Put;
+    request.headers = {{"Content-Type", "application/octet-stream"}};
+    return request;
+}
+
+RemoteRequest DescribeUpload(const Kernel::String& address, std::span<const std::byte> file) {
+    RemoteRequest seen = Describe(MakeUpload(address));
+    seen.file = file;
+    seen.size = file.size();
+    return seen;
 }
 
 /// Makes the request, with the patience that all have; `limit` is that of the answer.
@@ -70,34 +98,44 @@ ServiceReply Send(Network::Http::Request request, std::uint64_t limit) {
     return reply;
 }
 
-}  // namespace
-
-ServiceReply PostToService(const char* name, const Kernel::Json::Value& body) {
+/// `next` may be null.
+ServiceReply Post(const char* name, const Kernel::Json::Value& body, const RemoteRequest* next) {
     Network::Http::Request request;
     request.address = Kernel::String(ServiceBaseUrl) + name;
     request.method = Network::Http::Method::Post;
     request.headers = {{"Content-Type", "application/json"}};
-    SetBody(request, body);
+    RemoteRequest seen = Describe(request);
+    seen.json = &body;
+    seen.size = SetBody(request, body);
+    seen.next = next;
+    ControlInForce::Ask(seen);
     return Send(std::move(request), MaximumReplySize);
 }
 
-ServiceReply SubmitToService(const char* name, const Kernel::Json::Value& body) {
+}  // namespace
+
+ServiceReply PostToService(const char* name, const Kernel::Json::Value& body) {
+    return Post(name, body, nullptr);
+}
+
+ServiceReply SubmitToService(const char* name, const Kernel::Json::Value& body,
+                             std::span<const std::byte> upload) {
     ControlInForce::Tell({RemotePhase::Kind::Submitting, name, {}, 0, 0});
-    return PostToService(name, body);
+    const RemoteRequest next = DescribeUpload({}, upload);
+    return Post(name, body, upload.empty() ? nullptr : &next);
 }
 
 ServiceReply DownloadFile(const Kernel::String& address, std::uint64_t maximumSize) {
     Network::Http::Request request;
     request.address = address;
     request.headers = {{"Content-Type", "application/jpeg"}};  // whatever it is
+    ControlInForce::Ask(Describe(request));
     return Send(std::move(request), maximumSize);
 }
 
 int UploadFile(const Kernel::String& address, std::vector<std::byte> bytes) {
-    Network::Http::Request request;
-    request.address = address;
-    request.method = Network::Http::Method::Put;
-    request.headers = {{"Content-Type", "application/octet-stream"}};
+    Network::Http::Request request = MakeUpload(address);
+    ControlInForce::Ask(DescribeUpload(address, bytes));
     request.body = Kernel::MakeCounted<Network::BinaryDataSource>(std::move(bytes));
     return Send(std::move(request), MaximumReplySize).status;
 }

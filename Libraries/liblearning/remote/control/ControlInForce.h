@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Learning/RemoteControl.h"
+#include "Learning/RemoteRequest.h"
 
 #include <chrono>
 
@@ -20,6 +21,15 @@ public:
 
     /// Tells the controls, from the innermost to the outermost, unless the operation is to end.
     static void Tell(const RemotePhase& phase) noexcept;
+
+    /// Asks the controls, from the innermost to the outermost, whether `request` may be sent.
+    /// Throws Kernel::Aborted if not.
+    static void Ask(const RemoteRequest& request);
+
+private:
+    /// What `ask` returns, or false if it throws, which is logged.
+    template <class Question>
+    static bool Try(const Question& ask) noexcept;
 };
 
 }  // namespace Learning

@@ -27,12 +27,14 @@ std::mutex& GetScopesMutex() {
 
 struct RemoteControl::State {
     Listener listener;
+    Judge judge;
     std::atomic<bool> isCancelled = false;
     std::vector<Scope*> scopes;
 };
 
-RemoteControl::RemoteControl(Listener listener) : m_state(std::make_unique<State>()) {
+RemoteControl::RemoteControl(Listener listener, Judge judge) : m_state(std::make_unique<State>()) {
     m_state->listener = std::move(listener);
+    m_state->judge = std::move(judge);
 }
 
 RemoteControl::~RemoteControl() = default;
@@ -87,17 +89,36 @@ void ControlInForce::Wait(std::chrono::milliseconds duration) {
     }
 }
 
+template <class Question>
+bool ControlInForce::Try(const Question& ask) noexcept {
+    try {
+        return ask();
+    } catch (const std::exception& error) {
+        Kernel::Log::Write("A listener of a remote operation failed: %1\n", error.what());
+    } catch (...) {
+        Kernel::Log::Write("A listener of a remote operation failed.\n");
+    }
+    return false;
+}
+
 void ControlInForce::Tell(const RemotePhase& phase) noexcept {
     for (const auto* scope = innermost; scope != nullptr && !Kernel::IsSet(GetFlag());
          scope = scope->m_outer) {
-        try {
-            if (const RemoteControl::Listener& listener = scope->m_control.m_state->listener) {
+        if (const RemoteControl::Listener& listener = scope->m_control.m_state->listener) {
+            Try([&] {
                 listener(phase);
-            }
-        } catch (const std::exception& error) {
-            Kernel::Log::Write("A listener of a remote operation failed: %1\n", error.what());
-        } catch (...) {
-            Kernel::Log::Write("A listener of a remote operation failed.\n");
+                return true;
+            });
+        }
+    }
+}
+
+void ControlInForce::Ask(const RemoteRequest& request) {
+    Kernel::ThrowIfAborted(GetFlag());
+    for (const auto* scope = innermost; scope != nullptr; scope = scope->m_outer) {
+        const RemoteControl::Judge& judge = scope->m_control.m_state->judge;
+        if (judge && !Try([&] { return judge(request); })) {
+            throw Kernel::Aborted();
         }
     }
 }

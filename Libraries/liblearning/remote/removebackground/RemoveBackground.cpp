@@ -35,7 +35,7 @@ AffineTransform::Params GetReduction(const Rect& box, const Reduction& sent) {
 /// Sends the picture, and returns the archive that comes back.
 Kernel::Counted<Kernel::MemoryInOutStream> Exchange(const ServiceJob::MakeRequest& makeRequest,
                                                     std::vector<std::byte> file) {
-    const Value slot = ReadReply(SubmitToService("removeBackgroundInit", makeRequest()));
+    const Value slot = ReadReply(SubmitToService("removeBackgroundInit", makeRequest(), file));
     const Kernel::String id = ReadText(slot, "upload_id");
     if (UploadFile(ReadText(slot, "upload_url"), std::move(file)) != SuccessStatus) {
         throw Refusal(RemoteResult::UnknownError);
