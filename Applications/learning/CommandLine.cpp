@@ -160,6 +160,7 @@ void AddServiceCommands(CLI::App& app, Parsed& parsed) {
     const auto addQuestion = [&](const char* name, const char* description, const char* example,
                                  auto run) {
         CLI::App* const command = add(name, description, example, parsed.question, run);
+        AddShowRequest(*command, parsed.service);
         AddText(*command, "QUESTION", "What you want to know", parsed.question.text);
         command
             ->add_option("--session", parsed.question.session,
@@ -173,6 +174,7 @@ void AddServiceCommands(CLI::App& app, Parsed& parsed) {
     CLI::App* const report =
         add("report", "Tell the inference service of an issue",
             "report the cat has lost its tail --code cutout", parsed.report, Report);
+    AddShowRequest(*report, parsed.service);
     AddText(*report, "WHAT", "What has happened", parsed.report.text);
     report->add_option("--code", parsed.report.code, "The kind of issue; other by default")
         ->type_name("WORD");

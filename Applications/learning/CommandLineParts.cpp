@@ -50,6 +50,13 @@ void AddServiceOptions(CLI::App& command, ServiceOptions& options) {
         ->type_name("BEARER");
 }
 
+void AddShowRequest(CLI::App& command, ServiceOptions& options) {
+    command.add_flag("--show-request", options.showsRequests,
+                     "Show what would be sent, pictures as size and digest and credentials hidden, "
+                     "and send and write nothing: the first request, since those that follow "
+                     "depend on answers");
+}
+
 void AddText(CLI::App& command, const char* name, const char* description, std::string& text) {
     const auto join = [&text](const std::vector<std::string>& words) {
         for (const std::string& word : words) {

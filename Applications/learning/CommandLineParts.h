@@ -30,6 +30,8 @@ CLI::App* AddCommand(CLI::App& app, const char* name, const char* description, c
 void AddPhotoOptions(CLI::App& command, PhotoOptions& options);
 
 void AddServiceOptions(CLI::App& command, ServiceOptions& options);
+/// For commands that begin operations of the service.
+void AddShowRequest(CLI::App& command, ServiceOptions& options);
 
 /// Words need no quotation marks.
 void AddText(CLI::App& command, const char* name, const char* description, std::string& text);

@@ -21,6 +21,7 @@ public:
                   const Run& run) const {
         CLI::App* const added = AddCommand(m_app, name, description, example);
         AddServiceOptions(*added, m_service);
+        AddShowRequest(*added, m_service);
         added->callback([&service = m_service, &command = m_command, run] {
             command = [&service, run](const Host& host) {
                 service.certificate = host.GetSettings().certificate;

@@ -9,28 +9,34 @@ namespace LearningApp {
 void Ask(const Host& host, const ServiceOptions& service, const QuestionOptions& options) {
     const ServiceConnection connection(service);
     Kernel::String answer;
-    CallService(host, connection, [&](Learning::RemoteInference& client) {
+    const bool isSent = CallService(host, connection, [&](Learning::RemoteInference& client) {
         return client.InferTextToHelp(options.text, options.session, answer);
     });
-    host.GetOut() << answer << '\n';
+    if (isSent) {
+        host.GetOut() << answer << '\n';
+    }
 }
 
 void ShowHints(const Host& host, const ServiceOptions& service, const QuestionOptions& options) {
     const ServiceConnection connection(service);
     Kernel::String hints;
-    CallService(host, connection, [&](Learning::RemoteInference& client) {
+    const bool isSent = CallService(host, connection, [&](Learning::RemoteInference& client) {
         return client.InferTextToMCPHints(options.text, options.session, hints);
     });
-    host.GetOut() << hints << (std::string_view(hints).ends_with('\n') ? "" : "\n");
+    if (isSent) {
+        host.GetOut() << hints << (std::string_view(hints).ends_with('\n') ? "" : "\n");
+    }
 }
 
 void Report(const Host& host, const ServiceOptions& service, const ReportOptions& options) {
     const ServiceConnection connection(service);
-    CallService(host, connection, [&](Learning::RemoteInference& client) {
+    const bool isSent = CallService(host, connection, [&](Learning::RemoteInference& client) {
         return options.isHint ? client.RecordMCPHint(options.text)
                               : client.ReportMCPIssue(options.text, options.code);
     });
-    host.Say("the service has taken the report");
+    if (isSent) {
+        host.Say("the service has taken the report");
+    }
 }
 
 }  // namespace LearningApp

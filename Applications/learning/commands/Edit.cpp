@@ -20,8 +20,9 @@ void Edit(const Host& host, const ServiceOptions& service, const EditOptions& op
     const auto photo = LoadForService(host, options.photo);
     const ServiceConnection connection(service);
     RemoteInference client = LoadModels(host, connection);
-    const ImageToImageModel model = ChooseModel(
-        client.GetImageToImageModels(), client.GetDefaultImageToImageModel(), options.model);
+    const ImageToImageModel model =
+        ChooseModel(client.GetImageToImageModels(), client.GetDefaultImageToImageModel(),
+                    options.model, !connection.ShowsRequests());
 
     JobEntry entry;
     entry.operation = JobEntry::Operation::Edit;
@@ -31,13 +32,15 @@ void Edit(const Host& host, const ServiceOptions& service, const EditOptions& op
     entry.width = photo->GetWidth();
     entry.height = photo->GetHeight();
     entry.alphaMode = options.alphaMode;
-    JobNote note = JobNote::Prepare(std::move(entry));
+    JobNote note = JobNote::Prepare(connection, std::move(entry));
     Kernel::Counted<Raster::DynamicBitmap> result;
-    CallForPictures(host, connection, EditJobLabel, &note, [&](auto progress, void* context) {
+    const auto edit = [&](auto progress, void* context) {
         return client.InferImageToImage(model, photo, options.prompt, options.alphaMode, result,
                                         progress, context);
-    });
-    note.WriteResults(host, connection, {result}, options.isForced);
+    };
+    if (CallForPictures(host, connection, EditJobLabel, &note, edit)) {
+        note.WriteResults(host, connection, {result}, options.isForced);
+    }
 }
 
 void ResumeEdit(const Host& host, const ServiceConnection& connection, JobNote& note,
@@ -47,11 +50,13 @@ void ResumeEdit(const Host& host, const ServiceConnection& connection, JobNote& 
     RemoteInference client = LoadModels(host, connection);
     const ImageToImageModel model = FindModel(client.GetImageToImageModels(), entry.model);
     Kernel::Counted<Raster::DynamicBitmap> result;
-    CallForPictures(host, connection, EditJobLabel, &note, [&](auto progress, void* context) {
+    const auto resume = [&](auto progress, void* context) {
         return client.ResumeImageToImage(entry.job, model, photo, entry.alphaMode, result, progress,
                                          context);
-    });
-    note.WriteResults(host, connection, {result}, isForced);
+    };
+    if (CallForPictures(host, connection, EditJobLabel, &note, resume)) {
+        note.WriteResults(host, connection, {result}, isForced);
+    }
 }
 
 }  // namespace LearningApp

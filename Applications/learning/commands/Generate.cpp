@@ -93,8 +93,9 @@ void Generate(const Host& host, const ServiceOptions& service, const GenerateOpt
     const auto reference = LoadReference(host, options.reference);
     const ServiceConnection connection(service);
     RemoteInference client = LoadModels(host, connection);
-    const TextToImageModel model = ChooseModel(client.GetTextToImageModels(),
-                                               client.GetDefaultTextToImageModel(), options.model);
+    const TextToImageModel model =
+        ChooseModel(client.GetTextToImageModels(), client.GetDefaultTextToImageModel(),
+                    options.model, !connection.ShowsRequests());
     CheckModel(model, options);
 
     JobEntry entry;
@@ -102,17 +103,19 @@ void Generate(const Host& host, const ServiceOptions& service, const GenerateOpt
     entry.model = std::string_view(model.modelKey);
     entry.count = options.count;
     entry.isEnhanced = options.isEnhanced;
-    JobNote note = JobNote::Prepare(std::move(entry));
+    JobNote note = JobNote::Prepare(connection, std::move(entry));
     Kernel::String prompt = options.prompt;
     RemoteInference::Pictures pictures;
-    CallForPictures(host, connection, GenerateJobLabel, &note, [&](auto progress, void* context) {
+    const auto generate = [&](auto progress, void* context) {
         return client.InferTextToImage(model, Learning::TextToImageAspect{options.aspect},
                                        reference, ChooseUse(model, options), prompt,
                                        options.negativePrompt, options.isEnhanced, style,
                                        options.count, pictures, progress, context);
-    });
-    note.WriteResults(host, connection, pictures, options.isForced);
-    ShowPrompt(host, note, prompt);
+    };
+    if (CallForPictures(host, connection, GenerateJobLabel, &note, generate)) {
+        note.WriteResults(host, connection, pictures, options.isForced);
+        ShowPrompt(host, note, prompt);
+    }
 }
 
 void ResumeGenerate(const Host& host, const ServiceConnection& connection, JobNote& note,
@@ -122,12 +125,14 @@ void ResumeGenerate(const Host& host, const ServiceConnection& connection, JobNo
     const TextToImageModel model = FindModel(client.GetTextToImageModels(), entry.model);
     Kernel::String prompt;
     RemoteInference::Pictures pictures;
-    CallForPictures(host, connection, GenerateJobLabel, &note, [&](auto progress, void* context) {
+    const auto resume = [&](auto progress, void* context) {
         return client.ResumeTextToImage(entry.job, model, prompt, entry.isEnhanced, entry.count,
                                         pictures, progress, context);
-    });
-    note.WriteResults(host, connection, pictures, isForced);
-    ShowPrompt(host, note, prompt);
+    };
+    if (CallForPictures(host, connection, GenerateJobLabel, &note, resume)) {
+        note.WriteResults(host, connection, pictures, isForced);
+        ShowPrompt(host, note, prompt);
+    }
 }
 
 }  // namespace LearningApp

@@ -16,9 +16,11 @@
 
 namespace LearningApp {
 
-JobNote JobNote::Prepare(JobEntry entry) {
+JobNote JobNote::Prepare(const ServiceConnection& connection, JobEntry entry) {
     JobNote note(std::move(entry));
-    note.m_journal.Prepare(note.m_entry);
+    if (!connection.ShowsRequests()) {
+        note.m_journal.Prepare(note.m_entry);
+    }
     return note;
 }
 

@@ -16,8 +16,9 @@ namespace LearningApp {
 class JobNote {
 public:
     /// For a job to come, whose entry has no name and no time yet. Throws Failure if it can't be
-    /// noted: the user would pay for something that can be lost.
-    static JobNote Prepare(JobEntry entry);
+    /// noted: the user would pay for something that can be lost. If requests are only shown, there
+    /// will be nothing to note.
+    static JobNote Prepare(const ServiceConnection& connection, JobEntry entry);
     /// For the job of an entry that is in the journal.
     explicit JobNote(JobEntry entry);
 

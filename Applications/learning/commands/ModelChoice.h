@@ -14,10 +14,11 @@
 
 namespace LearningApp {
 
-/// The model of that key, or the default one if it is empty. Throws WrongUse if there is none.
+/// The model of that key, or the default one if it is empty. Throws WrongUse if there is none;
+/// `isTold`: whether the service has been asked for its models.
 template <class Model>
-Model ChooseModel(const std::vector<Model>& models, const Model& byDefault,
-                  const std::string& key) {
+Model ChooseModel(const std::vector<Model>& models, const Model& byDefault, const std::string& key,
+                  bool isTold) {
     if (key.empty() && !byDefault.modelKey.empty()) {
         return byDefault;
     }
@@ -30,8 +31,10 @@ Model ChooseModel(const std::vector<Model>& models, const Model& byDefault,
     for (const Model& model : models) {
         keys.emplace_back(std::string_view(model.modelKey));
     }
-    throw WrongUse("the service has no model %1 for this%2\nRun learning catalogue.",
-                   key.empty() ? "by default" : key, Suggest(key, keys));
+    throw WrongUse("%1 no model %2 for this%3\nRun learning catalogue%4.",
+                   isTold ? "the service has" : "without asking the service there is",
+                   key.empty() ? "by default" : key, Suggest(key, keys),
+                   isTold ? "" : " --offline");
 }
 
 /// The model of that key. If the service does not offer it any more, one that knows nothing but it:

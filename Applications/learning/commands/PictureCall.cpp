@@ -5,6 +5,7 @@
 #include "Learning/RemoteControl.h"
 
 #include "commands/ServiceCall.h"
+#include "commands/ShownRequests.h"
 #include "failures/Failure.h"
 #include "files/Files.h"
 #include "terminal/CallProgress.h"
@@ -110,8 +111,12 @@ Result Call(const Host& host, const char* label, JobNote* note, const Interrupti
 
 }  // namespace
 
-void CallForPictures(const Host& host, const ServiceConnection& connection, const char* label,
+bool CallForPictures(const Host& host, const ServiceConnection& connection, const char* label,
                      JobNote* note, const PictureOperation& operation) {
+    if (connection.ShowsRequests()) {
+        ShowRequests(host, connection, [&] { return operation(nullptr, nullptr); });
+        return false;
+    }
     host.ClearLog();
     const Interruption interruption;
     const Result result = Call(host, label, note, interruption, operation);
@@ -128,6 +133,7 @@ void CallForPictures(const Host& host, const ServiceConnection& connection, cons
     if (!result.IsSuccess()) {
         ThrowServiceFailure(host, connection, result, advice);
     }
+    return true;
 }
 
 Kernel::Counted<Raster::DynamicBitmap> LoadForService(const Host& host, const std::string& path) {
@@ -137,8 +143,11 @@ Kernel::Counted<Raster::DynamicBitmap> LoadForService(const Host& host, const st
 Learning::RemoteInference LoadModels(const Host& host, const ServiceConnection& connection) {
     // Copies, since the lists of the process's own would grow by each command.
     Learning::RemoteInference client = connection.GetClient();
+    if (connection.ShowsRequests()) {
+        ShowCatalogueRequest(host);
+    }
     try {
-        host.Time(Phase::Request, [&] { client.Init(true); });
+        host.Time(Phase::Request, [&] { client.Init(!connection.ShowsRequests()); });
         return client;
     } catch (const Kernel::Json::Value::type_error&) {
         Learning::RemoteInference offline = connection.GetClient();

@@ -19,15 +19,17 @@ using PictureOperation =
 
 /// Calls `operation` and shows how far it is under the name `label`. `note`, which may be null, is
 /// told when the service accepts a job. Throws as CallService() does, and Interrupted as soon as
-/// the user ends it; both tell how to fetch the result of a job that has been accepted.
-void CallForPictures(const Host& host, const ServiceConnection& connection, const char* label,
-                     JobNote* note, const PictureOperation& operation);
+/// the user ends it; both tell how to fetch the result of a job that has been accepted. False if
+/// requests are only shown.
+[[nodiscard]] bool CallForPictures(const Host& host, const ServiceConnection& connection,
+                                   const char* label, JobNote* note,
+                                   const PictureOperation& operation);
 
 /// Reads a photo that the service is to see, and perhaps to put colours into.
 Kernel::Counted<Raster::DynamicBitmap> LoadForService(const Host& host, const std::string& path);
 
 /// A client with the credentials of the connection and the models that the service offers, or if it
-/// does not tell, those that are known without it.
+/// does not tell or requests are only shown, those that are known without it.
 Learning::RemoteInference LoadModels(const Host& host, const ServiceConnection& connection);
 
 }  // namespace LearningApp

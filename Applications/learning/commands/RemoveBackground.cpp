@@ -6,18 +6,33 @@
 
 namespace LearningApp {
 
+namespace {
+
+/// Null if requests are only shown.
+Kernel::Counted<Raster::DynamicBitmap> CutOut(const Host& host, const ServiceConnection& connection,
+                                              const std::string& path) {
+    const auto photo = LoadForService(host, path);
+    Kernel::Counted<Raster::DynamicBitmap> result;
+    const auto remove = [&](auto progress, void* context) {
+        return connection.GetClient().InferImageRemoveBG(photo, {}, result, progress, context);
+    };
+    return CallForPictures(host, connection, "remove-background", nullptr, remove) ? result
+                                                                                   : nullptr;
+}
+
+}  // namespace
+
 void RemoveBackground(const Host& host, const ServiceOptions& service, const PhotoOptions& photos) {
     const ServiceConnection connection(service);
+    if (connection.ShowsRequests()) {  // and nothing is written, not even a folder
+        for (const PhotoTask& task : PlanPhotoTasks(photos)) {
+            CutOut(host, connection, task.photo);
+        }
+        return;
+    }
     RunOnPhotos(host, photos, [&](const Host&, const PhotoTask& task) {
         CheckPictureTarget(task.output);
-        const auto photo = LoadForService(host, task.photo);
-        Kernel::Counted<Raster::DynamicBitmap> result;
-        CallForPictures(host, connection, "remove-background", nullptr,
-                        [&](auto progress, void* context) {
-                            return connection.GetClient().InferImageRemoveBG(photo, {}, result,
-                                                                             progress, context);
-                        });
-        WriteResult(host, *result, task.output, photos.mayReplace);
+        WriteResult(host, *CutOut(host, connection, task.photo), task.output, photos.mayReplace);
     });
 }
 

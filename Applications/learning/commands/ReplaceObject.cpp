@@ -72,16 +72,19 @@ void ReplaceObject(const Host& host, const ServiceOptions& service, const Replac
     entry.width = photo->GetWidth();
     entry.height = photo->GetHeight();
     entry.isExpanded = options.isExpanded;
-    JobNote note = JobNote::Prepare(std::move(entry));
+    JobNote note = JobNote::Prepare(connection, std::move(entry));
     const ObjectDocument document(photo, object, options.isExpanded);
     RemoteInference::Pictures variants;
     AffineTransform::Params placement;
-    CallForPictures(host, connection, ReplaceJobLabel, &note, [&](auto progress, void* context) {
+    const auto replace = [&](auto progress, void* context) {
         return connection.GetClient().InferImageObjectReplacement(
             document, object, {}, object->GetProfile(), options.prompt, options.strength,
             options.count, options.isPrepared, variants, placement, progress, context);
-    });
-    note.WriteResults(host, connection, InsertAll(document, variants, placement), options.isForced);
+    };
+    if (CallForPictures(host, connection, ReplaceJobLabel, &note, replace)) {
+        note.WriteResults(host, connection, InsertAll(document, variants, placement),
+                          options.isForced);
+    }
 }
 
 void ResumeReplaceObject(const Host& host, const ServiceConnection& connection, JobNote& note,
@@ -92,11 +95,13 @@ void ResumeReplaceObject(const Host& host, const ServiceConnection& connection, 
     const ObjectDocument document(photo, object, entry.isExpanded);
     RemoteInference::Pictures variants;
     AffineTransform::Params placement;
-    CallForPictures(host, connection, ReplaceJobLabel, &note, [&](auto progress, void* context) {
+    const auto resume = [&](auto progress, void* context) {
         return connection.GetClient().ResumeImageObjectReplacement(
             entry.job, document, object, {}, entry.count, variants, placement, progress, context);
-    });
-    note.WriteResults(host, connection, InsertAll(document, variants, placement), isForced);
+    };
+    if (CallForPictures(host, connection, ReplaceJobLabel, &note, resume)) {
+        note.WriteResults(host, connection, InsertAll(document, variants, placement), isForced);
+    }
 }
 
 }  // namespace LearningApp

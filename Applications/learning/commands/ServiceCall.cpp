@@ -1,5 +1,6 @@
 #include "commands/ServiceCall.h"
 
+#include "commands/ShownRequests.h"
 #include "failures/Failure.h"
 
 namespace LearningApp {
@@ -15,14 +16,19 @@ bool IsForAll(Result::Code code) noexcept {
 
 }  // namespace
 
-void CallService(const Host& host, const ServiceConnection& connection,
+bool CallService(const Host& host, const ServiceConnection& connection,
                  const std::function<Result(Learning::RemoteInference&)>& operation) {
+    if (connection.ShowsRequests()) {
+        ShowRequests(host, connection, [&] { return operation(connection.GetClient()); });
+        return false;
+    }
     host.ClearLog();
     const Result result =
         host.Time(Phase::Request, [&] { return operation(connection.GetClient()); });
     if (!result.IsSuccess()) {
         ThrowServiceFailure(host, connection, result);
     }
+    return true;
 }
 
 void ThrowServiceFailure(const Host& host, const ServiceConnection& connection,

@@ -11,8 +11,9 @@
 namespace LearningApp {
 
 /// Calls an operation of the service. Throws Failure with what its result tells the user, in the
-/// user's language, and what is known of the cause, unless it is a success.
-void CallService(
+/// user's language, and what is known of the cause, unless it is a success. False if the request is
+/// only shown.
+[[nodiscard]] bool CallService(
     const Host& host, const ServiceConnection& connection,
     const std::function<Learning::RemoteInference::Result(Learning::RemoteInference&)>& operation);
 

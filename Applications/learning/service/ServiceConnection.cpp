@@ -83,7 +83,9 @@ std::string RepeatOptions(const ServiceOptions& options) {
 }  // namespace
 
 ServiceConnection::ServiceConnection(ServiceOptions options)
-    : m_hasAuthority(!options.certificate.empty()), m_repeatedOptions(RepeatOptions(options)) {
+    : m_hasAuthority(!options.certificate.empty()),
+      m_showsRequests(options.showsRequests),
+      m_repeatedOptions(RepeatOptions(options)) {
     ReadCredentials(options);
     if (const std::string address = FindAddress(options); !address.empty()) {
         const Place place = ParsePlace(address);
@@ -126,6 +128,10 @@ std::string ServiceConnection::GetCure() const {
                        "learning-service --https-port 8443 --certificate ca.pem\n"
                        "learning ask --service 127.0.0.1:8443 --certificate ca.pem ..."
                      : "";
+}
+
+const char* GetCatalogueAddress() noexcept {
+    return ORVANTIS_CONFIG_URL;
 }
 
 }  // namespace LearningApp

@@ -32,10 +32,17 @@ public:
     /// blank. Without secrets: those that were named on the command line are not among them.
     const std::string& GetRepeatedOptions() const noexcept { return m_repeatedOptions; }
 
+    /// Whether requests are to be shown instead of sent.
+    bool ShowsRequests() const noexcept { return m_showsRequests; }
+
 private:
     const bool m_hasAuthority;
+    const bool m_showsRequests;
     const std::string m_repeatedOptions;
     std::vector<std::unique_ptr<::Network::ScopedRoute>> m_routes;
 };
+
+/// Where the list of the service's models is.
+const char* GetCatalogueAddress() noexcept;
 
 }  // namespace LearningApp

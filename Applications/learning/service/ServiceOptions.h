@@ -15,6 +15,7 @@ struct ServiceOptions {
     std::string accessToken;
     std::string userId;
     std::string bearer;
+    bool showsRequests = false;  // shows what would be sent, and sends nothing
 };
 
 }  // namespace LearningApp
