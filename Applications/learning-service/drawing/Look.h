@@ -11,7 +11,6 @@ namespace Service {
 
 /// What a style makes of a picture.
 struct Look {
-    std::string_view id;  // by which clients ask for it
     float saturation = 1;
     float contrast = 1;
     float warmth = 0;    // -1 is blue, 1 orange
@@ -21,7 +20,7 @@ struct Look {
     void (*effect)(Picture& picture) = nullptr;  // applied first
 };
 
-/// The look of that identifier; null if there is none.
+/// The look of the style that clients ask for by that identifier; null if there is none.
 const Look* FindLook(std::string_view id);
 
 /// The same numbers for `seed` give the same grain.

@@ -59,4 +59,8 @@ const StyleTable& StyleIdTable() {
     return *table;
 }
 
+std::span<const Kernel::String> GetStyleIds() {
+    return StyleIdTable();
+}
+
 }  // namespace Learning
