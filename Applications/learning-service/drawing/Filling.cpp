@@ -47,23 +47,41 @@ Colour GetFur(const Material& material, float x, float y) {
                0.55F * hairs + SmoothStep(0.35F, 0.65F, patches) * 0.45F);
 }
 
-constexpr struct {
+/// How things look that prompts name. A colour that is named counts more than that of the thing.
+struct Kind {
     const char* words;
     Texture texture;
-} Textures[] = {
-    {"stone marble rock statue vase glass water lake", GetMarble},
-    {"stripe striped zebra tiger wood balloon fish", GetStripes},
-    {"dot dotted ball mushroom ladybird toy", GetDots},
-    {"cat dog bear fur animal horse grass bush wool", GetFur},
+    unsigned code;  // of its colour; 0 for any
 };
 
-Texture ChooseTexture(const PromptWords& words, int choice) {
-    for (const auto& [names, texture] : Textures) {
-        if (words.HasAny(names)) {
-            return texture;
+constexpr Kind Kinds[] = {
+    {"water lake sea river glass ice", GetMarble, 0x3B8FC2},
+    {"stone marble rock statue vase", GetMarble, 0xB8B2A7},
+    {"cloud sky snow fog", GetMarble, 0xE9EEF3},
+    {"fire flame lava", GetMarble, 0xE2571E},
+    {"tiger", GetStripes, 0xE8871E},
+    {"zebra", GetStripes, 0xF4F4F0},
+    {"wood", GetStripes, 0x8A5A2B},
+    {"stripe striped balloon fish", GetStripes, 0},
+    {"mushroom ladybird strawberry", GetDots, 0xC8102E},
+    {"dot dotted ball toy", GetDots, 0},
+    {"dog bear horse monkey", GetFur, 0x8B5E3C},
+    {"cat lion fox", GetFur, 0xC9853F},
+    {"grass bush tree leaf", GetFur, 0x3E7B33},
+    {"fur animal wool sheep", GetFur, 0xCFC3AE},
+    {"flower tulip rose", GetFur, 0xD6336C},
+};
+
+/// The kind that the prompt names, else one of the textures.
+Kind ChooseKind(const PromptWords& words, Random& random) {
+    constexpr Texture Textures[] = {GetMarble, GetStripes, GetDots, GetFur};
+    const Texture chosen = Textures[random.Below(static_cast<int>(std::size(Textures)))];
+    for (const Kind& kind : Kinds) {
+        if (words.HasAny(kind.words)) {
+            return kind;
         }
     }
-    return Textures[choice].texture;
+    return {"", chosen, 0};
 }
 
 /// The rectangle in which the mask is more white than black; all of it if that is nowhere.
@@ -95,12 +113,11 @@ void FillObject(Picture& picture, const Picture& mask, const Filling& filling) {
     Random random(HashText(filling.prompt) + filling.variant * 104'729);
     const Palette palette = ChoosePalette(words, static_cast<std::uint64_t>(random.Below(1 << 20)));
     const Colour own = Mix(palette.accent, palette.distant, random.Between(0, 0.5F));
-    const Colour light = FindNamedColour(words, own);
+    const Kind kind = ChooseKind(words, random);
+    const Colour light = FindNamedColour(words, kind.code != 0 ? FromHex(kind.code) : own);
     const Colour contrast = random.Below(2) == 0 ? Colour{1, 1, 1} : light * 0.25F;
     const Material material{light, Mix(light, contrast, 0.7F),
                             static_cast<std::uint64_t>(random.Below(1 << 20))};
-    const Texture texture =
-        ChooseTexture(words, random.Below(static_cast<int>(std::size(Textures))));
 
     const Raster::Rect thing = FindThing(mask);
     const auto depth = FindDepth(mask, thing);
@@ -125,7 +142,7 @@ void FillObject(Picture& picture, const Picture& mask, const Filling& filling) {
             halfSize;
         const float round = SmoothStep(0.3F, 1, inside);  // darker at its edges
         const float shine = std::exp(-9 * ((u + 0.3F) * (u + 0.3F) + (v + 0.4F) * (v + 0.4F)));
-        const Colour lit = texture(material, u, v) * (0.6F + 0.65F * round - 0.2F * v) +
+        const Colour lit = kind.texture(material, u, v) * (0.6F + 0.65F * round - 0.2F * v) +
                            Colour{1, 1, 1} * (0.35F * shine);
         return Mix(under, lit, cover * filling.strength);
     });

@@ -17,9 +17,9 @@ struct Filling {
     bool expands = false;  // beyond the edges of the mask
 };
 
-/// Draws a thing of the colours and in the manner that the prompt names, else that its letters and
-/// the variant choose, where `mask`, of the same size, is white. Pixels where it is black stay as
-/// they are, unless the filling expands.
+/// Draws a thing of the colour that the prompt names, else of that which the thing has, in its
+/// manner, else as the letters of the prompt and the variant choose, where `mask`, of the same
+/// size, is white. Pixels where it is black stay as they are, unless the filling expands.
 void FillObject(Picture& picture, const Picture& mask, const Filling& filling);
 
 }  // namespace Service

@@ -172,6 +172,22 @@ TEST(Filling, StaysInsideTheMask) {
     EXPECT_TRUE(first->IsEqual(*fill({"a thing"})));
     EXPECT_GT(Compare(*first, *fill({"a thing", 1})), 5);
     EXPECT_GT(Compare(*first, *fill({"a blue vase"})), 5);
+    const std::pair<const char*, std::size_t> strongest[] = {
+        {"a dog", 0},  {"grass", 1},        {"a lake", 2},     {"a blue dog", 2},
+        {"a fire", 0}, {"a green ball", 1}, {"a red lake", 0}, {"violet dots", 2}};
+    for (const auto& [prompt, channel] : strongest) {
+        for (const std::uint64_t variant : {0, 1, 2}) {
+            std::array<int, 3> sums{};
+            const PicturePointer filled = fill({prompt, variant});
+            for (int i = 0; i < Width * Height / 2; ++i) {
+                const int x = Width / 4 + i % (Width / 2);
+                for (std::size_t c = 0; c < 3; ++c) {
+                    sums[c] += GetPixel(filled->GetHostView(), x, i / (Width / 2))[c];
+                }
+            }
+            EXPECT_EQ(std::ranges::max_element(sums) - sums.begin(), channel) << prompt << variant;
+        }
+    }
     EXPECT_NEAR(Compare(*picture, *fill({"a thing", 0, 0.5F})), Compare(*picture, *first) / 2, 3);
     EXPECT_TRUE(picture->IsEqual(*fill({"a thing", 0, 0})));
     EXPECT_GT(Compare(*first, *fill({"a thing", 0, 1, true})), 0.3);
