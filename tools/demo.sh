@@ -79,7 +79,7 @@ start_service() {
     service_log=build/demo/service.log
     export no_proxy="127.0.0.1,${no_proxy-}"  # no proxy finds its way back to this machine
     "$service" --packages external/packages --port 0 --https-port 0 --certificate "$authority" --pending 1500 \
-        > "$service_log" 2>&1 &
+        --models "$models" > "$service_log" 2>&1 &
     service_id=$!
     until address=$(grep -s -o -m 1 'http://127[^ ]*' "$service_log"); do
         kill -0 "$service_id" 2> /dev/null || { cat "$service_log" >&2; exit 1; }

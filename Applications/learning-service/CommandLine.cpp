@@ -86,6 +86,10 @@ void AddPictureOptions(CLI::App& app, Settings& settings) {
                std::to_string(settings.pending.count()))
         ->check(CLI::Range(0, MaxPending))
         ->type_name("MS");
+    app.add_option("--models", settings.models,
+                   "Folder of the networks, as `learning` installs them: backgrounds are found by "
+                   "the segmentation networks once they are there, else by their colours")
+        ->type_name("DIR");
     app.add_option("--picture-side", settings.side,
                    "Side of square pictures that are made from words, in pixels; others have as "
                    "many. Default: " +

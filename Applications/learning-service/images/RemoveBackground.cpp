@@ -14,13 +14,17 @@ namespace Service {
 namespace {
 
 /// The archive for a picture in `bytes`. Throws Rejection if they are none.
-std::string CutOut(const std::string& bytes) {
+std::string CutOut(Segmenter& segmenter, const std::string& bytes) {
     constexpr int Quality = 95;
     const PicturePointer picture = ReadPicture(bytes, PictureKinds::JPEGAndPNG);
     if (!picture) {
         throw Rejection(Code::UnfitPicture);
     }
-    const std::string alpha = WriteGreyPNG(FindForeground(*picture), picture->GetWidth());
+    std::optional<std::vector<std::uint8_t>> foreground = segmenter.Find(*picture);
+    if (!foreground) {
+        foreground = FindForeground(*picture);
+    }
+    const std::string alpha = WriteGreyPNG(*foreground, picture->GetWidth());
     // A file that is what is wanted loses nothing when it is not encoded anew.
     const std::string colour = IsJPEG(bytes) ? bytes : WriteJPEG(*picture, Quality);
     return MakeZipFile({{"color.jpg", colour}, {"alpha.png", alpha}});
@@ -88,7 +92,7 @@ void RemoveBackgroundCompleteOperation::Complete(const std::string& id, Upload& 
     std::string archive;
     {
         const Workbench::Seat seat = m_studio.bench.Enter();
-        archive = CutOut(upload.content);
+        archive = CutOut(m_studio.segmenter, upload.content);
     }
     m_studio.uploads.Resize(id, archive.size());
     upload.archive = std::move(archive);

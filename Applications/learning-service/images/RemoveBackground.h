@@ -37,8 +37,8 @@ private:
 
 /// "removeBackgroundComplete": "download_url", the address of a ZIP archive with the picture that
 /// was uploaded as "upload_id": its colours as "color.jpg" and, as "alpha.png", a grey picture of
-/// how opaque its pixels are, as FindForeground() finds them. Asked again, it gives the same
-/// address.
+/// how opaque its pixels are, as a Segmenter or else FindForeground() finds them. Asked again,
+/// it gives the same address.
 class RemoveBackgroundCompleteOperation : public EnvelopeOperation {
 public:
     RemoveBackgroundCompleteOperation(const Credentials& credentials, Studio& studio)

@@ -6,6 +6,7 @@
 
 #include "jobs/Shelf.h"
 #include "jobs/Workbench.h"
+#include "segmentation/Segmenter.h"
 
 #include <chrono>
 #include <functional>
@@ -33,14 +34,15 @@ struct Upload {
 
 /// What the operations on pictures share.
 struct Studio {
-    std::chrono::milliseconds pending{4000};  // how long jobs say that they are not done
-    int side = 1024;                          // of square pictures that are made from words
-    std::string folder;                       // path of the operations, with "/" at its end
+    std::chrono::milliseconds pending{};  // how long jobs say that they are not done
+    int side = 1024;                      // of square pictures that are made from words
+    std::string folder;                   // path of the operations, with "/" at its end
     /// Is told of each job that is accepted, in a line for the log.
     std::function<void(const std::string& line)> onAccepted;
     Shelf<Job> jobs;
     Shelf<Upload> uploads;
     Workbench bench;
+    Segmenter segmenter{std::string()};
 };
 
 }  // namespace Service

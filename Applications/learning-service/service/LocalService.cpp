@@ -56,7 +56,8 @@ LocalService::LocalService(const Settings& settings, RequestLog& log,
                [&log](const std::string& line) { log.WriteEvent(line); },
                Shelf<Job>(ToShelfLimits(settings.limits)),
                Shelf<Upload>(ToShelfLimits(settings.limits)),
-               {}},
+               {},
+               Segmenter(settings.models)},
       m_faultFile(settings.faultFile) {
     for (const std::string& fault : settings.faults) {
         m_faults.Add(fault);

@@ -41,6 +41,7 @@ struct Limits {
 /// What the command line says.
 struct Settings {
     std::string packages;
+    std::string models;       // folder of the segmentation networks; empty: they are not used
     std::string catalogue;    // file of the catalogue of models; empty: the default one
     std::string credentials;  // file of what clients have to know; empty: nothing
     std::string records;      // file for hints and issues; empty: they are not kept
@@ -55,7 +56,7 @@ struct Settings {
     std::string logFile;  // empty: the log goes to standard output
     bool isForOneRequest = false;
     std::chrono::milliseconds pending{4000};  // until pictures are done
-    int side = 1024;                          // of square pictures that are made from words
+    int side = 1024;                            // of square pictures that are made from words
     Limits limits;
 };
 
