@@ -81,7 +81,8 @@ void AddPictureOptions(CLI::App& app, Settings& settings) {
     app.add_option_function<int>(
            "--pending",
            [&settings](int count) { settings.pending = std::chrono::milliseconds(count); },
-           "How long pictures are said not to be done yet, in milliseconds; 0 for not at all. "
+           "How long pictures are said not to be done yet, in milliseconds; 0 for not at all. The "
+           "default lets `learning generate` poll twice, since it waits 15 seconds first. "
            "Default: " +
                std::to_string(settings.pending.count()))
         ->check(CLI::Range(0, MaxPending))

@@ -55,7 +55,7 @@ struct Settings {
     std::string faultFile;
     std::string logFile;  // empty: the log goes to standard output
     bool isForOneRequest = false;
-    std::chrono::milliseconds pending{4000};  // until pictures are done
+    std::chrono::milliseconds pending{16'000};  // until pictures are done
     int side = 1024;                            // of square pictures that are made from words
     Limits limits;
 };

@@ -260,7 +260,7 @@ Kernel::Json::Value MakeOrder(const std::string& prompt) {
     return {{"model", "tidewell"},   {"aspect", 0},
             {"prompt", prompt},      {"negativeprompt", ""},
             {"enhanceprompt", "NO"}, {"style", "5453a998-1cc8-4bc2-9638-dc953f2a62aa"},
-            {"num_images", 1}};
+            {"num_images", 1},       {"mirel_access_token", "canary"}};
 }
 
 /// The text after `start` in `text`, up to the next quotation mark.
