@@ -23,6 +23,15 @@ namespace Learning {
 using Kernel::Json::Value;
 using Raster::DynamicBitmap;
 
+inline constexpr auto Success = RemoteResult::Success;
+inline constexpr auto Rejected = RemoteResult::GenerationRejected;
+inline constexpr auto Unknown = RemoteResult::UnknownError;
+inline constexpr auto Broken = RemoteResult::CommunicationsFailure;
+inline constexpr auto Insufficient = RemoteResult::RequestInsufficient;
+
+inline constexpr const char* Job = R"({"generation_id":"J"})";
+inline constexpr const char* Pending = R"({"status":"PENDING","images":["x"],"prompt":"not yet"})";
+
 inline std::string ToText(const Kernel::MemoryInOutStream& stream) {
     const auto bytes = stream.GetBytes();
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
@@ -91,6 +100,30 @@ inline Picture Decode(const std::string& file) {
     Kernel::MemoryInOutStream stream({bytes.begin(), bytes.end()});
     return Raster::ReadPicture(stream, Raster::Format::RGBA8);
 }
+
+/// A document of 2000 by 2000 pixels.
+class Helper final : public RemoteInferenceHelper {
+public:
+    bool ShouldExpand(const DynamicBitmap& picture) const override {
+        return picture.GetWidth() == 100;
+    }
+    void PrepareRegion(DynamicBitmap& region, DynamicBitmap& mask) const override {
+        ++prepared;
+        EXPECT_EQ(region.GetBounds(), mask.GetBounds());
+        EXPECT_EQ(mask.GetFormat(), Raster::Format::Alpha8);
+        Fill(region, {0, 0, 40, 40}, 0x00FFFFFF);
+        if (throws) {
+            throw 7;
+        }
+    }
+    void GetDocumentBounds(Kernel::RectT<int>& bounds,
+                           const Raster::AffineTransform::Params&) const override {
+        bounds = {0, 0, 2000, 2000};
+    }
+
+    mutable int prepared = 0;
+    bool throws = false;
+};
 
 /// Tests of operations on pictures, with a service that answers from lists, and time that passes
 /// 2,000 times as fast.

@@ -12,11 +12,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr auto Success = RemoteResult::Success;
-constexpr auto Rejected = RemoteResult::GenerationRejected;
-constexpr auto Unknown = RemoteResult::UnknownError;
-constexpr auto Broken = RemoteResult::CommunicationsFailure;
-
 class RemoveBackground : public PictureTest {
 protected:
     RemoveBackground() {
