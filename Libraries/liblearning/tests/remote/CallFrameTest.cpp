@@ -1,12 +1,17 @@
 // What surrounds operations on pictures: reports of progress, and their end.
 
+#include "Kernel/Dispatch.h"
+#include "Kernel/Timer.h"
 #include "Learning/RemoteControl.h"
 
+#include "remote/progress/CallFrame.h"
+#include "support/Threads.h"
 #include "tests/remote/PictureService.h"
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <optional>
 #include <thread>
 
 namespace Learning {
@@ -131,6 +136,31 @@ TEST_F(PictureCall, EndsAtOnceWhereverItIs) {
         EXPECT_FALSE(std::ranges::count(reports.shares, 1.0F)) << "nothing is done";
         m_server = nullptr;
     }
+}
+
+/// 64 at once, which end at all moments between two reports: at most half a second until the end is
+/// noticed, and as much for the user to see the last report.
+TEST(CallFrame, ClosesInTimeHoweverManyThereAre) {
+    constexpr int Count = 64;
+    constexpr int Expected = 60'000;
+    const Kernel::Broadcaster listeners;
+    std::atomic<double> longest = 0;  // in milliseconds
+    std::atomic<int> wrong = 0;
+    Support::RunOnThreads(Count, [&](int number) {
+        Reports reports;
+        std::optional<CallFrame> frame(std::in_place, listeners, "call", Expected, Reports::Take,
+                                       &reports);
+        Kernel::Dispatch::Sleep(8ms * number);
+        const Kernel::Timer timer;
+        frame.reset();
+        const double taken = timer.GetElapsedMilliseconds();
+        for (double other = longest;
+             other < taken && !longest.compare_exchange_weak(other, taken);) {
+        }
+        wrong += reports.shares.back() == 1 ? 0 : 1;
+    });
+    EXPECT_LT(longest, 1100);
+    EXPECT_EQ(wrong, 0);
 }
 
 }  // namespace
