@@ -60,6 +60,7 @@ if(ORVANTIS_DEVELOPER OR ORVANTIS_FUZZERS)
 endif()
 if(ORVANTIS_DEVELOPER)
     find_package(GTest REQUIRED)
+    find_package(ZLIB REQUIRED)                               # archives for tests
     # Makes small models for tests, with Debian's python3-onnx: so not any python3 on the search path.
     find_program(ORVANTIS_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED)
 endif()

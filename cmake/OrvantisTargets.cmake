@@ -147,7 +147,7 @@ function(orvantis_test_program name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
     add_executable(${name} ${arg_SOURCES})
     target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")  # for support/
-    target_link_libraries(${name} PRIVATE ${arg_LINK} GTest::gmock GTest::gtest_main)
+    target_link_libraries(${name} PRIVATE ${arg_LINK} GTest::gmock GTest::gtest_main ZLIB::ZLIB)
     set_target_properties(${name} PROPERTIES UNITY_BUILD OFF)
     orvantis_common_options(${name})
 endfunction()

@@ -2,8 +2,9 @@
 
 #pragma once
 
+#include <zlib.h>
+
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -26,22 +27,8 @@ struct ZipEntry {
 
 /// The CRC-32 of the ZIP format.
 inline std::uint32_t GetChecksum(std::string_view bytes) {
-    static const auto table = [] {
-        std::array<std::uint32_t, 256> remainders;
-        for (std::uint32_t byte = 0; byte < remainders.size(); ++byte) {
-            std::uint32_t remainder = byte;
-            for (int bit = 0; bit < 8; ++bit) {
-                remainder = (remainder >> 1) ^ (remainder % 2 * 0xEDB88320U);
-            }
-            remainders[byte] = remainder;
-        }
-        return remainders;
-    }();
-    std::uint32_t checksum = ~0U;
-    for (const unsigned char byte : bytes) {
-        checksum = (checksum >> 8) ^ table[(checksum ^ byte) & 0xFF];
-    }
-    return ~checksum;
+    return static_cast<std::uint32_t>(
+        crc32_z(0, reinterpret_cast<const Bytef*>(bytes.data()), bytes.size()));
 }
 
 /// `number` in `size` bytes, the lowest first.
