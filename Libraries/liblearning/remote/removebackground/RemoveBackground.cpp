@@ -91,9 +91,10 @@ RemoteResult RemoteInference::InferImageRemoveBG(Kernel::Counted<const DynamicBi
         if (file.empty()) {
             throw Refusal(RemoteResult::UnknownError);
         }
-        const auto archive =
-            Exchange([this] { return GenerateStandardRequestJSON(); }, std::move(file));
-        const Picture cutOut = ReadCutOut(archive, sent.width, sent.height);
+        // The archive goes before the result comes: with it, large pictures take the most memory.
+        const Picture cutOut =
+            ReadCutOut(Exchange([this] { return GenerateStandardRequestJSON(); }, std::move(file)),
+                       sent.width, sent.height);
         if (!cutOut) {
             throw Refusal(RemoteResult::UnknownError);
         }
