@@ -2,35 +2,17 @@
 //     RemoteBenchmark [PART]...
 //
 // PART is "calls" (the time of a call), "init" (the compiled-in catalogue), "body" (memory for a
-// large one) or "many" (calls at once); without one all are measured. Each measurement has a
-// process of its own, and so has the service, with a certificate that an authority among those of
-// the system has signed.
+// large one) or "many" (calls at once); without one all are measured.
 
-#include "Learning/RemoteInference.h"
-#include "Network/Routes.h"
-#include "Network/Settings.h"
-#include "Server/ScriptedServer.h"
-
-#include "benchmarks/BareService.h"
-#include "support/linux/ProcessStatus.h"
+#include "benchmarks/RemoteWorld.h"
 #include "support/linux/ServerProcess.h"
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <barrier>
-#include <chrono>
-#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <ctime>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <utility>
@@ -38,8 +20,15 @@
 
 namespace {
 
+using Bare::Authorities;
+using Bare::Check;
+using Bare::GetMedian;
+using Bare::Measure;
+using Bare::MeasureAlone;
+using Bare::MeasurePeak;
+using Bare::Times;
+using Bare::World;
 using Learning::RemoteInference;
-using Clock = std::chrono::steady_clock;
 
 constexpr int Calls = 500;  // pairs, after those that warm up
 constexpr int WarmCalls = 20;
@@ -50,52 +39,6 @@ constexpr std::size_t PromptSize = std::size_t{20} << 20;
 
 constexpr const char* Question = "How do I sharpen a photograph?";
 constexpr const char* Session = "6f1c9a52-6f5e-4d0e-9f0a-3f8f0a3a2b11";
-
-void Check(bool isDone, const char* what) {
-    if (!isDone) {
-        std::fprintf(stderr, "RemoteBenchmark: %s\n", what);
-        std::exit(1);
-    }
-}
-
-double GetMedian(std::vector<double> values) {
-    std::ranges::nth_element(values, values.begin() + static_cast<int>(values.size() / 2));
-    return values[values.size() / 2];
-}
-
-std::string GetHost() {
-    std::string host = ORVANTIS_SERVICE_URL;
-    host.erase(0, std::string("https://").size());
-    return host.substr(0, host.find_first_of("/:"));
-}
-
-/// The system's authorities and one more, in a file.
-class Authorities {
-public:
-    Authorities() {
-        std::ofstream file(m_path);
-        if (const char* const system = curl_version_info(CURLVERSION_NOW)->cainfo) {
-            file << std::ifstream(system).rdbuf();
-        }
-        file << m_own.GetCertificate();
-    }
-    Authorities(const Authorities&) = delete;
-    Authorities& operator=(const Authorities&) = delete;
-    ~Authorities() { std::filesystem::remove(m_path); }
-
-    const std::string& GetPath() const noexcept { return m_path; }
-    Server::ScriptedServer::Options MakeOptions() const {
-        Server::ScriptedServer::Options options;
-        options.identity = m_own.Issue(Server::CertificateAuthority::Flaw::None, {GetHost()});
-        options.maxRecorded = 0;
-        return options;
-    }
-
-private:
-    const Server::CertificateAuthority m_own;
-    const std::string m_path = std::filesystem::temp_directory_path() /
-                               ("orvantis-authorities-" + std::to_string(getpid()) + ".pem");
-};
 
 /// Answers requests for hints with all that has come, and others with a text.
 Server::Script Answer(const Server::Request& request) {
@@ -109,31 +52,10 @@ Server::Script Answer(const Server::Request& request) {
     return Server::ReplyAndKeep(200, {}, echo + "\r\n" + request.body);
 }
 
-/// The service as both ways see it.
-class World {
-public:
-    World(const Authorities& authorities, int port)
-        : m_route(GetHost(), "127.0.0.1", static_cast<std::uint16_t>(port)),
-          m_bare{ORVANTIS_SERVICE_URL, GetHost() + "::127.0.0.1:" + std::to_string(port),
-                 authorities.GetPath()} {
-        Network::SetCertificateAuthorities(authorities.GetPath());
-        Network::SetProxy("");
-        client.SetMirelAccessTokens("https://api.orvantis.example/", std::string(600, 't'), "4711");
-    }
-
-    const Bare::Service& GetBare() const noexcept { return m_bare; }
-
-    void Ask(const Kernel::String& prompt = Question) const {
-        Kernel::String answer;
-        Check(client.InferTextToHelp(prompt, Session, answer).IsSuccess(), "a call has failed");
-    }
-
-    RemoteInference& client = RemoteInference::GetInstance();
-
-private:
-    const Network::ScopedRoute m_route;
-    const Bare::Service m_bare;
-};
+void Ask(const World& world, const Kernel::String& prompt = Question) {
+    Kernel::String answer;
+    Check(world.client.InferTextToHelp(prompt, Session, answer).IsSuccess(), "a call has failed");
+}
 
 /// The body of Ask(), which is that of a request for hints, too. Both ways must send the same
 /// bytes.
@@ -145,49 +67,6 @@ std::string LearnBody(const World& world) {
     const std::string body = sent.substr(sent.find("\r\n\r\n") + 4);
     Check(Bare::Call(world.GetBare(), Operation).Post(body) == sent, "the peer sends other bytes");
     return body;
-}
-
-/// Calls `measure` in another process and returns its figures, of which there are `count`.
-std::vector<double> MeasureAlone(std::size_t count,
-                                 const std::function<std::vector<double>()>& measure) {
-    int ends[2];
-    Check(pipe(ends) == 0, "no pipe");
-    const pid_t process = fork();
-    if (process == 0) {
-        const std::vector<double> figures = measure();
-        const auto size = static_cast<ssize_t>(figures.size() * sizeof(double));
-        _exit(write(ends[1], figures.data(), static_cast<std::size_t>(size)) == size ? 0 : 1);
-    }
-    close(ends[1]);
-    std::vector<double> figures(count);
-    const auto size = static_cast<ssize_t>(count * sizeof(double));
-    Check(read(ends[0], figures.data(), static_cast<std::size_t>(size)) == size,
-          "a measurement has failed");
-    close(ends[0]);
-    waitpid(process, nullptr, 0);
-    return figures;
-}
-
-/// Seconds, by the clock and of a processor.
-struct Times {
-    double passed = 0;
-    double used = 0;
-};
-
-double GetSeconds(clockid_t clock) {
-    timespec time{};
-    clock_gettime(clock, &time);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
-}
-
-/// What `work` takes on this thread.
-template <class Work>
-Times Measure(const Work& work) {
-    const auto start = Clock::now();
-    const double before = GetSeconds(CLOCK_THREAD_CPUTIME_ID);
-    work();
-    return {std::chrono::duration<double>(Clock::now() - start).count(),
-            GetSeconds(CLOCK_THREAD_CPUTIME_ID) - before};
 }
 
 /// What two ways have taken in turns.
@@ -233,12 +112,12 @@ void MeasureCalls(const Authorities& authorities, const Place& service, const Pl
         const std::string body = LearnBody(world);
         Bare::Call bare(world.GetBare(), "textToHelp");
         for (int i = 0; i < WarmCalls; ++i) {
-            world.Ask();
+            Ask(world);
             bare.Post(body);
         }
         Pairs pairs;
         for (int i = 0; i < Calls; ++i) {
-            pairs.Add([&] { return Measure([&] { world.Ask(); }); },
+            pairs.Add([&] { return Measure([&] { Ask(world); }); },
                       [&] { return Measure([&] { bare.Post(body); }); });
         }
         pairs.Print("a call, processor time", &Times::used);
@@ -269,23 +148,13 @@ void MeasureInit(const Authorities&, const Place&, const Place&) {
                 GetMedian(first) * 1e6, GetMedian(later) * 1e6);
 }
 
-/// By how many bytes memory grows at its peak during `work`.
-template <class Work>
-double MeasurePeak(const Work& work) {
-    std::ofstream("/proc/self/clear_refs") << "5";  // the peak starts anew, see proc(5)
-    const std::int64_t idle = Support::GetMemoryStatus("VmRSS:");
-    Check(Support::GetMemoryStatus("VmHWM:") < idle + 500'000, "the peak does not start anew");
-    work();
-    return static_cast<double>(Support::GetMemoryStatus("VmHWM:") - idle);
-}
-
 /// The memory for a large prompt, besides the prompt; the peer is given the text of its body.
 void MeasureBody(const Authorities& authorities, const Place& service, const Place&) {
     const double ours = MeasureAlone(1, [&] {
         const World world(authorities, service.GetPort());
-        world.Ask();  // what is loaded once
+        Ask(world);  // what is loaded once
         const Kernel::String prompt(PromptSize, 'x');
-        return std::vector<double>{MeasurePeak([&] { world.Ask(prompt); })};
+        return std::vector<double>{MeasurePeak([&] { Ask(world, prompt); })};
     })[0];
     const double peer = MeasureAlone(1, [&] {
         const World world(authorities, service.GetPort());
@@ -354,11 +223,11 @@ private:
 /// the host count as the library's.
 void MeasureMany(const Authorities& authorities, const Place& service, const Place& gathering) {
     const double ours = MeasureAlone(1, [&] {
-        World(authorities, service.GetPort()).Ask();  // what is loaded once
+        Ask(World(authorities, service.GetPort()));  // what is loaded once
         const World world(authorities, gathering.GetPort());
         std::unique_ptr<Crowd> crowd;
         return std::vector<double>{MeasurePeak([&] {
-            crowd = std::make_unique<Crowd>([&](std::size_t) { world.Ask(); });
+            crowd = std::make_unique<Crowd>([&](std::size_t) { Ask(world); });
             crowd->Ask();
         })};
     })[0];
@@ -393,7 +262,7 @@ void MeasureMany(const Authorities& authorities, const Place& service, const Pla
             pairs.Print(title, &Times::used);
         };
         {
-            Crowd crowd([&](std::size_t) { world.Ask(); });
+            Crowd crowd([&](std::size_t) { Ask(world); });
             measure("64 calls, processor time", crowd);
         }
         // What threads cost, whoever uses them.
