@@ -153,6 +153,7 @@ if [ $# -eq 0 ]; then
     $build/bin/TransferBenchmark 2> /dev/null
     printf '\nRemote operations\n'
     $build/bin/RemoteBenchmark
+    $build/bin/OperationBenchmark
     unpack_networks
     compare_starting  # before what fills the disk, since a result is safe on the disk
     compare_installing

@@ -56,6 +56,12 @@ public:
     const std::string& Post(const std::string& body) {
         return TakeReply(curl_easy_perform(Prepare(body)));
     }
+    const std::string& Get() {
+        m_reply.clear();
+        Set(CURLOPT_WRITEDATA, &m_reply);
+        Set(CURLOPT_HTTPGET, 1L);
+        return TakeReply(curl_easy_perform(m_handle.get()));
+    }
 
     /// What has come in answer; throws if `code` or the status is none of success.
     const std::string& TakeReply(CURLcode code) const {

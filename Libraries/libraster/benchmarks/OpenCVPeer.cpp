@@ -105,6 +105,7 @@ std::vector<Peer> GetOpenCVPeers() {
                             {"OpenCV", "PlanarToRGBA8", InPlace(MergePlanes)},
                             {"OpenCV", "RGBA8ToGreyA8", InPlace(ConvertToGrey)},
                             {"OpenCV", "ReduceArea", InPlace(ReduceArea)},
+                            {"OpenCV", "RenderForService", InPlace(ReduceArea)},
                             {"OpenCV", "AlphaBoxOfNothing", InPlace(FindAlphaBox)},
                             {"OpenCV", "AlphaBoxOfIsland", InPlace(FindAlphaBox)},
                             {"OpenCV", "AlphaBoxOfAll", InPlace(FindAlphaBox)}};
