@@ -34,7 +34,7 @@ std::string GroupDigits(std::uint64_t number) {
     std::string text = std::to_string(number);
     for (std::size_t place = text.size(); place > 3;) {
         place -= 3;
-        text.insert(place, ",");
+        text.insert(place, 1, ',');
     }
     return text;
 }
@@ -79,13 +79,15 @@ std::string DescribeMember(const Kernel::String& key, const Kernel::Json::Value&
 std::string DescribeJson(const Kernel::Json::Value& object) {
     std::string text;
     for (const auto& [key, value] : object.items()) {
-        text += (text.empty() ? "{\n" : ",\n") + DescribeMember(key, value);
+        text += text.empty() ? "{\n" : ",\n";
+        text += DescribeMember(key, value);
     }
     return text + "\n}\n";
 }
 
 std::string DescribeFile(std::string_view file) {
-    return "<" + DescribePicture(file).value_or(GroupDigits(file.size()) + " bytes") + ">\n";
+    const std::string text = DescribePicture(file).value_or(GroupDigits(file.size()) + " bytes");
+    return "<" + text + ">\n";
 }
 
 }  // namespace
