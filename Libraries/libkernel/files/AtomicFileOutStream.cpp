@@ -1,10 +1,14 @@
 #include "Kernel/AtomicFileOutStream.h"
 
 #include "Kernel/FileSystem.h"
+#include "Kernel/IoException.h"
+#include "Kernel/Utf.h"
 
 #include "files/FileHandle.h"
 #include "files/RandomName.h"
 
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 namespace Kernel {
@@ -18,6 +22,13 @@ String MakePartialPath(std::string_view path) {
     partialPath += MakeRandomName();
     partialPath += ".part";
     return partialPath;
+}
+
+std::filesystem::path ToLinkPath(const String& path) {
+    if (HasZeroByte(path)) {
+        throw IoException("write", path, std::make_error_code(std::errc::invalid_argument));
+    }
+    return std::u8string(path.begin(), path.end());
 }
 
 }  // namespace
@@ -73,6 +84,23 @@ void AtomicFileOutStream::Commit() {
     }
     FileHandle::Replace(m_partialPath, m_path);
     m_isCommitted = true;
+}
+
+bool AtomicFileOutStream::CommitNew(const String& path) {
+    if (m_file) {
+        Close();
+    }
+    std::error_code error;
+    std::filesystem::create_hard_link(ToLinkPath(m_partialPath), ToLinkPath(path), error);
+    // Some file systems have no links. There two processes can take the same name at once.
+    if (error == std::errc::file_exists || (error && FileSystem::Exists(path))) {
+        return false;
+    }
+    // Of two names of one file it changes nothing, but flushes the folder.
+    FileHandle::Replace(m_partialPath, path);
+    FileSystem::Delete(m_partialPath);
+    m_isCommitted = true;
+    return true;
 }
 
 }  // namespace Kernel

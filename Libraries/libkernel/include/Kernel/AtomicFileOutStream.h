@@ -43,6 +43,11 @@ public:
     /// old file is then unchanged. No Write() may follow.
     void Commit();
 
+    /// The same for the name `path`, in the folder of the target, over nothing: false, and nothing
+    /// has changed, if a file, folder or link is there, even one that has come in the meantime.
+    /// Another name may be tried then.
+    [[nodiscard]] bool CommitNew(const String& path);
+
 private:
     std::unique_ptr<FileHandle> m_file;  // null once closed
     bool m_isCommitted = false;

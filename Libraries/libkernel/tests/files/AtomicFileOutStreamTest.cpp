@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <iterator>
@@ -161,6 +162,35 @@ TEST(AtomicFileOutStream, HoldsNoDescriptorWhileItWaitsToBeCommitted) {
     streams.clear();
     EXPECT_EQ(ReadFile(folder.At("b")), "b");
     EXPECT_EQ(CountFiles(folder), 1);
+}
+
+TEST(AtomicFileOutStream, TakesNewNamesOverNothingThatIsThere) {
+    const Support::TestFolder folder;
+    WriteFile(folder.At("file"), "old");
+    std::filesystem::create_symlink("nowhere", folder.At("link"));
+    std::filesystem::create_directory(folder.At("folder"));
+    {
+        const auto stream = AtomicFileOutStream::Create(folder.At("file"));
+        Write(*stream, "new");
+        for (const char* const name : {"file", "link", "folder"}) {
+            EXPECT_FALSE(stream->CommitNew(folder.At(name))) << name;
+        }
+        EXPECT_THROW(static_cast<void>(stream->CommitNew(folder.At("none/file"))), IoException);
+        EXPECT_THROW(static_cast<void>(stream->CommitNew(folder.At(std::string_view("a\0b", 3)))),
+                     IoException);
+        EXPECT_TRUE(stream->CommitNew(folder.At("other")));
+    }
+    EXPECT_EQ(ReadFile(folder.At("file")), "old");
+    EXPECT_EQ(ReadFile(folder.At("other")), "new");
+    EXPECT_EQ(CountFiles(folder), 4);
+    std::atomic<int> taken = 0;
+    Support::RunOnThreads(8, [&](int thread) {
+        const auto stream = AtomicFileOutStream::Create(folder.At("one"));
+        Write(*stream, std::string(1000, static_cast<char>('a' + thread)));
+        taken += stream->CommitNew(folder.At("one")) ? 1 : 0;
+    });
+    EXPECT_EQ(taken, 1);
+    EXPECT_EQ(CountFiles(folder), 5);
 }
 
 TEST(AtomicFileOutStream, IsWholeWhenManyThreadsWriteIt) {
