@@ -37,7 +37,8 @@ struct RemotePhase {
 /// several threads. Where scopes nest, the calls obey and tell all of them.
 ///
 /// A call that is ended returns within 100 ms, with CommunicationsFailure, whatever it is about; no
-/// listener hears of it any more but that it has ended, nor does the callback for its progress.
+/// listener hears of it any more, unless the service has accepted a job by then, nor does the
+/// callback for its progress.
 ///
 /// Threads: any.
 class LEARNING_API RemoteControl {

@@ -19,7 +19,8 @@ public:
     /// Waits for `duration`. Throws Kernel::Aborted as soon as the operation is to end.
     static void Wait(std::chrono::milliseconds duration);
 
-    /// Tells the controls, from the innermost to the outermost, unless the operation is to end.
+    /// Tells the controls, from the innermost to the outermost, unless the operation is to end
+    /// and it is not about the acceptance of a job.
     static void Tell(const RemotePhase& phase) noexcept;
 
     /// Asks the controls, from the innermost to the outermost, whether `request` may be sent.

@@ -102,7 +102,9 @@ bool ControlInForce::Try(const Question& ask) noexcept {
 }
 
 void ControlInForce::Tell(const RemotePhase& phase) noexcept {
-    for (const auto* scope = innermost; scope != nullptr && !Kernel::IsSet(GetFlag());
+    // A job has to be paid for as soon as it is accepted.
+    const bool isAlways = phase.kind == RemotePhase::Kind::Accepted;
+    for (const auto* scope = innermost; scope != nullptr && (isAlways || !Kernel::IsSet(GetFlag()));
          scope = scope->m_outer) {
         if (const RemoteControl::Listener& listener = scope->m_control.m_state->listener) {
             Try([&] {
