@@ -35,9 +35,10 @@ void ThrowServiceFailure(const Host& host, const ServiceConnection& connection,
                          const Result& result, std::string_view advice) {
     const std::string log = host.GetLog();
     const bool isCut = result.code == Result::CommunicationsFailure;
-    const Kernel::String text =
-        Kernel::Format("%1%2%3%4%5", result.GetUserMessage().Translate(), log.empty() ? "" : "\n",
-                       log, isCut ? connection.GetCure() : "", advice);
+    std::string message(std::string_view(result.GetUserMessage().Translate()));
+    std::erase(message, '\r');  // its lines end as in dialogs
+    const Kernel::String text = Kernel::Format("%1%2%3%4%5", message, log.empty() ? "" : "\n", log,
+                                               isCut ? connection.GetCure() : "", advice);
     if (IsForAll(result.code)) {
         throw ServiceRefusal("%1", text);
     }

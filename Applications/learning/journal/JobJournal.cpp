@@ -24,6 +24,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* Extension = ".json";
+constexpr char LongestWhenWritten = '\1';  // JSON writes it as six characters
 
 /// The environment variable `name` if it is an absolute path; else empty: a relative one would mean
 /// another folder wherever the program is called.
@@ -44,6 +45,14 @@ std::string FindStateFolder() {
         "there is no folder to note jobs of the service in: set XDG_STATE_HOME or HOME to one");
 }
 
+/// An entry on its way to `path`, to be committed.
+Kernel::Counted<Kernel::AtomicFileOutStream> Stage(const JobEntry& entry, const std::string& path) {
+    auto file = Kernel::AtomicFileOutStream::Create(path);
+    const std::string text = ToText(entry);
+    file->Write(std::as_bytes(std::span(text)));
+    return file;
+}
+
 }  // namespace
 
 JobJournal::JobJournal() : m_folder(FindStateFolder() + "/orvantis/jobs") {}
@@ -58,6 +67,10 @@ void JobJournal::Prepare(const JobEntry& entry) const {
     }
     Kernel::FileSystem::DeleteAbandonedFiles(m_folder);
     CheckTarget(GetPath({}));
+    // A disk that is full shows it when something is written, or only when that is flushed.
+    JobEntry longest = entry;
+    longest.job.assign(MaximumJobSize, LongestWhenWritten);
+    Stage(longest, GetPath({}))->Close();
 }
 
 void JobJournal::Write(const JobEntry& entry) const {
@@ -65,10 +78,7 @@ void JobJournal::Write(const JobEntry& entry) const {
         throw Failure("the name of the job has more than %1 bytes", MaximumJobSize);
     }
     const std::string path = GetPath(entry.job);
-    const auto file = Kernel::AtomicFileOutStream::Create(path);
-    const std::string text = ToText(entry);
-    file->Write(std::as_bytes(std::span(text)));
-    file->Commit();
+    Stage(entry, path)->Commit();
     // Until here the folder alone has kept others out.
     fs::permissions(ToPath(path), fs::perms::owner_read | fs::perms::owner_write);
 }
@@ -79,8 +89,12 @@ bool JobJournal::Remove(std::string_view job) const {
 
 JobJournal::Listing JobJournal::Read() const {
     Listing listing;
-    std::error_code missing;
-    for (const auto& file : fs::directory_iterator(ToPath(m_folder), missing)) {
+    std::error_code error;
+    const fs::directory_iterator files(ToPath(m_folder), error);
+    if (error && error != std::errc::no_such_file_or_directory) {
+        throw Failure("cannot read the journal of jobs in %1: %2", m_folder, error.message());
+    }
+    for (const auto& file : files) {
         const std::string path = file.path().string();
         if (!path.ends_with(Extension)) {  // such as what a killed process has left
             continue;

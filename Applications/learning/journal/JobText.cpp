@@ -53,9 +53,7 @@ void Demand(bool isGood) {
 }
 
 std::string ReadText(const Value& object, const char* key) {
-    std::string text(std::string_view(object.at(key).get_ref<const Kernel::String&>()));
-    Demand(!Kernel::HasZeroByte(text));
-    return text;
+    return std::string(std::string_view(object.at(key).get_ref<const Kernel::String&>()));
 }
 
 std::int64_t ReadNumber(const Value& object, const char* key, std::int64_t minimum,
@@ -72,6 +70,8 @@ JobEntry ReadObject(const Value& object) {
     entry.operation = static_cast<Operation>(operation - Operations.begin());
     for (const auto& [key, member] : Texts) {
         entry.*member = ReadText(object, key);
+        // The service names jobs as it likes.
+        Demand(member == &JobEntry::job || !Kernel::HasZeroByte(entry.*member));
     }
     for (const auto& [key, member] : Numbers) {
         entry.*member = static_cast<int>(ReadNumber(object, key, 0, MaximumNumber));

@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <spawn.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <atomic>
@@ -236,7 +237,21 @@ TEST_F(PictureCommands, RefuseBeforeAnythingIsPaid) {
         EXPECT_THAT(outcome.err, HasSubstr(message));
     }
     EXPECT_THAT(m_bodies, IsEmpty());
+    setenv("XDG_STATE_HOME", At("full").c_str(), 1);
+    const auto before = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    const rlimit full{200, limit.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &full);
+    const Outcome unnoted = Call({"generate", "x", "-o", out});
+    setrlimit(RLIMIT_FSIZE, &limit);
+    std::signal(SIGXFSZ, before);
+    EXPECT_EQ(unnoted.code, 1);
+    EXPECT_THAT(unnoted.err, HasSubstr("full/orvantis/jobs/"));
+    EXPECT_THAT(Support::GetNames(At("full/orvantis/jobs")), IsEmpty());
+    setenv("XDG_STATE_HOME", At("state").c_str(), 1);
     MakeFile("state", "no folder");
+    EXPECT_THAT(Testing::Run({"jobs"}).err, HasSubstr("cannot read the journal"));
     EXPECT_THAT(Call({"generate", "x", "-o", out}).err, HasSubstr("state"));
     setenv("XDG_STATE_HOME", "relative", 1);
     const std::string home = getenv("HOME") != nullptr ? getenv("HOME") : "";
@@ -338,12 +353,87 @@ TEST_F(PictureCommands, KeepTheJobUntilItIsKnownToBeOver) {
 
     // Fewer pictures than wanted.
     m_result = R"({"images":[]})";
-    m_replies["textToImageAsync"] = R"({"generation_id":"-\u001b[1m it's"})";
+    m_replies["textToImageAsync"] = R"({"generation_id":"-\u0000\u001b[1m it's"})";
     const Outcome none = Call({"generate", "x", "-o", At("out.png")});
-    EXPECT_THAT(none.err, AllOf(HasSubstr(" -- '-?[1m it'\\''s'\n"), Not(HasSubstr("\x1b"))));
-    EXPECT_THAT(Testing::Run({"jobs"}).out, HasSubstr("\n-?[1m it's "));
-    EXPECT_EQ(Testing::Run({"jobs", "--forget=-?[1m it's"}).code, 0);
+    EXPECT_THAT(none.err, AllOf(HasSubstr(" -- '-??[1m it'\\''s'\n"), Not(HasSubstr("\x1b")),
+                                HasSubstr("request.\n\nFailed requests")));
+    EXPECT_THAT(Testing::Run({"jobs"}).out, HasSubstr("\n-??[1m it's "));
+    EXPECT_EQ(Testing::Run({"jobs", "--forget=-??[1m it's"}).code, 0);
     EXPECT_THAT(GetJobs(), IsEmpty());
+}
+
+TEST_F(PictureCommands, KeepWhatACallHasFetchedBeforeItFails) {
+    const std::string object = MakeCutOut();
+    const std::string both = R"({"images":[)" + Quote("a.png") + R"(,"no address"]})";
+    const struct {
+        std::vector<std::string> command;
+        std::string file;
+        std::string reply;   // for all
+        std::string second;  // for the second picture
+    } cases[] = {
+        {{"generate", "x", "-n", "2"}, "out-1.png", m_result, "<html>"},
+        {{"edit", m_photo, "x"}, "out.png", both, ""},
+        {{"replace-object", m_photo, "x", "--object", object}, "out.png", both, ""},
+    };
+    const std::string good = m_result;
+    m_green = MakePNG(544, 544, [](int, int) { return Green; });
+    for (auto [command, file, reply, second] : cases) {
+        const std::string name = command.front();
+        command.insert(command.end(), {"-o", At("out.png")});
+        m_result = reply;
+        m_second = second;
+        const Outcome outcome = Call(command);
+        EXPECT_EQ(outcome.code, 1) << name;
+        EXPECT_THAT(outcome.err, HasSubstr("learning resume")) << name;
+        ASSERT_EQ(Testing::GetPixel(Testing::LoadResult(At(file)), 25, 25), Green) << name;
+        EXPECT_EQ(GetJobs().size(), 1U);
+        m_result = good;
+        m_second.clear();
+        const std::string first = ReadOnly(file);
+        EXPECT_EQ(Call({"resume", "J:1"}).code, 0) << name;
+        EXPECT_TRUE(ReadOnly(file) == first) << name;
+        std::filesystem::remove(At(file));
+        const bool isNumbered = name == "generate";
+        EXPECT_EQ(isNumbered, std::filesystem::remove(At("out-2.png")));
+        EXPECT_THAT(GetFiles(), testing::IsSupersetOf({"blue.png", "object.png"}));
+        EXPECT_THAT(GetFiles(), Not(testing::Contains(testing::StartsWith("out")))) << name;
+    }
+}
+
+TEST_F(PictureCommands, ReplaceNothingThatHasComeWhileTheyWaited) {
+    m_second = "<html>";
+    ASSERT_EQ(Call({"generate", "x", "-n", "2", "-o", At("out.png")}).code, 1);
+    m_second.clear();
+    MakeFile("out-1.png", "mine");
+    MakeFile("out-2.png", "mine, too");
+    EXPECT_EQ(Call({"resume", "J:1"}).code, 0);
+    EXPECT_EQ(ReadOnly("out-1.png") + ReadOnly("out-2.png"), "minemine, too");
+    EXPECT_EQ(ReadPicture("out-1-2.png"), ReadPicture("out-2-2.png"));
+    EXPECT_THAT(GetJobs(), IsEmpty());
+
+    const auto getName = [this](int i) { return At(std::to_string(i)); };
+    EXPECT_EQ(WriteNew(getName,
+                       [this](Kernel::OutStream& stream) {
+                           MakeFile("1", "mine");
+                           stream.Write(std::as_bytes(std::span("new", 3)));
+                           MakeFile("2", "mine");
+                       }),
+              At("3"));
+    EXPECT_EQ(ReadOnly("1") + ReadOnly("2") + ReadOnly("3"),
+              "minemine"
+              "new");
+
+    // What cannot be written can be had later.
+    m_raises = true;
+    ASSERT_EQ(Call({"generate", "x", "-o", At("gone/out.png")}).code, 1) << "no folder";
+    std::filesystem::create_directory(At("gone"));
+    ASSERT_EQ(Call({"generate", "x", "-o", At("gone/out.png")}).code, 130);
+    m_raises = false;
+    m_polls = 0;
+    m_atPoll = [this] { std::filesystem::remove(At("gone")); };
+    EXPECT_THAT(Call({"resume", "J:1"}).err,
+                AllOf(HasSubstr("gone/out.png"), HasSubstr("learning resume")));
+    EXPECT_EQ(GetJobs().size(), 1U);
 }
 
 TEST_F(PictureCommands, NameAndSkipDamagedEntries) {
