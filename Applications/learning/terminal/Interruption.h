@@ -9,7 +9,8 @@
 namespace LearningApp {
 
 /// Lets Ctrl-C, SIGTERM and the end of the terminal end the process at once, with exit code 130 and
-/// a line that says so. For work that leaves nothing behind when it is broken off.
+/// a line that says so. For work that leaves nothing behind when it is broken off. A limit on the
+/// size of files (SIGXFSZ) ends nothing any more.
 void EndWhenInterrupted() noexcept;
 
 /// For work that has to end in order: for as long as this object lives, the first of these signals

@@ -63,6 +63,8 @@ void EndWhenInterrupted() noexcept {
         struct sigaction previous {};
         Catch(signal, EndProcess, previous);
     }
+    // A file that may not grow fails as on a full disk, with a reason.
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 Interruption::Interruption() : m_previous(std::make_unique<Previous>()) {

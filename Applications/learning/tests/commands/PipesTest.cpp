@@ -76,6 +76,7 @@ TEST_F(Pipes, FailWithAReason) {
         {"head -c 60 photo.png | $L depth - -o made.png", "the photo the standard input: "},
         {"$L depth photo.png -o /dev/full", "cannot write /dev/full: No space left on device"},
         {"$L depth photo.png -o - > /dev/full", "No space left on device"},
+        {"(ulimit -f 0; $L depth photo.png -o made.png)", "cannot write made.png: File too large"},
         {"$L run " TEST_MODELS "SuperResolution_2.6.onnx --input input=- --output output:1 "
          "< /dev/null",
          "it is empty"},
