@@ -13,6 +13,10 @@ using Learning::RemoteInference;
 
 constexpr const char* EditJobLabel = "edit";
 
+RemoteInference::Pictures OrNone(const Kernel::Counted<Raster::DynamicBitmap>& result) {
+    return result ? RemoteInference::Pictures{result} : RemoteInference::Pictures();
+}
+
 }  // namespace
 
 void Edit(const Host& host, const ServiceOptions& service, const EditOptions& options) {
@@ -34,6 +38,7 @@ void Edit(const Host& host, const ServiceOptions& service, const EditOptions& op
     entry.alphaMode = options.alphaMode;
     JobNote note = JobNote::Prepare(connection, std::move(entry));
     Kernel::Counted<Raster::DynamicBitmap> result;
+    note.SetResults([&] { return OrNone(result); }, options.isForced);
     const auto edit = [&](auto progress, void* context) {
         return client.InferImageToImage(model, photo, options.prompt, options.alphaMode, result,
                                         progress, context);
@@ -50,6 +55,7 @@ void ResumeEdit(const Host& host, const ServiceConnection& connection, JobNote& 
     RemoteInference client = LoadModels(host, connection);
     const ImageToImageModel model = FindModel(client.GetImageToImageModels(), entry.model);
     Kernel::Counted<Raster::DynamicBitmap> result;
+    note.SetResults([&] { return OrNone(result); }, isForced);
     const auto resume = [&](auto progress, void* context) {
         return client.ResumeImageToImage(entry.job, model, photo, entry.alphaMode, result, progress,
                                          context);

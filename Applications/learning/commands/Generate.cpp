@@ -106,6 +106,7 @@ void Generate(const Host& host, const ServiceOptions& service, const GenerateOpt
     JobNote note = JobNote::Prepare(connection, std::move(entry));
     Kernel::String prompt = options.prompt;
     RemoteInference::Pictures pictures;
+    note.SetResults([&] { return pictures; }, options.isForced);
     const auto generate = [&](auto progress, void* context) {
         return client.InferTextToImage(model, Learning::TextToImageAspect{options.aspect},
                                        reference, ChooseUse(model, options), prompt,
@@ -125,6 +126,7 @@ void ResumeGenerate(const Host& host, const ServiceConnection& connection, JobNo
     const TextToImageModel model = FindModel(client.GetTextToImageModels(), entry.model);
     Kernel::String prompt;
     RemoteInference::Pictures pictures;
+    note.SetResults([&] { return pictures; }, isForced);
     const auto resume = [&](auto progress, void* context) {
         return client.ResumeTextToImage(entry.job, model, prompt, entry.isEnhanced, entry.count,
                                         pictures, progress, context);

@@ -1,6 +1,6 @@
 #include "commands/JobNote.h"
 
-#include "Kernel/FileSystem.h"
+#include "Kernel/IoException.h"
 #include "Kernel/Utf.h"
 
 #include "failures/Failure.h"
@@ -9,12 +9,13 @@
 #include "files/Pipes.h"
 #include "terminal/ShellWords.h"
 
-#include <algorithm>
 #include <chrono>
 #include <utility>
 #include <vector>
 
 namespace LearningApp {
+
+using Learning::RemoteInference;
 
 JobNote JobNote::Prepare(const ServiceConnection& connection, JobEntry entry) {
     JobNote note(std::move(entry));
@@ -34,29 +35,55 @@ void JobNote::Accept(const Host& host, std::string_view job) {
     Write(host);
 }
 
+void JobNote::SetResults(TakeResults take, bool isForced) {
+    m_takeResults = std::move(take);
+    m_isForced = isForced;
+}
+
+void JobNote::SalvageResults(const Host& host, const ServiceConnection& connection) {
+    try {
+        if (const auto pictures = m_takeResults ? m_takeResults() : RemoteInference::Pictures();
+            !pictures.empty()) {
+            Save(host, pictures, m_isForced);
+        }
+    } catch (const Kernel::IoException& exception) {
+        host.Complain(exception.what(), GetAdvice(connection));
+    }
+}
+
 void JobNote::WriteResults(const Host& host, const ServiceConnection& connection,
-                           const Learning::RemoteInference::Pictures& pictures, bool isForced) {
+                           const RemoteInference::Pictures& pictures, bool isForced) {
+    try {
+        Save(host, pictures, isForced);
+    } catch (const Interrupted&) {
+        throw Interrupted(GetAdvice(connection));
+    } catch (const Kernel::IoException& exception) {
+        throw Failure("%1%2", exception.what(), GetAdvice(connection));
+    }
+    if (pictures.size() < static_cast<std::size_t>(m_entry.count)) {
+        host.Complain(Kernel::Format("the service has made %1 of %2 pictures", pictures.size(),
+                                     m_entry.count),
+                      GetAdvice(connection));
+        return;
+    }
+    Forget();
+}
+
+void JobNote::Save(const Host& host, const RemoteInference::Pictures& pictures, bool isForced) {
     const std::vector<std::string> names = NumberNames(m_entry.output, m_entry.count);
-    const bool mayReplace = isForced || m_entry.isBegun;
-    // What is there from here on is a result, unless it has come in the meantime.
-    m_entry.isBegun = mayReplace || std::ranges::none_of(names, Kernel::FileSystem::Exists);
+    // Then what is there may be a result of this job, or have come since.
+    const bool wasBegun = std::exchange(m_entry.isBegun, true);
     if (!m_entry.job.empty()) {
         Write(host);
     }
     for (std::size_t i = 0; i < pictures.size(); ++i) {
         if (i < names.size()) {
+            const bool mayReplace = isForced || (wasBegun && HoldsPicture(names[i], *pictures[i]));
             WriteResult(host, *pictures[i], names[i], mayReplace);
         } else if (!IsPipe(m_entry.output)) {  // more than was asked for: beside the last
             WriteResult(host, *pictures[i], names.back(), false);
         }
     }
-    if (pictures.size() < names.size()) {
-        host.Complain(
-            Kernel::Format("the service has made %1 of %2 pictures", pictures.size(), names.size()),
-            GetAdvice(connection));
-        return;
-    }
-    Forget();
 }
 
 void JobNote::Write(const Host& host) const {
@@ -86,8 +113,13 @@ std::string JobNote::GetAdvice(const ServiceConnection& connection) const {
 
 void WriteResult(const Host& host, const Raster::DynamicBitmap& picture, const std::string& path,
                  bool mayReplace) {
-    const std::string name = mayReplace ? path : FindFreeName(path);
-    host.Time(Phase::Encode, [&] { SavePicture(picture, name); });
+    const std::string name = host.Time(Phase::Encode, [&] {
+        if (!mayReplace) {
+            return SaveNewPicture(picture, path);
+        }
+        SavePicture(picture, path);
+        return path;
+    });
     host.SayWritten(name, name == path ? "" : ", since " + path + " is there already");
 }
 

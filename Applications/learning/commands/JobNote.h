@@ -8,6 +8,7 @@
 #include "journal/JobJournal.h"
 #include "service/ServiceConnection.h"
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -27,9 +28,17 @@ public:
     /// The service has accepted it. Tells the user if that can't be noted.
     void Accept(const Host& host, std::string_view job);
 
+    /// What there is of the results, for SalvageResults().
+    using TakeResults = std::function<Learning::RemoteInference::Pictures()>;
+    void SetResults(TakeResults take, bool isForced);
+
+    /// After a call that has failed: writes what it has fetched before, which may not be had again.
+    /// Says so if that can't be done.
+    void SalvageResults(const Host& host, const ServiceConnection& connection);
+
     /// Writes the results: one at the place of the entry, several at numbered names beside it.
-    /// Takes the place of no file unless `isForced`, or the entry says that it may be one of its
-    /// results. Keeps the entry if there are fewer than wanted.
+    /// Takes the place of no file unless `isForced`, or it is that very result, written before.
+    /// Keeps the entry if there are fewer than wanted. What it throws says how to fetch them later.
     void WriteResults(const Host& host, const ServiceConnection& connection,
                       const Learning::RemoteInference::Pictures& pictures, bool isForced);
 
@@ -41,9 +50,12 @@ public:
 
 private:
     void Write(const Host& host) const;
+    void Save(const Host& host, const Learning::RemoteInference::Pictures& pictures, bool isForced);
 
     JobJournal m_journal;
     JobEntry m_entry;
+    TakeResults m_takeResults;
+    bool m_isForced = false;
 };
 
 /// Writes a picture that the service has made to `path`, or beside it if something stands there and

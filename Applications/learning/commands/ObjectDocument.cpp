@@ -52,9 +52,7 @@ bool ObjectDocument::ShouldExpand(const DynamicBitmap& /*picture*/) const {
 }
 
 void ObjectDocument::PrepareRegion(DynamicBitmap& region, DynamicBitmap& mask) const {
-    const Learning::ObjectRegion place =
-        Learning::CutObjectRegion(m_object->GetAlphaBoundingBox(), m_photo->GetBounds());
-    Raster::Render(region, *m_photo, place.placement.Invert().value(), Raster::Sampler::Area);
+    Raster::Render(region, *m_photo, GetPlacement().Invert().value(), Raster::Sampler::Area);
     Erase(region, mask);
     // The mean of what is around takes in the whole object from wherever it is looked at.
     const Raster::Rect box = mask.GetAlphaBoundingBox();
@@ -68,6 +66,11 @@ void ObjectDocument::PrepareRegion(DynamicBitmap& region, DynamicBitmap& mask) c
 void ObjectDocument::GetDocumentBounds(Kernel::RectT<int>& bounds,
                                        const AffineTransform::Params& /*placement*/) const {
     bounds = m_photo->GetBounds();
+}
+
+AffineTransform::Params ObjectDocument::GetPlacement() const {
+    return Learning::CutObjectRegion(m_object->GetAlphaBoundingBox(), m_photo->GetBounds())
+        .placement;
 }
 
 Kernel::Counted<DynamicBitmap> ObjectDocument::Insert(

@@ -23,6 +23,9 @@ public:
     void GetDocumentBounds(Kernel::RectT<int>& bounds,
                            const Raster::AffineTransform::Params& placement) const override;
 
+    /// Where what the service makes of the object lies.
+    Raster::AffineTransform::Params GetPlacement() const;
+
     /// The photo with `variant` in it, which `placement` puts there.
     Kernel::Counted<Raster::DynamicBitmap> Insert(
         const Raster::DynamicBitmap& variant,

@@ -131,6 +131,9 @@ bool CallForPictures(const Host& host, const ServiceConnection& connection, cons
         throw Interrupted(advice);
     }
     if (!result.IsSuccess()) {
+        if (note != nullptr) {
+            note->SalvageResults(host, connection);
+        }
         ThrowServiceFailure(host, connection, result, advice);
     }
     return true;

@@ -75,7 +75,8 @@ void ReplaceObject(const Host& host, const ServiceOptions& service, const Replac
     JobNote note = JobNote::Prepare(connection, std::move(entry));
     const ObjectDocument document(photo, object, options.isExpanded);
     RemoteInference::Pictures variants;
-    AffineTransform::Params placement;
+    AffineTransform::Params placement = document.GetPlacement();
+    note.SetResults([&] { return InsertAll(document, variants, placement); }, options.isForced);
     const auto replace = [&](auto progress, void* context) {
         return connection.GetClient().InferImageObjectReplacement(
             document, object, {}, object->GetProfile(), options.prompt, options.strength,
@@ -94,7 +95,8 @@ void ResumeReplaceObject(const Host& host, const ServiceConnection& connection, 
     const auto object = LoadObject(host, entry.object, *photo);
     const ObjectDocument document(photo, object, entry.isExpanded);
     RemoteInference::Pictures variants;
-    AffineTransform::Params placement;
+    AffineTransform::Params placement = document.GetPlacement();
+    note.SetResults([&] { return InsertAll(document, variants, placement); }, isForced);
     const auto resume = [&](auto progress, void* context) {
         return connection.GetClient().ResumeImageObjectReplacement(
             entry.job, document, object, {}, entry.count, variants, placement, progress, context);

@@ -39,6 +39,14 @@ private:
     const Interruption& m_interruption;
 };
 
+/// Lets `write` fill the file.
+void FillFile(Kernel::OutStream& file, const Interruption& interruption,
+              const std::function<void(Kernel::OutStream&)>& write) {
+    const auto checked = Kernel::MakeCounted<InterruptibleOutStream>(file, interruption);
+    write(*checked);
+    interruption.Check();
+}
+
 /// Why `file` was not read from `source`, with a remedy where there is one.
 std::string ExplainRefusal(const Source& source, const Raster::DynamicFile& file) {
     if (source.GetStart().empty()) {
@@ -177,10 +185,20 @@ void WriteWhole(const std::string& path, const std::function<void(Kernel::OutStr
     }
     const Interruption interruption;  // so that no temporary file stays
     const auto file = Kernel::AtomicFileOutStream::CreateSuccessor(path);
-    const auto checked = Kernel::MakeCounted<InterruptibleOutStream>(*file, interruption);
-    write(*checked);
-    interruption.Check();
+    FillFile(*file, interruption, write);
     file->Commit();
+}
+
+std::string WriteNew(const std::function<std::string(int)>& getName,
+                     const std::function<void(Kernel::OutStream&)>& write) {
+    const Interruption interruption;
+    std::string name = getName(1);
+    const auto file = Kernel::AtomicFileOutStream::Create(name);
+    FillFile(*file, interruption, write);
+    for (int i = 2; !file->CommitNew(name); ++i) {
+        name = getName(i);
+    }
+    return name;
 }
 
 bool IsPictureSize(std::int64_t width, std::int64_t height) {

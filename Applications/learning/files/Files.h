@@ -65,6 +65,11 @@ void CreateFolder(const std::string& path);
 /// What IsPipe() is true for is written as it comes.
 void WriteWhole(const std::string& path, const std::function<void(Kernel::OutStream&)>& write);
 
+/// The same over nothing: to the first of the names `getName(1)`, `getName(2)` and so on, of one
+/// folder, at which nothing is by then. Returns it. Not for what IsPipe() is true for.
+std::string WriteNew(const std::function<std::string(int)>& getName,
+                     const std::function<void(Kernel::OutStream&)>& write);
+
 /// Whether LoadPhoto() and SavePicture() support pictures of that size.
 bool IsPictureSize(std::int64_t width, std::int64_t height);
 void SavePicture(const Raster::DynamicBitmap& picture, const std::string& path);

@@ -1,10 +1,17 @@
 #include "files/NewFiles.h"
 
+#include "Kernel/FileStreams.h"
 #include "Kernel/FileSystem.h"
+#include "Kernel/IoException.h"
+#include "Kernel/MemoryInOutStream.h"
+#include "Raster/PNGBase.h"
 
 #include "failures/Failure.h"
 #include "files/Files.h"
 #include "files/Pipes.h"
+
+#include <algorithm>
+#include <cstddef>
 
 namespace LearningApp {
 
@@ -53,12 +60,29 @@ void CheckNewPictures(const std::string& output, int count, bool isForced) {
     }
 }
 
-std::string FindFreeName(const std::string& path) {
-    std::string name = path;
-    for (int i = 2; !IsPipe(path) && Kernel::FileSystem::Exists(name); ++i) {
-        name = AddNumber(path, i);
+bool HoldsPicture(const std::string& path, const Raster::DynamicBitmap& picture) {
+    if (IsPipe(path) || !Kernel::FileSystem::Exists(path)) {
+        return false;
     }
-    return name;
+    try {
+        const auto file = Kernel::FileInStream::Open(path);
+        Kernel::MemoryInOutStream own;
+        Raster::WritePNG(picture, own);
+        std::vector<std::byte> other(own.GetBytes().size());
+        return file->GetSize() == other.size() && file->ReadFully(other) == other.size() &&
+               std::ranges::equal(own.GetBytes(), other);
+    } catch (const Kernel::IoException&) {
+        return false;  // it cannot be read: something else
+    }
+}
+
+std::string SaveNewPicture(const Raster::DynamicBitmap& picture, const std::string& path) {
+    if (IsPipe(path)) {
+        SavePicture(picture, path);
+        return path;
+    }
+    return WriteNew([&](int i) { return i == 1 ? path : AddNumber(path, i); },
+                    [&](Kernel::OutStream& stream) { Raster::WritePNG(picture, stream); });
 }
 
 }  // namespace LearningApp

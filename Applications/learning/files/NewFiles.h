@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include "Raster/DynamicBitmap.h"
+
 #include <string>
 #include <vector>
 
@@ -18,7 +20,11 @@ void RefuseExisting(const std::string& path);
 /// `isForced`, RefuseExisting() do for one of the names.
 void CheckNewPictures(const std::string& output, int count, bool isForced);
 
-/// `path`, or if something stands there the first of "OUT-2.png" and so on at which nothing does.
-std::string FindFreeName(const std::string& path);
+/// Whether the file at `path` is what SavePicture() makes of `picture`.
+bool HoldsPicture(const std::string& path, const Raster::DynamicBitmap& picture);
+
+/// As SavePicture(), but over nothing: if something stands at `path`, even if it has just come, the
+/// name is the first of "OUT-2.png" and so on at which nothing does. Returns the name.
+std::string SaveNewPicture(const Raster::DynamicBitmap& picture, const std::string& path);
 
 }  // namespace LearningApp

@@ -86,10 +86,17 @@ protected:
             return Server::Reply(200);
         }
         if (name == "pollGeneration") {
+            if (m_atPoll) {
+                m_atPoll();
+            }
             if (m_raises && ++m_polls == 2) {
                 std::raise(SIGTERM);
             }
-            return Server::Reply(200, {}, m_raises ? R"({"status":"PENDING"})" : m_result);
+            const bool isSecond = request.body.find(R"("J:1:1")") != std::string::npos;
+            return Server::Reply(200, {},
+                                 m_raises                        ? R"({"status":"PENDING"})"
+                                 : isSecond && !m_second.empty() ? m_second
+                                                                 : m_result);
         }
         m_bodies[name].push_back(*Kernel::Json::Parse(request.body));
         return Server::Reply(200, {}, m_replies.contains(name) ? m_replies[name] : m_accepted);
@@ -131,10 +138,12 @@ protected:
     std::string m_accepted = R"({"generation_id":"J:1"})";
     std::map<std::string, std::string> m_replies;  // else that it is accepted
     std::string m_result = R"({"prompt":"a fat cat","images":[)" + Quote("a.png") + "]}";
+    std::string m_second;  // the same for the second picture of "J:1"; empty: no other
     std::string m_archive;
     std::map<std::string, std::vector<Value>> m_bodies;
     std::atomic<bool> m_raises = false;  // sends SIGTERM at the second poll, and never has a result
     std::atomic<int> m_polls = 0;
+    std::function<void()> m_atPoll;
     std::string m_photo;
     std::string m_green;
     Kernel::Testing::ScaledClock m_clock{2000};
