@@ -1,12 +1,12 @@
-# What the fetch-*.sh scripts share; they source it. Everything fetched stands under external/, and each
-# file there has a stamp in external/.stamps that tells how it was made: a file whose stamp agrees is
-# left alone. Files are made in external/.partial and renamed into place, so that an interrupted run
-# leaves no half-written file behind. What an interrupted run has fetched whole stays in external/.archives
-# until a run succeeds. With --plan they only print what they would fetch, and what then stands there.
+# What the fetch-*.sh scripts share; they source it. Everything fetched stands under external/, or in the folder
+# there that a script has named $area, and each file has a stamp in .stamps that tells how it was made: a file
+# whose stamp agrees is left alone. Files are made in .partial and renamed into place, so that an interrupted run
+# leaves no half-written file behind. What an interrupted run has fetched whole stays in .archives until a run
+# succeeds. With --plan they only print what they would fetch, and what then stands there.
 # shellcheck shell=sh
 
 root=$(cd "$(dirname "$0")/.." && pwd)
-external=$root/external
+external=$root/external${area:+/$area}
 stamps=$external/.stamps
 partial=$external/.partial
 archives=$external/.archives/$(basename "$0" .sh)
@@ -56,6 +56,17 @@ sizes() {
         python3-skimage) echo 29700000 2400000 ;;
         libonnxruntime-dev) echo 11100000 1200000 ;;
         python3-onnxruntime) echo 12200000 330000 ;;
+        # the first one with the lists of sources
+        source:xxhash) echo 10180000 300000 ;;
+        source:libzip) echo 760000 320000 ;;
+        source:googletest) echo 870000 2040000 ;;
+        source:curl) echo 4440000 1100000 ;;
+        source:openssl) echo 15410000 9970000 ;;
+        source:libjpeg-turbo) echo 2380000 4950000 ;;
+        source:libpng1.6) echo 1580000 1030000 ;;
+        source:lcms2) echo 7430000 2120000 ;;
+        source:tiff) echo 2090000 2120000 ;;
+        source:libwebp) echo 4160000 2640000 ;;
         *) die "fetching.sh knows no size of $1" ;;
     esac
 }
@@ -87,7 +98,7 @@ place() {
     mv -fT "$1" "$external/$2"
     echo "$3 $(size_of "$external/$2")" > "$partial/stamp"
     mv -fT "$partial/stamp" "$stamps/$2"
-    say "  external/$2"
+    say "  external/${area:+$area/}$2"
 }
 
 # verify FILE SHA256 ORIGIN
@@ -150,10 +161,40 @@ debian_package() {
     if [ -d "$partial/$2" ]; then
         return
     fi
-    apt=$partial/apt-$1
     say "fetching $2 from Debian $1: $(megabytes "$(sizes "$2" | cut -d ' ' -f 1)") MB with the lists of packages"
+    prepare_apt "Debian $1" "$1"
+    watching "$2" apt_state own_apt download "$2" || apt_failed "apt-get cannot fetch $2 from Debian $1"
+    unset APT_CONFIG
+    mv "$apt/$2"_*.deb "$partial/$2.deb"
+    dpkg-deb -x "$partial/$2.deb" "$partial/$2"
+}
+
+# debian_source PACKAGE: unpacks the source package that belongs to this machine's Debian, with Debian's
+# patches, into $partial/PACKAGE; under the same conditions.
+debian_source() {
+    say "fetching the source of $1 from Debian: $(megabytes "$(sizes "source:$1" | cut -d ' ' -f 1)") MB"
+    prepare_apt "the sources of Debian"
+    # A mirror may lack what its lists name as the newest.
+    is_fetched=
+    for version in $(apt-cache showsrc "$1" | sed -n 's/^Version: //p' | sort -rV); do
+        ! watching "$1" apt_state own_apt source "$1=$version" || { is_fetched=yes && break; }
+        say "  note: $1 $version cannot be fetched"
+    done
+    [ -n "$is_fetched" ] || apt_failed "apt-get cannot fetch the source of $1"
+    unset APT_CONFIG
+    find "$apt" -mindepth 1 -maxdepth 1 -type d -name "$1-*" -exec mv -T '{}' "$partial/$1" \;
+    [ -d "$partial/$1" ] || die "the source of $1 has no folder"
+}
+
+# prepare_apt NAME [SUITE]: reads the lists of SUITE, or of this machine's sources, into $apt once, which
+# commands by own_apt then use.
+prepare_apt() {
+    apt=$partial/apt-${2:-sources}
+    apt_log=$partial/apt.log
+    export APT_CONFIG="$apt/apt.conf"
+    [ ! -d "$apt" ] || return 0
     mkdir -p "$apt/parts" "$apt/lists/partial" "$apt/cache/archives/partial"
-    write_debian_source "$1" "$apt/parts"
+    write_debian_source "$apt/parts" "$@"
     cat > "$apt/apt.conf" <<END
 Dir::Etc::SourceList "/dev/null";
 Dir::Etc::SourceParts "$apt/parts";
@@ -163,25 +204,24 @@ Acquire::Languages "none";
 APT::Sandbox::User "root";
 APT::Update::Error-Mode "any";
 END
-    export APT_CONFIG="$apt/apt.conf"
-    apt_log=$partial/apt.log
-    watching "lists of Debian $1" apt_state own_apt update ||
-        apt_failed "apt-get cannot read the package lists of Debian $1"
-    watching "$2" apt_state own_apt download "$2" || apt_failed "apt-get cannot fetch $2 from Debian $1"
-    unset APT_CONFIG
-    mv "$apt/$2"_*.deb "$partial/$2.deb"
-    dpkg-deb -x "$partial/$2.deb" "$partial/$2"
+    watching "lists of $1" apt_state own_apt update || apt_failed "apt-get cannot read the package lists of $1"
 }
 
 own_apt() { (cd "$apt" && LC_ALL=C apt-get -q -o APT::Status-Fd=1 "$@" > "$apt_log" 2>&1); }
 
-# write_debian_source SUITE FOLDER: this machine's first source of packages, with SUITE in place of its own.
+# write_debian_source FOLDER NAME [SUITE]: this machine's first source of packages, with SUITE in place of its
+# own; without SUITE all of them, as sources of source packages.
 write_debian_source() {
-    if [ -f /etc/apt/sources.list.d/debian.sources ]; then
-        sed "/^\$/,\$d; s/^Suites:.*/Suites: $1/" /etc/apt/sources.list.d/debian.sources > "$2/debian.sources"
+    of_new=/etc/apt/sources.list.d/debian.sources of_old=/etc/apt/sources.list
+    if [ -f $of_new ] && [ -n "${3-}" ]; then
+        sed "/^\$/,\$d; s/^Suites:.*/Suites: $3/" $of_new > "$1/debian.sources"
+    elif [ -f $of_new ]; then
+        sed 's/^Types:.*/Types: deb-src/' $of_new > "$1/debian.sources"
+    elif [ -n "${3-}" ]; then
+        sed -nE "s/^(deb +(\[[^]]*\] +)?[^ ]+ +)[^ ]+ +main.*/\1$3 main/p" $of_old |
+            head -n 1 > "$1/debian.list"
     else
-        sed -nE "s/^(deb +(\[[^]]*\] +)?[^ ]+ +)[^ ]+ +main.*/\1$1 main/p" /etc/apt/sources.list |
-            head -n 1 > "$2/debian.list"
+        sed -n 's/^deb /deb-src /p' $of_old > "$1/debian.list"
     fi
-    cat "$2"/* | grep -q . || die "no Debian source in /etc/apt/sources.list or sources.list.d/debian.sources"
+    cat "$1"/* | grep -q . || die "no Debian source in /etc/apt/sources.list or sources.list.d/debian.sources"
 }

@@ -5,6 +5,7 @@
 # Usage: tools/setup.sh [OPTION...]
 #   --peers        also install what the benchmarks compare with
 #   --fuzzers      also install what tools/fuzz.sh builds with
+#   --windows      also install what compiles for Windows and runs that, and build the libraries for it
 #   --reserve MB   begin only if this much disk is left for what is to be built
 set -eu
 cd "$(dirname "$0")/.."
@@ -28,16 +29,23 @@ fetching="ca-certificates zip unzip python3 python3-numpy python3-onnx"
 peers=
 # clang with libFuzzer, only with --fuzzers
 fuzzers=
+# a compiler for Windows, Wine, the one library that Debian has for it, and what others are built with and from;
+# only with --windows
+windows=
 command -v npm > /dev/null || fetching="$fetching nodejs npm"
 
 apt_archives=/var/cache/apt/archives-for-orvantis
 reserve=0
+fetched="runtime models photos"
 while [ $# -gt 0 ]; do
     case $1 in
         --peers) peers="libopencv-dev libbabl-dev libturbojpeg0-dev libvips-dev" ;;
         --fuzzers) fuzzers="clang-14 libclang-rt-14-dev" ;;
+        --windows)
+            windows="g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64 dpkg-dev make nasm perl patch xz-utils"
+            fetched="$fetched windows" ;;
         --reserve) reserve=${2:?"--reserve takes a number"} && shift ;;
-        *) die "usage: tools/setup.sh [--peers] [--fuzzers] [--reserve MB]" ;;
+        *) die "usage: tools/setup.sh [--peers] [--fuzzers] [--windows] [--reserve MB]" ;;
     esac
     shift
 done
@@ -122,7 +130,7 @@ install_packages() {
 # when all is unpacked: $largest.
 plan_fetching() {
     external_fetch=0 external_disk=0 largest=0
-    for script in runtime models photos; do
+    for script in $fetched; do
         planned=$("tools/fetch-$script.sh" --plan)
         sums=$(echo "$planned" | awk '{ f += $1; d += $2 } END { printf "%d %d\n", f / 1e6 + 0.999, d / 1e6 + 0.999 }')
         external_fetch=$((external_fetch + ${sums% *})) external_disk=$((external_disk + ${sums#* }))
@@ -138,6 +146,7 @@ tell_plan() {
     fi
     [ $external_disk = 0 ] ||
         say "  fetch the runtime, networks and photographs to external/: $external_fetch MB to fetch, $external_disk MB on the disk"
+    [ -z "$windows" ] || say "  build the libraries for Windows that are not in external/windows, which takes minutes"
     # Two busy cores take half a second for a package, and another for each 10 MB that are unpacked.
     seconds=$(((fetch_mb + external_fetch) / 10 + count / 2 + disk_mb / 20))
     most=$((fetch_mb > largest ? fetch_mb : largest))
@@ -149,7 +158,7 @@ began=$(date +%s) count=0 fetch_mb=0 disk_mb=0 removed=
 plan_fetching
 # The lists are split into words on purpose.
 # shellcheck disable=SC2086
-missing=$(missing_packages $build $libraries $tests $checks $fetching $peers $fuzzers)
+missing=$(missing_packages $build $libraries $tests $checks $fetching $peers $fuzzers $windows)
 if [ -n "$missing" ]; then
     become_root
     apt_log=$(mktemp)
@@ -176,7 +185,7 @@ END
 [ -z "$complete" ] || exit 0
 # shellcheck disable=SC2086
 [ -z "$missing" ] || install_packages $missing
-tools/fetch-runtime.sh
-tools/fetch-models.sh
-tools/fetch-photos.sh
+for script in $fetched; do
+    "tools/fetch-$script.sh"
+done
 say "set up in $(($(date +%s) - began)) s"
