@@ -25,7 +25,9 @@ find_path(OPENCL_HEADERS CL/cl.h REQUIRED)                    # Raster: hardware
 find_path(TIFF_HEADERS tiffio.h REQUIRED)                      # Raster: codecs/, which loads libtiff and libwebp when needed
 find_path(WEBP_HEADERS webp/demux.h REQUIRED)
 find_program(MSGFMT msgfmt REQUIRED)                          # GNU gettext's, for translations
-find_package(CLI11 REQUIRED)                                  # the programs `learning` and `learning-service`
+if(NOT WIN32)
+    find_package(CLI11 REQUIRED)                              # the programs `learning` and `learning-service`
+endif()
 find_package(OpenSSL REQUIRED)                                # Server: tls/
 
 # SIMD for the plain baseline, SSE4, AVX2 and AVX-512; what lies between gains too little for its size.
@@ -52,6 +54,9 @@ add_library(ONNXRuntimeHeaders INTERFACE)                     # Learning: infere
 target_include_directories(ONNXRuntimeHeaders SYSTEM INTERFACE "${ORVANTIS_RUNTIME_DIR}/include")
 target_compile_definitions(ONNXRuntimeHeaders INTERFACE ORT_API_MANUAL_INIT)
 set(ORVANTIS_RUNTIME_LIBRARY "${ORVANTIS_RUNTIME_DIR}/linux/libonnxruntime.so.1")
+if(MINGW)
+    orvantis_compiler_runtime_in("${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
+endif()
 
 if(ORVANTIS_DEVELOPER OR ORVANTIS_FUZZERS)
     pkg_check_modules(PictureWriters REQUIRED IMPORTED_TARGET libtiff-4 libwebp)  # make files for tests

@@ -119,16 +119,21 @@ function(orvantis_application name)
     set_property(GLOBAL APPEND PROPERTY ORVANTIS_PROGRAMS ${arg_OUTPUT})
 endfunction()
 
-# orvantis_tests(<Name> SOURCES <files> [LINK <targets>])
-# One test program per library, one ctest entry per test case, or two for all with sanitizers; skipped
-# unless ORVANTIS_DEVELOPER.
+# orvantis_tests(<Name> SOURCES <files> [POSIX <files>] [WINDOWS <files>] [LINK <targets>])
+# One test program per library, one ctest entry per test case, or two for all with sanitizers and under an
+# emulator; skipped unless ORVANTIS_DEVELOPER.
 function(orvantis_tests name)
     if(NOT ORVANTIS_DEVELOPER)
         return()
     endif()
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;POSIX;WINDOWS;LINK")
+    if(WIN32)
+        list(APPEND arg_SOURCES ${arg_WINDOWS})
+    else()
+        list(APPEND arg_SOURCES ${arg_POSIX})
+    endif()
     orvantis_test_program(${name}Tests SOURCES ${arg_SOURCES} LINK ${name}Objects ${arg_LINK})
-    if(ORVANTIS_SANITIZE)
+    if(ORVANTIS_SANITIZE OR CMAKE_CROSSCOMPILING)
         # A process for each test case would take longer to start than to run. Two shards keep two
         # processors busy.
         foreach(shard IN ITEMS 0 1)
@@ -147,7 +152,7 @@ function(orvantis_test_program name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
     add_executable(${name} ${arg_SOURCES})
     target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")  # for support/
-    target_link_libraries(${name} PRIVATE ${arg_LINK} GTest::gmock GTest::gtest_main ZLIB::ZLIB)
+    target_link_libraries(${name} PRIVATE ${arg_LINK} TestSupport GTest::gmock GTest::gtest_main ZLIB::ZLIB)
     set_target_properties(${name} PROPERTIES UNITY_BUILD OFF)
     orvantis_common_options(${name})
 endfunction()
@@ -206,6 +211,11 @@ function(orvantis_common_options target)
         # source's back. Without traps GCC 12 vectorises clamped loops; results stay the same.
         target_compile_options(${target} PRIVATE -ffp-contract=off -fno-trapping-math)
     endif()
+    if(WIN32)
+        # Windows 10 and its functions for UTF-16, without the macros that take names from everybody.
+        target_compile_definitions(${target} PRIVATE
+            _WIN32_WINNT=0x0A00 WINVER=0x0A00 NTDDI_VERSION=0x0A000005 UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN)
+    endif()
     if(ORVANTIS_SANITIZE)
         target_compile_options(${target} PRIVATE -fsanitize=${ORVANTIS_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
         target_link_options(${target} PRIVATE -fsanitize=${ORVANTIS_SANITIZE})
@@ -218,6 +228,18 @@ endfunction()
 function(orvantis_runtime_in folder)
     file(MAKE_DIRECTORY "${folder}")
     file(CREATE_LINK "${ORVANTIS_RUNTIME_LIBRARY}" "${folder}/libonnxruntime.so.1" SYMBOLIC)
+endfunction()
+
+# orvantis_compiler_runtime_in(<folder>)
+# Puts the DLLs of MinGW's compiler into a folder of the build, where programs look for them. All modules share
+# them: with a copy in each, what one module throws would not be what another one catches.
+function(orvantis_compiler_runtime_in folder)
+    file(MAKE_DIRECTORY "${folder}")
+    foreach(name IN ITEMS libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
+        execute_process(COMMAND "${CMAKE_CXX_COMPILER}" -print-file-name=${name}
+            OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+        file(COPY_FILE "${path}" "${folder}/${name}" ONLY_IF_DIFFERENT)
+    endforeach()
 endfunction()
 
 # orvantis_test_models(<Name> <script> <model>...)

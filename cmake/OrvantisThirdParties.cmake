@@ -3,8 +3,12 @@
 set(Orvantis_Kernel_PACKAGES "nlohmann_json 3.11") # json/; public, so in OrvantisConfig.cmake.in too
 set(Orvantis_Kernel_MODULES libzip libxxhash)      # archives/, hashing/
 set(Orvantis_Kernel_FLAGS -lzip -lxxhash -pthread)
-set(Orvantis_Network_PACKAGES "CURL 7.88" OpenSSL) # curl/; trust/, cache/
-set(Orvantis_Network_FLAGS -lcurl -lssl -lcrypto)
+set(Orvantis_Network_PACKAGES "CURL 7.88")         # curl/
+set(Orvantis_Network_FLAGS -lcurl)
+if(NOT WIN32)                                      # which has TLS and digests itself
+    list(APPEND Orvantis_Network_PACKAGES OpenSSL) # trust/, cache/
+    list(APPEND Orvantis_Network_FLAGS -lssl -lcrypto)
+endif()
 set(Orvantis_Raster_PACKAGES JPEG PNG)             # codecs/
 set(Orvantis_Raster_MODULES lcms2)                 # colour/
 set(Orvantis_Raster_FLAGS -ljpeg -lpng -llcms2 -ldl)

@@ -1,6 +1,6 @@
 #!/bin/bash
 # Everything that must hold, in the order that fails soonest; stops at the first step that fails.
-# Usage: tools/test.sh [STEP...]
+# Usage: tools/test.sh [STEP...], or tools/test.sh --windows
 #   format   clang-format agrees with the layout
 #   texts    each text for the user has its translations
 #   rooms    includes point one way, within libraries and between them
@@ -11,7 +11,9 @@
 #   shell    shellcheck finds nothing in the scripts
 #   docs     the README shows the example that is compiled, docs/BUILDING.md names every setting of the build;
 #            Doxygen understands every comment
-# Without STEP: all of them.
+#   windows  the libraries that are ported so far, cross-built for Windows, and their tests under Wine; only when it
+#            is named, or by --windows
+# Without STEP: all of them but windows.
 set -eu
 cd "$(dirname "$0")/.."
 
@@ -23,6 +25,7 @@ run() {
         format) cmake --preset dev > /dev/null && cmake --build --preset dev --target check-format ;;
         texts) tools/translations.sh ;;
         rooms) tools/check_rooms.py ;;
+        windows) tools/setup.sh --windows && cmake --workflow --preset windows ;;
         dev | asan | tsan) cmake --workflow --preset "$1" ;;
         tidy) cmake --preset tidy > /dev/null && cmake --build build/tidy --target tidy ;;
         shell) git ls-files -z '*.sh' .ci/run | xargs -0 shellcheck --external-sources ;;
@@ -58,9 +61,10 @@ if [[ " $* " =~ \ (-h|--help)\  ]]; then
     sed -n '2,/^set/{/^set/d; s/^# \{0,1\}//; p}' "$0"
     exit
 fi
+[ "$*" != --windows ] || set -- windows
 for step; do
-    if [[ " ${every_step[*]} " != *" $step "* ]]; then
-        echo "test.sh: there is no step $step; the steps are: ${every_step[*]}" >&2
+    if [[ " ${every_step[*]} windows " != *" $step "* ]]; then
+        echo "test.sh: there is no step $step; the steps are: ${every_step[*]} windows" >&2
         exit 2
     fi
 done

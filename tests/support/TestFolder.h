@@ -10,39 +10,64 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <type_traits>
 
 namespace Support {
 
-inline std::string ReadFile(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
+/// A path that is UTF-8, as those of our interfaces, for the standard library, to which it is in a
+/// code page on some systems.
+template <class Path>
+std::filesystem::path ToPath(const Path& path) {
+    if constexpr (std::is_convertible_v<const Path&, std::string_view>) {
+        const std::string_view text = path;
+        return std::u8string(text.begin(), text.end());
+    } else {
+        return path;
+    }
+}
+
+/// The other way, with '/' on every system.
+inline std::string FromPath(const std::filesystem::path& path) {
+    const std::u8string text = path.generic_u8string();
+    return {text.begin(), text.end()};
+}
+
+template <class Path>
+std::string ReadFile(const Path& path) {
+    std::ifstream file(ToPath(path), std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-inline void WriteFile(const std::filesystem::path& path, const std::string& content) {
-    std::ofstream(path, std::ios::binary) << content;
+template <class Path>
+void WriteFile(const Path& path, const std::string& content) {
+    std::ofstream(ToPath(path), std::ios::binary) << content;
 }
 
 /// The names of what lies directly in `folder`; none if there is no such folder.
-inline std::set<std::string> GetNames(const std::filesystem::path& folder) {
+template <class Path>
+std::set<std::string> GetNames(const Path& folder) {
     std::set<std::string> names;
     std::error_code missing;
-    for (const auto& entry : std::filesystem::directory_iterator(folder, missing)) {
-        names.insert(entry.path().filename().string());
+    for (const auto& entry : std::filesystem::directory_iterator(ToPath(folder), missing)) {
+        names.insert(FromPath(entry.path().filename()));
     }
     return names;
 }
 
 /// A new folder for temporary files, empty at first and deleted with its content at the end. Its
-/// path has letters outside ASCII and a blank, as those of users may.
+/// path has letters of several scripts and a blank, as those of users may.
 class TestFolder {
 public:
     TestFolder() { std::filesystem::create_directories(m_path); }
     TestFolder(const TestFolder&) = delete;
     TestFolder& operator=(const TestFolder&) = delete;
-    ~TestFolder() { std::filesystem::remove_all(m_path); }
+    ~TestFolder() {
+        std::error_code kept;
+        std::filesystem::remove_all(m_path, kept);
+    }
 
     /// The path of `name` in the folder; that of the folder with a slash at its end for "".
-    std::string At(std::string_view name) const { return (m_path / name).string(); }
+    std::string At(std::string_view name) const { return FromPath(m_path / ToPath(name)); }
 
     /// Writes a file and returns its path.
     std::string Write(std::string_view name, const std::string& content) const {
@@ -53,7 +78,7 @@ public:
 private:
     const std::filesystem::path m_path =
         std::filesystem::temp_directory_path() /
-        ("test-Größe 测-" + std::to_string(std::random_device()()));
+        ToPath("test-Größe Ωμ 测试 😀-" + std::to_string(std::random_device()()));
 };
 
 }  // namespace Support

@@ -5,6 +5,7 @@
 #include "Kernel/Utf.h"
 
 #include "files/FileHandle.h"
+#include "files/FolderPart.h"
 #include "files/RandomName.h"
 
 #include <filesystem>
@@ -18,7 +19,7 @@ namespace {
 /// A name for what is not whole yet. In the same folder: a rename to another file system is not
 /// atomic.
 String MakePartialPath(std::string_view path) {
-    String partialPath = path.substr(0, path.find_last_of('/') + 1);
+    String partialPath = GetFolderPart(path);
     partialPath += MakeRandomName();
     partialPath += ".part";
     return partialPath;

@@ -2,169 +2,20 @@
 
 #include "Kernel/Format.h"
 #include "Kernel/IoException.h"
-#include "Kernel/Utf.h"
 
 #include "files/FileHandle.h"
 #include "files/RandomName.h"
 
-#include <chrono>
-#include <filesystem>
-#include <limits>
-#include <system_error>
-
 namespace Kernel::FileSystem {
 
-namespace {
-
-// Longer than any download or other write takes.
-constexpr std::chrono::hours AbandonedAge{48};
-// Files and folders that one search looks at: it may have been given any folder.
-constexpr int MaximumSweep = 100'000;
-
-std::filesystem::path ToPath(const String& path) {
-    if (HasZeroByte(path)) {
-        throw IoException("use", path, std::make_error_code(std::errc::invalid_argument));
-    }
-    return std::filesystem::path(reinterpret_cast<const char8_t*>(path.begin()),
-                                 reinterpret_cast<const char8_t*>(path.end()));
-}
-
-String FromPath(const std::filesystem::path& path) {
-    const std::u8string text = path.generic_u8string();
-    return {reinterpret_cast<const char*>(text.data()), text.size()};
-}
-
-/// The result of `operation`; false if it throws, as ToPath() may.
-template <class Operation>
-bool Try(Operation operation) noexcept {
-    try {
-        return operation();
-    } catch (const std::exception&) {
-        return false;
-    }
-}
-
-void DeleteIfAbandoned(const std::filesystem::directory_entry& entry,
-                       std::filesystem::file_time_type latest) {
-    std::error_code error;
-    if (IsRandomName(FromPath(entry.path().filename())) && entry.is_regular_file(error) &&
-        !entry.is_symlink(error) && entry.last_write_time(error) <= latest && !error) {
-        std::filesystem::remove(entry.path(), error);
-    }
-}
-
-}  // namespace
-
-bool Exists(const String& path) noexcept {
-    return Try([&] {
-        std::error_code error;
-        return std::filesystem::exists(ToPath(path), error);
-    });
-}
-
-void RefuseOtherThanFile(const String& path) {
-    std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status(ToPath(path), error);
-    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-        throw IoException::ForOtherThanFile(path);
-    }
-}
-
-bool Delete(const String& path) noexcept {
-    return Try([&] {
-        std::error_code error;
-        std::filesystem::remove(ToPath(path), error);
-        return !error;
-    });
-}
-
-bool DeleteAll(const String& path) noexcept {
-    return Try([&] {
-        std::error_code error;
-        std::filesystem::remove_all(ToPath(path), error);
-        return !error;
-    });
-}
-
-bool CreateDirectoryRecursive(const String& path) noexcept {
-    return Try([&] {
-        std::error_code error;
-        std::filesystem::create_directories(ToPath(path), error);
-        return std::filesystem::is_directory(ToPath(path), error);
-    });
-}
-
-bool DeleteEmptyFolder(const String& path) noexcept {
-    return Try([&] {
-        std::error_code error;
-        const std::filesystem::path folder = ToPath(path);
-        return std::filesystem::is_directory(std::filesystem::symlink_status(folder, error)) &&
-               std::filesystem::remove(folder, error);
-    });
-}
-
-String GetCanonicalPath(const String& path) {
-    try {
-        return FromPath(std::filesystem::weakly_canonical(std::filesystem::absolute(ToPath(path))));
-    } catch (const std::filesystem::filesystem_error& error) {
-        throw IoException("find", path, error.code());
-    }
-}
-
-String FollowLinks(const String& path) {
-    constexpr int MaximumLinks = 40;  // as Linux has it
-    std::filesystem::path place = ToPath(path);
-    std::error_code error;
-    for (int i = 0; i < MaximumLinks; ++i) {
-        const std::filesystem::path next = std::filesystem::read_symlink(place, error);
-        if (error) {
-            return i == 0 ? path : FromPath(place);
-        }
-        place = place.parent_path() / next;
-    }
-    throw IoException("find", path, std::make_error_code(std::errc::too_many_symbolic_link_levels));
-}
-
-std::uint64_t GetFreeSpace(const String& folder) noexcept {
-    std::uint64_t available = std::numeric_limits<std::uint64_t>::max();
-    Try([&] {
-        available = std::filesystem::space(ToPath(folder)).available;
-        return true;
-    });
-    return available;
-}
-
-String GetTemporaryFolder() {
-    std::error_code error;
-    const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
-    if (error) {
-        throw IoException("use", "the folder for temporary files", error);
-    }
-    return FromPath(folder);
-}
-
-void DeleteAbandonedFiles(const String& folder, int depth) noexcept {
-    Try([&] {
-        using Iterator = std::filesystem::recursive_directory_iterator;  // it follows no links
-        const auto latest = std::filesystem::file_time_type::clock::now() - AbandonedAge;
-        std::error_code error;
-        Iterator place(ToPath(folder), std::filesystem::directory_options::skip_permission_denied);
-        for (int i = 0; i < MaximumSweep && place != Iterator(); ++i) {
-            if (place.depth() >= depth) {
-                place.disable_recursion_pending();
-            }
-            DeleteIfAbandoned(*place, latest);
-            place.increment(error);
-        }
-        return true;
-    });
-}
-
 String GetUniqueTemporaryFilename(const String& pattern) {
-    const String folder = GetTemporaryFolder();
+    String folder = GetTemporaryFolder();
+    if (!std::string_view(folder).ends_with('/')) {
+        folder.push_back('/');
+    }
     String path;
     for (int attempt = 0; attempt < 100; ++attempt) {
-        path = FromPath(ToPath(folder) / ToPath(Format(pattern, MakeRandomName())));
+        path = folder + Format(pattern, MakeRandomName());
         if (FileHandle::CreateExclusively(path)) {
             return path;
         }

@@ -3,12 +3,14 @@
 #include "Kernel/Format.h"
 #include "Kernel/Utf.h"
 
+#include "files/ErrorText.h"
+
 namespace Kernel {
 
 // File names may contain any byte; line ends and zeros would truncate the message.
 IoException::IoException(const char* action, const String& path, std::error_code code)
     : std::runtime_error(
-          MakePrintable(Format("cannot %1 %2: %3", action, path, code.message())).c_str()),
+          MakePrintable(Format("cannot %1 %2: %3", action, path, DescribeError(code))).c_str()),
       m_code(code) {}
 
 IoException IoException::ForOtherThanFile(const String& path) {

@@ -41,7 +41,7 @@ void CheckParts(const ZipArchive& archive) {
 /// Throws unless the archive declares sizes that are possible and bearable.
 void CheckSizes(const ZipArchive& archive, std::uint64_t archiveSize,
                 const Kernel::String& folder) {
-    const std::uint64_t room = Kernel::FileSystem::GetFreeSpace(folder);
+    const std::uint64_t room = Kernel::FileSystem::GetFreeBytes(folder);
     std::uint64_t unpacked = 0;
     std::uint64_t packed = 0;
     for (const ZipArchive::Entry& entry : archive) {

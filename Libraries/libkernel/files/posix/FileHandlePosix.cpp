@@ -2,6 +2,7 @@
 #include "Kernel/Utf.h"
 
 #include "files/FileHandle.h"
+#include "files/FolderPart.h"
 #include "files/linux/AccessList.h"
 #include "files/linux/UnnamedFile.h"
 
@@ -52,8 +53,8 @@ struct stat GetStatus(int descriptor, const String& path) {
 
 /// The folder that the file at `path` is in.
 String GetFolder(const String& path) {
-    const auto slash = std::string_view(path).find_last_of('/');
-    return slash == std::string_view::npos ? "." : std::string_view(path).substr(0, slash + 1);
+    const std::string_view folder = GetFolderPart(path);
+    return folder.empty() ? "." : folder;
 }
 
 /// Flushes the folder of `path` to the disk. Ignores errors: some file systems can't do it.

@@ -1,5 +1,7 @@
 #include "Kernel/IoException.h"
 
+#include "files/ErrorText.h"
+
 #include <cerrno>
 
 namespace Kernel {
@@ -9,6 +11,10 @@ bool IsSpaceShort(const std::error_code& error) noexcept {
     return error == std::errc::no_space_on_device ||
            error == std::error_code(EDQUOT, std::system_category()) ||
            error == std::error_code(EDQUOT, std::generic_category());
+}
+
+String DescribeError(const std::error_code& error) {
+    return error.message();
 }
 
 }  // namespace Kernel

@@ -1,4 +1,5 @@
-// Files and folders by name. Paths are UTF-8 on every system.
+// Files and folders by name. Paths are UTF-8 on every system. Windows takes both '/' and '\'
+// between names, and gives '/'.
 
 #pragma once
 
@@ -39,19 +40,20 @@ KERNEL_API bool CreateDirectoryRecursive(const String& path) noexcept;
 KERNEL_API String GetCanonicalPath(const String& path);
 
 /// Where the symbolic link at `path` leads in the end, even if nothing is there; `path` itself if
-/// it is no link. Throws IoException for links that lead to each other.
+/// it is no link. Throws IoException for links that lead to each other, and on Windows for those
+/// that lead nowhere.
 KERNEL_API String FollowLinks(const String& path);
 
 /// The bytes of free space that this process may use on the file system of `folder`; the largest
 /// number if that can't be determined.
-KERNEL_API std::uint64_t GetFreeSpace(const String& folder) noexcept;
+KERNEL_API std::uint64_t GetFreeBytes(const String& folder) noexcept;
 
 /// The system's folder for temporary files. Throws IoException if there is none.
 KERNEL_API String GetTemporaryFolder();
 
 /// The current user's cache folder, for data that can be fetched or computed again; std::nullopt if
 /// the system names none. On POSIX systems $XDG_CACHE_HOME, else $HOME/.cache, of which relative
-/// ones are ignored (XDG Base Directory).
+/// ones are ignored (XDG Base Directory); on Windows the folder for local application data.
 KERNEL_API std::optional<String> GetUserCacheFolder();
 
 /// Deletes temporary files of this library in `folder` that were last written two days ago or

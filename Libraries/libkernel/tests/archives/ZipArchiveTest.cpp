@@ -1,6 +1,5 @@
 #include "Kernel/ZipArchive.h"
 
-#include "support/TestFolder.h"
 #include "support/ZipBuilder.h"
 #include "tests/StreamTexts.h"
 
@@ -32,8 +31,9 @@ struct Source {
 
 /// An archive of `sources`, written by libzip.
 std::string MakeZip(const std::vector<Source>& sources) {
-    const Support::TestFolder folder;
-    zip_t* const archive = zip_open((folder.At("zip")).c_str(), ZIP_CREATE, nullptr);
+    zip_source_t* const target = zip_source_buffer_create(nullptr, 0, 0, nullptr);
+    zip_source_keep(target);
+    zip_t* const archive = zip_open_from_source(target, ZIP_TRUNCATE, nullptr);
     for (const Source& source : sources) {
         zip_source_t* const contents =
             zip_source_buffer(archive, source.contents.data(), source.contents.size(), 0);
@@ -44,7 +44,12 @@ std::string MakeZip(const std::vector<Source>& sources) {
         zip_file_set_external_attributes(archive, index, 0, ZIP_OPSYS_UNIX, source.unixMode << 16);
     }
     EXPECT_EQ(zip_close(archive), 0);
-    return ReadFile(folder.At("zip"));
+    std::string zip(1 << 20, '\0');
+    zip_source_open(target);
+    zip.resize(static_cast<std::size_t>(zip_source_read(target, zip.data(), zip.size())));
+    zip_source_close(target);
+    zip_source_free(target);
+    return zip;
 }
 
 // Offsets in an entry of the directory, from the ZIP format.

@@ -1,0 +1,95 @@
+#include "Kernel/FileSystem.h"
+#include "Kernel/IoException.h"
+
+#include "support/TestFolder.h"
+#include "tests/StreamTexts.h"
+#include "tests/files/TemporaryFiles.h"
+
+#include <windows.h>
+#include <aclapi.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+
+namespace Kernel::FileSystem {
+namespace {
+
+// Neither symbolic links nor junctions, which Wine 8 does not let a program make.
+
+TEST(FileSystem, TakesSeparatorsOfBothKindsAndGivesOne) {
+    const Support::TestFolder folder;
+    std::string turned = folder.At("Ω/测试/😀");
+    std::replace(turned.begin(), turned.end(), '/', '\\');
+    EXPECT_TRUE(CreateDirectoryRecursive(turned));
+    EXPECT_TRUE(Exists(folder.At("Ω/测试/😀")));
+    EXPECT_EQ(GetCanonicalPath(turned), GetCanonicalPath(folder.At("Ω/测试/😀")));
+    for (const String& path : {GetCanonicalPath(turned), GetTemporaryFolder(),
+                               GetUserCacheFolder().value(), GetUniqueTemporaryFilename("%1")}) {
+        EXPECT_EQ(std::string_view(path).find('\\'), std::string_view::npos) << path.c_str();
+        EXPECT_TRUE(Exists(path)) << path.c_str();
+    }
+}
+
+TEST_F(TemporaryFiles, ArePrivate) {
+    const std::wstring path = Support::ToPath(GetUniqueTemporaryFilename("%1.ä"));
+    PSID owner = nullptr;
+    PACL list = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    ASSERT_EQ(GetNamedSecurityInfoW(path.c_str(), SE_FILE_OBJECT,
+                                    OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION, &owner,
+                                    nullptr, &list, nullptr, &descriptor),
+              DWORD{ERROR_SUCCESS});
+    for (DWORD i = 0; i < list->AceCount; ++i) {
+        ACCESS_ALLOWED_ACE* entry = nullptr;
+        ASSERT_NE(GetAce(list, i, reinterpret_cast<void**>(&entry)), 0);
+        // Wine adds the system to each list.
+        EXPECT_TRUE(IsWellKnownSid(&entry->SidStart, WinLocalSystemSid) != 0 ||
+                    EqualSid(&entry->SidStart, owner) != 0)
+            << i;
+    }
+    LocalFree(descriptor);
+}
+
+TEST(FileSystem, HasNoLimitOfPaths) {
+    const Support::TestFolder folder;
+    std::string deep = folder.At("deep");
+    for (int i = 0; i < 8; ++i) {
+        deep += "/" + std::string(60, static_cast<char>('a' + i));
+    }
+    EXPECT_TRUE(CreateDirectoryRecursive(deep));
+    WriteFile(deep + "/file", "text");
+    EXPECT_EQ(ReadFile(deep + "/file"), "text");
+    // Not GetCanonicalPath(): Wine's GetFinalPathNameByHandleW() has a limit.
+    EXPECT_TRUE(DeleteAll(folder.At("deep")));
+    EXPECT_FALSE(Exists(folder.At("deep")));
+}
+
+TEST(FileSystem, RefusesDevicesAndNamesThatAreNoText) {
+    const Support::TestFolder folder;
+    folder.Write("file", "text");
+    EXPECT_NO_THROW(RefuseOtherThanFile(folder.At("file")));
+    EXPECT_NO_THROW(RefuseOtherThanFile(folder.At("missing")));
+    EXPECT_THROW(RefuseOtherThanFile(folder.At("")), IoException);
+    EXPECT_THROW(RefuseOtherThanFile("NUL"), IoException);
+    EXPECT_THROW(RefuseOtherThanFile(folder.At("") + "file\xFF"), IoException);
+    EXPECT_FALSE(CreateDirectoryRecursive(folder.At("") + "\xFF"));
+    EXPECT_FALSE(Exists(folder.At("") + "\xFF"));
+}
+
+TEST(FileSystem, DeletesWhatIsReadOnly) {
+    const Support::TestFolder folder;
+    for (const char* const name : {"tree/file", "file"}) {
+        ASSERT_TRUE(CreateDirectoryRecursive(folder.At("tree")));
+        folder.Write(name, "text");
+        ASSERT_NE(
+            SetFileAttributesW(Support::ToPath(folder.At(name)).c_str(), FILE_ATTRIBUTE_READONLY),
+            0);
+    }
+    EXPECT_TRUE(DeleteAll(folder.At("tree")));
+    EXPECT_TRUE(Delete(folder.At("file")));
+    EXPECT_TRUE(Support::GetNames(folder.At("")).empty());
+}
+
+}  // namespace
+}  // namespace Kernel::FileSystem
