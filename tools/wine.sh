@@ -6,8 +6,9 @@ set -eu
 build=$(cd "$(dirname "$0")/.." && pwd)/build
 
 export WINEPREFIX="$build/wine" WINEARCH=win64 WINEDEBUG=-all LANG=C.UTF-8 LC_ALL=C.UTF-8
-# No help for .NET, web pages or menus is asked for: there is nobody who could answer.
-export WINEDLLOVERRIDES="mscoree=;mshtml=;winemenubuilder.exe="
+# Nothing asks for .NET, web pages or menus, as there is nobody who could answer; and no debugger takes over
+# what crashes, as its status would then be 0.
+export WINEDLLOVERRIDES="mscoree=;mshtml=;winemenubuilder.exe=;winedbg.exe="
 unset DISPLAY WAYLAND_DISPLAY
 
 mkdir -p "$build"

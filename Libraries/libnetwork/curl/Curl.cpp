@@ -2,7 +2,7 @@
 
 #include "Kernel/Utf.h"
 
-#include "trust/TrustStore.h"
+#include "trust/Encryption.h"
 
 #include <new>
 #include <stdexcept>
@@ -28,7 +28,7 @@ void CurlList::Add(const Kernel::String& line) {
 namespace {
 
 CURLcode Initialise() {
-    KeepOpenSSLAtExit();
+    PrepareEncryption();
     return curl_global_init(CURL_GLOBAL_DEFAULT);
 }
 

@@ -144,7 +144,7 @@ CURLcode Transfer::RunInSession() {
     CurlDriver driver = pool.Take(purpose);
     const CURLcode code = Drive(driver.get());
     // In HTTP/2 what comes says what it belongs to. In HTTP/1.1 it would be taken for the answer to
-    // the next request, and what OpenSSL holds of it can't be seen on the socket.
+    // the next request, and what TLS holds of it can't be seen on the socket.
     if (code == CURLE_OK && !m_thrown && m_openSocket != CURL_SOCKET_BAD &&
         (m_isFramed || !HasUnread(m_encryption))) {
         pool.Give(purpose,

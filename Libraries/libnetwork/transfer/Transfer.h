@@ -77,7 +77,7 @@ private:
     static int OnSeek(void* self, curl_off_t position, int origin);
     static int OnConnected(void* self, char* peer, char* own, int peerPort, int ownPort);
     static curl_socket_t OnSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
-    static CURLcode OnEncryption(CURL* handle, void* context, void* self);
+    static CURLcode OnEncryption(CURL* handle, void* context, void* self);  // of OpenSSL
 
     void Follow(int redirects);
     CURLcode RunOnce();
@@ -128,7 +128,7 @@ private:
     ResponseHead m_head;
     CURLM* m_driver = nullptr;                     // while the connection is used
     curl_socket_t m_openSocket = CURL_SOCKET_BAD;  // of a connection that stays open in the end
-    const void* m_encryption = nullptr;            // of the connection, as OpenSSL has it
+    const void* m_encryption = nullptr;            // of the connection, as what encrypts has it
     bool m_isFramed = false;                       // it speaks HTTP/2
     bool m_isConnected = false;
     long m_sentBefore = 0;                  // bytes of heads, before the request is sent (again)

@@ -1,12 +1,10 @@
 // What a transfer asks of libcurl.
 
-#include "Kernel/FileSystem.h"
 #include "Kernel/Format.h"
 #include "Network/HttpException.h"
 
 #include "requests/Address.h"
 #include "transfer/Transfer.h"
-#include "trust/TrustStore.h"
 
 #include <algorithm>
 
@@ -30,16 +28,9 @@ bool IsHeaderValue(std::string_view value) noexcept {
     });
 }
 
-/// The authorities of the file that is set, or of the system as libcurl was built for it.
-Authorities FindAuthorities(const Kernel::String& file) {
-    if (!file.empty()) {
-        return {file, {}};
-    }
-    const curl_version_info_data& built = *curl_version_info(CURLVERSION_NOW);
-    if (built.cainfo != nullptr && Kernel::FileSystem::Exists(built.cainfo)) {
-        return {built.cainfo, {}};
-    }
-    return {{}, built.capath};
+/// Whether libcurl was built with HTTP/2; it refuses to be asked for it otherwise.
+bool KnowsHttp2() noexcept {
+    return (curl_version_info(CURLVERSION_NOW)->features & CURL_VERSION_HTTP2) != 0;
 }
 
 }  // namespace
@@ -55,6 +46,8 @@ void Transfer::SetUp() {
     SetUpMethod();
     SetUpHeaders();
     SetUpConnection();
+    Set(CURLOPT_SSL_VERIFYPEER, 1L);
+    Set(CURLOPT_SSL_VERIFYHOST, 2L);
     SetUpTrust();
     SetUpCallbacks();
 }
@@ -116,7 +109,8 @@ void Transfer::SetUpHeaders() {
     Set(CURLOPT_HTTPHEADER, m_headers.Get());
     // A connection of one's own is not worth the other protocol.
     Set(CURLOPT_HTTP_VERSION,
-        static_cast<long>(m_request.session ? CURL_HTTP_VERSION_2TLS : CURL_HTTP_VERSION_1_1));
+        static_cast<long>(m_request.session && KnowsHttp2() ? CURL_HTTP_VERSION_2TLS
+                                                            : CURL_HTTP_VERSION_1_1));
 }
 
 void Transfer::SetUpConnection() {
@@ -140,17 +134,6 @@ void Transfer::SetUpConnection() {
     Set(CURLOPT_CONNECT_TO, m_routes.Get());
 }
 
-void Transfer::SetUpTrust() {
-    Set(CURLOPT_SSL_VERIFYPEER, 1L);
-    Set(CURLOPT_SSL_VERIFYHOST, 2L);
-    for (const CURLoption option :
-         {CURLOPT_CAINFO, CURLOPT_CAPATH, CURLOPT_PROXY_CAINFO, CURLOPT_PROXY_CAPATH}) {
-        Set(option, nullptr);  // they would be parsed for each connection
-    }
-    Set(CURLOPT_SSL_CTX_FUNCTION, OnEncryption);
-    Set(CURLOPT_SSL_CTX_DATA, this);
-}
-
 void Transfer::SetUpCallbacks() {
     Set(CURLOPT_HEADERFUNCTION, OnHeader);
     Set(CURLOPT_HEADERDATA, this);
@@ -164,24 +147,6 @@ void Transfer::SetUpCallbacks() {
     Set(CURLOPT_PREREQDATA, this);
     Set(CURLOPT_OPENSOCKETFUNCTION, OnSocket);
     Set(CURLOPT_OPENSOCKETDATA, this);
-}
-
-/// What tells the connections apart that this request may use from those that it may not. libcurl
-/// looks after all the rest, as the way through proxies.
-Kernel::String Transfer::DescribeConnection() const {
-    const Kernel::String origin = GetOrigin(m_address);
-    return IsEncrypted(m_address)
-               ? origin + " " + DescribeState(FindAuthorities(m_settings.certificateAuthorities))
-               : origin;
-}
-
-/// Gives a new encrypted connection the authorities to trust.
-CURLcode Transfer::OnEncryption(CURL* /*handle*/, void* context, void* self) {
-    auto& transfer = *static_cast<Transfer*>(self);
-    return transfer.Guard(CURLE_ABORTED_BY_CALLBACK, [&] {
-        SetTrust(context, FindAuthorities(transfer.m_settings.certificateAuthorities));
-        return CURLE_OK;
-    });
 }
 
 }  // namespace Network

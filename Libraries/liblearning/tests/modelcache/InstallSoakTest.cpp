@@ -1,5 +1,5 @@
 #include "modelcache/PackageInstaller.h"
-#include "support/linux/LeakCheck.h"
+#include "support/LeakCheck.h"
 #include "tests/modelcache/DownloadTesting.h"
 
 #include <gmock/gmock.h>

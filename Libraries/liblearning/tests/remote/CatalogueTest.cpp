@@ -4,7 +4,7 @@
 #include "Learning/ImageToImageAlphaMode.h"
 
 #include "remote/styles/Styles.h"
-#include "support/linux/LeakCheck.h"
+#include "support/LeakCheck.h"
 #include "tests/remote/RemoteTest.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // Whole operations with a service that does anything.
 
 #include "remote/jobs/ServiceJob.h"
-#include "support/linux/LeakCheck.h"
+#include "support/LeakCheck.h"
 #include "tests/remote/PictureService.h"
 
 #include <algorithm>

@@ -5,7 +5,7 @@
 
 #include "remote/calls/CallService.h"
 #include "support/Threads.h"
-#include "support/linux/LeakCheck.h"
+#include "support/LeakCheck.h"
 #include "tests/Allocations.h"
 #include "tests/remote/RemoteTest.h"
 

@@ -23,14 +23,15 @@ protected:
 
 TEST_F(DownloadCacheTest, AsksOnceUntilInvalidated) {
     const std::string abandoned = m_path + "/orvantis-abcdefghij234567.part";
-    std::filesystem::create_directories(m_path);
+    std::filesystem::create_directories(Support::ToPath(m_path));
     Support::WriteFile(abandoned, "cut");
     std::filesystem::last_write_time(
-        abandoned, std::filesystem::file_time_type::clock::now() - std::chrono::hours(49));
+        Support::ToPath(abandoned),
+        std::filesystem::file_time_type::clock::now() - std::chrono::hours(49));
     const TestServer server(Reply(200, {}, "text"));
     const DownloadCache::ResourceIdentifier resource{server.GetAddress(), "abc"};
     const Kernel::String path = m_cache.DownloadSync(resource);
-    EXPECT_EQ(ReadFile(path.c_str()), "text");
+    EXPECT_EQ(ReadFile(path), "text");
     EXPECT_EQ(m_cache.DownloadSync(resource), path);
     EXPECT_EQ(server.GetConnectionCount(), 1);
     EXPECT_THAT(GetNames(),
@@ -65,7 +66,7 @@ TEST_F(DownloadCacheTest, KeepsFilesOfAnyKeyInItsFolderForAllThreads) {
         for (std::size_t k = 0; k < keys.size(); ++k) {
             const auto path =
                 m_cache.DownloadSync({server.GetAddress("/" + std::to_string(k)), keys[k]});
-            EXPECT_EQ(ReadFile(path.c_str()), std::string(100'000, static_cast<char>('0' + k)));
+            EXPECT_EQ(ReadFile(path), std::string(100'000, static_cast<char>('0' + k)));
         }
     });
     EXPECT_EQ(GetNames().size(), keys.size());
@@ -76,8 +77,8 @@ TEST_F(DownloadCacheTest, TakesNoFolderForAFile) {
     const TestServer server(Reply(200, {}, "text"));
     const DownloadCache::ResourceIdentifier resource{server.GetAddress(), "abc"};
     const Kernel::String path = m_cache.DownloadSync(resource);
-    std::filesystem::remove(path.c_str());
-    std::filesystem::create_directory(path.c_str());
+    std::filesystem::remove(Support::ToPath(path));
+    std::filesystem::create_directory(Support::ToPath(path));
     EXPECT_THROW(m_cache.DownloadSync(resource), Kernel::IoException);
 }
 

@@ -3,7 +3,7 @@
 #include "Kernel/IoException.h"
 
 #include "support/TestFolder.h"
-#include "support/linux/LeakCheck.h"
+#include "support/LeakCheck.h"
 #include "tests/StreamTexts.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #include "Kernel/Dispatch.h"
 #include "Kernel/Semaphore.h"
 
-#include "support/linux/LeakCheck.h"
+#include "support/LeakCheck.h"
 #include "threads/CurrentThread.h"
 #include "threads/ThreadStart.h"
 

@@ -1,10 +1,15 @@
 #include "trust/Encryption.h"
 
+#include <openssl/crypto.h>
 #include <openssl/ssl.h>
 
 #include <string_view>
 
 namespace Network {
+
+void PrepareEncryption() {
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+}
 
 bool SpeaksHttp2(const void* connection) noexcept {
     if (connection == nullptr) {

@@ -1,4 +1,4 @@
-// The certificate authorities that requests trust.
+// The certificate authorities that requests trust, for OpenSSL.
 
 #pragma once
 
@@ -21,9 +21,5 @@ void SetTrust(void* context, const Authorities& authorities);
 
 /// A text that changes with the authorities, as far as that can be seen without parsing them.
 Kernel::String DescribeState(const Authorities& authorities);
-
-/// Lets OpenSSL keep its tables when the process exits: requests of other threads still use them.
-/// To be called before anything of OpenSSL; takes no effect if the host has done so before.
-void KeepOpenSSLAtExit();
 
 }  // namespace Network

@@ -1,15 +1,17 @@
-// Files and threads that a test leaves behind, as /proc lists them.
+// Files and threads that a test leaves behind.
 
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <filesystem>
-#include <iterator>
+#include <cstddef>
 #include <thread>
 
 namespace Support {
+
+/// The open files and threads of this process, as the system counts them.
+std::ptrdiff_t CountOpenThings();
 
 /// Expects at its end that this process has no more open files and threads than at its start.
 class LeakCheck {
@@ -19,19 +21,14 @@ public:
     LeakCheck& operator=(const LeakCheck&) = delete;
     ~LeakCheck() {
         // Threads that have been joined may be listed for a moment.
-        for (int wait = 0; wait < 500 && CountAll() > m_before; ++wait) {
+        for (int wait = 0; wait < 500 && CountOpenThings() > m_before; ++wait) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
-        EXPECT_LE(CountAll(), m_before);
+        EXPECT_LE(CountOpenThings(), m_before);
     }
 
 private:
-    static std::ptrdiff_t Count(const char* folder) {
-        return std::distance(std::filesystem::directory_iterator(folder), {});
-    }
-    static std::ptrdiff_t CountAll() { return Count("/proc/self/fd") + Count("/proc/self/task"); }
-
-    const std::ptrdiff_t m_before = CountAll();
+    const std::ptrdiff_t m_before = CountOpenThings();
 };
 
 }  // namespace Support

@@ -1,11 +1,10 @@
-#include "trust/TrustStore.h"
+#include "trust/posix/TrustStore.h"
 
 #include "Kernel/FileSystem.h"
 #include "Kernel/Format.h"
 #include "Kernel/IoException.h"
 #include "Kernel/NeverDestroyed.h"
 
-#include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 #include <openssl/x509_vfy.h>
@@ -108,10 +107,6 @@ Kernel::String DescribeState(const Authorities& authorities) {
     const Kernel::String& path = authorities.file.empty() ? authorities.folder : authorities.file;
     const FileState state = GetState(path).value_or(FileState());
     return Kernel::Format("%1 %2 %3", state.size, state.time.time_since_epoch().count(), path);
-}
-
-void KeepOpenSSLAtExit() {
-    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
 }
 
 }  // namespace Network

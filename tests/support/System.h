@@ -1,0 +1,16 @@
+// What differs between systems in what tests ask for and expect.
+
+#pragma once
+
+namespace Support {
+
+/// Whether TLS is Windows' own, which words failures in its way, and of which a session of
+/// libnetwork keeps no connection.
+extern const bool HasWindowsTls;
+
+/// By which name tests reach servers of this machine that encrypt: "127.0.0.1", or "localhost"
+/// where libcurl finds no addresses in certificates, as with Windows' TLS and authorities of one's
+/// own.
+extern const char* const EncryptedHost;
+
+}  // namespace Support
