@@ -11,14 +11,16 @@ export WINEPREFIX="$build/wine" WINEARCH=win64 WINEDEBUG=-all LANG=C.UTF-8 LC_AL
 export WINEDLLOVERRIDES="mscoree=;mshtml=;winemenubuilder.exe=;winedbg.exe="
 unset DISPLAY WAYLAND_DISPLAY
 
-mkdir -p "$build"
+mkdir -p "$WINEPREFIX"
 exec 9> "$build/.wine.lock"
 flock 9
-[ -f "$WINEPREFIX/system.reg" ] || wine wineboot --init > /dev/null 2>&1 || {
-    echo "wine.sh: Wine cannot be started" >&2
-    exit 125
-}
-# The server outlives a program for a while: the next then starts in a tenth of the time.
-wineserver --persistent=60 9>&- 2> /dev/null || true
+# The server and its services outlive a program for a while: the next then starts in a tenth of the time. They get
+# neither the lock nor our output, of which whoever reads it would wait for the end.
+if ! wineserver -k0 2> /dev/null; then
+    (wineserver --persistent=60 && wine wineboot --init) > /dev/null 2>&1 < /dev/null 9>&- || {
+        echo "wine.sh: Wine cannot be started" >&2
+        exit 125
+    }
+fi
 exec 9>&-
 exec wine "$@"
