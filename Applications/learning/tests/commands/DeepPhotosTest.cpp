@@ -3,9 +3,11 @@
 #include "Raster/DynamicFile.h"
 #include "Raster/ICCManager.h"
 
+#include "files/Npy.h"
 #include "files/Source.h"
 #include "tests/LearningProgram.h"
 
+#include <cstring>
 #include <random>
 
 namespace LearningApp {
@@ -23,6 +25,25 @@ Profile MakeSwapped() {
     const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     std::swap(bytes[text.find("rXYZ")], bytes[text.find("gXYZ")]);
     return Raster::ICCProfile::CreateFromBytes(bytes);
+}
+
+/// Grey whose numbers are light (ICC.1:2022): a curve without entries, after a table of one tag.
+/// Its ID is any, since libpng reads no profile that compresses too well.
+Profile MakeLinearGrey() {
+    std::string bytes(156, '\0');
+    for (const auto& [at, text] : {std::pair{3, "\x9c"},
+                                   {8, "\2\x40"},
+                                   {12, "mntrGRAYXYZ "},
+                                   {36, "acsp"},
+                                   {48, "a maker, a model"},
+                                   {84, "0123456789abcdef"},
+                                   {131, "\1kTRC"},
+                                   {139, "\x90"},
+                                   {143, "\xc"},
+                                   {144, "curv"}}) {
+        bytes.replace(static_cast<std::size_t>(at), std::strlen(text), text);
+    }
+    return Raster::ICCProfile::CreateFromBytes(std::as_bytes(std::span(bytes)));
 }
 
 Colour Get(const Photo& photo, int x, int y) {
@@ -89,6 +110,28 @@ TEST_F(DeepPhotos, ComeBackAsTheyAreFromAnIdentityNetwork) {
                      "--output", "output=" + At("result.png")});
         EXPECT_TRUE(result->IsEqual(*photo));
         EXPECT_EQ(result->GetProfile(), deep.profile);
+    }
+}
+
+TEST_F(DeepPhotos, AreSeenInSRGBByNetworksAndComeBackIfTheyAreGrey) {
+    for (const Format format : {Format::GreyA8, Format::GreyA16}) {
+        auto photo = MakePicture(8, 8, format);
+        photo->SetProfile(MakeLinearGrey());
+        ASSERT_TRUE(photo->GetProfile());
+        alignas(64) constexpr Colour Half{128 / 255.0F, 128 / 255.0F, 128 / 255.0F, 1};
+        for (int i = 0; i < 64; ++i) {
+            photo->GetPixelFormat().write(Half.data(), photo->GetHostView().At(i % 8, i / 8), 1);
+        }
+        SavePicture(*photo, At("photo.png"));
+        EXPECT_EQ(Testing::Run({"run", TEST_MODELS "Identity.onnx", "--input",
+                                "input=" + At("photo.png"), "--output", "output=" + At("seen.npy")})
+                      .code,
+                  0);
+        const auto seen = LoadNpy(*Source::Open(At("seen.npy")));
+        EXPECT_NEAR(seen->GetValueAtIndexedSubscript(9) * 255, 188, 0.5);  // as by lcms2
+        const Photo large = RunCommand("super-resolve");
+        EXPECT_EQ(large->GetProfile(), photo->GetProfile());
+        EXPECT_NEAR(Get(large, 7, 7)[0], Get(photo, 3, 3)[0], 3.0F / 65535);
     }
 }
 
