@@ -11,6 +11,7 @@
 #include "codecs/ScaledRows.h"
 #include "codecs/TIFFDecoder.h"
 #include "codecs/WebPDecoder.h"
+#include "colour/AdoptedColours.h"
 
 #include <algorithm>
 #include <memory>
@@ -138,30 +139,31 @@ private:
 
     /// Gives a bitmap without a profile the one that its pixels will have.
     ColourConversion ConvertColours(DynamicBitmap& bitmap) const {
-        const Format format = bitmap.GetFormat();
-        if (bitmap.GetProfile() || !m_head.profile) {
-            return Convert(format, bitmap.GetProfile());
+        if (bitmap.GetProfile()) {
+            return Convert(bitmap.GetFormat(), bitmap.GetProfile());
         }
-        if (ICCManager::IsFitting(*m_head.profile, format)) {
-            bitmap.SetProfile(m_head.profile);
-            return {};
-        }
-        bitmap.SetProfile(KeepFitting(GetStandardProfile(), format));
-        // The intermediate of formats that sRGB does not fit is nominally sRGB, too.
-        return Convert(Format::RGBA8, GetStandardProfile());
+        AdoptedColours adopted = AdoptColours(m_head.format, m_head.profile, bitmap.GetFormat());
+        CheckPossible(adopted.conversion, adopted.profile);
+        bitmap.SetProfile(adopted.profile);
+        return adopted.conversion;
     }
 
     ColourConversion Convert(Format format, const Kernel::Consolidated<ICCProfile>& profile) const {
         ColourConversion colours =
             ICCManager::CreateConversion(m_head.format, m_head.profile, format, profile);
+        CheckPossible(colours, profile);
+        return colours;
+    }
+
+    static void CheckPossible(const ColourConversion& colours,
+                              const Kernel::Consolidated<ICCProfile>& profile) {
         if (colours.answer == ColourConversion::Answer::Impossible) {
             throw CodecException(
                 Kernel::Format("the colours cannot be converted to the profile of the bitmap, "
                                "\"%1\": that can only be converted from, or is for other colours",
-                               profile->GetDescription())
+                               profile ? profile->GetDescription() : "sRGB")
                     .c_str());
         }
-        return colours;
     }
 
     template <class Target>

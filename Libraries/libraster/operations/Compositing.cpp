@@ -3,6 +3,8 @@
 #include "Raster/ICCManager.h"
 #include "Raster/Pipeline.h"
 
+#include "colour/AdoptedColours.h"
+
 #include <algorithm>
 #include <optional>
 #include <utility>
@@ -24,17 +26,10 @@ std::optional<Rendering> MakeRendering(const DynamicBitmap& destination,
     return isPossible ? std::optional(std::move(rendering)) : std::nullopt;
 }
 
-bool HasSameColours(const PixelFormat& a, const PixelFormat& b) {
-    return std::ranges::equal(a.channels, b.channels, {}, &ChannelFacts::role, &ChannelFacts::role);
-}
-
-/// A transparent bitmap with the profile of `source`, if both formats have the same channel roles.
-Kernel::Counted<DynamicBitmap> CreateLike(const DynamicBitmap& source, int width, int height,
-                                          const PixelFormat& format) {
-    auto bitmap = Kernel::MakeCounted<DynamicBitmap>(width, height, format);
-    if (HasSameColours(source.GetPixelFormat(), format)) {
-        bitmap->SetProfile(source.GetProfile());
-    }
+/// A transparent bitmap of the format and profile of `source`.
+Kernel::Counted<DynamicBitmap> CreateLike(const DynamicBitmap& source, int width, int height) {
+    auto bitmap = Kernel::MakeCounted<DynamicBitmap>(width, height, source.GetPixelFormat());
+    bitmap->SetProfile(source.GetProfile());
     return bitmap;
 }
 
@@ -45,8 +40,7 @@ int ToSide(long long length) noexcept {
 
 Kernel::Counted<DynamicBitmap> CopyRect(const DynamicBitmap& source, const Rect& rect,
                                         CopyTally* tally, bool* abort) {
-    auto copy = CreateLike(source, ToSide(rect.GetWidth()), ToSide(rect.GetHeight()),
-                           source.GetPixelFormat());
+    auto copy = CreateLike(source, ToSide(rect.GetWidth()), ToSide(rect.GetHeight()));
     Rendering rendering;
     rendering.transform =
         AffineTransform::Params::Translate(-double{1} * rect.left, -double{1} * rect.top);
@@ -84,14 +78,21 @@ bool Convert(DynamicBitmap& destination, const DynamicBitmap& source, bool* abor
 
 Kernel::Counted<DynamicBitmap> Resize(const DynamicBitmap& source, int width, int height,
                                       Format format, Sampler sampler, bool* abort) {
-    auto result = CreateLike(source, width, height, GetPixelFormat(format));
+    auto result = Kernel::MakeCounted<DynamicBitmap>(width, height, format);
+    const AdoptedColours adopted = AdoptColours(source.GetFormat(), source.GetProfile(), format);
+    result->SetProfile(adopted.profile);
     if (result->GetBounds().IsEmpty() || source.GetBounds().IsEmpty()) {
         return result;
     }
-    const auto transform = AffineTransform::Params::MapRect(
+    Rendering rendering;
+    rendering.transform = AffineTransform::Params::MapRect(
         {0, 0, double{1} * source.GetWidth(), double{1} * source.GetHeight()},
         {0, 0, double{1} * width, double{1} * height});
-    return Render(*result, source, transform, sampler, abort) ? result : nullptr;
+    rendering.sampler = sampler;
+    const bool isDone =
+        AddColours(rendering, adopted.conversion) &&
+        BitmapPipeline::Run(*result, source, nullptr, result->GetBounds(), rendering, abort);
+    return isDone ? result : nullptr;
 }
 
 Kernel::Counted<DynamicBitmap> CopyWithTally(const DynamicBitmap& source, const Rect& rect,
@@ -139,7 +140,7 @@ Kernel::Counted<DynamicBitmap> AddBorder(const DynamicBitmap& source, int border
     const long long width = source.GetWidth() + 2LL * border;
     const long long height = source.GetHeight() + 2LL * border;
     if (width <= 0 || height <= 0) {
-        return CreateLike(source, 0, 0, source.GetPixelFormat());
+        return CreateLike(source, 0, 0);
     }
     const int right = ToSide(width) - border;
     const int bottom = ToSide(height) - border;

@@ -28,7 +28,9 @@ RASTER_API bool Render(DynamicBitmap& destination, const DynamicBitmap& source,
 RASTER_API bool Convert(DynamicBitmap& destination, const DynamicBitmap& source,
                         bool* abort = nullptr, const SpanStages& stages = {});
 
-/// `source` resampled to another size, edge to edge.
+/// `source` resampled to another size, edge to edge, with its profile. If that does not fit
+/// `format`, such as a profile of inks, colours become sRGB, and the result has that profile if it
+/// fits.
 RASTER_API Kernel::Counted<DynamicBitmap> Resize(const DynamicBitmap& source, int width, int height,
                                                  Format format, Sampler sampler,
                                                  bool* abort = nullptr);

@@ -1,6 +1,7 @@
 #include "Raster/Compositing.h"
 
 #include "tests/bitmaps/Noise.h"
+#include "tests/colour/Profiles.h"
 #include "tests/colour/SwappedProfile.h"
 #include "tests/formats/EveryFormat.h"
 #include "tests/formats/ForInstructionSets.h"
@@ -122,8 +123,36 @@ TEST(Compositing, ConvertsBetweenProfilesAndKeepsThoseThatFit) {
         EXPECT_NEAR(GetColour(half, 0)[3], 0.5, 0.51 / 255);
         const auto resize = [&](Format to) { return Resize(red, 2, 2, to, Sampler::Area); };
         EXPECT_EQ(resize(Format::RGBA8)->GetProfile(), swapped);
-        EXPECT_FALSE(resize(Format::CMYKA8)->GetProfile());
-        EXPECT_FALSE(resize(Format::GreyA8)->GetProfile());
+        EXPECT_EQ(resize(Format::GreyA8)->GetProfile(), swapped);
+        EXPECT_EQ(GetColour(*resize(Format::CMYKA8), 0), (Colour{0, 1, 0, 1}));
+    }
+}
+
+TEST(Compositing, ResizesIntoAnyFormatWithoutAChangeOfColour) {
+    const auto show = [](const DynamicBitmap& bitmap) {
+        DynamicBitmap colours(1, 1, Format::RGBAF);
+        colours.SetProfile(GetSRGB());
+        EXPECT_TRUE(Convert(colours, bitmap));
+        return GetColour(colours, 0);
+    };
+    const Profile wide = MakeWide(cmsBuildGamma(nullptr, 1.8));
+    for (const auto& [format, profile] : {std::pair{Format::RGBA8, Profile()},
+                                          {Format::RGBA16, wide},
+                                          {Format::GreyA8, MakeGrey(cmsBuildGamma(nullptr, 1))},
+                                          {Format::GreyA16, wide},
+                                          {Format::CMYKA8, MakeInks()},
+                                          {Format::LabA16, {}}}) {
+        DynamicBitmap grey(1, 1, format);
+        alignas(64) constexpr Colour Half{128 / 255.0F, 128 / 255.0F, 128 / 255.0F, 1};
+        grey.GetPixelFormat().write(Half.data(), grey.GetHostView().At(0, 0), 1);
+        grey.SetProfile(profile);
+        for (const Format to :
+             {Format::RGBA8, Format::RGBA16, Format::RGBAF, Format::CMYKA8, Format::LabA16}) {
+            const auto result = Resize(grey, 1, 1, to, Sampler::Bilinear);
+            for (std::size_t i = 0; i < 4; ++i) {
+                EXPECT_NEAR(show(*result)[i], show(grey)[i], 1.0 / 255);
+            }
+        }
     }
 }
 
