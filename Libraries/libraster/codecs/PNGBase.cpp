@@ -1,6 +1,9 @@
 #include "Raster/PNGBase.h"
 
+#include "Raster/CodecException.h"
+#include "Raster/ICCManager.h"
 #include "Raster/PixelAccessor.h"
+#include "Raster/Rendering.h"
 
 #include "codecs/Decoder.h"
 #include "codecs/Encoder.h"
@@ -55,6 +58,48 @@ struct Channels {
     }
 };
 
+/// Makes libpng's objects, whose errors go to `landing`.
+void CreateWriteObjects(Landing& landing, WriteObjects& objects) {
+    landing.Run([&landing, &objects] {
+        objects.png = png_create_write_struct(
+            PNG_LIBPNG_VER_STRING, &landing,
+            [](png_structp png, const char* reason) {
+                static_cast<Landing*>(png_get_error_ptr(png))->Fail(reason);
+            },
+            [](png_structp, const char*) {});
+        objects.info = objects.png != nullptr ? png_create_info_struct(objects.png) : nullptr;
+    });
+    if (objects.info == nullptr) {
+        throw std::bad_alloc();
+    }
+}
+
+void PutProfile(const WriteObjects& objects, const ICCProfile& profile) {
+    const std::span<const std::byte> bytes = profile.GetBytes();
+    png_set_iCCP(objects.png, objects.info, "ICC profile", PNG_COMPRESSION_TYPE_BASE,
+                 reinterpret_cast<png_const_bytep>(bytes.data()),
+                 static_cast<png_uint_32>(bytes.size()));
+}
+
+/// Whether PNG files can have it: libpng also rejects some that lcms2 takes.
+bool IsStorable(const ICCProfile& profile) {
+    const ColourSpace space = profile.GetColourSpace();
+    if (space != ColourSpace::RGB && space != ColourSpace::Grey) {
+        return false;
+    }
+    const int colourType = space == ColourSpace::RGB ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_GRAY;
+    Landing landing("cannot write PNG");
+    WriteObjects objects;
+    CreateWriteObjects(landing, objects);
+    landing.Run([&objects, &profile, colourType] {
+        png_set_benign_errors(objects.png, 1);
+        png_set_IHDR(objects.png, objects.info, 1, 1, 8, colourType, PNG_INTERLACE_NONE,
+                     PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+        PutProfile(objects, profile);
+    });
+    return png_get_valid(objects.png, objects.info, PNG_INFO_iCCP) != 0;
+}
+
 /// The format of the file's sample type and colour model, from which the stored channels are taken.
 const PixelFormat& ChooseFormat(const PixelFormat& format, bool hasColour) {
     const bool isGrey = IsGrey(format) && !hasColour;
@@ -72,12 +117,16 @@ class PNGEncoder : public Encoder {
 public:
     PNGEncoder(Kernel::OutStream& stream, int width, int height, const PixelFormat& format,
                const ExportOptions& options, const Channels& channels, const SpanStages& stages,
-               const bool* abort)
+               const bool* abort, const Kernel::Counted<const SpanCodec>& reader = nullptr)
         : Encoder(width, height, std::numeric_limits<int>::max(),
-                  {format, ChooseFormat(format, channels.hasColour), stages}, abort),
+                  {format, ChooseFormat(format, channels.hasColour), stages, reader}, abort),
           m_stream(stream),
           m_channels(channels) {
-        Create();
+        CreateWriteObjects(m_landing, m_objects);
+        const auto write = [](png_structp png, png_bytep bytes, std::size_t count) {
+            static_cast<PNGEncoder*>(png_get_io_ptr(png))->Put(bytes, count);
+        };
+        png_set_write_fn(m_png, this, write, [](png_structp) {});
         if (channels.GetCount() != GetTargetFormat().channelCount) {
             m_samples.resize(static_cast<std::size_t>(width) * channels.GetCount() *
                              GetTargetFormat().sampleSize);
@@ -90,25 +139,6 @@ public:
     }
 
 private:
-    void Create() {
-        m_landing.Run([this] {
-            m_png = png_create_write_struct(
-                PNG_LIBPNG_VER_STRING, &m_landing,
-                [](png_structp png, const char* reason) {
-                    static_cast<Landing*>(png_get_error_ptr(png))->Fail(reason);
-                },
-                [](png_structp, const char*) {});
-            m_info = m_png != nullptr ? png_create_info_struct(m_png) : nullptr;
-        });
-        if (m_info == nullptr) {
-            throw std::bad_alloc();
-        }
-        const auto write = [](png_structp png, png_bytep bytes, std::size_t count) {
-            static_cast<PNGEncoder*>(png_get_io_ptr(png))->Put(bytes, count);
-        };
-        png_set_write_fn(m_png, this, write, [](png_structp) {});
-    }
-
     void SetCompression(int level) {
         constexpr int LastQuickLevel = QuickDeflater::LastLevel;
         constexpr std::size_t PieceSize = 65'536;  // of compressed data
@@ -159,13 +189,10 @@ private:
         // A profile that libpng rejects is left out: readers that use libpng would reject it, too.
         png_set_benign_errors(m_png, 1);
         const ColourSpace space = m_channels.hasColour ? ColourSpace::RGB : ColourSpace::Grey;
-        const std::span<const std::byte> bytes = profile->GetBytes();
         if (IsStandard(profile)) {
             png_set_sRGB(m_png, m_info, PNG_sRGB_INTENT_RELATIVE);
         } else if (profile->GetColourSpace() == space) {
-            png_set_iCCP(m_png, m_info, "ICC profile", PNG_COMPRESSION_TYPE_BASE,
-                         reinterpret_cast<png_const_bytep>(bytes.data()),
-                         static_cast<png_uint_32>(bytes.size()));
+            PutProfile(m_objects, *profile);
         }
     }
 
@@ -276,9 +303,9 @@ Examiner GetExaminer(Format format) noexcept {
 
 /// `channels`, and those that a lossless file needs.
 Channels FindChannels(const ConstPixelView& pixels, Channels channels, const SpanStages& stages,
-                      const bool* abort) {
+                      const Kernel::Counted<const SpanCodec>& reader, const bool* abort) {
     const RowConverter converter(*pixels.format, ChooseFormat(*pixels.format, channels.hasColour),
-                                 stages);
+                                 stages, reader);
     const PixelFormat& format = converter.GetTargetFormat();
     const Examiner examine = GetExaminer(format.code);
     const auto width = static_cast<std::size_t>(pixels.width);
@@ -296,6 +323,22 @@ Channels FindChannels(const ConstPixelView& pixels, Channels channels, const Spa
         examine(row, width, channels);
     }
     return channels;
+}
+
+/// The profile of `bitmap`, or sRGB, to which `rendering` converts then, if no PNG file can have
+/// it.
+void ChooseProfile(const DynamicBitmap& bitmap, ExportOptions& options, Rendering& rendering) {
+    const Kernel::Consolidated<ICCProfile> profile = bitmap.GetProfile();
+    if (!profile || IsStorable(*profile)) {
+        options.SetProfile(profile);
+        return;
+    }
+    options.SetProfile(GetStandardProfile());
+    const ColourConversion colours = ICCManager::CreateConversion(
+        bitmap.GetFormat(), profile, Format::RGBA8, options.GetProfile());
+    if (!AddColours(rendering, colours)) {
+        throw CodecException("cannot write PNG: the colours cannot be converted to sRGB");
+    }
 }
 
 }  // namespace
@@ -329,9 +372,11 @@ void PNGBase::Finish() {
 void WritePNG(const DynamicBitmap& bitmap, Kernel::OutStream& stream, const ExportOptions& options,
               const SpanStages& stages, bool* abort) {
     ExportOptions complete = options;
+    Rendering rendering;
     if (!complete.GetProfile()) {
-        complete.SetProfile(bitmap.GetProfile());
+        ChooseProfile(bitmap, complete, rendering);
     }
+    rendering.stages.insert(rendering.stages.end(), stages.begin(), stages.end());
     const Kernel::Consolidated<ICCProfile>& profile = complete.GetProfile();
     // A grey PNG can't have an RGB profile.
     const bool needsColour =
@@ -339,8 +384,10 @@ void WritePNG(const DynamicBitmap& bitmap, Kernel::OutStream& stream, const Expo
     const ConstPixelAccessor pixels(bitmap, abort);
     CheckWriteAbort(abort);
     const ConstPixelView& view = pixels.GetView();
-    PNGEncoder encoder(stream, view.width, view.height, *view.format, complete,
-                       FindChannels(view, {needsColour, false}, stages, abort), stages, abort);
+    PNGEncoder encoder(
+        stream, view.width, view.height, *view.format, complete,
+        FindChannels(view, {needsColour, false}, rendering.stages, rendering.reader, abort),
+        rendering.stages, abort, rendering.reader);
     encoder.WritePixels(view);
     encoder.Finish();
 }

@@ -8,11 +8,11 @@
 
 namespace Raster {
 
-RowConverter::RowConverter(const PixelFormat& from, const PixelFormat& to,
-                           SpanStages stages) noexcept
-    : m_from(from), m_to(to), m_stages(std::move(stages)) {
+RowConverter::RowConverter(const PixelFormat& from, const PixelFormat& to, SpanStages stages,
+                           Kernel::Counted<const SpanCodec> reader) noexcept
+    : m_from(from), m_to(to), m_stages(std::move(stages)), m_reader(std::move(reader)) {
     for (const DirectConversion& conversion : to.directConversions) {
-        if (m_stages.empty() && conversion.source == &from) {
+        if (IsPlain() && conversion.source == &from) {
             m_direct = conversion.convert;
         }
     }
@@ -20,8 +20,8 @@ RowConverter::RowConverter(const PixelFormat& from, const PixelFormat& to,
 
 RowConverter::RowConverter(const PixelFormat& from, const PixelFormat& to,
                            const ColourConversion& colours)
-    : RowConverter(from, to, colours.stage ? SpanStages{colours.stage} : SpanStages{}) {
-    m_reader = colours.reader;
+    : RowConverter(from, to, colours.stage ? SpanStages{colours.stage} : SpanStages{},
+                   colours.reader) {
     m_writer = colours.writer;
     m_direct = IsPlain() ? m_direct : nullptr;
     const PixelFormat* const bytes = &GetPixelFormat(Format::RGBA8);

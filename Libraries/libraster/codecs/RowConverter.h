@@ -12,8 +12,10 @@ namespace Raster {
 
 class RowConverter {
 public:
-    /// `stages` are applied to the intermediate.
-    RowConverter(const PixelFormat& from, const PixelFormat& to, SpanStages stages = {}) noexcept;
+    /// `stages` are applied to the intermediate. `reader`, unless null, replaces the rules of the
+    /// source's format.
+    RowConverter(const PixelFormat& from, const PixelFormat& to, SpanStages stages = {},
+                 Kernel::Counted<const SpanCodec> reader = nullptr) noexcept;
     /// `colours` is possible.
     RowConverter(const PixelFormat& from, const PixelFormat& to, const ColourConversion& colours);
 
@@ -32,7 +34,7 @@ private:
     const PixelFormat& m_to;
     SpanStages m_stages;
     Kernel::Counted<const SpanCodec> m_reader;  // in place of the formats' rules, unless null
-    Kernel::Counted<const SpanCodec> m_writer;
+    Kernel::Counted<const SpanCodec> m_writer{};
     BlockConverter m_direct = nullptr;  // null if there is no equivalent one
     bool m_isForStage = false;          // which has a way of its own
 };

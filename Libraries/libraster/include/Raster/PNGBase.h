@@ -42,8 +42,9 @@ private:
 
 /// Writes `bitmap` in the smallest of PNG's 8-bit colour types, or 16-bit for 16-bit and float
 /// formats, that is lossless: an alpha channel only if a pixel is not opaque, colours only if a
-/// pixel is not grey. The profile is the bitmap's unless the options have one. `stages` and `abort`
-/// as for PNGBase.
+/// pixel is not grey. The profile is the bitmap's unless the options have one; colours whose
+/// profile no PNG file can have, such as one of inks, become sRGB. `stages` and `abort` as for
+/// PNGBase.
 RASTER_API void WritePNG(const DynamicBitmap& bitmap, Kernel::OutStream& stream,
                          const ExportOptions& options = {}, const SpanStages& stages = {},
                          bool* abort = nullptr);

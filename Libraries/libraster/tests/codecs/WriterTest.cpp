@@ -1,4 +1,5 @@
 #include "Raster/CodecException.h"
+#include "Raster/Compositing.h"
 #include "Raster/DynamicFile.h"
 #include "Raster/ICCManager.h"
 #include "Raster/JPEG.h"
@@ -8,6 +9,7 @@
 
 #include "tests/bitmaps/Noise.h"
 #include "tests/codecs/SampleFiles.h"
+#include "tests/colour/Profiles.h"
 #include "tests/colour/SwappedProfile.h"
 
 #include <gtest/gtest.h>
@@ -287,6 +289,37 @@ TEST(Writer, StoresProfilesThatFitAndReadersConvertThem) {
     options.SetProfile(MakeSwappedProfile(ICCProfile::MaximumSize));
     EXPECT_EQ(WriteAndRead<PNGBase>(red, options)->GetProfile(), options.GetProfile());
     EXPECT_THROW(WriteAndRead<JPEGWriter>(red, options), CodecException);
+}
+
+TEST(Writer, MakesColoursSRGBThatNoPNGCanBeToldOf) {
+    const Profile wide = MakeWide(cmsBuildGamma(nullptr, 1));
+    std::vector<std::byte> odd(wide->GetBytes().begin(), wide->GetBytes().end());
+    odd.push_back({});  // libpng wants sizes that are multiples of 4
+    odd[3] ^= std::byte{1};
+    for (const auto& [format, profile] : {std::pair{CMYKA8, MakeInks()},
+                                          {RGBA8, ICCProfile::CreateFromBytes(odd)},
+                                          {RGBA16, wide},
+                                          {GreyA8, MakeGrey(cmsBuildGamma(nullptr, 1))}}) {
+        DynamicBitmap picture(1, 1, format);
+        ASSERT_TRUE(profile);
+        picture.SetProfile(profile);
+        alignas(64) constexpr float Colour[] = {0.6F, 0.4F, 0.5F, 1};
+        picture.GetPixelFormat().write(Colour, GetRow(picture, 0), 1);
+        Kernel::MemoryInOutStream stream;
+        WritePNG(picture, stream);
+        const auto read = ReadPicture(stream);
+        EXPECT_EQ(read->GetProfile(), format == CMYKA8 || format == RGBA8 ? GetSRGB() : profile);
+        alignas(64) std::array<float, 4> colours[2]{};
+        for (const DynamicBitmap* bitmap : {&picture, read.Get()}) {
+            DynamicBitmap shown(1, 1, RGBAF);
+            shown.SetProfile(GetSRGB());
+            EXPECT_TRUE(Raster::Convert(shown, *bitmap));
+            std::memcpy(&colours[bitmap == &picture], GetRow(shown, 0), sizeof colours[0]);
+        }
+        for (std::size_t i = 0; i < 4; ++i) {
+            EXPECT_NEAR(colours[1][i], colours[0][i], 0.6 / 255);
+        }
+    }
 }
 
 TEST(Writer, PassesOnWhatTheStreamThrowsAndIsBrokenThen) {
