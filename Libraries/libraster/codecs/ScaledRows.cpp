@@ -20,14 +20,18 @@ public:
     void Write(int x, int y, std::size_t count, const float* rgba) override {
         for (std::size_t i = 0; i < count; ++i) {
             const auto [column, row] = Turn(x + static_cast<int>(i), y);
-            m_target.Write(column, row, 1, rgba + i * 4);
+            alignas(64) float pixel[4];  // as targets may rely on
+            std::copy_n(rgba + i * 4, 4, pixel);
+            m_target.Write(column, row, 1, pixel);
         }
     }
 
     void Read(int x, int y, std::size_t count, float* rgba) const override {
         for (std::size_t i = 0; i < count; ++i) {
             const auto [column, row] = Turn(x + static_cast<int>(i), y);
-            m_target.Read(column, row, 1, rgba + i * 4);
+            alignas(64) float pixel[4];
+            m_target.Read(column, row, 1, pixel);
+            std::copy_n(pixel, 4, rgba + i * 4);
         }
     }
 

@@ -70,7 +70,8 @@ public:
 
     /// Reads the pixels into a bitmap of any size, edge to edge, row by row: the pixels that
     /// Render() would draw from the whole picture as it is stored, with its format and profile,
-    /// turned upright then. Otherwise as ReadPixels().
+    /// turned upright then. Bytes may be one step from those where colours are converted and the
+    /// size stays. Otherwise as ReadPixels().
     bool ReadScaled(DynamicBitmap& bitmap, Sampler sampler = Sampler::Area, bool* abort = nullptr);
     /// The same into the `width` x `height` pixels of any target, such as the planes of a tensor
     /// (Raster/Planes.h); `profile`, if not empty, is that of the target.

@@ -340,6 +340,24 @@ TEST(DynamicFile, IsScaledIntoAnyTarget) {
     }
 }
 
+TEST(DynamicFile, IsTurnedIntoTargetsInAlignedMemory) {
+    struct AlignedTarget final : SpanTarget {
+        void Write(int /*x*/, int /*y*/, std::size_t count, const float* rgba) override {
+            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(rgba) % 64, 0U);
+            pixelCount += count;
+        }
+        void Read(int /*x*/, int /*y*/, std::size_t /*count*/, float* /*rgba*/) const override {}
+        std::size_t pixelCount = 0;
+    };
+    for (const std::size_t turn : {1U, 3U, 6U}) {
+        FrailStream stream(Turn(GetSample("ColoursOf16Bits"), turn));
+        DynamicFile file;
+        AlignedTarget target;
+        EXPECT_TRUE(file.CreateFromStream(stream) && file.ReadScaled(target, 5, 3));
+        EXPECT_EQ(target.pixelCount, 15U);
+    }
+}
+
 TEST(DynamicFile, RefusesWhatExceedsTheMemoryBudget) {
     using enum DynamicFile::Reading;
     struct Case {
