@@ -3,6 +3,7 @@
 #include "Raster/DynamicFile.h"
 #include "Raster/ICCManager.h"
 #include "Raster/Pipeline.h"
+#include "Raster/Stages.h"
 
 #include "remote/control/ControlInForce.h"
 
@@ -48,6 +49,8 @@ Picture RenderForService(const Raster::DynamicBitmap& source,
                                                                     picture->GetProfile()))) {
         throw std::invalid_argument("the profile of a picture is for other colours than it has");
     }
+    // What the source's alpha of 16 bits hides but not wholly, that of 8 bits does.
+    rendering.stages.push_back(Raster::CreateClearHiddenStage(picture->GetPixelFormat()));
     using ToService = Raster::Pipeline<Raster::DynamicBitmap, Raster::DynamicBitmap>;
     if (Raster::IsPossible(rendering) &&
         !ToService::Run(*picture, source, nullptr, picture->GetBounds(), rendering,

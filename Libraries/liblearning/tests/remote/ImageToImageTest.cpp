@@ -2,6 +2,7 @@
 
 #include "tests/remote/PictureService.h"
 
+#include <array>
 #include <limits>
 
 namespace Learning {
@@ -31,6 +32,15 @@ protected:
     Picture m_input;
     Kernel::Counted<DynamicBitmap> m_output;
 };
+
+TEST(ServicePictures, HaveNoColoursUnderAlphaThatRoundsTo0) {
+    Raster::DynamicBitmap faint(3, 2, Raster::Format::RGBA16);
+    alignas(64) constexpr std::array Red{1.0F, 0.0F, 0.0F, 127.0F / 65535};
+    for (int i = 0; i < 6; ++i) {
+        faint.GetPixelFormat().write(Red.data(), faint.GetHostView().At(i % 3, i / 3), 1);
+    }
+    EXPECT_TRUE(RenderForService(faint, {}, {}, 3, 2)->IsEqual(Raster::DynamicBitmap(3, 2)));
+}
 
 TEST_F(ImageToImage, SendsTheVisiblePartAndPlacesTheResult) {
     Fill(*m_input, {0, 0, 50, 100}, 0xFFFFFF00);  // erased: is not to leave
