@@ -4,8 +4,10 @@
 
 #include <lcms2_plugin.h>
 
+#include <algorithm>
 #include <array>
 #include <bit>
+#include <cmath>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -110,6 +112,15 @@ std::optional<cmsMAT3> FindMatrixFromXYZ(const LcmsProfile& profile) {
     return matrix && _cmsMAT3inverse(&*matrix, &inverse) ? std::optional(inverse) : std::nullopt;
 }
 
+/// The white of grey becomes that of colours. Colorants are rounded: they would tint all greys.
+void KeepNeutral(std::array<std::array<float, 3>, 3>& matrix) {
+    constexpr float Rounding = 0.001F;
+    const auto isWhite = [](const auto& row) { return std::abs(row[0] - 1) < Rounding; };
+    if (std::ranges::all_of(matrix, isWhite)) {
+        matrix.fill({1, 0, 0});
+    }
+}
+
 /// From linear values of one profile to those of another.
 std::optional<std::array<std::array<float, 3>, 3>> FindMatrix(const LcmsProfile& from,
                                                               const LcmsProfile& to) {
@@ -125,6 +136,9 @@ std::optional<std::array<std::array<float, 3>, 3>> FindMatrix(const LcmsProfile&
         for (std::size_t column = 0; column < 3; ++column) {
             matrix[row][column] = static_cast<float>(product.v[row].n[column]);
         }
+    }
+    if (IsGrey(from)) {
+        KeepNeutral(matrix);
     }
     return matrix;
 }

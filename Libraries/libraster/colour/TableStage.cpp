@@ -20,6 +20,13 @@ bool IsSRGB(const ICCProfile& profile) {
     return &profile == GetSRGB().Get();
 }
 
+/// Whether a profile is of grey by a curve, whose colours are neutral.
+bool IsNeutral(const LcmsContext& context, const ICCProfile& profile) {
+    const LcmsProfile opened = OpenLcmsProfile(context, profile.GetBytes());
+    return profile.GetColourSpace() == ColourSpace::Grey &&
+           !cmsIsTag(opened.get(), cmsSigAToB0Tag) && !cmsIsTag(opened.get(), cmsSigAToB1Tag);
+}
+
 void ApplyIf(const Stage& stage, float* rgba, std::size_t count) {
     if (stage) {
         stage->Apply(rgba, count);
@@ -44,14 +51,16 @@ public:
           m_before(IsSRGB(from) ? CreateLightStage(m_context) : nullptr),
           m_transform(CreateLcmsTransform(m_context, Open(from), Open(to))),
           m_after(IsSRGB(to) ? CreateEncodingStage(m_context) : nullptr),
-          m_isGrey(to.GetColourSpace() == ColourSpace::Grey) {}
+          // Rounded colorants would tint greys in sRGB.
+          m_isLevel(to.GetColourSpace() == ColourSpace::Grey ||
+                    (IsSRGB(to) && IsNeutral(m_context, from))) {}
 
     bool IsPossible() const noexcept { return m_transform != nullptr; }
 
     void Apply(float* rgba, std::size_t count) const override {
         ApplyIf(m_before, rgba, count);
         cmsDoTransform(m_transform.get(), rgba, rgba, static_cast<cmsUInt32Number>(count));
-        for (std::size_t i = 0; m_isGrey && i < count * 4; i += 4) {
+        for (std::size_t i = 0; m_isLevel && i < count * 4; i += 4) {
             rgba[i + 1] = rgba[i + 2] = rgba[i];
         }
         ApplyIf(m_after, rgba, count);
@@ -67,7 +76,7 @@ private:
     Stage m_before;
     LcmsTransform m_transform;
     Stage m_after;
-    bool m_isGrey;
+    bool m_isLevel;  // red, green and blue are equal
 };
 
 /// Pixels of CMYKA8.

@@ -129,6 +129,10 @@ TEST_F(DeepPhotos, AreSeenInSRGBByNetworksAndComeBackIfTheyAreGrey) {
                   0);
         const auto seen = LoadNpy(*Source::Open(At("seen.npy")));
         EXPECT_NEAR(seen->GetValueAtIndexedSubscript(9) * 255, 188, 0.5);  // as by lcms2
+        const Photo same =
+            RunWith({"run", TEST_MODELS "Identity.onnx", "--input", "input=" + At("photo.png"),
+                     "--output", "output=" + At("result.png")});
+        EXPECT_TRUE(same->IsEqual(*photo) && same->GetProfile() == photo->GetProfile());
         const Photo large = RunCommand("super-resolve");
         EXPECT_EQ(large->GetProfile(), photo->GetProfile());
         EXPECT_NEAR(Get(large, 7, 7)[0], Get(photo, 3, 3)[0], 3.0F / 65535);
