@@ -4,8 +4,8 @@
 #include "Learning/RemoteControl.h"
 
 #include "remote/calls/CallService.h"
-#include "support/Threads.h"
 #include "support/LeakCheck.h"
+#include "support/Threads.h"
 #include "tests/Allocations.h"
 #include "tests/remote/RemoteTest.h"
 

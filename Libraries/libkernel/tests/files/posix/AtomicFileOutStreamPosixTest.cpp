@@ -2,8 +2,8 @@
 #include "Kernel/FileSystem.h"
 #include "Kernel/IoException.h"
 
-#include "support/TestFolder.h"
 #include "support/LeakCheck.h"
+#include "support/TestFolder.h"
 #include "tests/StreamTexts.h"
 
 #include <gtest/gtest.h>
