@@ -168,6 +168,7 @@ HWY_INLINE PixelLanes MixFours(const float* origin, const std::int32_t* offsets,
     const auto mix = [&](const float* from) HWY_ATTR {
         return Mix(PixelLanes::Load(from), PixelLanes::Load(from + stride), shares);
     };
+    // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): there is a point at least
     const float* const from = origin + *offsets;
     return Mix(mix(from), mix(from + 4), PixelLanes::All(*right));
 #else
