@@ -76,7 +76,9 @@ TEST_F(Pipes, FailWithAReason) {
         {"head -c 60 photo.png | $L depth - -o made.png", "the photo the standard input: "},
         {"$L depth photo.png -o /dev/full", "cannot write /dev/full: No space left on device"},
         {"$L depth photo.png -o - > /dev/full", "No space left on device"},
+#ifndef __SANITIZE_THREAD__  // which writes a file before the program starts
         {"(ulimit -f 0; $L depth photo.png -o made.png)", "cannot write made.png: File too large"},
+#endif
         {"$L run " TEST_MODELS "SuperResolution_2.6.onnx --input input=- --output output:1 "
          "< /dev/null",
          "it is empty"},

@@ -171,7 +171,7 @@ protected:
             jpeg.insert(2,
                         std::string{'\xFF', marker} + ToBigEndian(content.size() + 2, 2) + content);
         };
-        addSegment('\xE1', std::string("Exif\0\0II*\0\x08\0\0\0\0\0\0\0\0\0", 24) + word);
+        addSegment('\xE1', std::string("Exif\0\0II*\0\x08\0\0\0\0\0\0\0\0\0", 20) + word);
         addSegment('\xE1', std::string("http://ns.adobe.com/xap/1.0/\0", 29) + word);
         addSegment('\xFE', word);
         MakeFile("canary photo.jpg", jpeg);
