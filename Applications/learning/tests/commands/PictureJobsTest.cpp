@@ -1,0 +1,311 @@
+// Jobs of the inference service: their journal, what outlives a command, and what is resumed.
+
+#include "journal/JobJournal.h"
+#include "tests/WithPictureService.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <spawn.h>
+
+#include <algorithm>
+#include <chrono>
+#include <mutex>
+#include <thread>
+
+namespace LearningApp {
+namespace {
+
+using Kernel::Json::Value;
+using testing::AllOf;
+using Testing::Green;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using Testing::Outcome;
+using Testing::Red;
+
+using PictureJobs = Testing::WithPictureService;
+
+TEST_F(PictureJobs, CanBeEndedAndResumed) {
+    const std::string object = MakeCutOut();
+    const std::vector<std::string> commands[] = {
+        {"generate", "canary", "cat", "-n", "2", "--access-token", "canary"},
+        {"edit", m_photo, "canary", "--alpha", "as-input"},
+        {"replace-object", m_photo, "canary", "--object", object},
+    };
+    for (std::vector<std::string> command : commands) {
+        const std::string name = command.front();
+        const bool isNumbered = name == "generate";
+        command.insert(command.end(), {"-o", At(name + ".png")});
+        m_raises = false;
+        ASSERT_EQ(Call(command).code, 0) << name;
+        std::map<std::string, std::string> whole;
+        for (const std::string& number :
+             isNumbered ? std::vector<std::string>{"-1", "-2"} : std::vector<std::string>{""}) {
+            const std::string file = name + number + ".png";
+            whole[file] = ReadPicture(file);
+            std::filesystem::remove(At(file));
+        }
+        m_raises = true;
+        m_polls = 0;
+        m_bodies.clear();
+        const Outcome outcome = Call(command);
+        EXPECT_EQ(outcome.code, 130);
+        const std::string advice =
+            "\nlearning resume --service 127.0.0.1:" + std::to_string(m_server.GetPort()) +
+            " --certificate '" + m_authority + "' J:1\n";
+        EXPECT_THAT(outcome.err, AllOf(HasSubstr("learning: interrupted\n"), HasSubstr(advice)));
+        EXPECT_FALSE(std::filesystem::exists(At(whole.begin()->first)));
+        EXPECT_EQ(m_bodies.size(), 1U) << "sent once";
+
+        ASSERT_EQ(GetJobs().size(), 1U);
+        const std::filesystem::path entry = At("state/orvantis/jobs/" + *GetJobs().begin());
+        using std::filesystem::perms;
+        EXPECT_EQ(std::filesystem::status(entry).permissions(),
+                  perms::owner_read | perms::owner_write);
+        EXPECT_EQ(std::filesystem::status(entry.parent_path()).permissions(), perms::owner_all);
+        EXPECT_THAT(Support::ReadFile(entry), Not(HasSubstr("canary")));
+        EXPECT_THAT(Testing::Run({"jobs"}).out, AllOf(HasSubstr("J:1 "), HasSubstr(name + ' '),
+                                                      HasSubstr(At(name + ".png\n"))));
+
+        m_polls = 5;
+        EXPECT_THAT(Call({"resume", "J:1"}).err, HasSubstr(advice)) << "is not ready yet";
+        m_raises = false;
+        EXPECT_THAT(Call({"resume", "J;1"}).err, HasSubstr("did you mean J:1?"));
+        MakeFile(whole.begin()->first, "mine");
+        EXPECT_THAT(Call({"resume", "J:1"}).err, HasSubstr("is there already"));
+        std::filesystem::remove(At(whole.begin()->first));
+        EXPECT_EQ(Call({"resume", "J:1"}).code, 0);
+        for (const auto& [file, pixels] : whole) {
+            EXPECT_TRUE(ReadPicture(file) == pixels) << file;
+        }
+        EXPECT_EQ(m_bodies.size(), 1U);
+        EXPECT_THAT(GetJobs(), IsEmpty());
+        EXPECT_THAT(Testing::Run({"jobs"}).out, HasSubstr("there are no jobs"));
+    }
+}
+
+TEST_F(PictureJobs, KeepTheJobUntilItIsKnownToBeOver) {
+    const struct {
+        std::string accepted;
+        std::string result;
+        std::size_t jobs;
+    } cases[] = {
+        {R"({"error":"CREDITS_INSUFFICIENT"})", "", 0},
+        {m_accepted, R"({"error":"GENERATION_REJECTED_MINORS"})", 0},
+        {m_accepted, R"({"error":"CREDITS_COOLDOWN:9"})", 1},
+        {m_accepted, "broken", 1},
+    };
+    for (const auto& [accepted, result, jobs] : cases) {
+        m_accepted = accepted;
+        m_result = result;
+        const Outcome outcome = Call({"edit", m_photo, "x", "-o", At("out.png")});
+        EXPECT_EQ(outcome.code, 1);
+        EXPECT_EQ(GetJobs().size(), jobs) << result;
+        EXPECT_EQ(outcome.err.find("learning resume") != std::string::npos, jobs == 1);
+    }
+    // The photo is another one now; then its result is to be elsewhere.
+    m_result = R"({"images":[)" + Quote("a.png") + "]}";
+    std::filesystem::rename(m_photo, At("kept.png"));
+    std::filesystem::rename(MakePhoto(5, 5, [](int, int) { return Red; }), m_photo);
+    EXPECT_THAT(Call({"resume", "J:1"}).err, HasSubstr("no longer 64 x 48 pixels"));
+    std::filesystem::rename(At("kept.png"), m_photo);
+    MakeFile("else.png", "");
+    EXPECT_EQ(Call({"resume", "J:1", "-o", At("else.png")}).code, 2);
+    EXPECT_EQ(Call({"resume", "J:1", "-o", At("else.png"), "--force"}).code, 0);
+    EXPECT_EQ(Testing::GetPixel(Testing::LoadResult(At("else.png")), 5, 5), Green);
+
+    // Fewer pictures than wanted.
+    m_result = R"({"images":[]})";
+    m_replies["textToImageAsync"] = R"({"generation_id":"-\u0000\u001b[1m it's"})";
+    const Outcome none = Call({"generate", "x", "-o", At("out.png")});
+    EXPECT_THAT(none.err, AllOf(HasSubstr(" -- '-??[1m it'\\''s'\n"), Not(HasSubstr("\x1b")),
+                                HasSubstr("request.\n\nFailed requests")));
+    EXPECT_THAT(Testing::Run({"jobs"}).out, HasSubstr("\n-??[1m it's "));
+    EXPECT_EQ(Testing::Run({"jobs", "--forget=-??[1m it's"}).code, 0);
+    EXPECT_THAT(GetJobs(), IsEmpty());
+}
+
+TEST_F(PictureJobs, KeepWhatACallHasFetchedBeforeItFails) {
+    const std::string object = MakeCutOut();
+    const std::string both = R"({"images":[)" + Quote("a.png") + R"(,"no address"]})";
+    const struct {
+        std::vector<std::string> command;
+        std::string file;
+        std::string reply;   // for all
+        std::string second;  // for the second picture
+    } cases[] = {
+        {{"generate", "x", "-n", "2"}, "out-1.png", m_result, "<html>"},
+        {{"edit", m_photo, "x"}, "out.png", both, ""},
+        {{"replace-object", m_photo, "x", "--object", object}, "out.png", both, ""},
+    };
+    const std::string good = m_result;
+    m_green = MakePNG(544, 544, [](int, int) { return Green; });
+    for (auto [command, file, reply, second] : cases) {
+        const std::string name = command.front();
+        command.insert(command.end(), {"-o", At("out.png")});
+        m_result = reply;
+        m_second = second;
+        const Outcome outcome = Call(command);
+        EXPECT_EQ(outcome.code, 1) << name;
+        EXPECT_THAT(outcome.err, HasSubstr("learning resume")) << name;
+        ASSERT_EQ(Testing::GetPixel(Testing::LoadResult(At(file)), 25, 25), Green) << name;
+        EXPECT_EQ(GetJobs().size(), 1U);
+        m_result = good;
+        m_second.clear();
+        const std::string first = ReadOnly(file);
+        EXPECT_EQ(Call({"resume", "J:1"}).code, 0) << name;
+        EXPECT_TRUE(ReadOnly(file) == first) << name;
+        std::filesystem::remove(At(file));
+        const bool isNumbered = name == "generate";
+        EXPECT_EQ(isNumbered, std::filesystem::remove(At("out-2.png")));
+        EXPECT_THAT(GetFiles(), testing::IsSupersetOf({"blue.png", "object.png"}));
+        EXPECT_THAT(GetFiles(), Not(testing::Contains(testing::StartsWith("out")))) << name;
+    }
+}
+
+TEST_F(PictureJobs, ReplaceNothingThatHasComeWhileTheyWaited) {
+    m_second = "<html>";
+    ASSERT_EQ(Call({"generate", "x", "-n", "2", "-o", At("out.png")}).code, 1);
+    m_second.clear();
+    MakeFile("out-1.png", "mine");
+    MakeFile("out-2.png", "mine, too");
+    EXPECT_EQ(Call({"resume", "J:1"}).code, 0);
+    EXPECT_EQ(ReadOnly("out-1.png") + ReadOnly("out-2.png"), "minemine, too");
+    EXPECT_EQ(ReadPicture("out-1-2.png"), ReadPicture("out-2-2.png"));
+    EXPECT_THAT(GetJobs(), IsEmpty());
+
+    const auto getName = [this](int i) { return At(std::to_string(i)); };
+    EXPECT_EQ(WriteNew(getName,
+                       [this](Kernel::OutStream& stream) {
+                           MakeFile("1", "mine");
+                           stream.Write(std::as_bytes(std::span("new", 3)));
+                           MakeFile("2", "mine");
+                       }),
+              At("3"));
+    EXPECT_EQ(ReadOnly("1") + ReadOnly("2") + ReadOnly("3"),
+              "minemine"
+              "new");
+
+    // What cannot be written can be had later.
+    m_raises = true;
+    ASSERT_EQ(Call({"generate", "x", "-o", At("gone/out.png")}).code, 1) << "no folder";
+    std::filesystem::create_directory(At("gone"));
+    ASSERT_EQ(Call({"generate", "x", "-o", At("gone/out.png")}).code, 130);
+    m_raises = false;
+    m_polls = 0;
+    m_atPoll = [this] { std::filesystem::remove(At("gone")); };
+    EXPECT_THAT(Call({"resume", "J:1"}).err,
+                AllOf(HasSubstr("gone/out.png"), HasSubstr("learning resume")));
+    EXPECT_EQ(GetJobs().size(), 1U);
+}
+
+TEST_F(PictureJobs, NameAndSkipDamagedEntries) {
+    m_raises = true;
+    ASSERT_EQ(Call({"edit", m_photo, "x", "-o", At("out.png")}).code, 130);
+    const std::string folder = At("state/orvantis/jobs/");
+    const std::string good = Support::ReadFile(folder + *GetJobs().begin());
+    Value value = *Kernel::Json::Parse(good);
+    const auto change = [&](const char* key, const Value& other) {
+        Value changed = value;
+        changed[key] = other;
+        return std::string(std::string_view(Kernel::Json::ToString(changed)));
+    };
+    value.erase("job");
+    const std::string jobless = change("x", 1);
+    value["job"] = "J:1";
+    std::filesystem::create_directory(folder + "folder.json");
+    std::filesystem::create_symlink("/dev/zero", folder + "endless.json");
+    const std::string damaged[] = {"",
+                                   "{",
+                                   good.substr(0, good.size() / 2),
+                                   "[]",
+                                   jobless,
+                                   std::string(1 << 20, ' '),
+                                   change("command", "rm"),
+                                   change("command", 1),
+                                   change("count", -1),
+                                   change("count", 1.5),
+                                   change("width", std::uint64_t{1} << 63),
+                                   change("alpha", 4),
+                                   change("begun", "yes"),
+                                   change("time", std::int64_t{1} << 62),
+                                   change("output", Kernel::String("a\0b", 3)),
+                                   good};  // under another name
+    int count = 2;
+    for (const std::string& text : damaged) {
+        Support::WriteFile(folder + std::to_string(count++) + ".json", text);
+    }
+    Support::WriteFile(folder + "orvantis-left", "not looked at");
+    for (const auto& command : {std::vector<std::string>{"jobs"}, {"jobs", "--forget", "J:1"}}) {
+        const Outcome outcome = Testing::Run(command);
+        EXPECT_EQ(outcome.code, 0);
+        EXPECT_EQ(std::ranges::count(outcome.err, '\n'), count) << outcome.err;
+        EXPECT_THAT(outcome.out, HasSubstr("J:1"));
+    }
+    EXPECT_THAT(Testing::Run({"jobs"}).out, HasSubstr("there are no jobs"));
+}
+
+/// Runs the program as a process of its own and kills it once `wait` returns.
+void RunAndKill(const std::vector<std::string>& arguments, const std::function<void()>& wait) {
+    std::vector<std::string> words{LEARNING_PROGRAM, "--models", TEST_MODELS, "-q"};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<char*> pointers;
+    std::ranges::transform(words, std::back_inserter(pointers), [](auto& w) { return w.data(); });
+    pointers.push_back(nullptr);
+    posix_spawn_file_actions_t files;
+    posix_spawn_file_actions_init(&files);
+    posix_spawn_file_actions_addopen(&files, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    pid_t child = 0;
+    EXPECT_EQ(posix_spawn(&child, LEARNING_PROGRAM, &files, nullptr, pointers.data(), environ), 0);
+    posix_spawn_file_actions_destroy(&files);
+    wait();
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+}
+
+TEST_F(PictureJobs, PayOnceAndLoseNothingWhenKilled) {
+    using namespace std::chrono_literals;
+    using Clock = std::chrono::steady_clock;
+    m_fast.reset();
+    const auto start = Clock::now();
+    RunAndKill(AddPlace({"edit", m_photo, "x", "-o", At("w.png")}), [&] {
+        while (GetJobs().empty() && Clock::now() - start < 60s) {
+            std::this_thread::sleep_for(1ms);
+        }
+    });
+    const auto duration = 2 * (Clock::now() - start);
+    ASSERT_EQ(Call({"resume", "J:1"}).code, 0);
+    const std::string whole = ReadPicture("w.png");
+    const int count = std::getenv("ORVANTIS_SOAK") != nullptr ? 1'000 : 16;
+    int noted = 0;
+    for (int i = 0; i < count; ++i) {
+        const std::string id = "K" + std::to_string(i);
+        const auto countSent = [&](bool isStart) {
+            const std::lock_guard lock(m_mutex);
+            m_accepted = R"({"generation_id":")" + id + "\"}";
+            return isStart ? m_bodies.erase("imageEdit") : m_bodies["imageEdit"].size();
+        };
+        const auto sleep = [&](int step) {
+            return [=] { std::this_thread::sleep_for(duration * step / count); };
+        };
+        countSent(true);
+        std::filesystem::remove(At("out.png"));
+        RunAndKill(AddPlace({"edit", m_photo, "x", "-o", At("out.png")}), sleep(i));
+        EXPECT_LE(countSent(false), 1U);
+        if (GetJobs().empty()) {  // was killed before it heard of the job
+            continue;
+        }
+        ++noted;
+        RunAndKill(AddPlace({"resume", id}), sleep(i * 7 % count));
+        const int expected = GetJobs().empty() ? 2 : 0;  // nothing is left to be done, or all
+        EXPECT_EQ(Call({"resume", id}).code, expected) << i;
+        EXPECT_TRUE(ReadPicture("out.png") == whole) << i;
+        EXPECT_THAT(GetJobs(), IsEmpty());
+        EXPECT_EQ(countSent(false), 1U);
+    }
+    EXPECT_GT(noted, 0);
+}
+
+}  // namespace
+}  // namespace LearningApp
