@@ -5,6 +5,10 @@
 # Usage: tools/demo.sh
 set -eu
 cd "$(dirname "$0")/.."
+if [ $# -gt 0 ]; then
+    sed -n '2,/^# Usage/s/^# //p' tools/demo.sh >&2
+    exit 2
+fi
 # shellcheck source=tools/progress.sh
 . tools/progress.sh
 
