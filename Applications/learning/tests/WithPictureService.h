@@ -58,6 +58,9 @@ protected:
     Server::Script Answer(const Server::Request& request) {
         const std::string name = request.target.substr(request.target.rfind('/') + 1);
         if (name.ends_with(".png") || name.ends_with(".zip")) {
+            if (m_atFetch) {
+                m_atFetch();
+            }
             return Server::Reply(200, {}, name == "cut.zip" ? m_archive : m_green);
         }
         if (request.method == "GET") {
@@ -67,9 +70,6 @@ protected:
             return Server::Reply(200);
         }
         if (name == "pollGeneration") {
-            if (m_atPoll) {
-                m_atPoll();
-            }
             if (m_raises && ++m_polls == 2) {
                 std::raise(SIGTERM);
             }
@@ -124,7 +124,7 @@ protected:
     std::map<std::string, std::vector<Kernel::Json::Value>> m_bodies;
     std::atomic<bool> m_raises = false;  // sends SIGTERM at the second poll, and never has a result
     std::atomic<int> m_polls = 0;
-    std::function<void()> m_atPoll;
+    std::function<void()> m_atFetch;
     std::string m_photo;
     std::string m_green;
     Kernel::Testing::ScaledClock m_clock{2000};
