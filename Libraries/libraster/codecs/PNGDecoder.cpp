@@ -106,7 +106,8 @@ public:
             m_rows->Finish();
             return;
         }
-        m_landing.Run([this] { png_read_end(m_png, nullptr); });
+        // Deliberate: not without m_info, as critical chunks that nobody knows are then let pass.
+        m_landing.Run([this] { png_read_end(m_png, m_info); });
     }
 
 private:

@@ -64,10 +64,11 @@ std::string MakeSizedChunk(const std::string& chunk) {
 }
 
 std::string Deflate(const std::string& bytes) {
-    std::string deflated(compressBound(bytes.size()), '\0');
-    uLongf size = deflated.size();
+    const auto length = static_cast<uLong>(bytes.size());
+    uLongf size = compressBound(length);
+    std::string deflated(size, '\0');
     compress(reinterpret_cast<Bytef*>(deflated.data()), &size,
-             reinterpret_cast<const Bytef*>(bytes.data()), bytes.size());
+             reinterpret_cast<const Bytef*>(bytes.data()), length);
     return deflated.substr(0, size);
 }
 
@@ -399,6 +400,16 @@ TEST(DynamicFile, RefusesHugeSizesBeforeItAllocates) {
     EXPECT_EQ(GetReasonOfRefusal(jpeg),
               "the picture of 65500 x 65500 pixels is too large: to read it takes 36468959056 "
               "bytes, and the limit is 4294967296");
+}
+
+TEST(DynamicFile, RefusesCriticalChunksThatNobodyKnows) {
+    for (const char* sample : {"Grey", "ColoursAndAlpha"}) {  // the second is interlaced
+        const std::string& file = GetSample(sample);
+        const std::string atEnd = file.substr(0, file.size() - 12) + MakeSizedChunk("TeXT");
+        EXPECT_EQ(GetReasonOfRefusal(Insert(file, "teXt", 0, "abc")), "none");
+        EXPECT_NE(GetReasonOfRefusal(Insert(file, "TeXT", 0, "abc")), "none");
+        EXPECT_NE(GetReasonOfRefusal(atEnd + file.substr(file.size() - 12)), "none");
+    }
 }
 
 TEST(DynamicFile, JudgesCompressedRowsByTheirContent) {
