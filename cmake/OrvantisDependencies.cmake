@@ -35,6 +35,11 @@ add_library(Simd INTERFACE)
 target_include_directories(Simd SYSTEM INTERFACE "${HWY_HEADERS}")
 # The namespace has a name of our own, since libraster defines what Highway's library does, and a host may have that, too.
 target_compile_definitions(Simd INTERFACE "HWY_DISABLED_TARGETS=(HWY_SSSE3|HWY_AVX3_DL)" hwy=RasterHighway)
+if(MINGW)
+    # GCC takes the stack for aligned to whole vectors, of which Windows knows nothing (GCC's bug 54412): what it
+    # keeps there is to be moved as unaligned.
+    target_compile_options(Simd INTERFACE -Wa,-muse-unaligned-vector-move)
+endif()
 if(ORVANTIS_SANITIZE MATCHES float-divide-by-zero)
     # Vector code divides in all lanes and then selects: quotients by 0 are computed, but not used.
     target_compile_options(Simd INTERFACE -fno-sanitize=float-divide-by-zero)
@@ -56,6 +61,7 @@ target_compile_definitions(ONNXRuntimeHeaders INTERFACE ORT_API_MANUAL_INIT)
 set(ORVANTIS_RUNTIME_LIBRARY "${ORVANTIS_RUNTIME_DIR}/linux/libonnxruntime.so.1")
 if(MINGW)
     orvantis_compiler_runtime_in("${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
+    orvantis_picture_libraries_in("${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
 endif()
 
 if(ORVANTIS_DEVELOPER OR ORVANTIS_FUZZERS)

@@ -245,6 +245,18 @@ function(orvantis_compiler_runtime_in folder)
     endforeach()
 endfunction()
 
+# orvantis_picture_libraries_in(<folder>)
+# Puts the DLLs that libraster opens when it meets pictures of their kinds into a folder of the build, which is
+# to be libraster's: Windows has none.
+function(orvantis_picture_libraries_in folder)
+    file(MAKE_DIRECTORY "${folder}")
+    foreach(path IN ITEMS "${TIFF_HEADERS}/../bin/libtiff.dll" "${WEBP_HEADERS}/../bin/libwebp.dll"
+                          "${WEBP_HEADERS}/../bin/libwebpdemux.dll")
+        get_filename_component(name "${path}" NAME)
+        file(COPY_FILE "${path}" "${folder}/${name}" ONLY_IF_DIFFERENT)
+    endforeach()
+endfunction()
+
 # orvantis_test_models(<Name> <script> <model>...)
 # Lets the tests and benchmarks of <Name> find the models that a Python script makes, <model>.onnx
 # each: their folder is the macro TEST_MODELS. More programs can link <Name>TestModels.

@@ -65,6 +65,14 @@ by_openssl() {
         make -j "$jobs" build_libs && make install_dev
 }
 
+# by_xz: as CMake installs no file for pkg-config.
+by_xz() {
+    by_cmake . && mkdir -p "$made/lib/pkgconfig" &&
+        sed "s|@prefix@|$made|; s|@exec_prefix@|\${prefix}|; s|@libdir@|\${prefix}/lib|; s|@includedir@|\${prefix}/include|
+            s|@PACKAGE_VERSION@|${version%-*}|; s|@[A-Z_]*@||g" "$source/src/liblzma/liblzma.pc.in" \
+            > "$made/lib/pkgconfig/liblzma.pc"
+}
+
 # copied: headers, which are the same everywhere, from Debian's own packages.
 copied() {
     mkdir -p "$made/include" "$made/share/cmake"
@@ -97,8 +105,10 @@ library openssl openssl by_openssl
 library jpeg libjpeg-turbo by_cmake . -D ENABLE_SHARED=OFF -D REQUIRE_SIMD=ON -D WITH_TURBOJPEG=OFF
 library png libpng1.6 by_cmake . -D PNG_SHARED=OFF -D PNG_TESTS=OFF
 library lcms2 lcms2 by_configure --without-jpeg --without-tiff
+library lzma xz-utils by_xz
+library zstd libzstd by_cmake build/cmake -D ZSTD_BUILD_PROGRAMS=OFF -D ZSTD_BUILD_SHARED=OFF -D ZSTD_BUILD_TESTS=OFF
 library tiff tiff by_cmake . -D BUILD_SHARED_LIBS=ON -D tiff-tools=OFF -D tiff-tests=OFF -D tiff-contrib=OFF -D tiff-docs=OFF \
-    -D webp=OFF -D zstd=OFF -D lzma=OFF -D jbig=OFF -D lerc=OFF -D libdeflate=OFF
+    -D webp=OFF -D zstd=ON -D lzma=ON -D jbig=OFF -D lerc=OFF -D libdeflate=OFF
 library webp libwebp by_cmake . -D BUILD_SHARED_LIBS=ON -D WEBP_BUILD_ANIM_UTILS=OFF -D WEBP_BUILD_CWEBP=OFF \
     -D WEBP_BUILD_DWEBP=OFF -D WEBP_BUILD_GIF2WEBP=OFF -D WEBP_BUILD_IMG2WEBP=OFF -D WEBP_BUILD_VWEBP=OFF \
     -D WEBP_BUILD_WEBPINFO=OFF -D WEBP_BUILD_WEBPMUX=OFF -D WEBP_BUILD_EXTRAS=OFF

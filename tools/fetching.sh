@@ -65,6 +65,8 @@ sizes() {
         source:libjpeg-turbo) echo 2380000 4950000 ;;
         source:libpng1.6) echo 1580000 1030000 ;;
         source:lcms2) echo 7430000 2120000 ;;
+        source:xz-utils) echo 1580000 1470000 ;;
+        source:libzstd) echo 1800000 1480000 ;;
         source:tiff) echo 2090000 2120000 ;;
         source:libwebp) echo 4160000 2640000 ;;
         *) die "fetching.sh knows no size of $1" ;;

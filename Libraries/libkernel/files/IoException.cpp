@@ -3,8 +3,6 @@
 #include "Kernel/Format.h"
 #include "Kernel/Utf.h"
 
-#include "files/ErrorText.h"
-
 namespace Kernel {
 
 // File names may contain any byte; line ends and zeros would truncate the message.

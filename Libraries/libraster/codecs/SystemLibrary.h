@@ -3,14 +3,17 @@
 
 #pragma once
 
+#include <string>
+
 namespace Raster {
 
 /// A library that is open until the process ends. What can't be opened may be there the next time.
 class SystemLibrary {
 public:
-    /// Opens `name`, such as "libtiff.so.6", to read pictures of `kind` ("TIFF"). Throws
-    /// CodecException, which tells both, if it is missing or can't be used.
-    SystemLibrary(const char* kind, const char* name);
+    /// Opens the library `name`, such as "tiff", whose interface has the number `version`, to read
+    /// pictures of `kind` ("TIFF"). Throws CodecException, which tells the file and the kind, if it
+    /// is missing or can't be used. On Windows it lies beside ours: there is none of the system.
+    SystemLibrary(const char* kind, const std::string& name, int version);
 
     /// Sets `function` to that of the library. Throws as above.
     template <class Function>
@@ -22,7 +25,7 @@ private:
     void* Find(const char* functionName) const;
 
     const char* m_kind;
-    const char* m_name;
+    std::string m_file;
     void* m_handle;
 };
 

@@ -54,7 +54,7 @@ struct TIFFFunctions {
 
 TIFFFunctions LoadTIFF() {
     TIFFFunctions functions;
-    const SystemLibrary library("TIFF", "libtiff.so.6");
+    const SystemLibrary library("TIFF", "tiff", 6);
 #define RASTER_LOAD(NAME) library.Find(#NAME, functions.NAME);
     RASTER_TIFF_FUNCTIONS(RASTER_LOAD)
 #undef RASTER_LOAD

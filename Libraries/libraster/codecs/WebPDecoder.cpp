@@ -46,8 +46,8 @@ struct WebPFunctions {
 
 WebPFunctions LoadWebP() {
     WebPFunctions functions;
-    const SystemLibrary decoder("WebP", "libwebp.so.7");
-    const SystemLibrary demuxer("WebP", "libwebpdemux.so.2");
+    const SystemLibrary decoder("WebP", "webp", 7);
+    const SystemLibrary demuxer("WebP", "webpdemux", 2);
 #define RASTER_LOAD(NAME) decoder.Find(#NAME, functions.NAME);
     RASTER_WEBP_FUNCTIONS(RASTER_LOAD)
 #undef RASTER_LOAD

@@ -1,7 +1,5 @@
 #include "Kernel/IoException.h"
 
-#include "files/ErrorText.h"
-
 #include <cerrno>
 
 namespace Kernel {

@@ -1,6 +1,5 @@
 #include "Kernel/IoException.h"
 
-#include "files/ErrorText.h"
 #include "text/windows/WideText.h"
 
 #include <windows.h>

@@ -32,4 +32,8 @@ private:
 /// Whether `error` says that the disk is full, or the user's share of it.
 KERNEL_API bool IsSpaceShort(const std::error_code& error) noexcept;
 
+/// What `error` means, in one line of UTF-8 without a full stop. The text of its own category may
+/// be in another encoding.
+KERNEL_API String DescribeError(const std::error_code& error);
+
 }  // namespace Kernel

@@ -76,6 +76,9 @@ TEST(TIFF, IsReadHoweverItIsCompressed) {
               {COMPRESSION_WEBP, 8, 3, 0},     {COMPRESSION_JPEG, 8, 1, 2},
               {COMPRESSION_JPEG, 8, 3, 2}};
     for (const auto& kind : cases) {
+        if (TIFFIsCODECConfigured(static_cast<uint16_t>(kind.compression)) == 0) {
+            continue;  // in a libtiff that was built without the library for it
+        }
         const SampleFile file = MakeTIFF(kind.compression, kind.bits, kind.colours);
         FrailStream stream(file.bytes);
         DynamicFile opened;

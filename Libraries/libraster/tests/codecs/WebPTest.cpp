@@ -14,6 +14,7 @@ namespace {
 
 using std::string_literals::operator""s;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 std::string GetReason(const std::string& bytes) {
     FrailStream stream(bytes);
@@ -60,15 +61,14 @@ TEST(WebP, IsRefusedWithAReason) {
 
 TEST(SystemLibrary, IsNamedWhenItIsMissingOrLacksAFunction) {
     try {
-        SystemLibrary("WebP", "libnothing.so.7");
+        SystemLibrary("WebP", "nothing", 7);
         FAIL();
     } catch (const CodecException& exception) {
-        EXPECT_THAT(exception.what(), HasSubstr("WebP pictures can't be read without the library "
-                                                "libnothing.so.7: "));
+        EXPECT_THAT(exception.what(), StartsWith("WebP pictures can't be read without the library "
+                                                 "libnothing."));
     }
     void (*function)() = nullptr;
-    EXPECT_THROW(SystemLibrary("WebP", "libwebp.so.7").Find("WebPNothing", function),
-                 CodecException);
+    EXPECT_THROW(SystemLibrary("WebP", "webp", 7).Find("WebPNothing", function), CodecException);
 }
 
 }  // namespace

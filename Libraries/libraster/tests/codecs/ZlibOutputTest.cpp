@@ -39,15 +39,17 @@ TEST(ZlibOutput, IsInflatedByZlibAndNoLargerThanItsOwn) {
             }
             stream->Finish();
             std::vector<std::byte> inflated(size + 1);
-            uLongf count = inflated.size();
+            auto count = static_cast<uLongf>(inflated.size());
             ASSERT_EQ(uncompress(reinterpret_cast<Bytef*>(inflated.data()), &count,
-                                 reinterpret_cast<const Bytef*>(output.data()), output.size()),
+                                 reinterpret_cast<const Bytef*>(output.data()),
+                                 static_cast<uLong>(output.size())),
                       Z_OK);
             inflated.resize(count);
             EXPECT_TRUE(inflated == bytes) << level << " " << size;
-            std::vector<Bytef> own(compressBound(size));
-            count = own.size();
-            compress2(own.data(), &count, reinterpret_cast<const Bytef*>(bytes.data()), size,
+            const auto length = static_cast<uLong>(size);
+            count = compressBound(length);
+            std::vector<Bytef> own(count);
+            compress2(own.data(), &count, reinterpret_cast<const Bytef*>(bytes.data()), length,
                       level);
             EXPECT_LE(output.size(), count + 8) << level << " " << size;
         }
