@@ -1,5 +1,6 @@
 #include "Kernel/Utf.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -150,13 +151,34 @@ String ReplaceInvalidUtf8(const String& text) {
 
 namespace {
 
-String ReplaceControls(std::string_view text, char32_t exception) {
-    const auto isControl = [](char32_t c) { return c < 0x20 || (c >= 0x7F && c <= 0x9F); };
+struct CodePoints {
+    char32_t first;
+    char32_t last;
+};
+
+/// What acts on a text without being seen in it: general category Cc, Zl, Zp and Cf (Unicode
+/// Character Database, version 14), bidirectional controls among the last. Not those of Cf that are
+/// seen, such as the signs that Arabic puts above numbers, nor the joiners U+200C and U+200D,
+/// without which Persian words and many emoji are others.
+constexpr CodePoints Hidden[] = {
+    {0x00, 0x1F},       {0x7F, 0x9F},       {0xAD, 0xAD},       {0x61C, 0x61C},
+    {0x180E, 0x180E},   {0x200B, 0x200B},   {0x200E, 0x200F},   {0x2028, 0x202E},
+    {0x2060, 0x2064},   {0x2066, 0x206F},   {0xFEFF, 0xFEFF},   {0xFFF9, 0xFFFB},
+    {0x1BCA0, 0x1BCA3}, {0x1D173, 0x1D17A}, {0xE0001, 0xE0001}, {0xE0020, 0xE007F},
+};
+
+bool IsHidden(char32_t codePoint) noexcept {
+    return std::ranges::any_of(Hidden, [codePoint](const CodePoints& range) {
+        return codePoint >= range.first && codePoint <= range.last;
+    });
+}
+
+String ReplaceHidden(std::string_view text, char32_t exception) {
     String printable;
     printable.reserve(text.size());
     for (std::size_t position = 0; position < text.size();) {
         const char32_t codePoint = DecodeUtf8(text, position).codePoint;
-        AppendUtf8(printable, isControl(codePoint) && codePoint != exception ? U'?' : codePoint);
+        AppendUtf8(printable, IsHidden(codePoint) && codePoint != exception ? U'?' : codePoint);
     }
     return printable;
 }
@@ -164,11 +186,11 @@ String ReplaceControls(std::string_view text, char32_t exception) {
 }  // namespace
 
 String MakePrintable(std::string_view text) {
-    return ReplaceControls(text, U'?');
+    return ReplaceHidden(text, U'?');
 }
 
 String MakePrintableLines(std::string_view text) {
-    return ReplaceControls(text, U'\n');
+    return ReplaceHidden(text, U'\n');
 }
 
 }  // namespace Kernel

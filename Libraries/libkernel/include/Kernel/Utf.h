@@ -26,7 +26,9 @@ KERNEL_API bool IsValidUtf8(std::string_view text) noexcept;
 KERNEL_API String ReplaceInvalidUtf8(const String& text);
 
 /// `text` for one line of a message: ill-formed sequences replaced as by ReplaceInvalidUtf8(), and
-/// control characters by "?", including U+0080 to U+009F, which some terminals interpret.
+/// by "?" what could make a terminal show another text than there is: control characters, including
+/// U+0080 to U+009F, which some terminals interpret, separators of lines, and characters that are
+/// not seen, such as those that turn the direction of writing. Joiners of letters are kept.
 KERNEL_API String MakePrintable(std::string_view text);
 /// The same for a text of several lines: line feeds are kept.
 KERNEL_API String MakePrintableLines(std::string_view text);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -69,6 +70,28 @@ TEST(Utf, ShowsControlCharactersAsQuestionMarks) {
     EXPECT_EQ(MakePrintable("\0\t\n\x1F !~\x7F\u0080\u009F\u00A0ä\xFF"sv),
               "???? !~???\u00A0ä\uFFFD");
     EXPECT_EQ(MakePrintableLines("\x1B[1m\n\r\u0085\n"), "?[1m\n??\n");
+}
+
+TEST(Utf, ShowsWhatIsNotSeenAsQuestionMarks) {
+    const std::pair<std::string_view, std::string_view> cases[] = {
+        {"learning resume \u202E1:J\u202C", "learning resume ?1:J?"},
+        {"a\u202A\u202B\u202Db", "a???b"},                      // embeddings, overrides
+        {"a\u2066\u2067\u2068\u2069b", "a????b"},               // isolates
+        {"\u05D0\u200E\u0627\u200F\u061C", "\u05D0?\u0627??"},  // marks
+        {"J\u200B\u2060\uFEFF\u00AD\u180E1", "J?????1"},        // of no width
+        {"a\u2028b\u2029c", "a?b?c"},                           // ends of lines
+        {"J\U000E0001\U000E0041\U000E007F", "J???"},            // tags
+        {"\u06CC\u200C\u062E \u0915\u094D\u200D\u0937 \U0001F469\u200D\U0001F4BB \u2764\uFE0F", ""},
+        {"\u0600\u06DD\u070F\u08E2 \u2007\u2010\u202F\u3000\uFFFC e\u0301", ""},  // are seen
+    };
+    for (const auto& [text, shown] : cases) {
+        EXPECT_EQ(MakePrintable(text), shown.empty() ? text : shown);
+        EXPECT_EQ(MakePrintableLines(text), shown.empty() ? text : shown);
+    }
+    // As the Unicode Character Database, version 14, counts them: 65 of Cc, 2 of Zl and Zp, and 163
+    // of Cf but for 22 that are seen and the two joiners.
+    const String shown = MakePrintable(FromUtf16(MakeAllCodePoints()));
+    EXPECT_EQ(std::ranges::count(std::string_view(shown), '?'), 1 + 65 + 2 + 163 - 24);
 }
 
 TEST(Utf, ReplacesEachUnpairedSurrogate) {
