@@ -2,6 +2,7 @@
 
 #include "commands/Commands.h"
 #include "failures/Failure.h"
+#include "json/Json.h"
 #include "service/ServiceConnection.h"
 
 #include <iomanip>
@@ -112,9 +113,9 @@ void ListCatalogue(const Host& host, const ServiceOptions& service,
             connection.GetCure());
     }
     if (options.isJson) {
-        host.GetOut() << Kernel::Json::ToString(
+        host.GetOut() << EscapeHidden(Kernel::Json::ToString(
                              {{"textToImage", ToJsonArray(client.GetTextToImageModels())},
-                              {"imageToImage", ToJsonArray(client.GetImageToImageModels())}})
+                              {"imageToImage", ToJsonArray(client.GetImageToImageModels())}}))
                       << '\n';
         return;
     }

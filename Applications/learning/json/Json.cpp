@@ -9,11 +9,6 @@ namespace LearningApp {
 
 namespace {
 
-/// Whether terminals may obey the character: C0, DEL and C1.
-bool IsControl(char16_t unit) {
-    return unit < 0x20 || (unit >= 0x7F && unit < 0xA0);
-}
-
 std::string Join(const char* open, const std::vector<std::string>& parts, const char* close) {
     std::string text = open;
     for (const std::string& part : parts) {
@@ -24,28 +19,34 @@ std::string Join(const char* open, const std::vector<std::string>& parts, const 
 
 }  // namespace
 
-std::string QuoteJson(std::string_view text) {
-    std::u16string units;
-    std::string quoted = "\"";
-    const auto flush = [&] {
-        quoted += std::string_view(Kernel::FromUtf16(units));
-        units.clear();
-    };
-    for (const char16_t unit : Kernel::ToUtf16(text)) {
-        if (IsControl(unit)) {
-            flush();
-            std::array<char, 8> escape{};
-            std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(unit));
-            quoted += escape.data();
+std::string EscapeHidden(std::string_view json) {
+    const std::u16string units = Kernel::ToUtf16(json);
+    std::string escaped;
+    for (std::size_t position = 0; position < units.size();) {
+        const bool isPair = units[position] >= 0xD800 && units[position] <= 0xDBFF;
+        const std::u16string_view character =
+            std::u16string_view(units).substr(position, isPair ? 2 : 1);
+        position += character.size();
+        const Kernel::String text = Kernel::FromUtf16(character);
+        if (Kernel::MakePrintable(text) == text) {
+            escaped += std::string_view(text);
             continue;
         }
-        if (unit == u'"' || unit == u'\\') {
-            units += u'\\';
+        for (const char16_t unit : character) {
+            std::array<char, 8> number{};
+            std::snprintf(number.data(), number.size(), "\\u%04x", static_cast<unsigned>(unit));
+            escaped += number.data();
         }
-        units += unit;
     }
-    flush();
-    return quoted + '"';
+    return escaped;
+}
+
+std::string QuoteJson(std::string_view text) {
+    std::string quoted = "\"";
+    for (const char c : text) {
+        quoted.append(c == '"' || c == '\\' ? 1 : 0, '\\') += c;
+    }
+    return EscapeHidden(quoted + '"');
 }
 
 std::string MakeJsonObject(const std::vector<std::pair<std::string, std::string>>& members) {

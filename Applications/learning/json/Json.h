@@ -9,8 +9,12 @@
 
 namespace LearningApp {
 
-/// `text` in quotation marks, in well-formed UTF-8: what is ill-formed becomes U+FFFD. Control
-/// characters are written as numbers, so that a terminal that shows the result obeys none.
+/// JSON without line feeds, in well-formed UTF-8: what is ill-formed becomes U+FFFD. What a
+/// terminal would not show (Kernel::MakePrintable()) is written as numbers, so that it obeys none
+/// of it and programs still read the same.
+std::string EscapeHidden(std::string_view json);
+
+/// `text` in quotation marks, as EscapeHidden() writes it.
 std::string QuoteJson(std::string_view text);
 
 /// Members in their order; their values are JSON already.

@@ -83,16 +83,20 @@ TEST_F(ServiceCommands, TakeABearerFromTheEnvironment) {
 }
 
 TEST_F(ServiceCommands, ListTheModels) {
-    m_reply = Server::Reply(200, {},
-                            R"({"imageToImage":[{"modelName":"I","modelDescription":"D",)"
-                            R"("modelKey":"K","modelClass":"C","modelPollStartMS":1,)"
-                            R"("modelMaxDimension":2,"modelMinDimension":1,)"
-                            R"("modelPixelAlignment":32,"modelAllowedWidths":[5],)"
-                            R"("modelAllowedHeights":[],"modelMustBeSquare":true}]})");
-    EXPECT_THAT(Call({"catalogue"}).out, HasSubstr("1 to 2 pixels, multiples of 32, square. D\n"));
-    EXPECT_THAT(Call({"catalog", "--json"}).out,
-                AllOf(StartsWith(R"({"imageToImage":[{"modelAllowedHeights":[],"model)"),
-                      HasSubstr(R"("textToImage":[]})")));
+    m_reply = Server::Reply(
+        200, {},
+        R"({"imageToImage":[{"modelName":"I\u202e\u009b\udb40\udc41","modelDescription":"D",)"
+        R"("modelKey":"K","modelClass":"C","modelPollStartMS":1,)"
+        R"("modelMaxDimension":2,"modelMinDimension":1,)"
+        R"("modelPixelAlignment":32,"modelAllowedWidths":[5],)"
+        R"("modelAllowedHeights":[],"modelMustBeSquare":true}]})");
+    EXPECT_THAT(
+        Call({"catalogue"}).out,
+        AllOf(HasSubstr("I??? "), HasSubstr("1 to 2 pixels, multiples of 32, square. D\n")));
+    EXPECT_THAT(
+        Call({"catalog", "--json"}).out,
+        AllOf(StartsWith(R"({"imageToImage":[{"modelAllowedHeights":[],"model)"),
+              HasSubstr(R"("I\u202e\u009b\udb40\udc41")"), HasSubstr(R"("textToImage":[]})")));
     const std::size_t asked = m_server.GetRequests().size();
     EXPECT_THAT(Call({"catalogue", "--offline"}).out, HasSubstr("Halcyon Prime"));
     EXPECT_EQ(m_server.GetRequests().size(), asked);
