@@ -264,7 +264,8 @@ void Code(const Operation& operation, const std::string& file) {
     MakeJPEG(*operation.sent, operation.quality);
     const auto bytes = std::as_bytes(std::span(file));
     Kernel::MemoryInOutStream stream({bytes.begin(), bytes.end()});
-    Check(Learning::DecodePicture(stream) != nullptr, "a file can't be decoded");
+    Learning::PixelBudget budget;
+    Check(Learning::DecodePicture(stream, budget) != nullptr, "a file can't be decoded");
 }
 
 void PrintSplit(const Operation& operation, std::vector<Cost> (&costs)[3]) {

@@ -108,6 +108,9 @@ public:
     // accepted can be fetched again by the Resume operations, with the other arguments as they
     // were: a RemoteControl hears of the job in time.
     //
+    // The pictures that the service sends in one call may have 2^28 pixels together; one beyond
+    // that counts as a file that is no picture, and what came before stays.
+    //
     // `progress` hears how far they are unless it or `context` is null. Pictures are sent in sRGB
     // as JPEG, without metadata, and nothing of pixels that are fully transparent is sent.
 

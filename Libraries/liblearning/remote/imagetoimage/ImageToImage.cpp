@@ -114,7 +114,7 @@ Picture PlaceEdit(const Edit& edit, const DynamicBitmap& part) {
 
 /// Fetches what the service has made of `edit`. Deliberate: if a later file of a reply can't be
 /// had, `output` keeps what came of an earlier one.
-RemoteResult FetchEdit(RemoteInference& client, const ServiceJob& job, const Edit& edit,
+RemoteResult FetchEdit(RemoteInference& client, ServiceJob& job, const Edit& edit,
                        Picture& output) {
     job.Fetch(0, [&](const Picture& made) {
         Kernel::Trace::Write("RemoteInference: Output %1 x %2\r\n", made->GetWidth(),
@@ -146,8 +146,8 @@ RemoteResult RemoteInference::InferImageToImage(ImageToImageModel model,
         body["prompt"] = std::move(prompt);
         AddPicture(body, edit);
         Kernel::Trace::Write("RemoteInference: Input %1 x %2\r\n", edit.width, edit.height);
-        const ServiceJob job = ServiceJob::Submit(ImageToImagePolling, body,
-                                                  [this] { return GenerateStandardRequestJSON(); });
+        ServiceJob job = ServiceJob::Submit(ImageToImagePolling, body,
+                                            [this] { return GenerateStandardRequestJSON(); });
         return FetchEdit(*this, job, edit, output);
     });
 }
@@ -160,8 +160,8 @@ RemoteResult RemoteInference::ResumeImageToImage(Kernel::String job, ImageToImag
     return CallService([&] {
         const CallFrame frame(GetInstance(), EditLabel, model.modelPollStartMS, progress, context);
         const Edit edit = PlanEdit(model, input.Get(), alphaMode);
-        const ServiceJob accepted(ImageToImagePolling, std::move(job),
-                                  [this] { return GenerateStandardRequestJSON(); });
+        ServiceJob accepted(ImageToImagePolling, std::move(job),
+                            [this] { return GenerateStandardRequestJSON(); });
         return FetchEdit(*this, accepted, edit, output);
     });
 }

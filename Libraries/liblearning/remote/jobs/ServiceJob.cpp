@@ -70,10 +70,14 @@ ServiceJob ServiceJob::Submit(const PollRules& rules, const Value& body, MakeReq
     return job;
 }
 
-ServiceJob::ServiceJob(const PollRules& rules, Kernel::String id, MakeRequest makeRequest)
-    : m_rules(rules), m_id(std::move(id)), m_makeRequest(std::move(makeRequest)) {}
+ServiceJob::ServiceJob(const PollRules& rules, Kernel::String id, MakeRequest makeRequest,
+                       PixelBudget budget)
+    : m_rules(rules),
+      m_id(std::move(id)),
+      m_makeRequest(std::move(makeRequest)),
+      m_budget(budget) {}
 
-void ServiceJob::Fetch(int index, const TakePicture& take, const SeeReply& see) const {
+void ServiceJob::Fetch(int index, const TakePicture& take, const SeeReply& see) {
     if (const std::optional<Value> addresses = Poll(index, see)) {
         Download(*addresses, take);
     }
@@ -115,7 +119,7 @@ std::optional<Value> ServiceJob::Poll(int index, const SeeReply& see) const {
     return std::nullopt;
 }
 
-void ServiceJob::Download(const Value& addresses, const TakePicture& take) const {
+void ServiceJob::Download(const Value& addresses, const TakePicture& take) {
     int number = 0;
     for (const Value& address : addresses) {
         ++number;
@@ -126,7 +130,8 @@ void ServiceJob::Download(const Value& addresses, const TakePicture& take) const
         ControlInForce::Tell({RemotePhase::Kind::Downloading, m_rules.operation, m_id, number,
                               static_cast<int>(addresses.size())});
         const ServiceReply reply = DownloadFile(*text, MaximumPictureSize);
-        Picture picture = reply.status == SuccessStatus ? DecodePicture(*reply.body) : nullptr;
+        Picture picture =
+            reply.status == SuccessStatus ? DecodePicture(*reply.body, m_budget) : nullptr;
         if (picture) {
             take(std::move(picture));
         }

@@ -41,22 +41,25 @@ public:
     /// Sends `body` to the operation of `rules` and waits as long as a job takes at least.
     static ServiceJob Submit(const PollRules& rules, const Kernel::Json::Value& body,
                              MakeRequest makeRequest);
-    /// A job that has been accepted before.
-    ServiceJob(const PollRules& rules, Kernel::String id, MakeRequest makeRequest);
+    /// A job that has been accepted before. `budget` is that of all its pictures.
+    ServiceJob(const PollRules& rules, Kernel::String id, MakeRequest makeRequest,
+               PixelBudget budget = PixelBudget());
 
     const Kernel::String& GetId() const noexcept { return m_id; }
 
     /// Polls for picture `index` and fetches all pictures that come of that, in their order; what
-    /// is no picture is left out. None if the service gives the index up, or takes too long.
-    void Fetch(int index, const TakePicture& take, const SeeReply& see = {}) const;
+    /// is no picture is left out, and so is one beyond the budget. None if the service gives the
+    /// index up, or takes too long.
+    void Fetch(int index, const TakePicture& take, const SeeReply& see = {});
 
 private:
     std::optional<Kernel::Json::Value> Poll(int index, const SeeReply& see) const;
-    void Download(const Kernel::Json::Value& addresses, const TakePicture& take) const;
+    void Download(const Kernel::Json::Value& addresses, const TakePicture& take);
 
     const PollRules& m_rules;
     Kernel::String m_id;
     MakeRequest m_makeRequest;
+    PixelBudget m_budget;
 };
 
 /// The object in a reply to a request. Throws Refusal if it is none, or says that the request has

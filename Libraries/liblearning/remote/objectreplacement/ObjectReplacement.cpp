@@ -106,7 +106,7 @@ Picture Trim(const DynamicBitmap& made, const ObjectRegion& region) {
     return trimmed;
 }
 
-RemoteResult CollectVariants(const ServiceJob& job, int count, const ObjectRegion& region,
+RemoteResult CollectVariants(ServiceJob& job, int count, const ObjectRegion& region,
                              RemoteInference::Pictures& pictures,
                              AffineTransform::Params& regionPlacement) {
     for (int i = 0; i < count && pictures.size() < static_cast<std::size_t>(count); ++i) {
@@ -162,8 +162,8 @@ RemoteResult RemoteInference::InferImageObjectReplacement(
         AddPictures(body,
                     RenderForService(*region, profile, {}, cut.region.width, cut.region.height),
                     DrawMask(*mask));
-        const ServiceJob job = ServiceJob::Submit(ObjectReplacementPolling, body,
-                                                  [this] { return GenerateStandardRequestJSON(); });
+        ServiceJob job = ServiceJob::Submit(ObjectReplacementPolling, body,
+                                            [this] { return GenerateStandardRequestJSON(); });
         return CollectVariants(job, count, cut.region, pictures, regionPlacement);
     });
 }
@@ -177,8 +177,8 @@ RemoteResult RemoteInference::ResumeImageObjectReplacement(
         const CallFrame frame(GetInstance(), ReplacementLabel, ReplacementDuration, progress,
                               context);
         const Cut cut = PlanCut(helper, *OrEmpty(std::move(picture)), placement);
-        const ServiceJob accepted(ObjectReplacementPolling, std::move(job),
-                                  [this] { return GenerateStandardRequestJSON(); });
+        ServiceJob accepted(ObjectReplacementPolling, std::move(job),
+                            [this] { return GenerateStandardRequestJSON(); });
         return CollectVariants(accepted, count, cut.region, pictures, regionPlacement);
     });
 }

@@ -60,13 +60,15 @@ Picture RenderForService(const Raster::DynamicBitmap& source,
     return picture;
 }
 
-Picture DecodePicture(Kernel::InStream& file) {
+Picture DecodePicture(Kernel::InStream& file, PixelBudget& budget, Raster::Format format,
+                      const Kernel::Consolidated<Raster::ICCProfile>& profile) {
     Raster::DynamicFile decoder;
-    if (!decoder.CreateFromStream(file)) {
+    if (!decoder.CreateFromStream(file) || !budget.Take(decoder.GetWidth(), decoder.GetHeight())) {
         return nullptr;
     }
-    auto picture = Kernel::MakeCounted<Raster::DynamicBitmap>();
-    picture->Create(decoder.GetWidth(), decoder.GetHeight());
+    auto picture =
+        Kernel::MakeCounted<Raster::DynamicBitmap>(decoder.GetWidth(), decoder.GetHeight(), format);
+    picture->SetProfile(profile);
     const bool isRead = decoder.ReadPixels(*picture, GetRasterFlag());
     Kernel::ThrowIfAborted(ControlInForce::GetFlag());
     return isRead ? picture : nullptr;

@@ -9,6 +9,8 @@
 #include "Raster/DynamicBitmap.h"
 #include "Raster/ICCProfile.h"
 
+#include "remote/pictures/PixelBudget.h"
+
 namespace Learning {
 
 using Picture = Kernel::Counted<Raster::DynamicBitmap>;
@@ -35,8 +37,12 @@ Picture RenderForService(const Raster::DynamicBitmap& source,
                          const Kernel::Consolidated<Raster::ICCProfile>& profile,
                          const Raster::AffineTransform::Params& transform, int width, int height);
 
-/// The picture in a file that came from the service, in RGBA8; null if there is none that can be
-/// read.
-Picture DecodePicture(Kernel::InStream& file);
+/// The picture in a file that came from the service, in `format`, and in the colours of `profile`
+/// if there is one; null if there is none that can be read, or it has more pixels than `budget`,
+/// for which no memory is taken then. Its pixels are taken out of `budget`, even if they turn out
+/// to be damaged. Throws Kernel::Aborted.
+Picture DecodePicture(Kernel::InStream& file, PixelBudget& budget,
+                      Raster::Format format = Raster::Format::RGBA8,
+                      const Kernel::Consolidated<Raster::ICCProfile>& profile = {});
 
 }  // namespace Learning

@@ -3,7 +3,6 @@
 #include "Kernel/IoException.h"
 #include "Kernel/ZipArchive.h"
 #include "Raster/Compositing.h"
-#include "Raster/DynamicFile.h"
 #include "Raster/Stages.h"
 
 #include "remote/control/ControlInForce.h"
@@ -13,20 +12,6 @@ namespace Learning {
 namespace {
 
 using Raster::DynamicBitmap;
-
-/// The picture in an entry of the archive; null if there is none that can be read.
-Picture ReadEntry(const Kernel::ZipArchive& archive, const char* name, Raster::Format format,
-                  const Kernel::Consolidated<Raster::ICCProfile>& profile) {
-    const Kernel::Counted<Kernel::InStream> entry = archive.Open(name);
-    Raster::DynamicFile decoder;
-    if (!decoder.CreateFromStream(*entry)) {
-        return nullptr;
-    }
-    auto picture =
-        Kernel::MakeCounted<DynamicBitmap>(decoder.GetWidth(), decoder.GetHeight(), format);
-    picture->SetProfile(profile);
-    return decoder.ReadPixels(*picture, GetRasterFlag()) ? picture : nullptr;
-}
 
 /// What of `picture`, in GreyA8, is alpha: its own, or its grey if all of it is opaque.
 Picture TakeAlpha(const DynamicBitmap& picture) {
@@ -39,10 +24,11 @@ Picture TakeAlpha(const DynamicBitmap& picture) {
     return Raster::Convert(*alpha, picture, GetRasterFlag(), stages) ? alpha : nullptr;
 }
 
-Picture Join(const Kernel::ZipArchive& archive, int width, int height) {
-    const Picture grey = ReadEntry(archive, "alpha.png", Raster::Format::GreyA8, {});
+Picture Join(const Kernel::ZipArchive& archive, int width, int height, PixelBudget& budget) {
+    const Picture grey = DecodePicture(*archive.Open("alpha.png"), budget, Raster::Format::GreyA8);
     const Picture alpha = grey ? TakeAlpha(*grey) : nullptr;
-    Picture joined = ReadEntry(archive, "color.jpg", Raster::Format::RGBA8, GetServiceProfile());
+    Picture joined = DecodePicture(*archive.Open("color.jpg"), budget, Raster::Format::RGBA8,
+                                   GetServiceProfile());
     if (!alpha || !joined || !Raster::SetAlpha(*joined, *alpha, GetRasterFlag())) {
         return nullptr;
     }
@@ -55,12 +41,12 @@ Picture Join(const Kernel::ZipArchive& archive, int width, int height) {
 
 }  // namespace
 
-Picture ReadCutOut(const Kernel::Counted<Kernel::MemoryInOutStream>& archive, int width,
-                   int height) {
+Picture ReadCutOut(const Kernel::Counted<Kernel::MemoryInOutStream>& archive, int width, int height,
+                   PixelBudget budget) {
     try {
         const auto zip =
             Kernel::MakeCounted<Kernel::ZipArchive>(archive, ControlInForce::GetFlag());
-        Picture joined = Join(*zip, width, height);
+        Picture joined = Join(*zip, width, height, budget);
         Kernel::ThrowIfAborted(ControlInForce::GetFlag());
         return joined;
     } catch (const Kernel::IoException&) {

@@ -67,7 +67,7 @@ void AddGuidance(Value& body, const TextToImageModel& model,
 }
 
 /// Fetches the pictures of a job, index by index, until there are enough.
-RemoteResult CollectGenerated(const ServiceJob& job, int count, RemoteInference::Pictures& pictures,
+RemoteResult CollectGenerated(ServiceJob& job, int count, RemoteInference::Pictures& pictures,
                               Kernel::String* enhancedPrompt) {
     for (int i = 0; i < count && pictures.size() < static_cast<std::size_t>(count); ++i) {
         const auto takePrompt = [&](const Value& reply) {
@@ -105,8 +105,8 @@ RemoteResult RemoteInference::InferTextToImage(TextToImageModel model, TextToIma
         body["num_images"] = count;
         AddGuidance(body, model, guidance.Get(), mode);
         Kernel::Trace::Write("RemoteInference: Calling model %1\t\n", model.modelKey);
-        const ServiceJob job = ServiceJob::Submit(TextToImagePolling, body,
-                                                  [this] { return GenerateStandardRequestJSON(); });
+        ServiceJob job = ServiceJob::Submit(TextToImagePolling, body,
+                                            [this] { return GenerateStandardRequestJSON(); });
         const bool isEnhanced = enhancePrompt && model.modelSupportsPromptEnhancement;
         return CollectGenerated(job, count, pictures, isEnhanced ? &prompt : nullptr);
     });
@@ -119,8 +119,8 @@ RemoteResult RemoteInference::ResumeTextToImage(Kernel::String job, const TextTo
     return CallService([&] {
         const CallFrame frame(GetInstance(), GenerationLabel, model.modelPollStartMS, progress,
                               context);
-        const ServiceJob accepted(TextToImagePolling, std::move(job),
-                                  [this] { return GenerateStandardRequestJSON(); });
+        ServiceJob accepted(TextToImagePolling, std::move(job),
+                            [this] { return GenerateStandardRequestJSON(); });
         const bool isEnhanced = enhancePrompt && model.modelSupportsPromptEnhancement;
         return CollectGenerated(accepted, count, pictures, isEnhanced ? &prompt : nullptr);
     });
