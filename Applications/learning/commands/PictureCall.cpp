@@ -14,6 +14,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 namespace LearningApp {
@@ -90,10 +91,23 @@ bool IsRefused(const Result& result) noexcept {
     return result.code > Result::GenerationRejected && result.code < Result::UnknownError;
 }
 
+/// What an end by the user leaves open at the service, after a line feed: whoever repeats the
+/// command may pay twice. `reached`: the last phase of the call; none if nothing has been sent.
+std::string DescribeOpenEnd(const std::optional<RemotePhase::Kind>& reached) {
+    if (!reached) {
+        return "";
+    }
+    const bool isAnswered = *reached != RemotePhase::Kind::Submitting;
+    return std::string("\nThe service ") + (isAnswered ? "has" : "may have") +
+           " accepted the request, and may charge for it. No job is noted that could\n"
+           "be resumed: the command, repeated, is another request.";
+}
+
 Result Call(const Host& host, const char* label, JobNote* note, const Interruption& interruption,
-            const PictureOperation& operation) {
+            const PictureOperation& operation, std::optional<RemotePhase::Kind>& reached) {
     CallProgress progress = host.StartCall(label);
     RemoteControl control([&](const RemotePhase& phase) {
+        reached = phase.kind;
         if (phase.kind == RemotePhase::Kind::Accepted && note != nullptr) {
             note->Accept(host, phase.job);
         }
@@ -119,7 +133,8 @@ bool CallForPictures(const Host& host, const ServiceConnection& connection, cons
     }
     host.ClearLog();
     const Interruption interruption;
-    const Result result = Call(host, label, note, interruption, operation);
+    std::optional<RemotePhase::Kind> reached;
+    const Result result = Call(host, label, note, interruption, operation, reached);
     if (note != nullptr && IsRefused(result)) {
         note->Forget();
         ThrowServiceFailure(host, connection, result);
@@ -128,7 +143,7 @@ bool CallForPictures(const Host& host, const ServiceConnection& connection, cons
     try {
         interruption.Check();
     } catch (const Interrupted&) {
-        throw Interrupted(advice);
+        throw Interrupted(advice.empty() ? DescribeOpenEnd(reached) : advice);
     }
     if (!result.IsSuccess()) {
         if (note != nullptr) {

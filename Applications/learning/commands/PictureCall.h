@@ -19,8 +19,8 @@ using PictureOperation =
 
 /// Calls `operation` and shows how far it is under the name `label`. `note`, which may be null, is
 /// told when the service accepts a job. Throws as CallService() does, and Interrupted as soon as
-/// the user ends it; both tell how to fetch the result of a job that has been accepted. False if
-/// requests are only shown.
+/// the user ends it; both tell how to fetch the result of a job that has been accepted, and the
+/// latter whether there may be one that can't be fetched. False if requests are only shown.
 [[nodiscard]] bool CallForPictures(const Host& host, const ServiceConnection& connection,
                                    const char* label, JobNote* note,
                                    const PictureOperation& operation);

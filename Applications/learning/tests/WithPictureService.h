@@ -80,7 +80,12 @@ protected:
                                                                  : m_result);
         }
         m_bodies[name].push_back(*Kernel::Json::Parse(request.body));
-        return Server::Reply(200, {}, m_replies.contains(name) ? m_replies[name] : m_accepted);
+        const std::string reply = m_replies.contains(name) ? m_replies[name] : m_accepted;
+        if (reply.empty()) {
+            std::raise(SIGTERM);
+            return {Server::WaitForClient};
+        }
+        return Server::Reply(200, {}, reply);
     }
     static std::string Quote(const std::string& file) {
         return '"' + std::string(ORVANTIS_SERVICE_URL) + file + '"';
@@ -117,7 +122,7 @@ protected:
     }
 
     std::string m_accepted = R"({"generation_id":"J:1"})";
-    std::map<std::string, std::string> m_replies;  // else that it is accepted
+    std::map<std::string, std::string> m_replies;  // else that it is accepted; empty: SIGTERM
     std::string m_result = R"({"prompt":"a fat cat","images":[)" + Quote("a.png") + "]}";
     std::string m_second;  // the same for the second picture of "J:1"; empty: no other
     std::string m_archive;

@@ -17,6 +17,7 @@ namespace {
 
 using Kernel::Json::Value;
 using testing::AllOf;
+using testing::EndsWith;
 using Testing::Green;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -54,7 +55,9 @@ TEST_F(PictureJobs, CanBeEndedAndResumed) {
         const std::string advice =
             "\nlearning resume --service 127.0.0.1:" + std::to_string(m_server.GetPort()) +
             " --certificate '" + m_authority + "' J:1\n";
-        EXPECT_THAT(outcome.err, AllOf(HasSubstr("learning: interrupted\n"), HasSubstr(advice)));
+        EXPECT_THAT(outcome.err, AllOf(HasSubstr("learning: interrupted\nThe service has accepted "
+                                                 "it as a job."),
+                                       EndsWith(advice)));
         EXPECT_FALSE(std::filesystem::exists(At(whole.begin()->first)));
         EXPECT_EQ(m_bodies.size(), 1U) << "sent once";
 
@@ -82,6 +85,42 @@ TEST_F(PictureJobs, CanBeEndedAndResumed) {
         EXPECT_EQ(m_bodies.size(), 1U);
         EXPECT_THAT(GetJobs(), IsEmpty());
         EXPECT_THAT(Testing::Run({"jobs"}).out, HasSubstr("there are no jobs"));
+    }
+}
+
+TEST_F(PictureJobs, MayExistWhereTheAnswerHasNotCome) {
+    const std::string object = MakeCutOut();
+    const std::string slot = R"({"upload_id":"U","upload_url":)" + Quote("slot") + "}";
+    const std::string link = R"({"download_url":)" + Quote("cut.zip") + "}";
+    const struct {
+        std::vector<std::string> command;
+        std::map<std::string, std::string> replies;  // an empty one: is ended instead
+        const char* said;
+    } cases[] = {
+        {{"generate", "x"}, {{"textToImageAsync", ""}}, "may have"},
+        {{"edit", m_photo, "x"}, {{"imageEdit", ""}}, "may have"},
+        {{"replace-object", m_photo, "x", "--object", object},
+         {{"imageObjectReplacementAsync", ""}},
+         "may have"},
+        {{"remove-background", m_photo}, {{"removeBackgroundInit", ""}}, "may have"},
+        {{"remove-background", m_photo},
+         {{"removeBackgroundInit", slot}, {"removeBackgroundComplete", ""}},
+         "may have"},
+        {{"remove-background", m_photo},
+         {{"removeBackgroundInit", slot}, {"removeBackgroundComplete", link}},
+         "has"},
+    };
+    m_atFetch = [] { std::raise(SIGTERM); };
+    for (auto [command, replies, said] : cases) {
+        m_replies = replies;
+        command.insert(command.end(), {"-o", At("out.png")});
+        const Outcome outcome = Call(command);
+        EXPECT_EQ(outcome.code, 130) << command.front();
+        EXPECT_EQ(outcome.err,
+                  std::string("learning: interrupted\nThe service ") + said +
+                      " accepted the request, and may charge for it. No job is noted that could\n"
+                      "be resumed: the command, repeated, is another request.\n");
+        EXPECT_THAT(GetJobs(), IsEmpty());
     }
 }
 
