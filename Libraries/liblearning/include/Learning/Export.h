@@ -3,10 +3,10 @@
 
 #pragma once
 
-#if defined(_WIN32) && defined(Learning_EXPORTS)
-#define LEARNING_API __declspec(dllexport)
-#elif defined(_WIN32)
-#define LEARNING_API __declspec(dllimport)
+#include "Kernel/Export.h"
+
+#ifdef Learning_EXPORTS
+#define LEARNING_API ORVANTIS_EXPORT
 #else
-#define LEARNING_API __attribute__((visibility("default")))
+#define LEARNING_API ORVANTIS_IMPORT
 #endif

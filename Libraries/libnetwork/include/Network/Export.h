@@ -2,10 +2,10 @@
 
 #pragma once
 
-#if defined(_WIN32) && defined(Network_EXPORTS)
-#define NETWORK_API __declspec(dllexport)
-#elif defined(_WIN32)
-#define NETWORK_API __declspec(dllimport)
+#include "Kernel/Export.h"
+
+#ifdef Network_EXPORTS
+#define NETWORK_API ORVANTIS_EXPORT
 #else
-#define NETWORK_API __attribute__((visibility("default")))
+#define NETWORK_API ORVANTIS_IMPORT
 #endif

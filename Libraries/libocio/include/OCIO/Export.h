@@ -2,10 +2,10 @@
 
 #pragma once
 
-#if defined(_WIN32) && defined(OCIO_EXPORTS)
-#define OCIO_API __declspec(dllexport)
-#elif defined(_WIN32)
-#define OCIO_API __declspec(dllimport)
+#include "Kernel/Export.h"
+
+#ifdef OCIO_EXPORTS
+#define OCIO_API ORVANTIS_EXPORT
 #else
-#define OCIO_API __attribute__((visibility("default")))
+#define OCIO_API ORVANTIS_IMPORT
 #endif

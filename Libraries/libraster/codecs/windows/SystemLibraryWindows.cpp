@@ -35,16 +35,24 @@ std::wstring GetOurFolder() {
     return path.substr(0, path.rfind(L'\\') + 1);
 }
 
-HMODULE Open(const std::string& file) {
-    const std::wstring path = GetOurFolder() + std::wstring(file.begin(), file.end());
-    return LoadLibraryExW(path.c_str(), nullptr,
-                          LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32);
+HMODULE Open(const std::string& name) {
+    HMODULE library = nullptr;
+    for (const wchar_t* prefix : {L"", L"lib"}) {  // by Microsoft's compiler, and by others
+        const std::wstring path =
+            GetOurFolder() + prefix + std::wstring(name.begin(), name.end()) + L".dll";
+        library = LoadLibraryExW(path.c_str(), nullptr,
+                                 LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32);
+        if (library != nullptr) {
+            break;
+        }
+    }
+    return library;
 }
 
 }  // namespace
 
 SystemLibrary::SystemLibrary(const char* kind, const std::string& name, int /*version*/)
-    : m_kind(kind), m_file("lib" + name + ".dll"), m_handle(Open(m_file)) {
+    : m_kind(kind), m_file("lib" + name + ".dll"), m_handle(Open(name)) {
     if (m_handle == nullptr) {
         ThrowUnusable(kind, m_file);
     }
