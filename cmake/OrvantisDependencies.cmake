@@ -25,9 +25,7 @@ find_path(OPENCL_HEADERS CL/cl.h REQUIRED)                    # Raster: hardware
 find_path(TIFF_HEADERS tiffio.h REQUIRED)                      # Raster: codecs/, which loads libtiff and libwebp when needed
 find_path(WEBP_HEADERS webp/demux.h REQUIRED)
 find_program(MSGFMT msgfmt REQUIRED)                          # GNU gettext's, for translations
-if(NOT WIN32)
-    find_package(CLI11 REQUIRED)                              # the programs `learning` and `learning-service`
-endif()
+find_package(CLI11 REQUIRED)                                  # the programs `learning` and `learning-service`
 find_package(OpenSSL REQUIRED)                                # Server: tls/
 
 # SIMD for the plain baseline, SSE4, AVX2 and AVX-512; what lies between gains too little for its size.
@@ -58,7 +56,11 @@ endif()
 add_library(ONNXRuntimeHeaders INTERFACE)                     # Learning: inference/
 target_include_directories(ONNXRuntimeHeaders SYSTEM INTERFACE "${ORVANTIS_RUNTIME_DIR}/include")
 target_compile_definitions(ONNXRuntimeHeaders INTERFACE ORT_API_MANUAL_INIT)
-set(ORVANTIS_RUNTIME_LIBRARY "${ORVANTIS_RUNTIME_DIR}/linux/libonnxruntime.so.1")
+if(WIN32)
+    set(ORVANTIS_RUNTIME_LIBRARY "${ORVANTIS_RUNTIME_DIR}/win/onnxruntime.dll")
+else()
+    set(ORVANTIS_RUNTIME_LIBRARY "${ORVANTIS_RUNTIME_DIR}/linux/libonnxruntime.so.1")
+endif()
 if(MINGW)
     orvantis_compiler_runtime_in("${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
     orvantis_picture_libraries_in("${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")

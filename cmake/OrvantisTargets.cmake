@@ -236,7 +236,12 @@ endfunction()
 # from that of a program which holds its code.
 function(orvantis_runtime_in folder)
     file(MAKE_DIRECTORY "${folder}")
-    file(CREATE_LINK "${ORVANTIS_RUNTIME_LIBRARY}" "${folder}/libonnxruntime.so.1" SYMBOLIC)
+    cmake_path(GET ORVANTIS_RUNTIME_LIBRARY FILENAME name)
+    if(CMAKE_HOST_WIN32)  # where links take a right that few have
+        file(COPY_FILE "${ORVANTIS_RUNTIME_LIBRARY}" "${folder}/${name}" ONLY_IF_DIFFERENT)
+    else()
+        file(CREATE_LINK "${ORVANTIS_RUNTIME_LIBRARY}" "${folder}/${name}" SYMBOLIC)
+    endif()
 endfunction()
 
 # orvantis_compiler_runtime_in(<folder>)

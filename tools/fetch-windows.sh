@@ -76,14 +76,14 @@ by_xz() {
 # copied: headers, which are the same everywhere, from Debian's own packages.
 copied() {
     mkdir -p "$made/include" "$made/share/cmake"
-    cp -rL /usr/include/nlohmann /usr/include/hwy /usr/include/CL "$made/include/"
-    cp -r /usr/share/cmake/nlohmann_json "$made/share/cmake/"
+    cp -rL /usr/include/nlohmann /usr/include/hwy /usr/include/CL /usr/include/CLI "$made/include/"
+    cp -r /usr/share/cmake/nlohmann_json /usr/share/cmake/CLI11 "$made/share/cmake/"
 }
 
 # headers: an entry of its own, as it has no source package.
 headers() {
     name=headers made=$partial/made/headers
-    recipe=$(dpkg-query -W -f '${Package} ${Version} ' nlohmann-json3-dev libhwy-dev opencl-c-headers)
+    recipe=$(dpkg-query -W -f '${Package} ${Version} ' nlohmann-json3-dev libhwy-dev opencl-c-headers libcli11-dev)
     if [ -n "$planning" ] || stands_whole; then
         return 0
     fi
