@@ -61,10 +61,7 @@ if(WIN32)
 else()
     set(ORVANTIS_RUNTIME_LIBRARY "${ORVANTIS_RUNTIME_DIR}/linux/libonnxruntime.so.1")
 endif()
-if(MINGW)
-    orvantis_compiler_runtime_in("${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
-    orvantis_picture_libraries_in("${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
-endif()
+include(OrvantisShipped)
 
 if(ORVANTIS_DEVELOPER OR ORVANTIS_FUZZERS)
     pkg_check_modules(PictureWriters REQUIRED IMPORTED_TARGET libtiff-4 libwebp)  # make files for tests

@@ -28,6 +28,13 @@ set(archives ON)
 if(BUILD_SHARED_LIBS)
     set(archives OFF)
 endif()
+if(WIN32)
+    add_test(NAME Install.ConsumerFindsPackage COMMAND ${CMAKE_COMMAND}
+        -D BUILD_DIR=${CMAKE_BINARY_DIR} -D SOURCE_DIR=${PROJECT_SOURCE_DIR} -D COMPONENTS=${components}
+        -D ARCHIVES=${archives} -D TOOLCHAIN=${CMAKE_TOOLCHAIN_FILE} -D EMULATOR=${CMAKE_CROSSCOMPILING_EMULATOR}
+        -D STAND_INS=${ORVANTIS_STAND_INS} -P ${PROJECT_SOURCE_DIR}/tests/consumer/RunWindowsConsumer.cmake)
+    return()
+endif()
 add_test(NAME Install.ConsumerFindsPackage COMMAND ${CMAKE_COMMAND}
     -D BUILD_DIR=${CMAKE_BINARY_DIR} -D SOURCE_DIR=${PROJECT_SOURCE_DIR} -D RUNTIME_DIR=${ORVANTIS_RUNTIME_DIR}
     -D GENERATOR=${CMAKE_GENERATOR} -D COMPILER=${CMAKE_CXX_COMPILER} -D CXX_FLAGS=${consumer_flags}

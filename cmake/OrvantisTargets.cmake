@@ -244,30 +244,6 @@ function(orvantis_runtime_in folder)
     endif()
 endfunction()
 
-# orvantis_compiler_runtime_in(<folder>)
-# Puts the DLLs of MinGW's compiler into a folder of the build, where programs look for them. All modules share
-# them: with a copy in each, what one module throws would not be what another one catches.
-function(orvantis_compiler_runtime_in folder)
-    file(MAKE_DIRECTORY "${folder}")
-    foreach(name IN ITEMS libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
-        execute_process(COMMAND "${CMAKE_CXX_COMPILER}" -print-file-name=${name}
-            OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
-        file(COPY_FILE "${path}" "${folder}/${name}" ONLY_IF_DIFFERENT)
-    endforeach()
-endfunction()
-
-# orvantis_picture_libraries_in(<folder>)
-# Puts the DLLs that libraster opens when it meets pictures of their kinds into a folder of the build, which is
-# to be libraster's: Windows has none.
-function(orvantis_picture_libraries_in folder)
-    file(MAKE_DIRECTORY "${folder}")
-    foreach(path IN ITEMS "${TIFF_HEADERS}/../bin/libtiff.dll" "${WEBP_HEADERS}/../bin/libwebp.dll"
-                          "${WEBP_HEADERS}/../bin/libwebpdemux.dll")
-        get_filename_component(name "${path}" NAME)
-        file(COPY_FILE "${path}" "${folder}/${name}" ONLY_IF_DIFFERENT)
-    endforeach()
-endfunction()
-
 # orvantis_test_models(<Name> <script> <model>...)
 # Lets the tests and benchmarks of <Name> find the models that a Python script makes, <model>.onnx
 # each: their folder is the macro TEST_MODELS. More programs can link <Name>TestModels.
