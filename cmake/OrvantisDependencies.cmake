@@ -26,7 +26,9 @@ find_path(TIFF_HEADERS tiffio.h REQUIRED)                      # Raster: codecs/
 find_path(WEBP_HEADERS webp/demux.h REQUIRED)
 find_program(MSGFMT msgfmt REQUIRED)                          # GNU gettext's, for translations
 find_package(CLI11 REQUIRED)                                  # the programs `learning` and `learning-service`
-find_package(OpenSSL REQUIRED)                                # Server: tls/
+if(ORVANTIS_DEVELOPER OR NOT WIN32)
+    find_package(OpenSSL REQUIRED)                            # Server: tls/
+endif()
 
 # SIMD for the plain baseline, SSE4, AVX2 and AVX-512; what lies between gains too little for its size.
 add_library(Simd INTERFACE)

@@ -88,7 +88,7 @@ function(orvantis_library name)
     if(WIN32 AND NOT BUILD_SHARED_LIBS)
         target_compile_definitions(${name} PUBLIC ORVANTIS_ARCHIVES)
     endif()
-    set_target_properties(${name} PROPERTIES OUTPUT_NAME ${lower} LINKER_LANGUAGE CXX INSTALL_RPATH "$ORIGIN"
+    set_target_properties(${name} PROPERTIES PREFIX lib OUTPUT_NAME ${lower} LINKER_LANGUAGE CXX INSTALL_RPATH "$ORIGIN"
         VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
     orvantis_common_options(${name})
 endfunction()

@@ -6,19 +6,20 @@ set(Orvantis_Kernel_FLAGS -lzip -lxxhash -pthread)
 set(Orvantis_Network_PACKAGES "CURL 7.88")         # curl/
 set(Orvantis_Network_FLAGS -lcurl)
 if(NOT WIN32)                                      # which has TLS and digests itself
+    list(APPEND Orvantis_Kernel_FLAGS -ldl)        # for the others, too
     list(APPEND Orvantis_Network_PACKAGES OpenSSL) # trust/, cache/
     list(APPEND Orvantis_Network_FLAGS -lssl -lcrypto)
 endif()
 set(Orvantis_Raster_PACKAGES JPEG PNG)             # codecs/
 set(Orvantis_Raster_MODULES lcms2)                 # colour/
-set(Orvantis_Raster_FLAGS -ljpeg -lpng -llcms2 -ldl)
+set(Orvantis_Raster_FLAGS -ljpeg -lpng -llcms2)
 if(ORVANTIS_ISAL)
     list(APPEND Orvantis_Raster_MODULES libisal)   # codecs/isal/
     list(APPEND Orvantis_Raster_FLAGS -lisal)
 endif()
 set(Orvantis_OCIO_MODULES OpenColorIO)             # processors/
 set(Orvantis_OCIO_FLAGS -lOpenColorIO)
-set(Orvantis_Learning_FLAGS -ldl)
+set(Orvantis_Learning_FLAGS "")
 
 # orvantis_find_third_parties(<library> <variable>)
 # Finds what a library links to, and sets the variable to what was not found. A module of pkg-config
