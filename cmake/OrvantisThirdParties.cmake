@@ -2,7 +2,7 @@
 # the installed package too. The flags are those of the pkg-config files.
 set(Orvantis_Kernel_PACKAGES "nlohmann_json 3.11") # json/; public, so in OrvantisConfig.cmake.in too
 set(Orvantis_Kernel_MODULES libzip libxxhash)      # archives/, hashing/
-set(Orvantis_Kernel_FLAGS -lzip -lxxhash -pthread)
+set(Orvantis_Kernel_FLAGS -lzip -lxxhash -pthread -ldl)
 set(Orvantis_Network_PACKAGES "CURL 7.88")         # curl/
 set(Orvantis_Network_FLAGS -lcurl)
 if(NOT WIN32)                                      # which has TLS and digests itself
