@@ -2,6 +2,8 @@
 // are looked for nowhere else, since a file of that name in another folder may be anybody's.
 
 #include "Kernel/IoException.h"
+#include "Kernel/ModuleFolder.h"
+#include "Kernel/NativePath.h"
 #include "Raster/CodecException.h"
 
 #include "codecs/SystemLibrary.h"
@@ -15,31 +17,21 @@ namespace Raster {
 
 namespace {
 
-[[noreturn]] void ThrowUnusable(const char* kind, const std::string& file) {
-    const std::error_code error(static_cast<int>(GetLastError()), std::system_category());
+[[noreturn]] void ThrowUnusable(const char* kind, const std::string& file, const char* reason) {
     throw CodecException(std::string(kind) + " pictures can't be read without the library " + file +
-                         ": " + Kernel::DescribeError(error).c_str());
+                         ": " + reason);
 }
 
-/// The folder of the module that holds this code, with '\\' at its end; empty if that is unknown.
-std::wstring GetOurFolder() {
-    HMODULE module = nullptr;
-    if (GetModuleHandleExW(
-            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-            reinterpret_cast<const wchar_t*>(&GetOurFolder), &module) == FALSE) {
-        return {};
-    }
-    constexpr std::size_t LongestPath = 1 << 15;
-    std::wstring path(LongestPath, L'\0');
-    path.resize(GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size())));
-    return path.substr(0, path.rfind(L'\\') + 1);
+Kernel::String DescribeError(DWORD error) {
+    return Kernel::DescribeError({static_cast<int>(error), std::system_category()});
 }
 
+/// Throws Kernel::IoException if our folder is unknown.
 HMODULE Open(const std::string& name) {
+    const Kernel::String folder = Kernel::GetModuleFolder(reinterpret_cast<const void*>(&Open));
     HMODULE library = nullptr;
-    for (const wchar_t* prefix : {L"", L"lib"}) {  // by Microsoft's compiler, and by others
-        const std::wstring path =
-            GetOurFolder() + prefix + std::wstring(name.begin(), name.end()) + L".dll";
+    for (const char* const prefix : {"", "lib"}) {  // by Microsoft's compiler, and by others
+        const std::wstring path = Kernel::ToNativePath(folder + prefix + name + ".dll");
         library = LoadLibraryExW(path.c_str(), nullptr,
                                  LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32);
         if (library != nullptr) {
@@ -52,16 +44,21 @@ HMODULE Open(const std::string& name) {
 }  // namespace
 
 SystemLibrary::SystemLibrary(const char* kind, const std::string& name, int /*version*/)
-    : m_kind(kind), m_file("lib" + name + ".dll"), m_handle(Open(name)) {
+    : m_kind(kind), m_file("lib" + name + ".dll") {
+    try {
+        m_handle = Open(name);
+    } catch (const Kernel::IoException& error) {
+        ThrowUnusable(kind, m_file, error.what());
+    }
     if (m_handle == nullptr) {
-        ThrowUnusable(kind, m_file);
+        ThrowUnusable(kind, m_file, DescribeError(GetLastError()).c_str());
     }
 }
 
 void* SystemLibrary::Find(const char* functionName) const {
     const FARPROC function = GetProcAddress(static_cast<HMODULE>(m_handle), functionName);
     if (function == nullptr) {
-        ThrowUnusable(m_kind, m_file);
+        ThrowUnusable(m_kind, m_file, DescribeError(GetLastError()).c_str());
     }
     return reinterpret_cast<void*>(function);
 }

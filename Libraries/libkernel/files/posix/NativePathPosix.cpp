@@ -1,0 +1,14 @@
+#include "Kernel/IoException.h"
+#include "Kernel/NativePath.h"
+#include "Kernel/Utf.h"
+
+namespace Kernel {
+
+std::filesystem::path::string_type ToNativePath(const String& path) {
+    if (HasZeroByte(path)) {
+        throw IoException("use", path, std::make_error_code(std::errc::invalid_argument));
+    }
+    return path.c_str();
+}
+
+}  // namespace Kernel

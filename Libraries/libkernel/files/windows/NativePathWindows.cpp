@@ -1,0 +1,18 @@
+#include "Kernel/IoException.h"
+#include "Kernel/NativePath.h"
+
+#include "files/windows/SystemPath.h"
+
+#include <system_error>
+
+namespace Kernel {
+
+std::filesystem::path::string_type ToNativePath(const String& path) {
+    try {
+        return ToSystemPath(path);
+    } catch (const std::system_error& error) {
+        throw IoException("use", path, error.code());
+    }
+}
+
+}  // namespace Kernel
