@@ -58,6 +58,10 @@ endif()
 add_library(ONNXRuntimeHeaders INTERFACE)                     # Learning: inference/
 target_include_directories(ONNXRuntimeHeaders SYSTEM INTERFACE "${ORVANTIS_RUNTIME_DIR}/include")
 target_compile_definitions(ONNXRuntimeHeaders INTERFACE ORT_API_MANUAL_INIT)
+if(MINGW)
+    # A word of Microsoft's compiler, which GCC knows only where its extensions are on.
+    target_compile_definitions(ONNXRuntimeHeaders INTERFACE _stdcall=__stdcall)
+endif()
 if(WIN32)
     set(ORVANTIS_RUNTIME_LIBRARY "${ORVANTIS_RUNTIME_DIR}/win/onnxruntime.dll")
 else()

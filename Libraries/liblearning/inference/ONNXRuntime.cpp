@@ -1,6 +1,9 @@
 #include "inference/ONNXRuntime.h"
 
 #include "Kernel/Format.h"
+#include "Kernel/IoException.h"
+#include "Kernel/ModuleFolder.h"
+#include "Kernel/NativePath.h"
 #include "Kernel/Utf.h"
 
 namespace Learning {
@@ -51,12 +54,28 @@ bool IsONNXRuntimeUsable() noexcept {
     }
 }
 
+Kernel::String GetModuleFolder() {
+    try {
+        return Kernel::GetModuleFolder(reinterpret_cast<const void*>(&EnsureONNXRuntime));
+    } catch (const Kernel::IoException& error) {
+        Fail(error.what(), ORT_FAIL);
+    }
+}
+
 const char* ToRuntimeText(const Kernel::String& text) {
     if (Kernel::HasZeroByte(text)) {
         Fail(Kernel::Format("%1 has a zero byte, as no name has", Kernel::MakePrintable(text)),
              ORT_INVALID_ARGUMENT);
     }
     return text.c_str();
+}
+
+std::basic_string<ORTCHAR_T> ToRuntimePath(const Kernel::String& path) {
+    try {
+        return Kernel::ToNativePath(path);
+    } catch (const Kernel::IoException& error) {
+        Fail(error.what(), ORT_INVALID_ARGUMENT);
+    }
 }
 
 }  // namespace Learning

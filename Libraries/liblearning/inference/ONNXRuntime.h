@@ -24,12 +24,15 @@ bool IsONNXRuntimeUsable() noexcept;
 /// zero byte: the runtime would take what comes before it for the text.
 const char* ToRuntimeText(const Kernel::String& text);
 
-// What differs between systems, one source file each.
+/// A path as the runtime takes it. Throws Ort::Exception for one that no file has.
+std::basic_string<ORTCHAR_T> ToRuntimePath(const Kernel::String& path);
 
 /// The folder of the module (shared library or program) that holds this code, with a separator at
 /// its end. The runtime lies there, and is never sought anywhere else: a library of its name in
-/// another folder may be untrusted.
+/// another folder may be untrusted. Throws Ort::Exception if it is unknown.
 Kernel::String GetModuleFolder();
+
+// What differs between systems, one source file each.
 
 /// The file of the runtime in GetModuleFolder().
 Kernel::String GetRuntimePath();
@@ -52,8 +55,4 @@ private:
     void* m_handle;
     bool m_isKept = false;
 };
-
-/// A path as the runtime takes it.
-std::basic_string<ORTCHAR_T> ToRuntimePath(const Kernel::String& path);
-
 }  // namespace Learning

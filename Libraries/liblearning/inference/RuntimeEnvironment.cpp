@@ -1,5 +1,7 @@
 #include "inference/RuntimeEnvironment.h"
 
+#include "Kernel/NeverDestroyed.h"
+
 #include <mutex>
 
 namespace Learning {
@@ -13,8 +15,8 @@ struct Lives {
 };
 
 Lives& GetLives() {
-    static Lives lives;
-    return lives;
+    static Kernel::NeverDestroyed<Lives> lives;  // models may die with other statics
+    return *lives;
 }
 
 /// No environment. Ensures the runtime first, which the destructor of even that calls.

@@ -1,24 +1,36 @@
 #include "Learning/ThreadingPolicy.h"
 
+#include "Kernel/NeverDestroyed.h"
+
 #include <mutex>
 
 namespace Learning {
 
 namespace {
 
-constinit std::mutex mutex;
-constinit ThreadingPolicy threadingOfProcess;
+struct ThreadingOfProcess {
+    std::mutex mutex;
+    ThreadingPolicy policy;
+};
+
+/// Also while other statics are made and destroyed, which may open models.
+ThreadingOfProcess& GetThreadingOfProcess() noexcept {
+    static Kernel::NeverDestroyed<ThreadingOfProcess> threading;
+    return *threading;
+}
 
 }  // namespace
 
 void SetThreadingPolicy(const ThreadingPolicy& policy) noexcept {
-    const std::lock_guard lock(mutex);
-    threadingOfProcess = policy;
+    ThreadingOfProcess& threading = GetThreadingOfProcess();
+    const std::lock_guard lock(threading.mutex);
+    threading.policy = policy;
 }
 
 ThreadingPolicy GetThreadingPolicy() noexcept {
-    const std::lock_guard lock(mutex);
-    return threadingOfProcess;
+    ThreadingOfProcess& threading = GetThreadingOfProcess();
+    const std::lock_guard lock(threading.mutex);
+    return threading.policy;
 }
 
 }  // namespace Learning

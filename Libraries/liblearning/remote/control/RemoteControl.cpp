@@ -2,6 +2,7 @@
 
 #include "Kernel/Diagnostics.h"
 #include "Kernel/Dispatch.h"
+#include "Kernel/NeverDestroyed.h"
 
 #include "remote/control/ControlInForce.h"
 
@@ -19,8 +20,8 @@ thread_local RemoteControl::Scope* innermost = nullptr;
 
 /// Guards the scopes of all threads, their order included.
 std::mutex& GetScopesMutex() {
-    static std::mutex mutex;
-    return mutex;
+    static Kernel::NeverDestroyed<std::mutex> mutex;  // calls may be under way during exit
+    return *mutex;
 }
 
 }  // namespace
