@@ -20,6 +20,7 @@
 #include "Learning/ImageToImageAlphaMode.h"
 #include "Learning/Model.h"
 #include "Learning/ModelCache.h"
+#include "Learning/PlatformError.h"
 #include "Learning/RemoteControl.h"
 #include "Learning/RemoteInference.h"
 #include "Learning/TensorBitmap.h"
@@ -146,7 +147,8 @@ bool UseTensorBitmaps() {
 bool UseLearning() {
     Learning::ModelCache::GetInstance().SetModelCacheFolder("nowhere");
     Learning::Model::TensorMap outputs{{"y", Kernel::MakeCounted<Learning::Tensor>({2, 2}, 1.0F)}};
-    return Learning::Model({}, Learning::Model::CPUOnly).IsValid() &&
+    const Learning::PlatformError error(-1, "none");
+    return error.GetCode() == -1 && Learning::Model({}, Learning::Model::CPUOnly).IsValid() &&
            outputs["y"]->GetValueAtKeyedSubscript({1, 1}) == 1.0F;
 }
 
