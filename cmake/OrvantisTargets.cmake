@@ -244,6 +244,19 @@ function(orvantis_runtime_in folder)
     endif()
 endfunction()
 
+# orvantis_own_folder(<program> <folder>)
+# Builds a program of tests into a folder of its own. On Windows all DLLs that it needs are put beside it.
+function(orvantis_own_folder program folder)
+    set_target_properties(${program} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${folder}")
+    if(NOT WIN32)
+        return()
+    endif()
+    add_dependencies(${program} FakeCatalogue WindowsAppStub)
+    add_custom_command(TARGET ${program} POST_BUILD VERBATIM COMMAND_EXPAND_LISTS
+        COMMAND "${CMAKE_COMMAND}" -E copy_if_different
+                $<TARGET_RUNTIME_DLLS:${program}> ${ORVANTIS_SHIPPED_LIBRARIES} $<TARGET_FILE:WindowsAppStub> $<TARGET_FILE:FakeCatalogue> "${folder}")
+endfunction()
+
 # orvantis_test_models(<Name> <script> <model>...)
 # Lets the tests and benchmarks of <Name> find the models that a Python script makes, <model>.onnx
 # each: their folder is the macro TEST_MODELS. More programs can link <Name>TestModels.

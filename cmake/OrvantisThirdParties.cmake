@@ -2,7 +2,7 @@
 # the installed package too. The flags are those of the pkg-config files.
 set(Orvantis_Kernel_PACKAGES "nlohmann_json 3.11") # json/; public, so in OrvantisConfig.cmake.in too
 set(Orvantis_Kernel_MODULES libzip libxxhash)      # archives/, hashing/
-set(Orvantis_Kernel_FLAGS -lzip -lxxhash -pthread -ldl)
+set(Orvantis_Kernel_FLAGS -lzip -lxxhash -pthread)
 set(Orvantis_Network_PACKAGES "CURL 7.88")         # curl/
 set(Orvantis_Network_FLAGS -lcurl)
 if(NOT WIN32)                                      # which has TLS and digests itself
@@ -20,6 +20,9 @@ endif()
 set(Orvantis_OCIO_MODULES OpenColorIO)             # processors/
 set(Orvantis_OCIO_FLAGS -lOpenColorIO)
 set(Orvantis_Learning_FLAGS "")
+if(WIN32)
+    list(APPEND Orvantis_Learning_FLAGS -Wl,--undefined=OrvantisWindowsAppRuntimeIsLoaded)  # which nothing refers to
+endif()
 
 # orvantis_find_third_parties(<library> <variable>)
 # Finds what a library links to, and sets the variable to what was not found. A module of pkg-config

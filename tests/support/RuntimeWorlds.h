@@ -25,7 +25,7 @@ inline const RuntimeWorld RuntimeWorlds[] = {
 inline void PutRuntime(const std::filesystem::path& place, const std::string& file) {
     std::filesystem::remove(place);
     if (!file.empty()) {
-        std::filesystem::create_symlink(file, place);
+        std::filesystem::copy_file(file, place);
     }
 }
 
