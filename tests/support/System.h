@@ -13,4 +13,7 @@ extern const bool HasWindowsTls;
 /// own.
 extern const char* const EncryptedHost;
 
+/// Whether tests may make symbolic links.
+extern const bool HasLinks;
+
 }  // namespace Support

@@ -4,5 +4,6 @@ namespace Support {
 
 const bool HasWindowsTls = true;
 const char* const EncryptedHost = "localhost";
+const bool HasLinks = false;  // Windows asks for a right that few users have
 
 }  // namespace Support

@@ -6,6 +6,7 @@
 #include "Learning/ModelCache.h"
 #include "Network/Settings.h"
 
+#include "support/Environment.h"
 #include "support/TestFolder.h"
 #include "support/TestServer.h"
 #include "support/ZipBuilder.h"
@@ -35,8 +36,9 @@ using Tree = std::map<std::string, std::string>;
 inline Tree DescribeTree(const std::filesystem::path& folder) {
     Tree tree;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
-        tree[entry.path().lexically_relative(folder)] =
-            entry.is_symlink()     ? "-> " + std::filesystem::read_symlink(entry.path()).string()
+        tree[Support::FromPath(entry.path().lexically_relative(folder))] =
+            entry.is_symlink()
+                ? "-> " + Support::FromPath(std::filesystem::read_symlink(entry.path()))
             : entry.is_directory() ? "/"
                                    : ReadFile(entry.path());
     }
@@ -63,15 +65,21 @@ protected:
     DownloadTest() {
         std::filesystem::create_directory(m_models);
         std::filesystem::create_directory(m_temporary);
-        setenv("TMPDIR", m_temporary.c_str(), 1);
+        SetTemporaryFolder(m_temporary);
         Network::SetProxy(Kernel::String());
-        m_cache.SetModelCacheFolder(m_models.string());
+        m_cache.SetModelCacheFolder(Support::FromPath(m_models));
     }
     ~DownloadTest() override {
         m_cache.Shutdown();
         m_cache.SetInferenceMode(ModelCache::CPU);
         m_cache.SetModelURLRoot({});
-        setenv("TMPDIR", m_root.parent_path().c_str(), 1);
+        SetTemporaryFolder(m_root.parent_path());
+    }
+
+    static void SetTemporaryFolder(const std::filesystem::path& folder) {
+        for (const char* const name : {"TMPDIR", "TMP"}) {  // one for each system
+            Support::SetEnvironment(name, Support::FromPath(folder));
+        }
     }
 
     /// Downloads from a server that answers with `script`.
@@ -86,10 +94,11 @@ protected:
 
     ModelCache& m_cache = ModelCache::GetInstance();
     const Support::TestFolder m_folder;
-    const std::filesystem::path m_root = std::filesystem::path(m_folder.At("")).parent_path();
+    const std::filesystem::path m_root = Support::ToPath(m_folder.At("")).parent_path();
     const std::filesystem::path m_models = m_root / "models";
     const std::filesystem::path m_temporary = m_root / "temporary";
-    const std::filesystem::path m_model = m_models / "Colourisation_2.6.onnx";
+    const std::string m_modelName = "Colourisation_2.6.onnx";
+    const std::filesystem::path m_model = m_models / m_modelName;
     const Kernel::Testing::Recorded<Kernel::Log> m_log;
 };
 

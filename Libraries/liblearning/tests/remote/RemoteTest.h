@@ -9,13 +9,13 @@
 #include "Network/Settings.h"
 
 #include "remote/addresses/ServiceAddresses.h"
+#include "support/Environment.h"
 #include "support/TestFolder.h"
 #include "support/TestServer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <utility>
@@ -38,8 +38,8 @@ protected:
     using Result = RemoteInference::Result;
 
     RemoteTest() {
-        static const Support::TestFolder cache;  // is asked for once in a process
-        setenv("XDG_CACHE_HOME", cache.At("").c_str(), 1);
+        static const Support::TestFolder cache;                   // is asked for once in a process
+        Support::SetEnvironment("XDG_CACHE_HOME", cache.At(""));  // Windows' is that of the user
         Network::SetCertificateAuthorities(
             m_folder.Write("authority.pem", Support::GetAuthority().GetCertificate()));
         Network::SetProxy("");
