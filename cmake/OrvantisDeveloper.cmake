@@ -32,7 +32,7 @@ if(WIN32)
     add_test(NAME Install.ConsumerFindsPackage COMMAND ${CMAKE_COMMAND}
         -D BUILD_DIR=${CMAKE_BINARY_DIR} -D SOURCE_DIR=${PROJECT_SOURCE_DIR} -D COMPONENTS=${components}
         -D ARCHIVES=${archives} -D TOOLCHAIN=${CMAKE_TOOLCHAIN_FILE} -D EMULATOR=${CMAKE_CROSSCOMPILING_EMULATOR}
-        -D STAND_INS=${ORVANTIS_STAND_INS} -P ${PROJECT_SOURCE_DIR}/tests/consumer/RunWindowsConsumer.cmake)
+        -D STAND_INS=${CMAKE_BINARY_DIR}/stand-ins -P ${PROJECT_SOURCE_DIR}/tests/consumer/RunWindowsConsumer.cmake)
     return()
 endif()
 add_test(NAME Install.ConsumerFindsPackage COMMAND ${CMAKE_COMMAND}

@@ -1,6 +1,6 @@
-#include "Kernel/Timer.h"
-
 // Installations in processes that are killed: copies of the test's own, which Windows can't make.
+
+#include "Kernel/Timer.h"
 
 #include "modelcache/PackageInstaller.h"
 #include "tests/modelcache/DownloadTesting.h"
