@@ -41,6 +41,16 @@ bool Try(Operation operation) noexcept {
     }
 }
 
+/// What stands at `path`, links followed. Throws IoException if nothing does.
+std::filesystem::file_status GetStatus(const char* action, const String& path) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(ToPath(path), error);
+    if (error) {
+        throw IoException(action, path, error);
+    }
+    return status;
+}
+
 void DeleteIfAbandoned(const std::filesystem::directory_entry& entry,
                        std::filesystem::file_time_type latest) {
     std::error_code error;
@@ -138,6 +148,25 @@ String GetTemporaryFolder() {
         throw IoException("use", "the folder for temporary files", error);
     }
     return FromPath(folder);
+}
+
+void RestrictToOwner(const String& path) {
+    using std::filesystem::perms;
+    constexpr const char* Action = "keep others out of";
+    const bool isFolder = std::filesystem::is_directory(GetStatus(Action, path));
+    std::error_code error;
+    std::filesystem::permissions(
+        ToPath(path), isFolder ? perms::owner_all : perms::owner_read | perms::owner_write, error);
+    if (error) {
+        throw IoException(Action, path, error);
+    }
+}
+
+bool IsOwnersAlone(const String& path) {
+    // The rights of an access control list are never more than those of the group.
+    using std::filesystem::perms;
+    const perms rights = GetStatus("find the permissions of", path).permissions();
+    return (rights & (perms::group_all | perms::others_all)) == perms::none;
 }
 
 void DeleteAbandonedFiles(const String& folder, int depth) noexcept {

@@ -80,29 +80,64 @@ DWORD CopyAttributes(HANDLE from, HANDLE to) {
                : GetLastError();
 }
 
-/// The user of this process as text, "S-1-...".
-std::wstring GetUser() {
-    HANDLE token = nullptr;
-    if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) == 0) {
-        throw std::system_error(ToErrorCode());
+/// The user of this process.
+class User {
+public:
+    User() {
+        HANDLE token = nullptr;
+        if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) == 0) {
+            throw std::system_error(ToErrorCode());
+        }
+        const SystemHandle closer(token);
+        DWORD size = 0;
+        if (GetTokenInformation(token, TokenUser, m_user.data(), static_cast<DWORD>(m_user.size()),
+                                &size) == 0) {
+            throw std::system_error(ToErrorCode());
+        }
     }
-    const SystemHandle closer(token);
-    alignas(TOKEN_USER) std::array<std::byte, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> user{};
-    DWORD size = 0;
-    wchar_t* text = nullptr;
-    if (GetTokenInformation(token, TokenUser, user.data(), user.size(), &size) == 0 ||
-        ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER*>(user.data())->User.Sid, &text) == 0) {
-        throw std::system_error(ToErrorCode());
+
+    PSID GetId() noexcept { return reinterpret_cast<TOKEN_USER*>(m_user.data())->User.Sid; }
+
+    /// As text, "S-1-...".
+    std::wstring GetText() {
+        wchar_t* text = nullptr;
+        if (ConvertSidToStringSidW(GetId(), &text) == 0) {
+            throw std::system_error(ToErrorCode());
+        }
+        const std::unique_ptr<wchar_t, LocalMemoryFree> owner(text);
+        return text;
     }
-    const std::unique_ptr<wchar_t, LocalMemoryFree> owner(text);
-    return text;
+
+private:
+    alignas(TOKEN_USER) std::array<std::byte, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> m_user{};
+};
+
+/// Whether `entry` lets others than those two, the system and the administrators do harm.
+bool AllowsOthers(ACE_HEADER* entry, PSID owner, PSID user) noexcept {
+    constexpr DWORD Harmful = FILE_READ_DATA | FILE_WRITE_DATA | FILE_APPEND_DATA | DELETE |
+                              FILE_DELETE_CHILD | WRITE_DAC | WRITE_OWNER | GENERIC_READ |
+                              GENERIC_WRITE | GENERIC_EXECUTE | GENERIC_ALL;
+    if (entry->AceType == ACCESS_DENIED_ACE_TYPE || (entry->AceFlags & INHERIT_ONLY_ACE) != 0) {
+        return false;
+    }
+    if (entry->AceType != ACCESS_ALLOWED_ACE_TYPE) {
+        return true;  // with a condition: who may is not known
+    }
+    auto* const allowed = reinterpret_cast<ACCESS_ALLOWED_ACE*>(entry);
+    PSID who = &allowed->SidStart;
+    const bool isOwners = IsSame(who, owner) || IsSame(who, user) ||
+                          IsWellKnownSid(who, WinCreatorOwnerRightsSid) != 0 ||
+                          IsWellKnownSid(who, WinLocalSystemSid) != 0 ||
+                          IsWellKnownSid(who, WinBuiltinAdministratorsSid) != 0;
+    return !isOwners && (allowed->Mask & Harmful) != 0;
 }
 
 }  // namespace
 
-OwnerOnly::OwnerOnly() {
+OwnerOnly::OwnerOnly(Heirs heirs) {
     // A list that is protected from the folder's, with all rights for one user.
-    const std::wstring text = L"D:P(A;;FA;;;" + GetUser() + L")";
+    const std::wstring text = std::wstring(L"D:P(A;") + (heirs == Heirs::Content ? L"OICI" : L"") +
+                              L";FA;;;" + User().GetText() + L")";
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     if (ConvertStringSecurityDescriptorToSecurityDescriptorW(text.c_str(), SDDL_REVISION_1,
                                                              &descriptor, nullptr) == 0) {
@@ -110,6 +145,53 @@ OwnerOnly::OwnerOnly() {
     }
     m_descriptor.reset(descriptor);
     m_attributes = {sizeof m_attributes, descriptor, FALSE};
+}
+
+std::error_code OwnerOnly::SetFor(HANDLE file) const {
+    BOOL isThere = FALSE;
+    BOOL isDefault = FALSE;
+    PACL list = nullptr;
+    if (GetSecurityDescriptorDacl(m_descriptor.get(), &isThere, &list, &isDefault) == 0) {
+        return ToErrorCode();
+    }
+    const DWORD error = SetSecurityInfo(
+        file, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION,
+        nullptr, nullptr, list, nullptr);
+    return error == ERROR_SUCCESS ? std::error_code() : ToErrorCode(error);
+}
+
+bool AllowsOwnerOnly(PSECURITY_DESCRIPTOR descriptor, PSID user) {
+    PSID owner = nullptr;
+    PACL list = nullptr;
+    BOOL isThere = FALSE;
+    BOOL isDefault = FALSE;
+    if (GetSecurityDescriptorOwner(descriptor, &owner, &isDefault) == 0 ||
+        GetSecurityDescriptorDacl(descriptor, &isThere, &list, &isDefault) == 0) {
+        throw std::system_error(ToErrorCode());
+    }
+    if (isThere == FALSE || list == nullptr) {
+        return false;
+    }
+    for (DWORD i = 0; i < list->AceCount; ++i) {
+        void* entry = nullptr;
+        if (GetAce(list, i, &entry) == 0 ||
+            AllowsOthers(static_cast<ACE_HEADER*>(entry), owner, user)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool AllowsOwnerOnly(HANDLE file) {
+    Rights rights;
+    const DWORD error = GetRights(file, rights);
+    if (KnowsNoOwners(error)) {
+        return false;
+    }
+    if (error != ERROR_SUCCESS) {
+        throw std::system_error(ToErrorCode(error));
+    }
+    return AllowsOwnerOnly(rights.descriptor.get(), User().GetId());
 }
 
 std::error_code CopySecurity(const std::wstring& path, HANDLE file) {

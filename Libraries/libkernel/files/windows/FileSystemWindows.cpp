@@ -2,6 +2,7 @@
 #include "Kernel/IoException.h"
 
 #include "files/RandomName.h"
+#include "files/windows/FileSecurity.h"
 #include "files/windows/SystemHandle.h"
 #include "files/windows/SystemPath.h"
 
@@ -46,6 +47,17 @@ auto Translate(const char* action, const String& path, Operation operation) {
 SystemHandle OpenToLook(const std::wstring& path) {
     return OpenHandle(path.c_str(), FILE_READ_ATTRIBUTES, OPEN_EXISTING,
                       FILE_FLAG_BACKUP_SEMANTICS);
+}
+
+/// What stands at `path`, links followed, with `access` to its rights. Throws std::system_error if
+/// it can't be opened.
+SystemHandle OpenForRights(const String& path, DWORD access) {
+    SystemHandle handle = OpenHandle(ToSystemPath(path).c_str(), access | FILE_READ_ATTRIBUTES,
+                                     OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS);
+    if (!handle) {
+        throw std::system_error(ToErrorCode());
+    }
+    return handle;
 }
 
 bool IsFolder(HANDLE handle) noexcept {
@@ -275,6 +287,22 @@ String GetTemporaryFolder() {
                           ToErrorCode(ERROR_PATH_NOT_FOUND));
     }
     return FromSystemPath(folder);
+}
+
+void RestrictToOwner(const String& path) {
+    Translate("keep others out of", path, [&] {
+        const SystemHandle handle = OpenForRights(path, READ_CONTROL | WRITE_DAC);
+        const auto heirs =
+            IsFolder(handle.get()) ? OwnerOnly::Heirs::Content : OwnerOnly::Heirs::None;
+        if (const std::error_code refused = OwnerOnly(heirs).SetFor(handle.get())) {
+            throw std::system_error(refused);
+        }
+    });
+}
+
+bool IsOwnersAlone(const String& path) {
+    return Translate("find the permissions of", path,
+                     [&] { return AllowsOwnerOnly(OpenForRights(path, READ_CONTROL).get()); });
 }
 
 void DeleteAbandonedFiles(const String& folder, int depth) noexcept {

@@ -56,6 +56,23 @@ KERNEL_API String GetTemporaryFolder();
 /// ones are ignored (XDG Base Directory); on Windows the folder for local application data.
 KERNEL_API std::optional<String> GetUserCacheFolder();
 
+/// Lets nobody but the owner of the file or folder at `path` read or write it, links followed; what
+/// is created in the folder from then on is kept from others by that. Throws IoException if that
+/// fails, as on file systems that know no owners.
+///
+/// On POSIX systems it gets the mode 0600, or 0700 for a folder. On Windows its access control list
+/// names the user of this process alone, and takes over nothing from the folder above; network
+/// shares may apply another one. Wine makes a mode of POSIX of the list.
+KERNEL_API void RestrictToOwner(const String& path);
+
+/// Whether nobody but its owner may read or write the file or folder at `path`, links followed, or
+/// change that. Throws IoException if that can't be determined.
+///
+/// On Windows the user of this process, the system and the administrators may, too: these can take
+/// any rights, and have them on all that is in a user's folder. File systems that know no owners
+/// let everybody read and write.
+KERNEL_API bool IsOwnersAlone(const String& path);
+
 /// Deletes temporary files of this library in `folder` that were last written two days ago or
 /// earlier: those of processes that were killed. `depth` levels of folders below it are searched,
 /// too, but no links and not more than 100,000 files and folders in all.

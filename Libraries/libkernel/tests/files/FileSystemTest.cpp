@@ -1,5 +1,6 @@
 #include "Kernel/Environment.h"
 #include "Kernel/FileSystem.h"
+#include "Kernel/IoException.h"
 
 #include "support/TestFolder.h"
 #include "support/Threads.h"
@@ -109,6 +110,22 @@ TEST(FileSystem, KnowsOnePathForEachPlace) {
     EXPECT_EQ(std::string_view(GetCanonicalPath(folder.At("ä/x"))).find(root), 0U);
     EXPECT_EQ(GetCanonicalPath(".") + "/x", GetCanonicalPath("x"));
     EXPECT_THROW(GetCanonicalPath(std::string_view("a\0b", 3)), IoException);
+}
+
+TEST(FileSystem, KeepsOthersOutOfWhatItsOwnerGoesOnUsing) {
+    const Support::TestFolder folder;
+    const std::string file = folder.Write("file", "old");
+    for (const std::string& path : {file, folder.At("")}) {
+        RestrictToOwner(path);
+        EXPECT_TRUE(IsOwnersAlone(path)) << path;
+    }
+    WriteFile(file, "new");
+    WriteFile(folder.At("later"), "text");
+    EXPECT_EQ(ReadFile(file) + ReadFile(folder.At("later")), "newtext");
+    for (const String& path : {String(folder.At("missing")), String("a\0b", 3)}) {
+        EXPECT_THROW(RestrictToOwner(path), IoException);
+        EXPECT_THROW((void)IsOwnersAlone(path), IoException);
+    }
 }
 
 TEST_F(TemporaryFiles, AreDeletedOnceAbandoned) {

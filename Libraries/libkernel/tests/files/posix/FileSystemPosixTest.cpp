@@ -105,5 +105,25 @@ TEST(FileSystem, KnowsTheUsersCacheFolder) {
     setenv("HOME", home.c_str(), 1);
 }
 
+TEST(FileSystem, TellsWhatOthersMayUseByItsMode) {
+    const Support::TestFolder folder;
+    const std::string path = folder.Write("file", "");
+    for (const mode_t mode : {0400U, 0600U, 0700U, 0U}) {
+        ASSERT_EQ(chmod(path.c_str(), mode), 0);
+        EXPECT_TRUE(IsOwnersAlone(path)) << mode;
+    }
+    for (const mode_t mode : {0640U, 0620U, 0610U, 0604U, 0602U, 0601U}) {
+        ASSERT_EQ(chmod(path.c_str(), mode), 0);
+        EXPECT_FALSE(IsOwnersAlone(path)) << mode;
+    }
+    struct stat status {};
+    RestrictToOwner(path);
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0600U);
+    RestrictToOwner(folder.At(""));
+    ASSERT_EQ(stat(folder.At("").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0700U);
+}
+
 }  // namespace
 }  // namespace Kernel::FileSystem

@@ -1,6 +1,7 @@
 #include "Kernel/FileSystem.h"
 #include "Kernel/IoException.h"
 
+#include "files/windows/FileSecurity.h"
 #include "support/TestFolder.h"
 #include "tests/StreamTexts.h"
 #include "tests/files/TemporaryFiles.h"
@@ -8,6 +9,7 @@
 #include <windows.h>
 #include <aclapi.h>
 #include <gtest/gtest.h>
+#include <sddl.h>
 
 #include <algorithm>
 #include <string>
@@ -50,6 +52,36 @@ TEST_F(TemporaryFiles, ArePrivate) {
     }
     LocalFree(descriptor);
 }
+
+struct ListCase {
+    const wchar_t* descriptor;  // in the language of security descriptors
+    bool isOwners;
+};
+class OwnersList : public testing::TestWithParam<ListCase> {};
+// In memory: Wine 8 keeps a mode of POSIX in the place of a list.
+TEST_P(OwnersList, AllowsNobodyElse) {
+    constexpr const wchar_t* User = L"S-1-5-21-1-2-3-1001";
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    PSID user = nullptr;
+    ASSERT_NE(ConvertStringSecurityDescriptorToSecurityDescriptorW(
+                  GetParam().descriptor, SDDL_REVISION_1, &descriptor, nullptr),
+              0);
+    ASSERT_NE(ConvertStringSidToSidW(User, &user), 0);
+    EXPECT_EQ(AllowsOwnerOnly(descriptor, user), GetParam().isOwners);
+    LocalFree(user);
+    LocalFree(descriptor);
+}
+INSTANTIATE_TEST_SUITE_P(
+    , OwnersList,
+    testing::Values(ListCase{L"O:BAD:P(A;;FA;;;S-1-5-21-1-2-3-1001)", true},
+                    ListCase{L"O:S-1-5-21-1-2-3-7D:P(A;;FA;;;S-1-5-21-1-2-3-7)", true},
+                    ListCase{L"O:BAD:(A;ID;FA;;;SY)(A;ID;FA;;;BA)", true},
+                    ListCase{L"O:BAD:P(D;;FA;;;WD)(A;OICIIO;FA;;;WD)(A;;RC;;;BU)", true},
+                    ListCase{L"O:BAD:P(A;;FA;;;S-1-5-21-1-2-3-1002)", false},
+                    ListCase{L"O:BAD:P(A;;FA;;;SY)(A;;FR;;;WD)", false},
+                    ListCase{L"O:BAD:P(A;;FA;;;SY)(A;;FW;;;BU)", false},
+                    ListCase{L"O:BAD:P(A;;FA;;;SY)(A;;WD;;;AU)", false},
+                    ListCase{L"O:BAD:P(A;;GR;;;AU)", false}, ListCase{L"O:BA", false}));
 
 TEST(FileSystem, HasNoLimitOfPaths) {
     const Support::TestFolder folder;
