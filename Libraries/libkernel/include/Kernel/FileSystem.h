@@ -53,8 +53,13 @@ KERNEL_API String GetTemporaryFolder();
 
 /// The current user's cache folder, for data that can be fetched or computed again; std::nullopt if
 /// the system names none. On POSIX systems $XDG_CACHE_HOME, else $HOME/.cache, of which relative
-/// ones are ignored (XDG Base Directory); on Windows the folder for local application data.
+/// ones are ignored (XDG Base Directory); on Windows %LOCALAPPDATA% if that is absolute, else what
+/// the system knows as the folder for local application data.
 KERNEL_API std::optional<String> GetUserCacheFolder();
+
+/// The same for what a program notes for itself and that can't be had again: $XDG_STATE_HOME, else
+/// $HOME/.local/state; on Windows that of the cache.
+KERNEL_API std::optional<String> GetUserStateFolder();
 
 /// Lets nobody but the owner of the file or folder at `path` read or write it, links followed; what
 /// is created in the folder from then on is kept from others by that. Throws IoException if that

@@ -88,20 +88,28 @@ TEST(FileSystem, LooksForAbandonedFilesBehindNoLink) {
     EXPECT_TRUE(std::filesystem::is_symlink(link));
 }
 
-TEST(FileSystem, KnowsTheUsersCacheFolder) {
+TEST(FileSystem, KnowsTheUsersFolders) {
     const std::string home = std::getenv("HOME") != nullptr ? std::getenv("HOME") : "";
-    setenv("HOME", "/home/user", 1);
-    unsetenv("XDG_CACHE_HOME");
-    EXPECT_EQ(GetUserCacheFolder(), "/home/user/.cache");
-    for (const char* const ignored : {"", "relative", "~/cache"}) {
-        setenv("XDG_CACHE_HOME", ignored, 1);
-        EXPECT_EQ(GetUserCacheFolder(), "/home/user/.cache");
+    const struct {
+        const char* variable;
+        std::optional<String> (*get)();
+        const char* otherwise;
+    } cases[] = {{"XDG_CACHE_HOME", GetUserCacheFolder, "/home/user/.cache"},
+                 {"XDG_STATE_HOME", GetUserStateFolder, "/home/user/.local/state"}};
+    for (const auto& [variable, get, otherwise] : cases) {
+        setenv("HOME", "/home/user", 1);
+        unsetenv(variable);
+        EXPECT_EQ(get(), otherwise);
+        for (const char* const ignored : {"", "relative", "~/cache"}) {
+            setenv(variable, ignored, 1);
+            EXPECT_EQ(get(), otherwise);
+        }
+        setenv(variable, "/named", 1);
+        EXPECT_EQ(get(), "/named");
+        unsetenv(variable);
+        setenv("HOME", "", 1);
+        EXPECT_EQ(get(), std::nullopt);
     }
-    setenv("XDG_CACHE_HOME", "/cache", 1);
-    EXPECT_EQ(GetUserCacheFolder(), "/cache");
-    unsetenv("XDG_CACHE_HOME");
-    setenv("HOME", "", 1);
-    EXPECT_EQ(GetUserCacheFolder(), std::nullopt);
     setenv("HOME", home.c_str(), 1);
 }
 

@@ -1,7 +1,9 @@
+#include "Kernel/Environment.h"
 #include "Kernel/FileSystem.h"
 #include "Kernel/IoException.h"
 
 #include "files/windows/FileSecurity.h"
+#include "support/Environment.h"
 #include "support/TestFolder.h"
 #include "tests/StreamTexts.h"
 #include "tests/files/TemporaryFiles.h"
@@ -12,6 +14,7 @@
 #include <sddl.h>
 
 #include <algorithm>
+#include <optional>
 #include <string>
 
 namespace Kernel::FileSystem {
@@ -82,6 +85,20 @@ INSTANTIATE_TEST_SUITE_P(
                     ListCase{L"O:BAD:P(A;;FA;;;SY)(A;;FW;;;BU)", false},
                     ListCase{L"O:BAD:P(A;;FA;;;SY)(A;;WD;;;AU)", false},
                     ListCase{L"O:BAD:P(A;;GR;;;AU)", false}, ListCase{L"O:BA", false}));
+
+TEST(FileSystem, KnowsTheUsersFolders) {
+    const std::string before(std::string_view(GetEnv("LOCALAPPDATA").value_or(String())));
+    const Support::TestFolder folder;
+    Support::SetEnvironment("LOCALAPPDATA", folder.At("Ω"));
+    EXPECT_EQ(GetUserCacheFolder(), folder.At("Ω"));
+    EXPECT_EQ(GetUserStateFolder(), folder.At("Ω"));
+    for (const std::optional<std::string>& ignored :
+         {std::optional<std::string>(), {"relative"}, {"C:relative"}, {"/rooted"}}) {
+        Support::SetEnvironment("LOCALAPPDATA", ignored);
+        EXPECT_TRUE(Exists(GetUserCacheFolder().value()));
+    }
+    Support::SetEnvironment("LOCALAPPDATA", before);
+}
 
 TEST(FileSystem, HasNoLimitOfPaths) {
     const Support::TestFolder folder;
