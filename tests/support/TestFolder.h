@@ -43,6 +43,10 @@ void WriteFile(const Path& path, const std::string& content) {
     std::ofstream(ToPath(path), std::ios::binary) << content;
 }
 
+inline void DuplicateFile(const std::string& from, const std::string& to) {
+    std::filesystem::copy_file(ToPath(from), ToPath(to));
+}
+
 /// The names of what lies directly in `folder`; none if there is no such folder.
 template <class Path>
 std::set<std::string> GetNames(const Path& folder) {
