@@ -7,6 +7,7 @@
 #include "failures/Suggestion.h"
 #include "files/Files.h"
 #include "files/NewFiles.h"
+#include "files/Paths.h"
 #include "files/Pipes.h"
 #include "networks/NetworkFile.h"
 
@@ -107,8 +108,7 @@ std::string MakeAbsolute(const std::string& path) {
     if (IsStandardStream(path)) {
         return path;
     }
-    const std::u8string absolute = std::filesystem::absolute(ToPath(path)).u8string();
-    return {absolute.begin(), absolute.end()};
+    return FromPath(std::filesystem::absolute(ToPath(path)));
 }
 
 Kernel::Counted<Raster::DynamicBitmap> ReloadPhoto(const Host& host, const JobEntry& entry) {

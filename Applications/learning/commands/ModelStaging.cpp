@@ -1,10 +1,12 @@
 #include "commands/ModelStaging.h"
 
 #include "Kernel/FileSystem.h"
+#include "Kernel/IoException.h"
 #include "Learning/ModelCache.h"
 
 #include "failures/Failure.h"
 #include "files/Files.h"
+#include "files/Paths.h"
 
 #include <chrono>
 #include <filesystem>
@@ -33,10 +35,10 @@ void MoveInto(const std::filesystem::path& source, const std::filesystem::path& 
             MoveInto(entry.path(), place);
             continue;
         }
-        Kernel::FileSystem::DeleteEmptyFolder(place.string());
+        Kernel::FileSystem::DeleteEmptyFolder(FromPath(place));
         std::filesystem::rename(entry.path(), place, error);
         if (error) {
-            throw Failure("cannot write %1: %2", place.string(), error.message());
+            throw Failure("cannot write %1: %2", FromPath(place), Kernel::DescribeError(error));
         }
     }
 }
@@ -55,10 +57,10 @@ void DeleteAbandoned(const std::string& folder) {
     const auto latest = std::filesystem::file_time_type::clock::now() - AbandonedAge;
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(ToPath(folder), error)) {
-        if (entry.path().filename().string().starts_with(MakePrefix()) &&
+        if (FromPath(entry.path().filename()).starts_with(MakePrefix()) &&
             is_directory(entry.symlink_status(error)) && entry.last_write_time(error) <= latest &&
             !error) {
-            Kernel::FileSystem::DeleteAll(entry.path().string());
+            Kernel::FileSystem::DeleteAll(FromPath(entry.path()));
         }
     }
     Kernel::FileSystem::DeleteAbandonedFiles(folder, FolderDepth);

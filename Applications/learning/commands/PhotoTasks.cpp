@@ -3,9 +3,10 @@
 #include "failures/Failure.h"
 #include "files/Files.h"
 #include "files/NewFiles.h"
+#include "files/Paths.h"
 #include "files/Pipes.h"
+#include "terminal/ShellWords.h"
 
-#include <filesystem>
 #include <map>
 #include <set>
 #include <string_view>
@@ -21,8 +22,7 @@ std::string GetStem(const std::string& photo) {
     if (IsStandardStream(photo)) {
         return "photo";
     }
-    const std::u8string stem = ToPath(photo).stem().u8string();
-    return {stem.begin(), stem.end()};
+    return FromPath(ToPath(photo).stem());
 }
 
 std::string Fill(std::string pattern, const std::string& stem) {
@@ -39,7 +39,7 @@ std::string GetPattern(const PhotoOptions& options) {
         throw WrongUse("--output and --output-folder contradict each other");
     }
     if (!options.outputFolder.empty()) {
-        return options.outputFolder + (options.outputFolder.ends_with('/') ? "" : "/") +
+        return options.outputFolder + (IsSeparator(options.outputFolder.back()) ? "" : "/") +
                std::string(Placeholder) + ".png";
     }
     if (options.output.empty()) {
@@ -49,22 +49,22 @@ std::string GetPattern(const PhotoOptions& options) {
     if (options.photos.size() > 1 && options.output.find(Placeholder) == std::string::npos) {
         throw WrongUse(
             "%1 photos do not fit into %2: use --output-folder DIR, or {} for the name of the "
-            "photo, such as -o '{}-new.png'",
-            options.photos.size(), options.output);
+            "photo, such as -o %3",
+            options.photos.size(), options.output, QuoteForShell("{}-new.png"));
     }
     return options.output;
 }
 
 void CheckPlaces(const std::vector<PhotoTask>& tasks) {
-    std::set<std::filesystem::path> photos;
+    std::set<std::string> photos;
     for (const PhotoTask& task : tasks) {
         if (!IsPipe(task.photo)) {
             photos.insert(Locate(task.photo));
         }
     }
-    std::map<std::filesystem::path, const PhotoTask*> places;
+    std::map<std::string, const PhotoTask*> places;
     for (const PhotoTask& task : tasks) {
-        const std::filesystem::path place = Locate(task.output);
+        const std::string place = Locate(task.output);
         if (photos.contains(place)) {
             throw WrongUse("the result of %1 would replace the photo %2: name another place",
                            task.photo, task.output);

@@ -3,6 +3,7 @@
 #include "failures/Failure.h"
 #include "files/Files.h"
 #include "files/Npy.h"
+#include "files/Paths.h"
 #include "files/Pipes.h"
 #include "files/Source.h"
 #include "host/Host.h"

@@ -7,10 +7,12 @@
 #include "Raster/PNGBase.h"
 
 #include "failures/Failure.h"
+#include "files/Paths.h"
 #include "files/PhotoColours.h"
 #include "files/PictureKinds.h"
 #include "files/Pipes.h"
 #include "files/Source.h"
+#include "files/SystemNames.h"
 #include "terminal/Interruption.h"
 
 #include <algorithm>
@@ -77,10 +79,6 @@ bool CanKeepProfile(const Raster::DynamicFile& file, Raster::Format format) {
 
 }  // namespace
 
-std::filesystem::path ToPath(const std::string& path) {
-    return std::u8string(path.begin(), path.end());
-}
-
 Kernel::Counted<Raster::DynamicBitmap> MakePicture(int width, int height, Raster::Format format) {
     try {
         return Kernel::MakeCounted<Raster::DynamicBitmap>(width, height, format);
@@ -146,6 +144,9 @@ void CheckTarget(const std::string& path) {
     if (std::filesystem::is_directory(ToPath(path), error)) {
         throw Failure("cannot write %1: that is a folder", path);
     }
+    if (const std::string fault = FindNameFault(path); !fault.empty()) {
+        throw Failure("cannot write %1: %2", path, fault);
+    }
     const Interruption interruption;
     try {
         // Not committed: only checks that it can be created.
@@ -156,10 +157,9 @@ void CheckTarget(const std::string& path) {
     interruption.Check();
 }
 
-std::filesystem::path Locate(const std::string& path) {
-    const Kernel::String target = Kernel::FileSystem::FollowLinks(path);
-    return std::filesystem::weakly_canonical(
-        std::filesystem::absolute(ToPath(std::string(std::string_view(target)))));
+std::string Locate(const std::string& path) {
+    using namespace Kernel::FileSystem;
+    return FoldCase(std::string(std::string_view(GetCanonicalPath(FollowLinks(path)))));
 }
 
 bool IsSameFile(const std::string& left, const std::string& right) {
@@ -172,7 +172,7 @@ void CreateFolder(const std::string& path) {
     std::error_code error;
     std::filesystem::create_directories(ToPath(path), error);
     if (error) {
-        throw Failure("cannot create the folder %1: %2", path, error.message());
+        throw Failure("cannot create the folder %1: %2", path, Kernel::DescribeError(error));
     }
 }
 

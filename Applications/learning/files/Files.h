@@ -6,7 +6,6 @@
 #include "Raster/DynamicBitmap.h"
 
 #include <cstdint>
-#include <filesystem>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -14,9 +13,6 @@
 namespace LearningApp {
 
 class Source;
-
-/// `path`, which is UTF-8, for the standard library.
-std::filesystem::path ToPath(const std::string& path);
 
 /// A new picture. Throws Failure, which tells the size, if there is no memory for it.
 Kernel::Counted<Raster::DynamicBitmap> MakePicture(int width, int height, Raster::Format format);
@@ -49,8 +45,9 @@ void CheckPictureTarget(const std::string& path);
 /// Throws Failure if no file can be written at `path`, and WrongUse as CheckPipeTarget() does.
 void CheckTarget(const std::string& path);
 
-/// Where `path` leads, links followed, even if nothing is there.
-std::filesystem::path Locate(const std::string& path);
+/// Where `path` leads, links followed, even if nothing is there: the same text for all paths to one
+/// place.
+std::string Locate(const std::string& path);
 
 /// Whether two names mean one file, which need not be there yet.
 bool IsSameFile(const std::string& left, const std::string& right);

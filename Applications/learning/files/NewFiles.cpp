@@ -8,6 +8,7 @@
 
 #include "failures/Failure.h"
 #include "files/Files.h"
+#include "files/Paths.h"
 #include "files/Pipes.h"
 
 #include <algorithm>
@@ -20,9 +21,8 @@ namespace {
 /// "OUT-7.png" for "OUT.png".
 std::string AddNumber(const std::string& path, int number) {
     const std::size_t dot = path.rfind('.');
-    const std::size_t slash = path.rfind('/');
-    const bool hasExtension =
-        dot != std::string::npos && (slash == std::string::npos || dot > slash + 1);
+    const std::size_t name = FromPath(ToPath(path).filename()).size();
+    const bool hasExtension = dot != std::string::npos && dot > path.size() - name;
     std::string numbered = path;
     return numbered.insert(hasExtension ? dot : path.size(), '-' + std::to_string(number));
 }

@@ -3,11 +3,11 @@
 #include "Kernel/IoException.h"
 
 #include "failures/Failure.h"
-#include "files/Files.h"
+#include "files/Paths.h"
+#include "files/SystemNames.h"
 #include "terminal/StandardStreams.h"
 
 #include <cerrno>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 
@@ -87,12 +87,7 @@ bool IsStandardStream(const std::string& path) {
 }
 
 bool IsPipe(const std::string& path) {
-    if (IsStandardStream(path)) {
-        return true;
-    }
-    std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status(ToPath(path), error);
-    return std::filesystem::is_fifo(status) || std::filesystem::is_character_file(status);
+    return IsStandardStream(path) || IsDevice(path);
 }
 
 Kernel::Counted<Kernel::InStream> OpenPipe(const std::string& path) {

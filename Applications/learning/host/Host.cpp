@@ -6,8 +6,10 @@
 #include "Kernel/Utf.h"
 
 #include "failures/Failure.h"
+#include "files/Paths.h"
 #include "files/Pipes.h"
 #include "networks/ModelNames.h"
+#include "terminal/ShellWords.h"
 
 #include <algorithm>
 #include <optional>
@@ -98,8 +100,9 @@ std::string FindModelFolder(const std::string& named) {
 /// `settings` with what is empty filled in.
 Settings Complete(Settings settings) {
     settings.models = FindModelFolder(settings.models);
-    const std::size_t end = settings.models.find_last_not_of('/');
-    settings.models.erase(end == std::string::npos ? 0 : end + 1);
+    while (!settings.models.empty() && IsSeparator(settings.models.back())) {
+        settings.models.pop_back();
+    }
     if (settings.server.empty()) {
         settings.server = GetVariable("ORVANTIS_SERVER");
     }
@@ -112,7 +115,7 @@ std::string RepeatOptions(const Settings& settings) {
     const char* const mode = settings.mode == Mode::MaxPerformance  ? " --mode performance"
                              : settings.mode == Mode::MaxEfficiency ? " --mode efficiency"
                                                                     : "";
-    return (settings.models.empty() ? "" : " --models " + settings.models) + mode;
+    return (settings.models.empty() ? "" : " --models " + QuoteForShell(settings.models)) + mode;
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include "failures/Failure.h"
 #include "files/Files.h"
+#include "files/Paths.h"
 #include "journal/JobText.h"
 
 #include <algorithm>

@@ -1,5 +1,7 @@
 #include "networks/NetworkFile.h"
 
+#include "files/Paths.h"
+
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -21,7 +23,7 @@ NetworkFile ExamineFile(const std::string& path) {
     namespace fs = std::filesystem;
     NetworkFile file;
     file.path = path;
-    const fs::path place = std::u8string(path.begin(), path.end());
+    const fs::path place = ToPath(path);
     std::error_code error;
     const fs::file_status status = fs::status(place, error);
     if (!fs::exists(status)) {

@@ -3,7 +3,7 @@
 #include "Kernel/FileStreams.h"
 
 #include "failures/Failure.h"
-#include "files/Files.h"
+#include "files/Paths.h"
 
 #include <array>
 #include <filesystem>
