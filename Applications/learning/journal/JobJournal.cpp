@@ -1,9 +1,9 @@
 #include "journal/JobJournal.h"
 
 #include "Kernel/AtomicFileOutStream.h"
-#include "Kernel/Environment.h"
 #include "Kernel/FileSystem.h"
 #include "Kernel/HashAccumulator.h"
+#include "Kernel/IoException.h"
 
 #include "failures/Failure.h"
 #include "files/Files.h"
@@ -27,20 +27,9 @@ namespace fs = std::filesystem;
 constexpr const char* Extension = ".json";
 constexpr char LongestWhenWritten = '\1';  // JSON writes it as six characters
 
-/// The environment variable `name` if it is an absolute path; else empty: a relative one would mean
-/// another folder wherever the program is called.
-std::string GetFolder(const char* name) {
-    const std::optional<Kernel::String> value = Kernel::GetEnv(name);
-    const std::string folder = value ? std::string(std::string_view(*value)) : std::string();
-    return folder.starts_with('/') ? folder : std::string();
-}
-
 std::string FindStateFolder() {
-    if (std::string state = GetFolder("XDG_STATE_HOME"); !state.empty()) {
-        return state;
-    }
-    if (const std::string home = GetFolder("HOME"); !home.empty()) {
-        return home + "/.local/state";
+    if (const std::optional<Kernel::String> folder = Kernel::FileSystem::GetUserStateFolder()) {
+        return std::string(std::string_view(*folder));
     }
     throw Failure(
         "there is no folder to note jobs of the service in: set XDG_STATE_HOME or HOME to one");
@@ -61,11 +50,7 @@ JobJournal::JobJournal() : m_folder(FindStateFolder() + "/orvantis/jobs") {}
 void JobJournal::Prepare(const JobEntry& entry) const {
     CheckText(entry);
     CreateFolder(m_folder);
-    std::error_code error;
-    fs::permissions(ToPath(m_folder), fs::perms::owner_all, error);
-    if (error) {
-        throw Failure("cannot keep others out of %1: %2", m_folder, error.message());
-    }
+    Kernel::FileSystem::RestrictToOwner(m_folder);
     Kernel::FileSystem::DeleteAbandonedFiles(m_folder);
     CheckTarget(GetPath({}));
     // A disk that is full shows it when something is written, or only when that is flushed.
@@ -81,7 +66,7 @@ void JobJournal::Write(const JobEntry& entry) const {
     const std::string path = GetPath(entry.job);
     Stage(entry, path)->Commit();
     // Until here the folder alone has kept others out.
-    fs::permissions(ToPath(path), fs::perms::owner_read | fs::perms::owner_write);
+    Kernel::FileSystem::RestrictToOwner(path);
 }
 
 bool JobJournal::Remove(std::string_view job) const {
@@ -93,16 +78,17 @@ JobJournal::Listing JobJournal::Read() const {
     std::error_code error;
     const fs::directory_iterator files(ToPath(m_folder), error);
     if (error && error != std::errc::no_such_file_or_directory) {
-        throw Failure("cannot read the journal of jobs in %1: %2", m_folder, error.message());
+        throw Failure("cannot read the journal of jobs in %1: %2", m_folder,
+                      Kernel::DescribeError(error));
     }
     for (const auto& file : files) {
-        const std::string path = file.path().string();
+        const std::string path = FromPath(file.path());
         if (!path.ends_with(Extension)) {  // such as what a killed process has left
             continue;
         }
         std::optional<JobEntry> entry = ReadEntry(path);
         // Under another name than its own an entry would not be found by its job.
-        if (entry && GetPath(entry->job) == path) {
+        if (entry && FromPath(ToPath(GetPath(entry->job))) == path) {
             listing.entries.push_back(*std::move(entry));
         } else {
             listing.damaged.push_back(path);

@@ -42,12 +42,12 @@ const char* GetCommandName(JobEntry::Operation operation) noexcept;
 /// read. Several processes may use it at the same time.
 class JobJournal {
 public:
-    /// In $XDG_STATE_HOME/orvantis/jobs, or ~/.local/state/orvantis/jobs. Throws Failure if the
-    /// environment names neither.
+    /// In the folder orvantis/jobs of Kernel::FileSystem::GetUserStateFolder(). Throws Failure if
+    /// there is none.
     JobJournal();
 
     /// To be called before a job is asked for: makes sure that an entry can be written. Throws
-    /// Failure if not.
+    /// Failure or Kernel::IoException if not.
     void Prepare(const JobEntry& entry) const;
 
     /// Writes the entry, in place of an earlier one of that job. Throws what streams throw, or

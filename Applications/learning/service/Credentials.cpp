@@ -1,12 +1,12 @@
 #include "service/Credentials.h"
 
 #include "Kernel/FileStreams.h"
+#include "Kernel/FileSystem.h"
 
 #include "failures/Failure.h"
-#include "files/Paths.h"
+#include "terminal/ShellWords.h"
 
 #include <array>
-#include <filesystem>
 #include <sstream>
 #include <utility>
 
@@ -24,11 +24,9 @@ constexpr std::array<std::pair<const char*, std::string ServiceOptions::*>, 4> K
 std::string ReadPrivateFile(const std::string& path) {
     constexpr std::uint64_t MaximumSize = 65536;
     const auto file = Kernel::FileInStream::Open(path);
-    using std::filesystem::perms;
-    const perms rights = std::filesystem::status(ToPath(path)).permissions();
-    if ((rights & (perms::group_all | perms::others_all)) != perms::none) {
-        throw Failure("%1 can be read or written by others: its owner alone may (chmod 600 %1)",
-                      path);
+    if (!Kernel::FileSystem::IsOwnersAlone(path)) {
+        throw Failure("%1 can be read or written by others: its owner alone may\n%2", path,
+                      GetRestriction(path));
     }
     if (file->GetSize() > MaximumSize) {
         throw Failure("%1 is no file of credentials: it has more than %2 bytes", path, MaximumSize);

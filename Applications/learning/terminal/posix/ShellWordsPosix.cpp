@@ -15,4 +15,8 @@ std::string QuoteForShell(std::string_view text) {
     return quoted + '\'';
 }
 
+std::string GetRestriction(std::string_view path) {
+    return "chmod 600 " + QuoteForShell(path);
+}
+
 }  // namespace LearningApp
