@@ -46,8 +46,9 @@ struct Parsed {
 
 void AddGlobalOptions(CLI::App& app, Settings& settings) {
     app.add_option("--models,--cache", settings.models,
-                   "Folder of the networks; else $ORVANTIS_MODELS, $XDG_CACHE_HOME/orvantis/models "
-                   "or ~/.cache/orvantis/models")
+                   "Folder of the networks; else $ORVANTIS_MODELS, or orvantis/models in the "
+                   "user's folder for caches: $XDG_CACHE_HOME or ~/.cache, or on Windows "
+                   "%LOCALAPPDATA%")
         ->type_name("DIR");
     AddChoice<InferenceMode>(app, "--mode", "MODE",
                              "What to run on: cpu (default), performance or efficiency",

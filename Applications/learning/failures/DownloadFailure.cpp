@@ -29,10 +29,10 @@ constexpr const char* Authorise =
     "is one of your own, name its authority's certificate: --certificate FILE.pem";
 constexpr const char* MakeRoom =
     "Make room on the disks of the networks and of temporary files, or name others: --models DIR, "
-    "and TMPDIR in the environment.";
+    "and TMPDIR, on Windows TMP, in the environment.";
 constexpr const char* AllowWriting =
     "Let your user write to the folder of the networks and to that of temporary files, or name "
-    "others: --models DIR, and TMPDIR in the environment.";
+    "others: --models DIR, and TMPDIR, on Windows TMP, in the environment.";
 constexpr const char* FixPackage =
     "The package on the server is at fault: it has to be a ZIP archive that holds the ONNX file at "
     "its top level.";

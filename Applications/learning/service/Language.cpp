@@ -5,6 +5,7 @@
 #include "Kernel/LocalisedString.h"
 
 #include "service/ProgramFolder.h"
+#include "service/SystemLanguages.h"
 
 #include <algorithm>
 #include <string_view>
@@ -17,14 +18,27 @@ std::string GetVariable(const char* name) {
     return std::string(std::string_view(Kernel::GetEnv(name).value_or(Kernel::String())));
 }
 
-/// That of messages, such as "de_DE.UTF-8".
+/// That of messages, such as "de_DE.UTF-8"; empty if the environment names none.
 std::string GetLocaleName() {
     for (const char* const name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
         if (std::string value = GetVariable(name); !value.empty()) {
             return value;
         }
     }
-    return "C";
+    return {};
+}
+
+/// In their order, with colons between them.
+std::string FindLanguageNames() {
+    const std::string locale = GetLocaleName();
+    if (locale.empty()) {
+        return GetSystemLanguages();
+    }
+    if (locale == "C" || locale == "POSIX" || locale.starts_with("C.")) {
+        return {};
+    }
+    const std::string names = GetVariable("LANGUAGE");
+    return names.empty() ? locale : names;
 }
 
 bool IsLanguage(std::string_view name) {
@@ -36,15 +50,8 @@ bool IsLanguage(std::string_view name) {
 }  // namespace
 
 std::vector<std::string> FindUsersLanguages() {
-    const std::string locale = GetLocaleName();
+    const std::string names = FindLanguageNames();
     std::vector<std::string> languages;
-    if (locale == "C" || locale == "POSIX" || locale.starts_with("C.")) {
-        return languages;
-    }
-    std::string names = GetVariable("LANGUAGE");
-    if (names.empty()) {
-        names = locale;
-    }
     for (std::string_view rest = names; !rest.empty();) {
         const std::string_view name = rest.substr(0, rest.find(':'));
         rest.remove_prefix(std::min(rest.size(), name.size() + 1));
@@ -64,7 +71,7 @@ std::vector<std::string> FindUsersLanguages() {
 }
 
 void SpeakUsersLanguage() {
-    const std::string folder = GetProgramFolder() + "/" LOCALE_FOLDER "/";
+    const std::string folder = GetProgramFolder() + LOCALE_FOLDER "/";
     for (const std::string& language : FindUsersLanguages()) {
         const std::string path = folder + language + "/LC_MESSAGES/orvantis.mo";
         if (Kernel::FileSystem::Exists(path) && Kernel::LocalisedString::SetCatalogue(path)) {

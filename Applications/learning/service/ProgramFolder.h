@@ -6,7 +6,7 @@
 
 namespace LearningApp {
 
-/// The folder of the program's file; "." if that can't be found out.
+/// The folder of the program's file with a separator at its end; "./" if that can't be found out.
 std::string GetProgramFolder();
 
 }  // namespace LearningApp

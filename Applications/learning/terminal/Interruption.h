@@ -1,4 +1,5 @@
-// SIGINT (Ctrl-C), SIGTERM and SIGHUP.
+// SIGINT (Ctrl-C), SIGTERM and SIGHUP; on Windows Ctrl-C, Ctrl-Break, and the end of the console or
+// of the session.
 
 #pragma once
 
@@ -9,13 +10,14 @@
 namespace LearningApp {
 
 /// Lets Ctrl-C, SIGTERM and the end of the terminal end the process at once, with exit code 130 and
-/// a line that says so. For work that leaves nothing behind when it is broken off. A limit on the
-/// size of files (SIGXFSZ) ends nothing any more.
+/// a line that says so. For work that leaves nothing behind when it is broken off. Where there are
+/// limits on the size of files (SIGXFSZ), they end nothing any more.
 void EndWhenInterrupted() noexcept;
 
 /// For work that has to end in order: for as long as this object lives, the first of these signals
 /// asks for an end, and the second ends the process. One that came too late for Check() to throw
-/// has its former effect when this object dies. One object at a time.
+/// has its former effect when this object dies. One object at a time. Windows gives a program that
+/// is closed some seconds for that.
 class Interruption {
 public:
     Interruption();

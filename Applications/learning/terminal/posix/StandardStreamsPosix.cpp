@@ -16,4 +16,8 @@ bool IsErrorTerminal() noexcept {
     return isatty(STDERR_FILENO) != 0;
 }
 
+void PrepareStreams() noexcept {}
+
+void RestoreTerminals() noexcept {}
+
 }  // namespace LearningApp

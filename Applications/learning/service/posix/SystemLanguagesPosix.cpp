@@ -1,0 +1,9 @@
+#include "service/SystemLanguages.h"
+
+namespace LearningApp {
+
+std::string GetSystemLanguages() {
+    return {};
+}
+
+}  // namespace LearningApp
