@@ -20,4 +20,6 @@ set(PKG_CONFIG_ARGN --static --define-prefix)
 set(ZLIB_USE_STATIC_LIBS ON)
 set(OPENSSL_USE_STATIC_LIBS ON)
 
+# The drive on which Wine has the files of this machine: a path without one means that of the current folder.
+set(ORVANTIS_TEST_DRIVE "Z:")
 set(CMAKE_CROSSCOMPILING_EMULATOR "${CMAKE_CURRENT_LIST_DIR}/../tools/wine.sh")

@@ -1,14 +1,19 @@
+#include "Kernel/IoException.h"
+
+#include "terminal/ShellWords.h"
 #include "tests/LearningProgram.h"
 
 #include <gmock/gmock.h>
-#include <sys/stat.h>
 
 #include <chrono>
 #include <sstream>
+#include <system_error>
 
 namespace LearningApp {
 namespace {
 
+using Support::DuplicateFile;
+using Support::ToPath;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -16,21 +21,13 @@ using Testing::Outcome;
 using Testing::RunBare;
 using testing::StartsWith;
 
-class CommandLine : public Testing::InFolder {
-protected:
-    std::string MakeGreyPhoto() const {
-        return MakePhoto(8, 6, [](int, int) { return std::array{128, 128, 128, 255}; });
-    }
-};
+using CommandLine = Testing::WithGreyPhoto;
 
 TEST_F(CommandLine, TellsWrongUseFromTheRightOne) {
     const std::string photo = MakeGreyPhoto();
     const std::string result = At("result.png");
     const std::string model = TEST_MODELS "SuperResolution_2.6.onnx";
     const std::string shape = "output:1x3x2x2";
-    const std::string link = At("link.png");
-    std::filesystem::create_symlink("photo.png", link);
-    std::filesystem::create_symlink(".", At("here"));
     const struct {
         std::vector<std::string> arguments;
         const char* message;
@@ -56,9 +53,9 @@ TEST_F(CommandLine, TellsWrongUseFromTheRightOne) {
          "quantum not in {cpu,efficiency,performance}\nRun learning --help."},
         {{"depth", photo}, "add -o OUT.png or --output-folder DIR"},
         {{"depth", photo, "-o", result, "--output-folder", "x"}, "contradict"},
-        {{"depth", photo, link, "-o", result}, "2 photos do not fit into"},
-        {{"depth", photo, link, "--output-folder", At("")}, "would replace the photo"},
-        {{"depth", photo, At("here/photo.jpg"), "-o", At("{}2.png")}, "would both be"},
+        {{"depth", photo, photo, "-o", result}, "2 photos do not fit into"},
+        {{"depth", photo, photo, "--output-folder", At("")}, "would replace the photo"},
+        {{"depth", photo, At("./photo.jpg"), "-o", At("{}2.png")}, "would both be"},
         {{"--quiet", "--verbose", "models"}, "contradict"},
         {{"depth", "-o", result}, "PHOTO is required\nRun learning depth --help."},
         {{"depth", photo, "-o", At("result.jpg")}, "result.jpg end in .png"},
@@ -85,10 +82,6 @@ TEST_F(CommandLine, TellsWrongUseFromTheRightOne) {
         {{"run", model, "--input", "x=99999x99999:0", "--output", shape}, "more than 268435456"},
         {{"run", model, "--output", "a:1=" + At("a.npy"), "--output", "b:1=" + At("./a.npy")},
          "would take the place of"},
-        {{"run", model, "--output", "a:1=" + At("here/a.npy"), "--output", "b:1=" + At("a.npy")},
-         "would take the place of"},
-        {{"run", model, "--input", "x=" + link, "--output", "a:8x8=" + photo}, "the place of"},
-        {{"run", At("here/n.npy"), "--output", "a:8=" + At("n.npy")}, "would take the place of"},
         {{"run", model, "--output", "output:1x2=" + At("x.txt")}, "not in"},
         {{"run", model, "--output", "output:1x2x8x8=" + result},
          "no picture of 1, 3 or 4 channels"},
@@ -103,7 +96,7 @@ TEST_F(CommandLine, TellsWrongUseFromTheRightOne) {
         EXPECT_THAT(outcome.err, AllOf(StartsWith("learning: "), HasSubstr(message)));
         EXPECT_EQ(outcome.out, "");
     }
-    EXPECT_THAT(GetFiles(), ElementsAre("here", "link.png", "photo.png"));
+    EXPECT_THAT(GetFiles(), ElementsAre("photo.png"));
 }
 
 TEST_F(CommandLine, HelpsWithEveryCommand) {
@@ -130,13 +123,12 @@ TEST_F(CommandLine, HelpsWithEveryCommand) {
 
 TEST_F(CommandLine, ListsWhatIsInstalledAndWhatItRunsOn) {
     MakeFile("Colourisation_2.6.onnx", "");
-    std::filesystem::create_directory(At("DepthEstimation_2.6.onnx"));
+    std::filesystem::create_directory(ToPath(At("DepthEstimation_2.6.onnx")));
     MakeFile("SegmentationEncoder_3.2.onnx", "no network");
-    std::filesystem::copy_file(TEST_MODELS "SuperResolution_2.6.onnx",
-                               At("SuperResolution_3.2.onnx"));
+    DuplicateFile(TEST_MODELS "SuperResolution_2.6.onnx", At("SuperResolution_3.2.onnx"));
     const auto time =
         std::chrono::sys_days(std::chrono::year(2001) / 2 / 3) + std::chrono::seconds(4 * 3600);
-    std::filesystem::last_write_time(At("SegmentationEncoder_3.2.onnx"),
+    std::filesystem::last_write_time(ToPath(At("SegmentationEncoder_3.2.onnx")),
                                      std::chrono::file_clock::from_sys(time));
     const Outcome outcome = RunBare({"models", "--models", At("")});
     EXPECT_EQ(outcome.code, 0);
@@ -162,8 +154,7 @@ TEST_F(CommandLine, ListsWhatIsInstalledAndWhatItRunsOn) {
 
 TEST_F(CommandLine, TellsWhatRunsOnTheCPUAgainstTheWish) {
     const std::string photo = MakeGreyPhoto();
-    std::filesystem::copy_file(TEST_MODELS "SuperResolution_2.6.onnx",
-                               At("SuperResolution_3.2.onnx"));
+    DuplicateFile(TEST_MODELS "SuperResolution_2.6.onnx", At("SuperResolution_3.2.onnx"));
     for (const char* const mode : {"cpu", "performance", "efficiency"}) {
         const std::string models = mode == std::string("cpu") ? TEST_MODELS : At("");
         const Outcome outcome = RunBare(
@@ -213,18 +204,19 @@ TEST_F(CommandLine, FailsWithTheFileAndTheReason) {
     const std::string cut = MakeFile("cut.png", "\x89PNG\r\n\x1A\n and then no more");
     const std::string bad = MakeFile("SuperResolution_2.6.onnx", "no network");
     const std::string result = At("result.png");
-    const std::string pipe = At("pipe.npy");
-    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    std::filesystem::create_directory(At("folder.png"));
+    std::filesystem::create_directory(ToPath(At("folder.png")));
     // What an earlier command has loaded must not stand in for what is missing.
     EXPECT_EQ(Testing::Run({"super-resolve", photo, "-o", At("large.png")}).code, 0);
     const std::string network = TEST_MODELS "SuperResolution_2.6.onnx";
+    // That has the same number on all systems, and texts of their own.
+    const Kernel::String missing = Kernel::DescribeError({2, std::system_category()});
     const struct {
         std::vector<std::string> arguments;
         std::vector<std::string> messages;
     } cases[] = {
         {{"--models", At(""), "depth", photo, "-o", result},
-         {"DepthEstimation_2.6.onnx", "--server http://", "download DepthEstimation", "--models"}},
+         {"DepthEstimation_2.6.onnx", "--server http://", "download DepthEstimation", "--models",
+          "--models " + QuoteForShell(At(""))}},
         {{"--models", At(""), "--mode", "performance", "super-resolve", photo, "-o", result},
          {"SuperResolution_3.2.onnx", "--mode performance", "download SuperResolution"}},
         {{"--models", At(""), "super-resolve", photo, "-o", result},
@@ -235,16 +227,14 @@ TEST_F(CommandLine, FailsWithTheFileAndTheReason) {
         {{"colourise", MakeFile("x.webp", "RIFF\4\1\1\1WEBP"), "-o", result},
          {"WebP", "too early"}},
         {{"colourise", MakeFile("x.svg", "<?xml?>\n<svg>"), "-o", result}, {"an SVG drawing"}},
-        {{"segment", At("none.png"), "--at", "1,1", "-o", result}, {"none.png", "No such file"}},
+        {{"segment", At("none.png"), "--at", "1,1", "-o", result},
+         {"none.png: " + std::string(std::string_view(missing))}},
         {{"super-resolve", photo, "-o", At("none/x.png")}, {"none/x.png", "folder is not there"}},
         {{"--models", At(""), "depth", photo, "-o", At("folder.png")}, {"png: that is a folder"}},
-        {{"--models", At(""), "depth", photo, "-o", "/proc/x.png"}, {"cannot write /proc/x.png"}},
         {{"run", At("none.onnx"), "--output", "y:1"}, {"none.onnx"}},
         {{"run", bad, "--output", "y:1"}, {"cannot load the network " + bad, "Protobuf"}},
         {{"run", network, "--input", "input=1x3x3x2:0", "--output", "output:1x3x6x4"},
          {network, "ONNX Runtime", "input  float32  [n, 3, h, w]"}},
-        {{"run", pipe, "--output", "y:1"}, {pipe, "a pipe or a device"}},
-        {{"run", "/dev/zero", "--output", "y:1"}, {"/dev/zero", "a pipe or a device"}},
         {{"run", At(""), "--output", "y:1"}, {At(""), "a pipe or a device"}},
     };
     const std::set<std::string> before = GetFiles();
@@ -258,17 +248,6 @@ TEST_F(CommandLine, FailsWithTheFileAndTheReason) {
         }
     }
     EXPECT_THAT(GetFiles(), before);
-}
-
-TEST_F(CommandLine, OpensNamesOfAnyBytesAndShowsThemAsText) {
-    std::filesystem::rename(MakeGreyPhoto(), At("\xFF\x1B.png"));
-    const Outcome outcome = Testing::Run({"depth", At("\xFF\x1B.png"), "-o", At("\xFE.png")});
-    EXPECT_EQ(outcome.code, 0) << outcome.err;
-    EXPECT_THAT(outcome.out, HasSubstr("\xEF\xBF\xBD.png"));
-    EXPECT_THAT(GetFiles(), testing::UnorderedElementsAre("\xFF\x1B.png", "\xFE.png"));
-
-    const Outcome failure = Testing::Run({"depth", At("\xFF\x1B.jpg"), "-o", At("x.png")});
-    EXPECT_THAT(failure.err, HasSubstr("\xEF\xBF\xBD?.jpg"));
 }
 
 TEST_F(CommandLine, DrawsABarOnATerminalOnly) {

@@ -6,27 +6,23 @@
 
 #include "CommandLine.h"
 #include "files/Files.h"
+#include "support/Process.h"
 #include "support/TestFolder.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <functional>
 #include <set>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace LearningApp::Testing {
 
-struct Outcome {
-    int code;
-    std::string out;
-    std::string err;
-};
+using Support::Outcome;
 
 inline Outcome RunBare(const std::vector<std::string>& arguments) {
     std::ostringstream out;
@@ -41,15 +37,14 @@ inline Outcome Run(std::vector<std::string> arguments) {
     return RunBare(arguments);
 }
 
-/// Runs a line of the shell. The code is -1 if a signal has ended it.
-inline Outcome RunShell(const std::string& line) {
-    std::string said;
-    FILE* const pipe = popen(("export LC_ALL=C; " + line + " 2>&1").c_str(), "r");
-    for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) {
-        said += static_cast<char>(c);
+/// As a process of its own, which speaks English if `command` changes no environment variable.
+inline Outcome RunProgram(std::vector<std::string> arguments, Support::Command command = {}) {
+    arguments.insert(arguments.begin(), LEARNING_PROGRAM);
+    command.words = std::move(arguments);
+    if (command.environment.empty()) {
+        command.environment = {{"LC_ALL", "C"}};
     }
-    const int status = pclose(pipe);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, said, ""};
+    return Support::RunProcess(command);
 }
 
 using Photo = Kernel::Counted<Raster::DynamicBitmap>;
@@ -94,6 +89,13 @@ protected:
 
 private:
     const Support::TestFolder m_folder;
+};
+
+class WithGreyPhoto : public InFolder {
+protected:
+    std::string MakeGreyPhoto() const {
+        return MakePhoto(8, 6, [](int, int) { return std::array{128, 128, 128, 255}; });
+    }
 };
 
 }  // namespace LearningApp::Testing

@@ -5,11 +5,11 @@
 #include "Kernel/Json.h"
 #include "Kernel/Testing.h"
 
+#include "tests/InterruptSelf.h"
 #include "tests/WithService.h"
 
 #include <array>
 #include <atomic>
-#include <csignal>
 #include <functional>
 #include <map>
 #include <optional>
@@ -40,9 +40,8 @@ inline constexpr std::array Blue{0, 0, 255, 255};
 class WithPictureService : public WithService {
 protected:
     WithPictureService() : WithService([this](const auto& request) { return Answer(request); }) {
-        setenv("XDG_STATE_HOME", At("state").c_str(), 1);
         m_photo = MakePhoto(64, 48, [](int, int) { return Blue; });
-        std::filesystem::rename(m_photo, At("blue.png"));
+        std::filesystem::rename(Support::ToPath(m_photo), Support::ToPath(At("blue.png")));
         m_photo = At("blue.png");
         m_green = MakePNG(64, 48, [](int, int) { return Green; });
     }
@@ -51,7 +50,7 @@ protected:
     std::string MakePNG(int width, int height, const Paint& paint) const {
         const std::string path = MakePhoto(width, height, paint);
         std::string bytes = Support::ReadFile(path);
-        std::filesystem::remove(path);
+        std::filesystem::remove(Support::ToPath(path));
         return bytes;
     }
 
@@ -71,7 +70,7 @@ protected:
         }
         if (name == "pollGeneration") {
             if (m_raises && ++m_polls == 2) {
-                std::raise(SIGTERM);
+                InterruptSelf(Support::Ending::Terminate);
             }
             const bool isSecond = request.body.find(R"("J:1:1")") != std::string::npos;
             return Server::Reply(200, {},
@@ -82,7 +81,7 @@ protected:
         m_bodies[name].push_back(*Kernel::Json::Parse(request.body));
         const std::string reply = m_replies.contains(name) ? m_replies[name] : m_accepted;
         if (reply.empty()) {
-            std::raise(SIGTERM);
+            InterruptSelf(Support::Ending::Terminate);
             return {Server::WaitForClient};
         }
         return Server::Reply(200, {}, reply);
@@ -117,17 +116,18 @@ protected:
             const bool isInside = x >= 20 && x < 30 && y >= 20 && y < 30;
             return isInside ? Blue : std::array{9, 9, 9, 0};
         });
-        std::filesystem::rename(path, At(name));
+        std::filesystem::rename(Support::ToPath(path), Support::ToPath(At(name)));
         return At(name);
     }
 
     std::string m_accepted = R"({"generation_id":"J:1"})";
-    std::map<std::string, std::string> m_replies;  // else that it is accepted; empty: SIGTERM
+    std::map<std::string, std::string>
+        m_replies;  // else that it is accepted; empty: ends the program
     std::string m_result = R"({"prompt":"a fat cat","images":[)" + Quote("a.png") + "]}";
     std::string m_second;  // the same for the second picture of "J:1"; empty: no other
     std::string m_archive;
     std::map<std::string, std::vector<Kernel::Json::Value>> m_bodies;
-    std::atomic<bool> m_raises = false;  // sends SIGTERM at the second poll, and never has a result
+    std::atomic<bool> m_raises = false;  // ends the program at the second poll
     std::atomic<int> m_polls = 0;
     std::function<void()> m_atFetch;
     std::string m_photo;

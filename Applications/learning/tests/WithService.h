@@ -2,11 +2,12 @@
 
 #pragma once
 
+#include "support/Environment.h"
 #include "support/TestServer.h"
 #include "tests/LearningProgram.h"
 
-#include <cstdlib>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -25,8 +26,16 @@ protected:
                   return handler(request);
               },
               MakeOptions()) {
-        unsetenv("ORVANTIS_SERVICE");
-        setenv("XDG_CACHE_HOME", At("cache").c_str(), 1);
+        Support::SetEnvironment("ORVANTIS_SERVICE", std::nullopt);
+        SetStateFolder(At("state"));
+        Support::SetEnvironment("XDG_CACHE_HOME", At("cache"));
+    }
+
+    /// Where the journal of jobs is.
+    static void SetStateFolder(const std::string& path) {
+        for (const char* const name : {"XDG_STATE_HOME", "LOCALAPPDATA"}) {  // one for each system
+            Support::SetEnvironment(name, path);
+        }
     }
 
     static std::string GetHost(std::string_view address) {
@@ -35,9 +44,8 @@ protected:
     }
     static Server::ScriptedServer::Options MakeOptions() {
         Server::ScriptedServer::Options options;
-        options.identity = Support::GetAuthority().Issue(
-            Server::CertificateAuthority::Flaw::None,
-            {GetHost(ORVANTIS_CONFIG_URL), GetHost(ORVANTIS_SERVICE_URL)});
+        options.identity =
+            Support::IssueIdentity({GetHost(ORVANTIS_CONFIG_URL), GetHost(ORVANTIS_SERVICE_URL)});
         return options;
     }
 

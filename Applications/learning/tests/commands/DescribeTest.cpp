@@ -79,9 +79,9 @@ TEST_F(Describe, FindsFilesFirstAndThenInstalledNetworks) {
         EXPECT_EQ(outcome.out, "");
     }
     const std::filesystem::path before = std::filesystem::current_path();
-    std::filesystem::copy_file(TEST_MODELS "Enlarge.onnx", At("depth"));
-    std::filesystem::create_directory(At("colourise"));
-    std::filesystem::current_path(At(""));
+    Support::DuplicateFile(TEST_MODELS "Enlarge.onnx", At("depth"));
+    std::filesystem::create_directory(Support::ToPath(At("colourise")));
+    std::filesystem::current_path(Support::ToPath(At("")));
     EXPECT_THAT(Testing::Run({"describe", "colourise"}).out, HasSubstr("[1, 2, h, w]"));
     EXPECT_THAT(Testing::Run({"describe", "depth"}).out, HasSubstr("[n, 3, h2, w2]"));
     std::filesystem::current_path(before);

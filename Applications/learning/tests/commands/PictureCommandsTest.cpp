@@ -7,7 +7,6 @@
 #include "tests/WithPictureService.h"
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 
 #include <algorithm>
 
@@ -122,29 +121,10 @@ TEST_F(PictureCommands, RefuseBeforeAnythingIsPaid) {
         EXPECT_THAT(outcome.err, HasSubstr(message));
     }
     EXPECT_THAT(m_bodies, IsEmpty());
-    setenv("XDG_STATE_HOME", At("full").c_str(), 1);
-    const auto before = std::signal(SIGXFSZ, SIG_IGN);
-    rlimit limit{};
-    getrlimit(RLIMIT_FSIZE, &limit);
-    const rlimit full{200, limit.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &full);
-    const Outcome unnoted = Call({"generate", "x", "-o", out});
-    setrlimit(RLIMIT_FSIZE, &limit);
-    std::signal(SIGXFSZ, before);
-    EXPECT_EQ(unnoted.code, 1);
-    EXPECT_THAT(unnoted.err, HasSubstr("full/orvantis/jobs/"));
-    EXPECT_THAT(Support::GetNames(At("full/orvantis/jobs")), IsEmpty());
-    setenv("XDG_STATE_HOME", At("state").c_str(), 1);
-    MakeFile("state", "no folder");
-    EXPECT_THAT(Testing::Run({"jobs"}).err, HasSubstr("cannot read the journal"));
-    EXPECT_THAT(Call({"generate", "x", "-o", out}).err, HasSubstr("state"));
-    setenv("XDG_STATE_HOME", "relative", 1);
-    const std::string home = getenv("HOME") != nullptr ? getenv("HOME") : "";
-    unsetenv("HOME");
-    EXPECT_THAT(Call({"generate", "x", "-o", out}).err, HasSubstr("set XDG_STATE_HOME or HOME"));
-    setenv("HOME", home.c_str(), 1);
+    SetStateFolder(MakeFile("no folder", ""));
+    EXPECT_THAT(Call({"generate", "x", "-o", out}).err, HasSubstr("no folder/orvantis/jobs"));
     EXPECT_THAT(m_bodies, IsEmpty());
-    EXPECT_FALSE(std::filesystem::exists(out));
+    EXPECT_FALSE(std::filesystem::exists(Support::ToPath(out)));
 }
 
 TEST_F(PictureCommands, RemoveBackgroundsOfMany) {

@@ -1,13 +1,6 @@
-// Photos and results that come and go through pipes, and many photos at once.
+// Photos and results that come and go through the standard streams, and many photos at once.
 
-#include "tests/LearningProgram.h"
-
-#include <gmock/gmock.h>
-#include <sys/stat.h>
-
-#include <chrono>
-#include <fstream>
-#include <thread>
+#include "tests/WithPipes.h"
 
 namespace LearningApp {
 namespace {
@@ -18,104 +11,49 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
-class Pipes : public Testing::InFolder {
-protected:
-    void SetUp() override {
-        MakePhoto(8, 6, [](int x, int y) { return std::array{x * 30, y * 40, 128, 255}; });
-        ASSERT_EQ(Testing::Run({"depth", At("photo.png"), "-o", At("right.png")}).code, 0);
-    }
+using Pipes = Testing::WithPipes;
 
-    /// Runs a script in the folder, where $L is the program and its options.
-    Testing::Outcome RunScript(const std::string& script) const {
-        return Testing::RunShell("L='" LEARNING_PROGRAM " --models " TEST_MODELS "'; cd '" +
-                                 At("") + "' && { " + script + "; }");
-    }
-};
-
-TEST_F(Pipes, CarryPhotosAndResults) {
-    const struct {
-        const char* script;  // leaves the result in made.png
-        const char* said;
-    } cases[] = {
-        {"cat photo.png | $L depth - -o made.png", "wrote made.png\n"},
-        {"$L depth - -o - < photo.png 2> said > made.png; cat said",
-         "wrote to the standard output\n"},
-        {"$L depth photo.png -o - -q > made.png", ""},
-        {"$L depth /dev/stdin -o /dev/stdout < photo.png 2> said | cat > made.png", ""},
-        {"mkfifo in; cat photo.png > in & $L depth in -o made.png", "wrote made.png\n"},
-        {"mkfifo out; cat out > made.png & $L depth photo.png -q -o out; wait; test -p out", ""},
-        {"$L -q depth - --output-folder new < photo.png; mv new/photo.png made.png", ""},
+TEST_F(Pipes, AreTheStandardStreams) {
+    const std::string photo = ReadFile("photo.png");
+    const std::string right = ReadFile("right.png");
+    const auto run = [&](const std::vector<std::string>& arguments, const std::string& input) {
+        std::vector<std::string> all{"--models", TEST_MODELS};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        return Testing::RunProgram(all, {.folder = At(""), .input = input});
     };
-    for (const auto& [script, said] : cases) {
-        const Testing::Outcome outcome = RunScript(script);
-        EXPECT_EQ(outcome.code, 0) << script;
-        EXPECT_EQ(outcome.out, said) << script;
-        EXPECT_EQ(Support::ReadFile(At("made.png")), Support::ReadFile(At("right.png"))) << script;
-        std::filesystem::remove(At("made.png"));
+    const Testing::Outcome through = run({"depth", "-", "-o", "-"}, photo);
+    EXPECT_EQ(through.code, 0);
+    EXPECT_EQ(through.err, "wrote to the standard output\n");
+    EXPECT_TRUE(through.out == right);
+    EXPECT_EQ(run({"-q", "depth", "-", "--output-folder", "new"}, photo).out, "");
+    EXPECT_TRUE(ReadFile("new/photo.png") == right);
+    for (const auto& [input, reason] : {std::pair{std::string(), "it is empty"},
+                                        {photo.substr(0, 60), "the photo the standard input: "}}) {
+        const Testing::Outcome failed = run({"depth", "-", "-o", "made.png"}, input);
+        EXPECT_EQ(failed.code, 1);
+        EXPECT_THAT(failed.err, HasSubstr(reason));
     }
-}
 
-TEST_F(Pipes, CarryArrays) {
-    const std::string run = "$L run " TEST_MODELS "SuperResolution_2.6.onnx --output output:1x3x";
-    const Testing::Outcome outcome = RunScript(
-        run + "4x4=a.npy --input input=1x3x2x2:0.5 && " + run +
-        "4x4=- --input input=1x3x2x2:0.5 2> said > b.npy && cat said && cmp a.npy b.npy && " +
-        // What a pipe holds is told by its first bytes.
-        run + "8x8=c.npy --input input=- < a.npy && " + run +
-        "12x16=- -q --input input=- < photo.png | " + run + "24x32=d.npy --input input=-");
-    EXPECT_EQ(outcome.code, 0);
-    EXPECT_EQ(outcome.out, "wrote a.npy\nwrote to the standard output\nwrote c.npy\nwrote d.npy\n");
-}
-
-TEST_F(Pipes, FailWithAReason) {
-    const struct {
-        const char* script;
-        const char* reason;
-    } cases[] = {
-        {"$L depth - -o made.png < /dev/null", "the photo the standard input: it is empty"},
-        {"head -c 60 photo.png | $L depth - -o made.png", "the photo the standard input: "},
-        {"$L depth photo.png -o /dev/full", "cannot write /dev/full: No space left on device"},
-        {"$L depth photo.png -o - > /dev/full", "No space left on device"},
-#ifndef __SANITIZE_THREAD__  // which writes a file before the program starts
-        {"(ulimit -f 0; $L depth photo.png -o made.png)", "cannot write made.png: File too large"},
-#endif
-        {"$L run " TEST_MODELS "SuperResolution_2.6.onnx --input input=- --output output:1 "
-         "< /dev/null",
-         "it is empty"},
+    const std::string shape = "output:1x3x";
+    const std::vector<std::string> command{"run", TEST_MODELS "SuperResolution_2.6.onnx"};
+    const auto enlarge = [&](const std::string& source, const std::string& target,
+                             const std::string& input = "") {
+        return run({command[0], command[1], "-q", "--input", "input=" + source, "--output",
+                    shape + target},
+                   input);
     };
-    for (const auto& [script, reason] : cases) {
-        const Testing::Outcome outcome = RunScript(script);
-        EXPECT_EQ(outcome.code, 1) << script;
-        EXPECT_THAT(outcome.out, HasSubstr(reason)) << script;
-    }
-    EXPECT_THAT(GetFiles(), ElementsAre("photo.png", "right.png"));
-}
-
-TEST_F(Pipes, AreReadWithSignsOfLifeOnATerminal) {
-    const std::string pipe = At("slow");
-    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    for (const bool isQuiet : {false, true}) {
-        std::thread writer([&] {
-            const std::string photo = Support::ReadFile(At("photo.png"));
-            std::ofstream stream(pipe, std::ios::binary);
-            std::this_thread::sleep_for(std::chrono::milliseconds(1200));
-            stream << photo;
-        });
-        std::ostringstream out;
-        std::ostringstream err;
-        const char* const verbosity = isQuiet ? "--quiet" : "--mode=cpu";
-        EXPECT_EQ(
-            RunLearning({"--models", TEST_MODELS, verbosity, "depth", pipe, "-o", At("x.png")}, out,
-                        err, true),
-            0);
-        writer.join();
-        EXPECT_EQ(err.str().find("| reading  0:01") != std::string::npos, !isQuiet) << err.str();
-        EXPECT_EQ(err.str().empty(), isQuiet) << err.str();
-    }
+    ASSERT_EQ(enlarge("1x3x2x2:0.5", "4x4=a.npy").code, 0);
+    const std::string array = ReadFile("a.npy");
+    EXPECT_TRUE(enlarge("1x3x2x2:0.5", "4x4=-").out == array);
+    // What a pipe holds is told by its first bytes.
+    EXPECT_EQ(enlarge("-", "8x8=c.npy", array).code, 0);
+    EXPECT_EQ(enlarge("-", "12x16=c.npy", photo).code, 0);
+    EXPECT_THAT(enlarge("-", "1", "").err, HasSubstr("it is empty"));
+    EXPECT_THAT(GetFiles(), ElementsAre("a.npy", "c.npy", "new", "photo.png", "right.png"));
 }
 
 TEST_F(Pipes, AreNotNeededForManyPhotos) {
-    std::filesystem::copy_file(At("photo.png"), At("other.PNG"));
+    Support::DuplicateFile(At("photo.png"), At("other.PNG"));
     MakeFile("letter.jpg", "Dear all, this is no photo.");
     std::vector<std::string> arguments{"depth",         At("letter.jpg"),  At("photo.png"),
                                        At("other.PNG"), "--output-folder", At("deep/down")};

@@ -1,6 +1,8 @@
 // What leaves this machine: what the user asks for, and nothing else that is known here.
 
 #include "Kernel/Base64.h"
+#include "Kernel/Environment.h"
+#include "Kernel/FileSystem.h"
 #include "Kernel/Json.h"
 #include "Kernel/MemoryInOutStream.h"
 #include "Kernel/Testing.h"
@@ -9,15 +11,14 @@
 #include "Raster/ICCManager.h"
 #include "Raster/JPEG.h"
 
+#include "support/Privacy.h"
 #include "support/ZipBuilder.h"
 #include "tests/WithService.h"
 
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <map>
 #include <set>
 
@@ -92,15 +93,14 @@ std::set<std::string> ListParts(std::string_view file) {
 class Privacy : public Testing::WithService {
 protected:
     Privacy() : WithService([this](const auto& request) { return Answer(request); }) {
-        setenv("XDG_STATE_HOME", At("state").c_str(), 1);
         for (auto& [name, value] : m_environment) {
-            value = std::getenv(name) != nullptr ? std::getenv(name) : "";
-            setenv(name, At(std::string("canary-") + name).c_str(), 1);
+            value = Kernel::GetEnv(name).value_or(Kernel::String()).c_str();
+            Support::SetEnvironment(name, At(std::string("canary-") + name));
         }
         MakeFile("credentials",
                  "mirel_api_url=https://canary-url/\nmirel_user_id=canary-id\n"
                  "mirel_access_token=canary-token\ncustom_bearer=canary-bearer\n");
-        std::filesystem::permissions(At("credentials"), std::filesystem::perms::owner_read);
+        Kernel::FileSystem::RestrictToOwner(At("credentials"));
         MakeInputs("canary", 0xFF);
         const std::string grey = MakePNG(544, 544, [](int, int) {
             return std::array{9, 99, 9, 255};
@@ -115,7 +115,7 @@ protected:
 
     ~Privacy() override {
         for (const auto& [name, value] : m_environment) {
-            setenv(name, value.c_str(), 1);
+            Support::SetEnvironment(name, value);
         }
     }
 
@@ -135,7 +135,7 @@ protected:
     std::string MakePNG(int width, int height, const Testing::Paint& paint) const {
         const std::string path = MakePhoto(width, height, paint);
         std::string bytes = Support::ReadFile(path);
-        std::filesystem::remove(path);
+        std::filesystem::remove(Support::ToPath(path));
         return bytes;
     }
 
@@ -214,7 +214,8 @@ protected:
     }
 
     std::map<const char*, std::string> m_environment{
-        {"USER", {}}, {"LOGNAME", {}}, {"HOSTNAME", {}}, {"HOME", {}}};
+        {"USER", {}},     {"LOGNAME", {}},    {"HOSTNAME", {}},     {"HOME", {}},
+        {"USERNAME", {}}, {"USERDOMAIN", {}}, {"COMPUTERNAME", {}}, {"USERPROFILE", {}}};
     std::map<std::string, std::string> m_files;
     std::map<std::string, std::string> m_replies;
     Kernel::Testing::ScaledClock m_clock{2000};
@@ -242,9 +243,7 @@ TEST_F(Privacy, KeepsAllThatNoOperationNeeds) {
         EXPECT_EQ(outcome.code, 0) << outcome.err;
         EXPECT_THAT(WithoutZeros(outcome.out + outcome.err), Not(HasSubstr(Canary)));
     }
-    std::string host(256, '\0');
-    gethostname(host.data(), host.size());
-    host = host.c_str();
+    const std::string host = Support::GetMachineName();
     std::size_t pictures = 0;
     for (const Server::Request& request : m_server.GetRequests()) {
         std::string sent = request.method + ' ' + request.target;
@@ -342,7 +341,7 @@ TEST_F(Privacy, ShowsWhyNothingWouldBeSent) {
         EXPECT_THAT(outcome.err, HasSubstr(message));
     }
     EXPECT_EQ(m_server.GetConnectionCount(), 0);
-    EXPECT_FALSE(std::filesystem::exists(At("new")));
+    EXPECT_FALSE(std::filesystem::exists(Support::ToPath(At("new"))));
 }
 
 }  // namespace

@@ -1,7 +1,10 @@
 // The commands that ask the inference service.
 
+#include "Kernel/FileSystem.h"
 #include "Kernel/Json.h"
 
+#include "support/Privacy.h"
+#include "terminal/ShellWords.h"
 #include "tests/WithService.h"
 
 #include <gmock/gmock.h>
@@ -42,8 +45,7 @@ TEST_F(ServiceCommands, SendCredentialsAndKeepThemToThemselves) {
     const std::string file = MakeFile(
         "secrets",
         "# mine\n\nmirel_access_token=canary=1\r\ncustom_bearer=canary2\nmirel_user_id=me");
-    namespace fs = std::filesystem;
-    fs::permissions(file, fs::perms::owner_read);
+    Kernel::FileSystem::RestrictToOwner(file);
     m_reply = Server::Reply(500);
     const Outcome outcome =
         Call({"--verbose", "report", "x", "--credentials", file, "--user-id", "other"});
@@ -53,33 +55,34 @@ TEST_F(ServiceCommands, SendCredentialsAndKeepThemToThemselves) {
     EXPECT_EQ(GetLastBody()["custom_bearer"], "canary2");
     EXPECT_EQ(GetLastBody()["mirel_user_id"], "other");
     EXPECT_EQ(GetLastBody()["mirel_api_url"], "");
-    for (const fs::perms right : {fs::perms::group_read, fs::perms::others_write}) {
-        fs::permissions(file, fs::perms::owner_read | right);
-        EXPECT_THAT(Call({"ask", "x", "--credentials", file}).err, HasSubstr("chmod 600"));
-    }
+    Support::LetOthersRead(file);
+    EXPECT_THAT(Call({"ask", "x", "--credentials", file}).err,
+                HasSubstr("its owner alone may\n" + GetRestriction(file)));
     const std::string wrong = MakeFile("wrong", "custom_bearer=x\ntoken=canary\n");
-    fs::permissions(wrong, fs::perms::owner_read);
+    Kernel::FileSystem::RestrictToOwner(wrong);
     EXPECT_THAT(Call({"ask", "x", "--credentials", wrong}).err,
                 AllOf(HasSubstr("wrong: line 2 is none of"), testing::Not(HasSubstr("canary"))));
     EXPECT_EQ(m_server.GetRequests().size(), 1U);
 }
 
 TEST_F(ServiceCommands, TakeABearerFromTheEnvironment) {
-    Synchronise();
-    const std::string ask =
-        " '" LEARNING_PROGRAM "' report x --models . --verbose --certificate '" + m_authority +
-        "' --service 127.0.0.1:" + std::to_string(m_server.GetPort());
+    const auto report = [this](const std::optional<std::string>& bearer,
+                               const std::vector<std::string>& more = {}) {
+        std::vector<std::string> arguments =
+            AddPlace({"report", "x", "--models", ".", "--verbose"});
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return Testing::RunProgram(arguments,
+                                   {.environment = {{"OrvantisCustomInferenceBearer", bearer}}})
+            .err;
+    };
     const std::string trace = "Learning: Custom inference bearer: ";
     for (const std::string bearer : {"b c", ""}) {  // a variable that is empty is there, too
-        const Outcome outcome =
-            Testing::RunShell("OrvantisCustomInferenceBearer='" + bearer + "'" + ask);
-        EXPECT_THAT(outcome.out, HasSubstr(trace + bearer + '\n'));
+        EXPECT_THAT(report(bearer), HasSubstr(trace + bearer + '\n'));
         EXPECT_EQ(GetLastBody()["custom_bearer"], bearer.c_str());
     }
-    EXPECT_THAT(Testing::RunShell("OrvantisCustomInferenceBearer=x" + ask + " --bearer y").out,
-                HasSubstr(trace + "x\n"));
+    EXPECT_THAT(report("x", {"--bearer", "y"}), HasSubstr(trace + "x\n"));
     EXPECT_EQ(GetLastBody()["custom_bearer"], "y");
-    EXPECT_THAT(Testing::RunShell(ask).out, testing::Not(HasSubstr("bearer")));
+    EXPECT_THAT(report(std::nullopt), testing::Not(HasSubstr("bearer")));
 }
 
 TEST_F(ServiceCommands, ListTheModels) {
@@ -128,18 +131,21 @@ TEST_F(ServiceCommands, SayWhatIsWrong) {
 }
 
 TEST_F(ServiceCommands, SpeakTheLanguageOfTheUser) {
-    const std::string ask = " '" LEARNING_PROGRAM "' ask x --service 127.0.0.1:1 --models .";
+    using Variables = decltype(Support::Command::environment);
     const char* const german = "Bei der Datenübertragung ist ein Fehler aufgetreten";
-    const auto isGerman = [&](const std::string& variables) {
-        const Outcome outcome = Testing::RunShell(variables + ask);
-        EXPECT_EQ(outcome.code, 1);
-        return outcome.out.find(german) != std::string::npos;
+    const std::pair<Variables, bool> cases[] = {
+        {{{"LC_ALL", "de_AT.UTF-8"}}, true},
+        {{{"LC_ALL", {}}, {"LANG", "en_GB"}, {"LANGUAGE", "xx:de:en"}}, true},
+        {{{"LC_ALL", "C"}, {"LANGUAGE", "de"}}, false},
+        {{{"LC_ALL", "de"}, {"LANGUAGE", "en:de"}}, false},
+        {{{"LC_ALL", "../../de"}}, false},
     };
-    EXPECT_TRUE(isGerman("LC_ALL=de_AT.UTF-8"));
-    EXPECT_TRUE(isGerman("LC_ALL= LANG=en_GB LANGUAGE=xx:de:en"));
-    EXPECT_FALSE(isGerman("LC_ALL=C LANGUAGE=de"));
-    EXPECT_FALSE(isGerman("LC_ALL=de LANGUAGE=en:de"));
-    EXPECT_FALSE(isGerman("LC_ALL=../../de"));
+    for (const auto& [variables, isGerman] : cases) {
+        const Outcome outcome = Testing::RunProgram(
+            {"ask", "x", "--service", "127.0.0.1:1", "--models", "."}, {.environment = variables});
+        EXPECT_EQ(outcome.code, 1);
+        EXPECT_EQ(outcome.err.find(german) != std::string::npos, isGerman) << outcome.err;
+    }
 }
 
 }  // namespace
