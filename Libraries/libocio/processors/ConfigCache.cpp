@@ -73,6 +73,14 @@ std::string ReadText(const Kernel::String& path) {
     return text;
 }
 
+/// The folder that a file is in, absolute. Links are not followed, as OpenColorIO follows none.
+std::string GetFolder(const Kernel::String& path) {
+    const std::filesystem::path file(std::u8string(path.begin(), path.end()));
+    const auto folder = std::filesystem::absolute(file).lexically_normal().parent_path();
+    const std::u8string text = folder.generic_u8string();
+    return {text.begin(), text.end()};
+}
+
 Engine::ConstConfigRcPtr Parse(const std::string& text) {
     std::istringstream stream(text);
     return Engine::Config::CreateFromStream(stream);
@@ -82,8 +90,7 @@ Engine::ConstConfigRcPtr Parse(const std::string& text) {
 
 Engine::ConstConfigRcPtr FindConfigOfFile(const Kernel::String& path) {
     const std::string text = ReadText(path);
-    const std::string folder =
-        std::filesystem::absolute(std::string(path)).lexically_normal().parent_path().string();
+    const std::string folder = GetFolder(path);
     return ConfigCache::Get().Find(folder, text, [&] {
         // As OpenColorIO reads a file, but from the text that is the key.
         const Engine::ConfigRcPtr config = Parse(text)->createEditableCopy();

@@ -6,7 +6,6 @@
 #include "support/TestFolder.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <array>
 #include <string>
@@ -68,14 +67,29 @@ TEST(ProcessorStage, IsNullWithAReasonOtherwise) {
     const Kernel::String cut(std::string_view("scene\0x", 7));
     EXPECT_FALSE(ProcessorStage::CreateFromText(text, "squared", cut, reason));
     const Support::TestFolder folder;
-    ASSERT_EQ(mkfifo(folder.At("pipe").c_str(), 0600), 0);
     const std::string file = folder.Write("config", text);
     for (const std::string& path :
-         {std::string("missing"), folder.At("pipe"), file + std::string("\0x", 2)}) {
+         {std::string("missing"), folder.At(""), file + std::string("\0x", 2)}) {
         EXPECT_FALSE(ProcessorStage::CreateFromFile(path, "squared", "scene", reason));
         EXPECT_NE(std::string_view(reason).find(path), std::string_view::npos);
     }
     EXPECT_TRUE(ProcessorStage::CreateFromFile(file, "squared", "scene", reason));
+}
+
+TEST(ProcessorStage, ReadsTheFilesBesideAConfiguration) {
+    const Support::TestFolder folder;
+    folder.Write("half α.spi1d",
+                 "Version 1\nFrom 0.0 1.0\nLength 2\nComponents 1\n{\n0.0\n0.5\n}\n");
+    const std::string file = folder.Write(
+        "config", std::string(Config) +
+                      "  - !<ColorSpace>\n    name: halved\n"
+                      "    to_scene_reference: !<FileTransform> {src: half α.spi1d}\n");
+    Kernel::String reason;
+    const auto stage = ProcessorStage::CreateFromFile(file, "halved", "scene", reason);
+    ASSERT_TRUE(stage) << reason.c_str();
+    alignas(64) std::array<float, 4> rgba{0.5F, 1, 0, 1};
+    stage->Apply(rgba.data(), 1);
+    EXPECT_EQ(rgba, (std::array<float, 4>{0.25F, 0.5F, 0, 1}));
 }
 
 struct CountingSink : Kernel::DiagnosticSink {
