@@ -25,15 +25,20 @@ endforeach()
 # libraster opens these when it meets pictures of their kinds.
 list(APPEND ORVANTIS_SHIPPED_LIBRARIES
     "${TIFF_HEADERS}/../bin/libtiff.dll" "${WEBP_HEADERS}/../bin/libwebp.dll" "${WEBP_HEADERS}/../bin/libwebpdemux.dll")
+# What is linked into our DLLs and those, each in a folder of tools/fetch-windows.sh. Tests alone use the others.
+set(inside curl jpeg lcms2 lzma png tiff webp xxhash zip zstd)
+set(folder "${PROJECT_SOURCE_DIR}/external/windows")
+if(ORVANTIS_OCIO)
+    list(APPEND ORVANTIS_SHIPPED_LIBRARIES "${folder}/opencolorio/bin/libOpenColorIO_2_1.dll")
+    list(APPEND inside expat imath opencolorio pystring yaml)
+endif()
 file(MAKE_DIRECTORY "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
 foreach(path IN LISTS ORVANTIS_SHIPPED_LIBRARIES)
     cmake_path(GET path FILENAME name)
     file(COPY_FILE "${path}" "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${name}" ONLY_IF_DIFFERENT)
 endforeach()
-
-# What is linked into our DLLs and those, each in a folder of tools/fetch-windows.sh. Tests alone use the others.
-foreach(name IN ITEMS curl jpeg lcms2 lzma png tiff webp xxhash zip zstd)
-    list(APPEND ORVANTIS_SHIPPED_LICENCES "${name}=${PROJECT_SOURCE_DIR}/external/windows/${name}/copyright")
+foreach(name IN LISTS inside)
+    list(APPEND ORVANTIS_SHIPPED_LICENCES "${name}=${folder}/${name}/copyright")
 endforeach()
 # Debian's files name the texts of the GNU licences by their places on its systems.
 list(APPEND ORVANTIS_SHIPPED_LICENCES

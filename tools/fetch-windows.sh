@@ -5,8 +5,9 @@
 # --windows installs, as it does zlib for Windows, the only library that Debian has a package of.
 # Usage: tools/fetch-windows.sh [--plan]
 #
-# All are archives but libtiff and libwebp, which libraster opens while it runs. OpenSSL is there for tests alone:
-# they have servers of their own, and an independent opinion; what ships uses the system's TLS and digests.
+# All are archives but libtiff and libwebp, which libraster opens while it runs, and OpenColorIO, which libocio shares
+# with a host that hands it processors. OpenSSL is there for tests alone: they have servers of their own, and an
+# independent opinion; what ships uses the system's TLS and digests.
 set -eu
 # shellcheck disable=SC2034  # which fetching.sh reads
 area=windows
@@ -17,8 +18,8 @@ compiler=x86_64-w64-mingw32
 build=$partial/build
 jobs=${ORVANTIS_JOBS:-$(nproc)}
 
-# library NAME PACKAGE RECIPE...: external/windows/NAME is made from the source of a Debian package by the
-# function or the CMake options in RECIPE.
+# library NAME PACKAGE RECIPE...: external/windows/NAME is made from the source of a Debian package, named as for
+# debian_source, by the function or the CMake options in RECIPE.
 library() {
     name=$1 package=$2
     shift 2
@@ -29,18 +30,28 @@ library() {
     fi
     ! stands_whole || return 0
     debian_source "$package"
-    source=$partial/$package
+    source=$partial/${package%%/*}
     made=$partial/made/$name
     rm -rf "$build" && mkdir -p "$build" "$made"
     watching "building $name" no_state in_log "$@" || {
         tail -n 20 "$partial/build.log" >&2
         die "$name cannot be built"
     }
-    cp "$source/debian/copyright" "$made/"
+    keep_licence
     place "$made" "$name" "$recipe"
 }
 
 stands_whole() { stands "$name" "$recipe"; }
+
+# keep_licence: Debian's, or upstream's, which may have those of what it contains in a second file.
+keep_licence() {
+    if [ -f "$source/debian/copyright" ]; then
+        cp "$source/debian/copyright" "$made/"
+    else
+        cat "$source/LICENSE" "$source"/THIRD-PARTY* > "$made/copyright" 2> /dev/null || true
+    fi
+    [ -s "$made/copyright" ] || die "$name has no licence"
+}
 
 in_log() { (set -e; cd "$build" && "$@") > "$partial/build.log" 2>&1 < /dev/null; }
 
@@ -66,11 +77,25 @@ by_openssl() {
 }
 
 # by_xz: as CMake installs no file for pkg-config.
-by_xz() {
-    by_cmake . && mkdir -p "$made/lib/pkgconfig" &&
+by_xz() { by_cmake . && write_module "$source/src/liblzma/liblzma.pc.in" liblzma; }
+
+# by_opencolorio: for Windows CMake installs no file for pkg-config.
+by_opencolorio() { by_cmake . "$@" && write_module "$source/src/OpenColorIO/res/OpenColorIO.pc.in" OpenColorIO; }
+
+# by_expat: Debian's patches compare XML_DTD with 1, which only the source's other script defines as 1.
+by_expat() { sed -i 's/^#cmakedefine XML_DTD$/& 1/' "$source/expat/expat_config.h.cmake" && by_cmake expat "$@"; }
+
+# write_module TEMPLATE NAME: the file for pkg-config of what was installed.
+write_module() {
+    mkdir -p "$made/lib/pkgconfig" &&
         sed "s|@prefix@|$made|; s|@exec_prefix@|\${prefix}|; s|@libdir@|\${prefix}/lib|; s|@includedir@|\${prefix}/include|
-            s|@PACKAGE_VERSION@|${version%-*}|; s|@[A-Z_]*@||g" "$source/src/liblzma/liblzma.pc.in" \
-            > "$made/lib/pkgconfig/liblzma.pc"
+            s|@P[A-Z]*_VERSION@|${version%%[+-]*}|; s|@PROJECT_NAME@|$2|; s|@[A-Z_]*@||g" "$1" > "$made/lib/pkgconfig/$2.pc"
+}
+
+# by_pystring: one source, whose own CMakeLists.txt installs no header.
+by_pystring() {
+    mkdir -p "$made/lib" "$made/include/pystring" && cp "$source/pystring.h" "$made/include/pystring/" &&
+        $compiler-g++-posix -O2 -DNDEBUG -c "$source/pystring.cpp" && $compiler-ar rcs "$made/lib/libpystring.a" pystring.o
 }
 
 # copied: headers, which are the same everywhere, from Debian's own packages.
@@ -112,3 +137,13 @@ library tiff tiff by_cmake . -D BUILD_SHARED_LIBS=ON -D tiff-tools=OFF -D tiff-t
 library webp libwebp by_cmake . -D BUILD_SHARED_LIBS=ON -D WEBP_BUILD_ANIM_UTILS=OFF -D WEBP_BUILD_CWEBP=OFF \
     -D WEBP_BUILD_DWEBP=OFF -D WEBP_BUILD_GIF2WEBP=OFF -D WEBP_BUILD_IMG2WEBP=OFF -D WEBP_BUILD_VWEBP=OFF \
     -D WEBP_BUILD_WEBPINFO=OFF -D WEBP_BUILD_WEBPMUX=OFF -D WEBP_BUILD_EXTRAS=OFF
+# For OpenColorIO, whose archive of Debian 12 not every mirror has: that of Debian 13 has the same interface. By
+# itself it takes paths for texts in a code page.
+library expat expat by_expat -D EXPAT_SHARED_LIBS=OFF -D EXPAT_BUILD_TOOLS=OFF -D EXPAT_BUILD_EXAMPLES=OFF \
+    -D EXPAT_BUILD_TESTS=OFF -D EXPAT_BUILD_DOCS=OFF
+library yaml yaml-cpp by_cmake . -D YAML_CPP_BUILD_TOOLS=OFF -D YAML_CPP_BUILD_TESTS=OFF
+library imath imath by_cmake . -D BUILD_TESTING=OFF
+library pystring pystring/trixie by_pystring
+library opencolorio opencolorio/trixie by_opencolorio -D BUILD_SHARED_LIBS=ON -D OCIO_INSTALL_EXT_PACKAGES=NONE \
+    -D OCIO_USE_WINDOWS_UNICODE=ON -D OCIO_BUILD_APPS=OFF -D OCIO_BUILD_PYTHON=OFF -D OCIO_BUILD_TESTS=OFF \
+    -D OCIO_BUILD_GPU_TESTS=OFF

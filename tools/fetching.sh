@@ -69,6 +69,12 @@ sizes() {
         source:libzstd) echo 1800000 1480000 ;;
         source:tiff) echo 2090000 2120000 ;;
         source:libwebp) echo 4160000 2640000 ;;
+        source:expat) echo 8360000 400000 ;;
+        source:yaml-cpp) echo 120000 1080000 ;;
+        source:imath) echo 590000 940000 ;;
+        # the first one with the lists of that suite
+        source:pystring/trixie) echo 10740000 120000 ;;
+        source:opencolorio/trixie) echo 6950000 10280000 ;;
         *) die "fetching.sh knows no size of $1" ;;
     esac
 }
@@ -164,38 +170,48 @@ debian_package() {
         return
     fi
     say "fetching $2 from Debian $1: $(megabytes "$(sizes "$2" | cut -d ' ' -f 1)") MB with the lists of packages"
-    prepare_apt "Debian $1" "$1"
+    prepare_apt "Debian $1" deb "$1"
     watching "$2" apt_state own_apt download "$2" || apt_failed "apt-get cannot fetch $2 from Debian $1"
     unset APT_CONFIG
     mv "$apt/$2"_*.deb "$partial/$2.deb"
     dpkg-deb -x "$partial/$2.deb" "$partial/$2"
 }
 
-# debian_source PACKAGE: unpacks the source package that belongs to this machine's Debian, with Debian's
-# patches, into $partial/PACKAGE; under the same conditions.
+# debian_source PACKAGE[/SUITE]: unpacks the source package that belongs to this machine's Debian, with Debian's
+# patches, into $partial/PACKAGE; under the same conditions. With SUITE it is upstream's archive alone of the one
+# that belongs to SUITE, without patches.
 debian_source() {
     say "fetching the source of $1 from Debian: $(megabytes "$(sizes "source:$1" | cut -d ' ' -f 1)") MB"
-    prepare_apt "the sources of Debian"
+    sought=${1%%/*} suite=
+    case $1 in */*) suite=${1#*/} ;; esac
+    prepare_apt "the sources of Debian${suite:+ $suite}" deb-src ${suite:+"$suite"}
     # A mirror may lack what its lists name as the newest.
     is_fetched=
-    for version in $(apt-cache showsrc "$1" | sed -n 's/^Version: //p' | sort -rV); do
-        ! watching "$1" apt_state own_apt source "$1=$version" || { is_fetched=yes && break; }
-        say "  note: $1 $version cannot be fetched"
+    for version in $(apt-cache showsrc "$sought" | sed -n 's/^Version: //p' | sort -rV); do
+        ! watching "$sought" apt_state own_apt source ${suite:+--tar-only} "$sought=$version" || { is_fetched=yes && break; }
+        say "  note: $sought $version cannot be fetched"
     done
     [ -n "$is_fetched" ] || apt_failed "apt-get cannot fetch the source of $1"
     unset APT_CONFIG
-    find "$apt" -mindepth 1 -maxdepth 1 -type d -name "$1-*" -exec mv -T '{}' "$partial/$1" \;
-    [ -d "$partial/$1" ] || die "the source of $1 has no folder"
+    if [ -n "$suite" ]; then
+        mkdir "$partial/$sought"
+        tar -xf "$apt/$sought"_*.orig.tar.[gx]z -C "$partial/$sought" --strip-components=1
+    else
+        find "$apt" -mindepth 1 -maxdepth 1 -type d -name "$sought-*" -exec mv -T '{}' "$partial/$sought" \;
+    fi
+    [ -d "$partial/$sought" ] || die "the source of $sought has no folder"
 }
 
-# prepare_apt NAME [SUITE]: reads the lists of SUITE, or of this machine's sources, into $apt once, which
-# commands by own_apt then use.
+# prepare_apt NAME KIND [SUITE]: reads the lists of SUITE, or of this machine's sources, into $apt once, which
+# commands by own_apt then use. KIND is deb or deb-src.
 prepare_apt() {
-    apt=$partial/apt-${2:-sources}
+    apt=$partial/apt-$2-${3:-here}
     apt_log=$partial/apt.log
     export APT_CONFIG="$apt/apt.conf"
     [ ! -d "$apt" ] || return 0
     mkdir -p "$apt/parts" "$apt/lists/partial" "$apt/cache/archives/partial"
+    name_of_lists=$1
+    shift
     write_debian_source "$apt/parts" "$@"
     cat > "$apt/apt.conf" <<END
 Dir::Etc::SourceList "/dev/null";
@@ -206,24 +222,25 @@ Acquire::Languages "none";
 APT::Sandbox::User "root";
 APT::Update::Error-Mode "any";
 END
-    watching "lists of $1" apt_state own_apt update || apt_failed "apt-get cannot read the package lists of $1"
+    watching "lists of $name_of_lists" apt_state own_apt update ||
+        apt_failed "apt-get cannot read the package lists of $name_of_lists"
 }
 
 own_apt() { (cd "$apt" && LC_ALL=C apt-get -q -o APT::Status-Fd=1 "$@" > "$apt_log" 2>&1); }
 
-# write_debian_source FOLDER NAME [SUITE]: this machine's first source of packages, with SUITE in place of its
-# own; without SUITE all of them, as sources of source packages.
+# write_debian_source FOLDER KIND [SUITE]: this machine's first source of packages, with SUITE in place of its own;
+# without SUITE all of them. KIND is what it is a source of, deb or deb-src.
 write_debian_source() {
     of_new=/etc/apt/sources.list.d/debian.sources of_old=/etc/apt/sources.list
     if [ -f $of_new ] && [ -n "${3-}" ]; then
-        sed "/^\$/,\$d; s/^Suites:.*/Suites: $3/" $of_new > "$1/debian.sources"
+        sed "/^\$/,\$d; s/^Types:.*/Types: $2/; s/^Suites:.*/Suites: $3/" $of_new > "$1/debian.sources"
     elif [ -f $of_new ]; then
-        sed 's/^Types:.*/Types: deb-src/' $of_new > "$1/debian.sources"
+        sed "s/^Types:.*/Types: $2/" $of_new > "$1/debian.sources"
     elif [ -n "${3-}" ]; then
-        sed -nE "s/^(deb +(\[[^]]*\] +)?[^ ]+ +)[^ ]+ +main.*/\1$3 main/p" $of_old |
+        sed -nE "s/^deb( +(\[[^]]*\] +)?[^ ]+ +)[^ ]+ +main.*/$2\1$3 main/p" $of_old |
             head -n 1 > "$1/debian.list"
     else
-        sed -n 's/^deb /deb-src /p' $of_old > "$1/debian.list"
+        sed -n "s/^deb /$2 /p" $of_old > "$1/debian.list"
     fi
     cat "$1"/* | grep -q . || die "no Debian source in /etc/apt/sources.list or sources.list.d/debian.sources"
 }
