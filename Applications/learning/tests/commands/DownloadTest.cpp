@@ -208,7 +208,7 @@ TEST_F(Download, FollowsNoLinks) {
     }
     const std::string network = ReadFile(TEST_MODELS "Enlarge.onnx");
     const std::string package =
-        Support::MakeZip({{"more/weights", "astray"}, {m_model.substr(7), network}});
+        Support::MakeZip({{"more/", ""}, {"more/weights", "astray"}, {m_model.substr(7), network}});
     EXPECT_EQ(Fetch(Reply(200, {}, package)).code, 1);
     EXPECT_THAT(Support::GetNames(At("elsewhere")), testing::IsEmpty());
 }

@@ -15,10 +15,10 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-using Worlds = Testing::InFolder;
+using SmallWorlds = Testing::InFolder;
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they reserve terabytes
-TEST_F(Worlds, WithLittleMemoryAreToldWhatWasTooLarge) {
+TEST_F(SmallWorlds, AreToldWhatWasTooLarge) {
     std::string photo = Support::ReadFile(MakePhoto(4, 4, [](int x, int y) {
         return std::array{x, y, 0, 255};
     }));
