@@ -1,8 +1,8 @@
 // What becomes of a process that loads the library where the runtime of Windows apps is missing or
 // damaged. The programs have a folder of their own, in which the tests put what stands there.
 
+#include "support/Process.h"
 #include "support/TestFolder.h"
-#include "support/windows/ChildProcess.h"
 
 #include <gmock/gmock.h>
 
@@ -11,14 +11,15 @@
 namespace Learning {
 namespace {
 
-constexpr std::uint32_t Fine = 42;
+constexpr int Fine = 42;
 
 class WindowsApp : public testing::TestWithParam<const char*> {
 protected:
     WindowsApp() { std::filesystem::remove(m_runtime); }
 
-    static Support::ChildResult Run() {
-        return Support::RunChild(std::string(PROGRAM_FOLDER) + GetParam());
+    static Support::Outcome Run() {
+        return Support::RunProcess(
+            {.words = {std::string(PROGRAM_FOLDER) + GetParam()}, .folder = PROGRAM_FOLDER});
     }
 
     const std::filesystem::path m_runtime = PROGRAM_FOLDER "Microsoft.WindowsAppRuntime.dll";
@@ -26,20 +27,20 @@ protected:
 
 TEST_P(WindowsApp, RunsWhereTheRuntimeIs) {
     std::filesystem::copy_file(STUB_RUNTIME, m_runtime);
-    const Support::ChildResult result = Run();
-    EXPECT_EQ(result.exitCode, Fine) << result.output;
-    EXPECT_EQ(result.output, "");
+    const Support::Outcome result = Run();
+    EXPECT_EQ(result.code, Fine);
+    EXPECT_EQ(result.out + result.err, "");
 }
 
 TEST_P(WindowsApp, EndsWithTheSystemsCodeWhereItIsMissing) {
-    const Support::ChildResult result = Run();
-    EXPECT_EQ(result.exitCode, 0x8007007EU);
-    EXPECT_THAT(result.output, testing::HasSubstr("Microsoft.WindowsAppRuntime.dll"));
+    const Support::Outcome result = Run();
+    EXPECT_EQ(result.code, static_cast<int>(0x8007007E));
+    EXPECT_THAT(result.err, testing::HasSubstr("Microsoft.WindowsAppRuntime.dll"));
 }
 
 TEST_P(WindowsApp, EndsWithTheSystemsCodeWhereItIsNoLibrary) {
     Support::WriteFile(m_runtime, "This is no library.\n");
-    EXPECT_EQ(Run().exitCode, 0x800700C1U);
+    EXPECT_EQ(Run().code, static_cast<int>(0x800700C1));
 }
 
 INSTANTIATE_TEST_SUITE_P(ThatLinksOrLoads, WindowsApp,
