@@ -11,8 +11,8 @@
 #   shell    shellcheck finds nothing in the scripts
 #   docs     the README shows the example that is compiled, docs/BUILDING.md names every setting of the build;
 #            Doxygen understands every comment
-#   windows  the libraries that are ported so far, cross-built for Windows, and their tests under Wine; only when it
-#            is named, or by --windows
+#   windows  the build for Windows by a cross compiler, and its tests under Wine; only when it is named, or by
+#            --windows
 # Without STEP: all of them but windows.
 set -eu
 cd "$(dirname "$0")/.."
