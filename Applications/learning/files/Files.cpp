@@ -158,8 +158,8 @@ void CheckTarget(const std::string& path) {
 }
 
 std::string Locate(const std::string& path) {
-    using namespace Kernel::FileSystem;
-    return FoldCase(std::string(std::string_view(GetCanonicalPath(FollowLinks(path)))));
+    namespace fs = Kernel::FileSystem;
+    return FoldCase(std::string(std::string_view(fs::GetCanonicalPath(fs::FollowLinks(path)))));
 }
 
 bool IsSameFile(const std::string& left, const std::string& right) {
