@@ -9,7 +9,9 @@
 #include "transfer/Transfer.h"
 
 #include <atomic>
+#include <condition_variable>
 #include <memory>
+#include <mutex>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -78,7 +80,8 @@ public:
 
     void Wait() const override {
         if (m_thread.load() != std::this_thread::get_id()) {
-            m_hasEnded.wait(false);
+            std::unique_lock lock(m_mutex);
+            m_ended.wait(lock, [this] { return m_hasEnded; });
         }
     }
 
@@ -112,14 +115,20 @@ private:
     }
 
     void End() noexcept {
-        m_hasEnded = true;
-        m_hasEnded.notify_all();
+        {
+            const std::lock_guard lock(m_mutex);
+            m_hasEnded = true;
+            m_ended.notify_all();
+        }
         m_thread = std::thread::id();
     }
 
     Order m_order;
     std::atomic<bool> m_isCancelled = false;
-    std::atomic<bool> m_hasEnded = false;
+    // Deliberate: not the waits of std::atomic, which with GCC 12 on Windows may never end.
+    mutable std::mutex m_mutex;
+    mutable std::condition_variable m_ended;
+    bool m_hasEnded = false;
     std::atomic<std::thread::id> m_thread;
     std::unique_ptr<Activity> m_activity;
 };

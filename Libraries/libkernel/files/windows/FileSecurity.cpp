@@ -154,10 +154,17 @@ std::error_code OwnerOnly::SetFor(HANDLE file) const {
     if (GetSecurityDescriptorDacl(m_descriptor.get(), &isThere, &list, &isDefault) == 0) {
         return ToErrorCode();
     }
-    const DWORD error = SetSecurityInfo(
-        file, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION,
-        nullptr, nullptr, list, nullptr);
-    return error == ERROR_SUCCESS ? std::error_code() : ToErrorCode(error);
+    constexpr SECURITY_INFORMATION What =
+        DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION;
+    // Also for what is in a folder already.
+    const DWORD error =
+        SetSecurityInfo(file, SE_FILE_OBJECT, What, nullptr, nullptr, list, nullptr);
+    if (error != ERROR_SUCCESS) {
+        return ToErrorCode(error);
+    }
+    // Once more, as Wine adds the list of the folder around it although this one is protected.
+    return SetKernelObjectSecurity(file, What, m_descriptor.get()) != 0 ? std::error_code()
+                                                                        : ToErrorCode();
 }
 
 bool AllowsOwnerOnly(PSECURITY_DESCRIPTOR descriptor, PSID user) {

@@ -18,6 +18,9 @@ namespace {
 
 HMODULE GetModule(const void* address) {
     HMODULE module = nullptr;
+    if (address == nullptr) {  // for which the system would answer with the program
+        ThrowUnknown(ERROR_MOD_NOT_FOUND);
+    }
     if (GetModuleHandleExW(
             GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
             static_cast<const wchar_t*>(address), &module) == 0) {

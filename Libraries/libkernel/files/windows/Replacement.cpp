@@ -13,7 +13,7 @@ namespace {
 
 // Others, such as programs that look for viruses, hold new files for moments.
 constexpr DWORD FirstWait = 1;  // milliseconds, doubled each time
-constexpr DWORD LongestWait = 256;
+constexpr DWORD LongestWait = 1024;
 
 // What MinGW's headers lack of SetFileInformationByHandle(), since Windows 10 1607:
 // FILE_RENAME_INFO with flags.

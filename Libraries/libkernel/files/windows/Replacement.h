@@ -9,7 +9,7 @@ namespace Kernel {
 
 /// Renames the file `source` to `target`, over a file that is there, and flushes it to the disk.
 /// Where the system can, those who have the old file open go on reading it; else it waits up to
-/// half a second for them. Returns what the system refuses.
+/// two seconds for them. Returns what the system refuses.
 std::error_code ReplaceFile(const std::wstring& source, const std::wstring& target);
 
 }  // namespace Kernel

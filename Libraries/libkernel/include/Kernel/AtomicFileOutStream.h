@@ -15,7 +15,7 @@ class FileHandle;
 /// complete, so that other processes see the old file or the new one and nothing between. A process
 /// that has the old file open goes on reading the old contents; a symbolic link at the target is
 /// replaced, not followed. On Windows one that does not let others delete the file is waited for,
-/// half a second at most, as is anyone before Windows 10 1607 and on disks other than NTFS.
+/// two seconds at most, as is anyone before Windows 10 1607 and on disks other than NTFS.
 ///
 /// The temporary file has no name until it is closed, and vanishes with the process. Where the file
 /// system has no such files, it has a name that starts with FileSystem::TemporaryFilePrefix: it is

@@ -3,11 +3,12 @@
 #include "Kernel/Testing.h"
 #include "Kernel/Timer.h"
 
+#include "support/Threads.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <barrier>
 #include <chrono>
 #include <cstdlib>
 #include <limits>
@@ -35,12 +36,12 @@ TEST(DispatchParallelFor, GivesEachRecordToTheJobOnce) {
 
 TEST(DispatchAndForget, RunsTasksThatWaitForEachOther) {
     const int count = 4 * static_cast<int>(std::thread::hardware_concurrency()) + 3;
-    auto meeting = std::make_shared<std::barrier<>>(count);
+    auto meeting = std::make_shared<Support::Barrier>(count);
     auto met = std::make_shared<Semaphore>();
     for (int i = 0; i < count; ++i) {
         DispatchAndForget(
             [=] {
-                meeting->arrive_and_wait();
+                meeting->ArriveAndWait();
                 met->Signal();
             },
             static_cast<Priority>(i % 4), ThreadPurpose::Background);

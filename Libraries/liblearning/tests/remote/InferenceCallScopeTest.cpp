@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <barrier>
 #include <cstdlib>
 #include <optional>
 
@@ -26,20 +25,20 @@ TEST(InferenceCallScope, CountsExactly) {
             dynamic_cast<const RemoteInferenceStartedNotification*>(&notification) != nullptr;
         ++(isStart ? started : ended);
     });
-    std::barrier barrier(threadCount);
+    Support::Barrier barrier(threadCount);
     std::atomic<int> wrong = 0;
     Support::RunOnThreads(threadCount, [&](int thread) {
         for (int round = 0; round < rounds; ++round) {
             std::optional<InferenceCallScope> scope;
-            barrier.arrive_and_wait();
+            barrier.ArriveAndWait();
             scope.emplace(listeners, "call");
-            barrier.arrive_and_wait();  // all are open
+            barrier.ArriveAndWait();  // all are open
             if (thread == 0) {
                 wrong += started != round + 1 || ended != round ? 1 : 0;
             }
-            barrier.arrive_and_wait();
+            barrier.ArriveAndWait();
             scope.reset();
-            barrier.arrive_and_wait();  // all are closed
+            barrier.ArriveAndWait();  // all are closed
             if (thread == 0) {
                 wrong += started != round + 1 || ended != round + 1 ? 1 : 0;
             }
