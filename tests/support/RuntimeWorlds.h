@@ -16,9 +16,9 @@ struct RuntimeWorld {
 inline const RuntimeWorld RuntimeWorlds[] = {
     {"absent", "", "No such file"},
     {"no library", FAKE_RUNTIMES "NoLibrary", "can't be loaded"},
-    {"without the symbol", FAKE_RUNTIMES "NoSymbol", "is no inference runtime"},
-    {"without an answer", FAKE_RUNTIMES "NoAnswer", "is no inference runtime"},
-    {"too old", FAKE_RUNTIMES "TooOld", "is version 1.2.3, which does not serve API 23"},
+    {"without the symbol", FAKE_RUNTIMES "NoSymbol.library", "is no inference runtime"},
+    {"without an answer", FAKE_RUNTIMES "NoAnswer.library", "is no inference runtime"},
+    {"too old", FAKE_RUNTIMES "TooOld.library", "is version 1.2.3, which does not serve API 23"},
 };
 
 /// Puts `file`, or nothing if it is empty, where the runtime is looked for.

@@ -2,7 +2,14 @@
 
 #pragma once
 
+#include <filesystem>
+
 namespace Support {
+
+/// Where expectations differ by a word, in place of a test for each system.
+constexpr bool IsWindows = std::filesystem::path::preferred_separator != '/';
+/// What a transfer says that the server has reset; Wine takes that for an orderly end.
+constexpr const char* ResetReason = IsWindows ? "" : "reset";
 
 /// Whether TLS is Windows' own, which words failures in its way, and of which a session of
 /// libnetwork keeps no connection.

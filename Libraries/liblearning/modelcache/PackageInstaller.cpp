@@ -60,6 +60,13 @@ void CheckSizes(const ZipArchive& archive, std::uint64_t archiveSize,
     }
 }
 
+/// Whether the system leaves out the end of `part` of a path and takes it for another: so ".. "
+/// would be the folder above.
+bool IsShortened(std::string_view part) noexcept {
+    constexpr bool LeavesOutEnds = std::filesystem::path::preferred_separator != '/';  // Windows
+    return LeavesOutEnds && part != "." && (part.ends_with('.') || part.ends_with(' '));
+}
+
 /// Whether `name` can only mean a place within the folder that it is joined to, on any system.
 bool IsInnerName(std::string_view name) noexcept {
     const auto isForbidden = [](char c) {
@@ -70,7 +77,7 @@ bool IsInnerName(std::string_view name) noexcept {
     }
     while (!name.empty()) {
         const std::size_t end = std::min(name.find('/'), name.size());
-        if (name.substr(0, end) == "..") {
+        if (name.substr(0, end) == ".." || IsShortened(name.substr(0, end))) {
             return false;
         }
         name.remove_prefix(std::min(end + 1, name.size()));

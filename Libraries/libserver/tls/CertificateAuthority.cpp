@@ -8,6 +8,7 @@
 #include <openssl/x509v3.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <string_view>
 
@@ -145,7 +146,8 @@ const std::string& CertificateAuthority::GetCertificate() const {
 }
 
 void CertificateAuthority::WriteCertificate(const std::string& path) const {
-    std::ofstream file(path, std::ios::binary);
+    std::ofstream file(std::filesystem::path(std::u8string(path.begin(), path.end())),
+                       std::ios::binary);
     file << m_state->text << std::flush;
     if (!file) {
         throw std::runtime_error("cannot write the certificate to " + path);

@@ -3,6 +3,7 @@
 #include "Server/ScriptedServer.h"
 
 #include "support/Environment.h"
+#include "support/System.h"
 #include "support/TestServer.h"
 #include "support/ZipBuilder.h"
 #include "terminal/DownloadProgress.h"
@@ -156,7 +157,7 @@ TEST_F(Download, SaysWhatIsWrongAndTheCureAndKeepsTheNetwork) {
         {Reply(503), "the server has failed", "status 503", "Try again"},
         {Reply(302, {{"Location", "/"}}), "broke off", "redirects", "Try again"},
         {{Send{head}, Send{"half"}, Close{}}, "broke off", "bytes remaining", "Try again"},
-        {{Send{head}, Send{"half"}, Reset{}}, "broke off", "reset", "Try again"},
+        {{Send{head}, Send{"half"}, Reset{}}, "broke off", Support::ResetReason, "Try again"},
         {{Send{"220 ready\r\n"}}, "no web server", "HTTP/0.9", "http or https"},
         {Reply(200, {}, "<html>Sign in</html>"), "no model package", "ZIP", "at fault"},
         {Reply(200, {}, cut), "no model package", "ZIP", "at fault"},
@@ -224,7 +225,8 @@ TEST_F(Download, NamesFilesByThePlaceWhereTheyWouldBe) {
 TEST_F(Download, ClearsUpAfterDownloadsThatWereKilled) {
     const auto age = [this](const std::string& name) {
         std::filesystem::last_write_time(
-            At(name), std::filesystem::file_time_type::clock::now() - std::chrono::hours(49));
+            ToPath(At(name)),
+            std::filesystem::file_time_type::clock::now() - std::chrono::hours(49));
     };
     for (const char* const folder :
          {"models/orvantis-new-1", "models/orvantis-new-2", "models/new"}) {

@@ -2,6 +2,7 @@
 #include "Network/Http.h"
 
 #include "modelcache/ModelOutcomes.h"
+#include "support/System.h"
 #include "support/Threads.h"
 #include "tests/Allocations.h"
 #include "tests/modelcache/DownloadTesting.h"
@@ -228,7 +229,7 @@ TEST_F(DownloadTest, TellsWhatCameOfIt) {
         {Reply(403), ModelStatus::Refused, "status 403"},
         {Reply(600), ModelStatus::Refused, "status 600"},
         {Reply(503), ModelStatus::ServerFailed, "status 503"},
-        {{half, Reset{}}, ModelStatus::BrokenOff, "reset"},
+        {{half, Reset{}}, ModelStatus::BrokenOff, Support::ResetReason},
         {{Send{"220 ready\r\n"}}, ModelStatus::WrongProtocol, "HTTP/0.9"},
         {Reply(200, {}, "<html>"), ModelStatus::Damaged, "ZIP"},
         {Reply(200, {}, file(model, 1)), ModelStatus::Damaged, "CRC"},
