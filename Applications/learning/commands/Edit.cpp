@@ -20,7 +20,7 @@ RemoteInference::Pictures OrNone(const Kernel::Counted<Raster::DynamicBitmap>& r
 }  // namespace
 
 void Edit(const Host& host, const ServiceOptions& service, const EditOptions& options) {
-    CheckNewPictures(options.output, 1, options.isForced);
+    CheckNewPictures(options.output, 1, options.isForced, {options.photo});
     const auto photo = LoadForService(host, options.photo);
     const ServiceConnection connection(service);
     RemoteInference client = LoadModels(host, connection);

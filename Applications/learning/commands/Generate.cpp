@@ -87,7 +87,7 @@ void Generate(const Host& host, const ServiceOptions& service, const GenerateOpt
     if (options.reference.empty() && options.referenceUse != TextToImageGuidanceMode::None) {
         throw WrongUse("--reference-use is of use with --reference alone");
     }
-    CheckNewPictures(options.output, options.count, options.isForced);
+    CheckNewPictures(options.output, options.count, options.isForced, {options.reference});
     const GenerationStyle style =
         options.style.empty() ? GenerationStyle::StockPhotography : FindStyle(options.style);
     const auto reference = LoadReference(host, options.reference);

@@ -88,7 +88,8 @@ void ResumeJob(const Host& host, const ServiceOptions& service, const ResumeOpti
         entry.output = MakeAbsolute(options.output);
         entry.isBegun = false;
     }
-    CheckNewPictures(entry.output, entry.count, options.isForced || entry.isBegun);
+    CheckNewPictures(entry.output, entry.count, options.isForced || entry.isBegun,
+                     {entry.photo, entry.object});
     const ServiceConnection connection(service);
     JobNote note(entry);
     switch (entry.operation) {

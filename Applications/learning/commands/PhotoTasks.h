@@ -22,7 +22,7 @@ struct PhotoTask {
 };
 
 /// Gives each photo its result. Throws WrongUse if there is no place for one, if two would have
-/// the same, or if one would replace a photo, unless the user has named that place, or anything
+/// the same, or if one would replace a photo, even if the user has named that place, or anything
 /// that it may not.
 std::vector<PhotoTask> PlanPhotoTasks(const PhotoOptions& options);
 

@@ -58,7 +58,8 @@ void ReplaceObject(const Host& host, const ServiceOptions& service, const Replac
     if (options.isPrepared && options.strength < 1) {
         throw WrongUse("--prepare is for a --strength of 1: else the object shows through");
     }
-    CheckNewPictures(options.output, options.count, options.isForced);
+    CheckNewPictures(options.output, options.count, options.isForced,
+                     {options.photo, options.object});
     const auto photo = LoadForService(host, options.photo);
     const auto object = LoadObject(host, options.object, *photo);
     const ServiceConnection connection(service);

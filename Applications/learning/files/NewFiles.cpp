@@ -51,9 +51,18 @@ void RefuseExisting(const std::string& path) {
     }
 }
 
-void CheckNewPictures(const std::string& output, int count, bool isForced) {
+void RefuseSource(const std::string& path, const std::string& source) {
+    const bool isFile = !source.empty() && !IsPipe(source);
+    if (isFile && !IsPipe(path) && IsSameFile(path, source)) {
+        throw WrongUse("the result would replace the photo %1: name another file", source);
+    }
+}
+
+void CheckNewPictures(const std::string& output, int count, bool isForced,
+                      const std::vector<std::string>& sources) {
     for (const std::string& name : NumberNames(output, count)) {
         CheckPictureTarget(name);
+        std::ranges::for_each(sources, [&](const auto& source) { RefuseSource(name, source); });
         if (!isForced) {
             RefuseExisting(name);
         }

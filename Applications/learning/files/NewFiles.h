@@ -16,9 +16,14 @@ std::vector<std::string> NumberNames(const std::string& output, int count);
 /// Throws WrongUse if something stands at `path`, unless IsPipe() is true.
 void RefuseExisting(const std::string& path);
 
-/// To be called before pictures are paid for: throws as CheckPictureTarget() and, unless
-/// `isForced`, RefuseExisting() do for one of the names.
-void CheckNewPictures(const std::string& output, int count, bool isForced);
+/// Throws WrongUse if `path` and `source`, from which the result is made and which may be empty,
+/// are one file.
+void RefuseSource(const std::string& path, const std::string& source);
+
+/// To be called before pictures are paid for: throws as CheckPictureTarget(), RefuseSource() for
+/// each of `sources` and, unless `isForced`, RefuseExisting() do for one of the names.
+void CheckNewPictures(const std::string& output, int count, bool isForced,
+                      const std::vector<std::string>& sources);
 
 /// Whether the file at `path` is what SavePicture() makes of `picture`.
 bool HoldsPicture(const std::string& path, const Raster::DynamicBitmap& picture);

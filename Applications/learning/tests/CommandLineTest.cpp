@@ -55,6 +55,7 @@ TEST_F(CommandLine, TellsWrongUseFromTheRightOne) {
         {{"depth", photo, "-o", result, "--output-folder", "x"}, "contradict"},
         {{"depth", photo, photo, "-o", result}, "2 photos do not fit into"},
         {{"depth", photo, photo, "--output-folder", At("")}, "would replace the photo"},
+        {{"depth", photo, "-o", At("./photo.png")}, "would replace the photo"},
         {{"depth", photo, At("./photo.jpg"), "-o", At("{}2.png")}, "would both be"},
         {{"--quiet", "--verbose", "models"}, "contradict"},
         {{"depth", "-o", result}, "PHOTO is required\nRun learning depth --help."},

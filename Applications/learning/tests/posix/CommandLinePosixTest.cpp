@@ -24,6 +24,7 @@ TEST_F(CommandLine, KnowsOneFileByItsLinks) {
     std::filesystem::create_symlink(".", At("here"));
     const std::pair<std::vector<std::string>, const char*> cases[] = {
         {{"depth", photo, link, "--output-folder", At("")}, "would replace the photo"},
+        {{"colourise", link, "-o", photo}, "would replace the photo"},
         {{"depth", photo, At("here/photo.jpg"), "-o", At("{}2.png")}, "would both be"},
         {{"run", model, "--output", "a:1=" + At("here/a.npy"), "--output", "b:1=" + At("a.npy")},
          "would take the place of"},
