@@ -108,9 +108,10 @@ void ListCatalogue(const Host& host, const ServiceOptions& service,
         throw Failure("what the service tells is no list of models");
     }
     if (!options.isOffline && !client.HasServiceCatalogue()) {
+        const std::string log = host.GetLog();
         host.Complain(
             "the service does not tell its models: these are those that are known without it",
-            connection.GetCure());
+            (log.empty() ? "" : '\n' + log) + connection.GetCure(log));
     }
     if (options.isJson) {
         host.GetOut() << EscapeHidden(Kernel::Json::ToString(

@@ -38,7 +38,7 @@ void ThrowServiceFailure(const Host& host, const ServiceConnection& connection,
     std::string message(std::string_view(result.GetUserMessage().Translate()));
     std::erase(message, '\r');  // its lines end as in dialogs
     const Kernel::String text = Kernel::Format("%1%2%3%4%5", message, log.empty() ? "" : "\n", log,
-                                               isCut ? connection.GetCure() : "", advice);
+                                               isCut ? connection.GetCure(log) : "", advice);
     if (IsForAll(result.code)) {
         throw ServiceRefusal("%1", text);
     }

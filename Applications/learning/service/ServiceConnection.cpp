@@ -8,6 +8,8 @@
 #include "service/Credentials.h"
 #include "terminal/ShellWords.h"
 
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <optional>
 #include <string_view>
@@ -68,6 +70,15 @@ std::string FindAddress(const ServiceOptions& options) {
     return named ? std::string(std::string_view(*named)) : std::string();
 }
 
+/// Whether libcurl says so, which has the word from OpenSSL, or from Windows the name of an error
+/// such as SEC_E_CERT_EXPIRED, SEC_E_UNTRUSTED_ROOT or SEC_E_WRONG_PRINCIPAL. Nothing but the log
+/// tells the cause of a failure.
+bool TellsOfDistrust(std::string_view log) {
+    constexpr std::array Signs{"certificate", "CERT_", "UNTRUSTED", "WRONG_PRINCIPAL"};
+    return std::ranges::any_of(
+        Signs, [log](const char* sign) { return log.find(sign) != std::string_view::npos; });
+}
+
 std::string RepeatOptions(const ServiceOptions& options) {
     const std::pair<const char*, const std::string&> named[] = {
         {"--service", options.address},
@@ -83,9 +94,7 @@ std::string RepeatOptions(const ServiceOptions& options) {
 }  // namespace
 
 ServiceConnection::ServiceConnection(ServiceOptions options)
-    : m_hasAuthority(!options.certificate.empty()),
-      m_showsRequests(options.showsRequests),
-      m_repeatedOptions(RepeatOptions(options)) {
+    : m_showsRequests(options.showsRequests), m_repeatedOptions(RepeatOptions(options)) {
     ReadCredentials(options);
     if (const std::string address = FindAddress(options); !address.empty()) {
         const Place place = ParsePlace(address);
@@ -116,11 +125,11 @@ Learning::RemoteInference& ServiceConnection::GetClient() const noexcept {
     return Learning::RemoteInference::GetInstance();
 }
 
-std::string ServiceConnection::GetCure() const {
-    if (!m_routes.empty() && !m_hasAuthority) {
-        return "\nlearning-service has an authority of its own, which --certificate names: the "
-               "file "
-               "that it writes at its start.";
+std::string ServiceConnection::GetCure(std::string_view log) const {
+    if (TellsOfDistrust(log)) {
+        return "\nThe service's certificate is not trusted. learning-service has an authority of "
+               "its "
+               "own:\n--certificate names the file of it, which is another one after each start.";
     }
     const bool isNowhere = m_routes.empty() && GetServiceHosts().back().ends_with(".example");
     return isNowhere ? "\nThis program was built without the address of a service. To ask one on "

@@ -9,6 +9,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace LearningApp {
@@ -26,7 +27,8 @@ public:
     Learning::RemoteInference& GetClient() const noexcept;
 
     /// What to do where the service can't be reached, after a line feed; empty if nothing is known.
-    std::string GetCure() const;
+    /// `log`: what the library has said of the cause.
+    std::string GetCure(std::string_view log) const;
 
     /// The options by which another command asks the same service in the same name, each after a
     /// blank. Without secrets: those that were named on the command line are not among them.
@@ -36,7 +38,6 @@ public:
     bool ShowsRequests() const noexcept { return m_showsRequests; }
 
 private:
-    const bool m_hasAuthority;
     const bool m_showsRequests;
     const std::string m_repeatedOptions;
     std::vector<std::unique_ptr<::Network::ScopedRoute>> m_routes;

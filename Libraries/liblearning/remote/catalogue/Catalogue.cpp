@@ -1,12 +1,15 @@
 #include "remote/catalogue/Catalogue.h"
 
+#include "Kernel/Diagnostics.h"
 #include "Kernel/FileStreams.h"
 #include "Kernel/Json.h"
+#include "Kernel/Utf.h"
 #include "Network/DownloadCache.h"
 
 #include "remote/addresses/ServiceAddresses.h"
 #include "remote/catalogue/DefaultCatalogue.h"
 
+#include <exception>
 #include <optional>
 #include <utility>
 
@@ -32,10 +35,15 @@ std::optional<Value> Download() {
 
 std::optional<Value> DownloadCatalogue() noexcept {
     try {
-        return Download();
-    } catch (...) {  // whatever it is, there is the list that is compiled in
-        return {};
+        try {
+            return Download();
+        } catch (const std::exception& error) {
+            Kernel::Log::Write("[Remote inference] %1\n", Kernel::MakePrintable(error.what()));
+        }
+    } catch (...) {
+        // Of any type; or there is no memory to tell of it.
     }
+    return {};  // there is the list that is compiled in
 }
 
 Value MakeDefaultCatalogue() {
