@@ -2,13 +2,19 @@
 
 #pragma once
 
+#include "Kernel/Format.h"
+
 #include "commands/Commands.h"
 
 #include <CLI/CLI.hpp>
 
+#include <charconv>
 #include <functional>
 #include <map>
 #include <string>
+#include <string_view>
+#include <system_error>
+#include <type_traits>
 
 namespace LearningApp {
 
@@ -23,6 +29,22 @@ void AddChoice(CLI::App& app, const char* name, const char* type, const char* de
     app.add_option_function<std::string>(name, set, description)
         ->type_name(type)
         ->check(CLI::IsMember(choices));
+}
+
+/// What is wrong with a text as a number from `least` to `most`; empty if nothing is.
+template <class Number>
+std::function<std::string(const std::string&)> CheckNumber(Number least, Number most) {
+    return [least, most](const std::string& text) {
+        Number value{};
+        const char* const end = text.data() + text.size();
+        const auto [stop, error] = std::from_chars(text.data(), end, value);
+        const bool isRead = error == std::errc() && stop == end;
+        const char* const kind = std::is_integral_v<Number> ? "whole number" : "number";
+        return isRead && value >= least && value <= most
+                   ? std::string()
+                   : std::string(std::string_view(
+                         Kernel::Format("%1 is not a %2 from %3 to %4", text, kind, least, most)));
+    };
 }
 
 CLI::App* AddCommand(CLI::App& app, const char* name, const char* description, const char* example);

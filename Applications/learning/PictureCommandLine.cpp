@@ -2,6 +2,8 @@
 
 #include "service/StyleWords.h"
 
+#include <limits>
+
 namespace LearningApp {
 
 namespace {
@@ -53,7 +55,7 @@ void AddCount(CLI::App& command, int& count) {
         .add_option("-n,--count", count,
                     "How many pictures to make: OUT-1.png and so on if there are several")
         ->type_name("N")
-        ->check(CLI::Range(1, Most));
+        ->check(CheckNumber(1, Most));
 }
 
 void AddModel(CLI::App& command, std::string& model) {
@@ -86,7 +88,7 @@ void AddGenerate(const Adder& adder, GenerateOptions& options) {
         ->add_option("--aspect", options.aspect,
                      "The proportion of the sides: a number that the service knows; 0 by default")
         ->type_name("N")
-        ->check(CLI::NonNegativeNumber);
+        ->check(CheckNumber(0, std::numeric_limits<int>::max()));
     command->add_option("--style", options.style, "One of " + ListStyles())->type_name("STYLE");
     command->add_option("--reference", options.reference, "Picture that guides the model")
         ->type_name("FILE");
@@ -155,7 +157,8 @@ void AddReplaceObject(const Adder& adder, ReplaceOptions& options) {
     command
         ->add_option("--strength", options.strength,
                      "How much of the thing is replaced, from 0 to 1, the default")
-        ->type_name("S");
+        ->type_name("S")
+        ->check(CheckNumber(0.0, 1.0));
     command->add_flag("--expand", options.isExpanded,
                       "What is put there may be larger than the thing");
     command->add_flag("--prepare", options.isPrepared,

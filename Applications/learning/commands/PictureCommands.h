@@ -45,7 +45,7 @@ struct ReplaceOptions {
     std::string object;  // a cut-out of the photo
     std::string prompt;
     std::string output;
-    double strength = 1;
+    double strength = 1;  // 0..1
     int count = 1;
     bool isExpanded = false;
     bool isPrepared = false;

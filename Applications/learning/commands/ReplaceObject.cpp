@@ -52,9 +52,6 @@ RemoteInference::Pictures InsertAll(const ObjectDocument& document,
 }  // namespace
 
 void ReplaceObject(const Host& host, const ServiceOptions& service, const ReplaceOptions& options) {
-    if (!(options.strength >= 0 && options.strength <= 1)) {
-        throw WrongUse("--strength %1 is not within 0 and 1", options.strength);
-    }
     if (options.isPrepared && options.strength < 1) {
         throw WrongUse("--prepare is for a --strength of 1: else the object shows through");
     }
