@@ -147,6 +147,10 @@ void CheckTarget(const std::string& path) {
     if (const std::string fault = FindNameFault(path); !fault.empty()) {
         throw Failure("cannot write %1: %2", path, fault);
     }
+    // What is written first has a name of its own, which may be shorter.
+    if (error && error != std::errc::no_such_file_or_directory) {
+        throw Failure("cannot write %1: %2", path, Kernel::DescribeError(error));
+    }
     const Interruption interruption;
     try {
         // Not committed: only checks that it can be created.

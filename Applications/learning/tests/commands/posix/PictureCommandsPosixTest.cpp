@@ -1,5 +1,5 @@
-// What a journal meets on POSIX systems alone: a limit on the size of files, an environment that
-// names no folder, and links that anyone may make.
+// What a journal meets on POSIX systems alone: limits on the size of files and on their names, an
+// environment that names no folder, and links that anyone may make.
 
 #include "Kernel/Environment.h"
 
@@ -40,6 +40,9 @@ TEST_F(PictureCommands, AskForNothingThatCouldNotBeNoted) {
     Support::SetEnvironment("HOME", std::nullopt);
     EXPECT_THAT(Call({"generate", "x", "-o", out}).err, HasSubstr("set XDG_STATE_HOME or HOME"));
     Support::SetEnvironment("HOME", home);
+    SetStateFolder(At("state folder"));
+    const std::string longName = At(std::string(252, 'x') + ".png");
+    EXPECT_THAT(Call({"generate", "x", "-o", longName}).err, HasSubstr(".png: File name too long"));
     EXPECT_THAT(m_bodies, IsEmpty());
     EXPECT_FALSE(std::filesystem::exists(out));
 }
