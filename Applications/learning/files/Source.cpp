@@ -2,10 +2,14 @@
 
 #include "Kernel/FileStreams.h"
 
+#include "failures/Failure.h"
+#include "files/Paths.h"
 #include "files/PictureKinds.h"
 #include "files/Pipes.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 namespace LearningApp {
@@ -14,6 +18,10 @@ Kernel::Counted<Source> Source::Open(const std::string& path) {
     if (IsPipe(path)) {
         return Kernel::MakeCounted<Source>(
             OpenPipe(path), IsStandardStream(path) ? "the standard input" : path, std::nullopt);
+    }
+    std::error_code missing;
+    if (std::filesystem::is_directory(ToPath(path), missing)) {
+        throw Failure("cannot read %1: it is a folder", path);
     }
     const auto file = Kernel::FileInStream::Open(path);
     return Kernel::MakeCounted<Source>(file, path, file->GetSize());

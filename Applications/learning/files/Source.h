@@ -15,8 +15,8 @@ namespace LearningApp {
 /// read: they tell what it holds.
 class Source final : public Kernel::InStream {
 public:
-    /// Opens `path`; "-" is the standard input. Throws Kernel::IoException, or WrongUse if the
-    /// standard input is a terminal.
+    /// Opens `path`; "-" is the standard input. Throws Kernel::IoException, Failure for a
+    /// folder, or WrongUse if the standard input is a terminal.
     static Kernel::Counted<Source> Open(const std::string& path);
 
     /// The path, or what the standard input is called in messages.

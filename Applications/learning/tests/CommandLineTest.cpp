@@ -228,6 +228,7 @@ TEST_F(CommandLine, FailsWithTheFileAndTheReason) {
         {{"colourise", MakeFile("x.webp", "RIFF\4\1\1\1WEBP"), "-o", result},
          {"WebP", "too early"}},
         {{"colourise", MakeFile("x.svg", "<?xml?>\n<svg>"), "-o", result}, {"an SVG drawing"}},
+        {{"depth", At("folder.png"), "-o", result}, {"read " + At("folder.png: it is a folder\n")}},
         {{"segment", At("none.png"), "--at", "1,1", "-o", result},
          {"none.png: " + std::string(std::string_view(missing))}},
         {{"super-resolve", photo, "-o", At("none/x.png")}, {"none/x.png", "folder is not there"}},
