@@ -144,6 +144,7 @@ void AddServiceCommands(CLI::App& app, Parsed& parsed) {
                          auto& options, auto run) {
         CLI::App* const command = AddCommand(app, name, description, example);
         AddServiceOptions(*command, parsed.service);
+        AddShowRequest(*command, parsed.service);
         command->callback([&parsed, &options, run] {
             parsed.command = [&parsed, &options, run](const Host& host) {
                 parsed.service.certificate = host.GetSettings().certificate;
@@ -161,7 +162,6 @@ void AddServiceCommands(CLI::App& app, Parsed& parsed) {
     const auto addQuestion = [&](const char* name, const char* description, const char* example,
                                  auto run) {
         CLI::App* const command = add(name, description, example, parsed.question, run);
-        AddShowRequest(*command, parsed.service);
         AddText(*command, "QUESTION", "What you want to know", parsed.question.text);
         command
             ->add_option("--session", parsed.question.session,
@@ -175,7 +175,6 @@ void AddServiceCommands(CLI::App& app, Parsed& parsed) {
     CLI::App* const report =
         add("report", "Tell the inference service of an issue",
             "report the cat has lost its tail --code cutout", parsed.report, Report);
-    AddShowRequest(*report, parsed.service);
     AddText(*report, "WHAT", "What has happened", parsed.report.text);
     report->add_option("--code", parsed.report.code, "The kind of issue; other by default")
         ->type_name("WORD");

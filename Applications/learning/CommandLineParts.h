@@ -52,7 +52,6 @@ CLI::App* AddCommand(CLI::App& app, const char* name, const char* description, c
 void AddPhotoOptions(CLI::App& command, PhotoOptions& options);
 
 void AddServiceOptions(CLI::App& command, ServiceOptions& options);
-/// For commands that begin operations of the service.
 void AddShowRequest(CLI::App& command, ServiceOptions& options);
 
 /// Words need no quotation marks.

@@ -1,6 +1,7 @@
 #include "Kernel/Json.h"
 
 #include "commands/Commands.h"
+#include "commands/ShownRequests.h"
 #include "failures/Failure.h"
 #include "json/Json.h"
 #include "service/ServiceConnection.h"
@@ -100,6 +101,10 @@ Value ToJsonArray(const std::vector<Model>& models) {
 void ListCatalogue(const Host& host, const ServiceOptions& service,
                    const CatalogueOptions& options) {
     const ServiceConnection connection(service);
+    if (connection.ShowsRequests() && !options.isOffline) {
+        ShowCatalogueRequest(host, connection, "Nothing has been sent.");
+        return;
+    }
     // A copy, since the lists of the process's own would grow by each command.
     Learning::RemoteInference client = connection.GetClient();
     try {

@@ -162,7 +162,9 @@ Learning::RemoteInference LoadModels(const Host& host, const ServiceConnection& 
     // Copies, since the lists of the process's own would grow by each command.
     Learning::RemoteInference client = connection.GetClient();
     if (connection.ShowsRequests()) {
-        ShowCatalogueRequest(host);
+        ShowCatalogueRequest(host, connection,
+                             "What is shown here is for the one that is known without it.");
+        host.GetOut() << '\n';
     }
     try {
         host.Time(Phase::Request, [&] { client.Init(!connection.ShowsRequests()); });

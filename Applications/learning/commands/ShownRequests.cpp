@@ -9,12 +9,22 @@
 
 namespace LearningApp {
 
+namespace {
+
+/// Where requests go whose addresses name another place: a sentence, and a blank.
+std::string DescribeRoute(const ServiceConnection& connection) {
+    const std::string& place = connection.GetPlace();
+    return place.empty() ? "" : "It would go to " + place + ", not where its address says. ";
+}
+
+}  // namespace
+
 void ShowRequests(const Host& host, const ServiceConnection& connection,
                   const std::function<Learning::RemoteInference::Result()>& operation) {
     bool isShown = false;
     Learning::RemoteControl control({}, [&](const Learning::RemoteRequest& request) {
-        host.GetOut() << DescribeRequest(request)
-                      << "\n(What follows depends on the answer. Nothing has been sent.)\n";
+        host.GetOut() << DescribeRequest(request) << "\n(" << DescribeRoute(connection)
+                      << "What follows depends on the answer. Nothing has been sent.)\n";
         isShown = true;
         return false;
     });
@@ -26,12 +36,11 @@ void ShowRequests(const Host& host, const ServiceConnection& connection,
     }
 }
 
-void ShowCatalogueRequest(const Host& host) {
+void ShowCatalogueRequest(const Host& host, const ServiceConnection& connection, const char* more) {
     Learning::RemoteRequest request;
     request.address = GetCatalogueAddress();
-    host.GetOut() << DescribeRequest(request)
-                  << "\n(The answer is the list of models. What is shown here is for the one that "
-                     "is known without it.)\n\n";
+    host.GetOut() << DescribeRequest(request) << "\n(" << DescribeRoute(connection)
+                  << "The answer is the list of models. " << more << ")\n";
 }
 
 }  // namespace LearningApp

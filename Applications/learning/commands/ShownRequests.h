@@ -16,7 +16,7 @@ namespace LearningApp {
 void ShowRequests(const Host& host, const ServiceConnection& connection,
                   const std::function<Learning::RemoteInference::Result()>& operation);
 
-/// Prints the request for the models of the service.
-void ShowCatalogueRequest(const Host& host);
+/// Prints the request for the models of the service, and `more` about it, a sentence.
+void ShowCatalogueRequest(const Host& host, const ServiceConnection& connection, const char* more);
 
 }  // namespace LearningApp

@@ -102,6 +102,7 @@ ServiceConnection::ServiceConnection(ServiceOptions options)
             m_routes.push_back(
                 std::make_unique<::Network::ScopedRoute>(host, place.host, place.port));
         }
+        m_place = place.host + ':' + std::to_string(place.port);
         ::Network::SetProxy(Kernel::String());  // which would not know of the route
     }
     if (!options.certificate.empty()) {

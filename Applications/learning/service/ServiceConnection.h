@@ -34,12 +34,16 @@ public:
     /// blank. Without secrets: those that were named on the command line are not among them.
     const std::string& GetRepeatedOptions() const noexcept { return m_repeatedOptions; }
 
+    /// "HOST:PORT" where requests go in place of what their addresses say; empty if they don't.
+    const std::string& GetPlace() const noexcept { return m_place; }
+
     /// Whether requests are to be shown instead of sent.
     bool ShowsRequests() const noexcept { return m_showsRequests; }
 
 private:
     const bool m_showsRequests;
     const std::string m_repeatedOptions;
+    std::string m_place;
     std::vector<std::unique_ptr<::Network::ScopedRoute>> m_routes;
 };
 

@@ -102,6 +102,8 @@ TEST_F(ServiceCommands, ListTheModels) {
         AllOf(StartsWith(R"({"imageToImage":[{"modelAllowedHeights":[],"model)"),
               HasSubstr(R"("I\u202e\u009b\udb40\udc41")"), HasSubstr(R"("textToImage":[]})")));
     const std::size_t asked = m_server.GetRequests().size();
+    EXPECT_THAT(Call({"catalogue", "--show-request"}).out,
+                AllOf(StartsWith("GET " ORVANTIS_CONFIG_URL), HasSubstr("go to 127.0.0.1:")));
     EXPECT_THAT(Call({"catalogue", "--offline"}).out, HasSubstr("Halcyon Prime"));
     EXPECT_EQ(m_server.GetRequests().size(), asked);
     m_reply = Server::Reply(404);
