@@ -2,6 +2,7 @@
 #include "commands/PictureCall.h"
 #include "commands/PictureCommands.h"
 #include "commands/PictureJobs.h"
+#include "files/Files.h"
 #include "files/NewFiles.h"
 
 namespace LearningApp {

@@ -6,6 +6,7 @@
 #include "commands/PictureCall.h"
 #include "commands/PictureCommands.h"
 #include "commands/PictureJobs.h"
+#include "files/Files.h"
 #include "files/NewFiles.h"
 #include "files/PhotoColours.h"
 #include "files/Pipes.h"

@@ -7,13 +7,10 @@
 #include "failures/Suggestion.h"
 #include "files/Files.h"
 #include "files/NewFiles.h"
-#include "files/Paths.h"
-#include "files/Pipes.h"
 #include "networks/NetworkFile.h"
 
 #include <algorithm>
 #include <chrono>
-#include <filesystem>
 #include <iomanip>
 #include <ostream>
 
@@ -103,13 +100,6 @@ void ResumeJob(const Host& host, const ServiceOptions& service, const ResumeOpti
             ResumeReplaceObject(host, connection, note, options.isForced);
             break;
     }
-}
-
-std::string MakeAbsolute(const std::string& path) {
-    if (IsStandardStream(path)) {
-        return path;
-    }
-    return FromPath(std::filesystem::absolute(ToPath(path)));
 }
 
 Kernel::Counted<Raster::DynamicBitmap> ReloadPhoto(const Host& host, const JobEntry& entry) {

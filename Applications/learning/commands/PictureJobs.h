@@ -19,9 +19,6 @@ void ResumeEdit(const Host& host, const ServiceConnection& connection, JobNote& 
 void ResumeReplaceObject(const Host& host, const ServiceConnection& connection, JobNote& note,
                          bool isForced);
 
-/// A path for the journal: absolute, but "-" as it is.
-std::string MakeAbsolute(const std::string& path);
-
 /// Reads the photo of a job again. Throws Failure if its size is another one now.
 Kernel::Counted<Raster::DynamicBitmap> ReloadPhoto(const Host& host, const JobEntry& entry);
 

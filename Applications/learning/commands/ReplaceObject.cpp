@@ -5,6 +5,7 @@
 #include "commands/PictureCommands.h"
 #include "commands/PictureJobs.h"
 #include "failures/Failure.h"
+#include "files/Files.h"
 #include "files/NewFiles.h"
 
 namespace LearningApp {

@@ -161,6 +161,13 @@ void CheckTarget(const std::string& path) {
     interruption.Check();
 }
 
+std::string MakeAbsolute(const std::string& path) {
+    if (path.empty() || IsStandardStream(path)) {
+        return path;
+    }
+    return FromPath(std::filesystem::absolute(ToPath(path)));
+}
+
 std::string Locate(const std::string& path) {
     namespace fs = Kernel::FileSystem;
     return FoldCase(std::string(std::string_view(fs::GetCanonicalPath(fs::FollowLinks(path)))));

@@ -45,6 +45,9 @@ void CheckPictureTarget(const std::string& path);
 /// Throws Failure if no file can be written at `path`, and WrongUse as CheckPipeTarget() does.
 void CheckTarget(const std::string& path);
 
+/// `path` for use in other folders: absolute, but "-" and nothing as they are.
+std::string MakeAbsolute(const std::string& path);
+
 /// Where `path` leads, links followed, even if nothing is there: the same text for all paths to one
 /// place.
 std::string Locate(const std::string& path);

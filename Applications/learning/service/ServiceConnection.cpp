@@ -5,6 +5,7 @@
 #include "Network/Settings.h"
 
 #include "failures/Failure.h"
+#include "files/Files.h"
 #include "service/Credentials.h"
 #include "terminal/ShellWords.h"
 
@@ -80,10 +81,10 @@ bool TellsOfDistrust(std::string_view log) {
 }
 
 std::string RepeatOptions(const ServiceOptions& options) {
-    const std::pair<const char*, const std::string&> named[] = {
+    const std::pair<const char*, const std::string> named[] = {
         {"--service", options.address},
-        {"--certificate", options.certificate},
-        {"--credentials", options.credentials}};
+        {"--certificate", MakeAbsolute(options.certificate)},
+        {"--credentials", MakeAbsolute(options.credentials)}};
     std::string text;
     for (const auto& [name, value] : named) {
         text += value.empty() ? "" : std::string(" ") + name + ' ' + QuoteForShell(value);

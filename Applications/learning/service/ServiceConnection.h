@@ -30,8 +30,9 @@ public:
     /// `log`: what the library has said of the cause.
     std::string GetCure(std::string_view log) const;
 
-    /// The options by which another command asks the same service in the same name, each after a
-    /// blank. Without secrets: those that were named on the command line are not among them.
+    /// The options by which another command, in any folder, asks the same service in the same name,
+    /// each after a blank. Without secrets: those that were named on the command line are not among
+    /// them.
     const std::string& GetRepeatedOptions() const noexcept { return m_repeatedOptions; }
 
     /// "HOST:PORT" where requests go in place of what their addresses say; empty if they don't.

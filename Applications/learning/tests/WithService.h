@@ -66,8 +66,7 @@ protected:
     void Synchronise() const { const std::lock_guard lock(m_mutex); }
 
     mutable std::mutex m_mutex;
-    const std::string m_authority =
-        MakeFile("authority.pem", Support::GetAuthority().GetCertificate());
+    std::string m_authority = MakeFile("authority.pem", Support::GetAuthority().GetCertificate());
     const Support::TestServer m_server;
 };
 

@@ -10,8 +10,10 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 namespace LearningApp {
 namespace {
@@ -52,7 +54,12 @@ TEST_F(PictureJobs, CanBeEndedAndResumed) {
         m_raises = true;
         m_polls = 0;
         m_bodies.clear();
+        const std::filesystem::path folder = std::filesystem::current_path();
+        std::filesystem::current_path(ToPath(At("")));
+        const std::string authority = std::exchange(m_authority, "authority.pem");
         const Outcome outcome = Call(command);
+        m_authority = authority;
+        std::filesystem::current_path(folder);
         EXPECT_EQ(outcome.code, 130);
         const std::string advice =
             "\nlearning resume --service 127.0.0.1:" + std::to_string(m_server.GetPort()) +
