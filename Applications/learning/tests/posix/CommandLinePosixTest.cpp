@@ -22,9 +22,10 @@ TEST_F(CommandLine, KnowsOneFileByItsLinks) {
     const std::string link = At("link.png");
     std::filesystem::create_symlink("photo.png", link);
     std::filesystem::create_symlink(".", At("here"));
+    std::filesystem::create_hard_link(photo, At("twin.png"));
     const std::pair<std::vector<std::string>, const char*> cases[] = {
         {{"depth", photo, link, "--output-folder", At("")}, "would replace the photo"},
-        {{"colourise", link, "-o", photo}, "would replace the photo"},
+        {{"colourise", At("twin.png"), "-o", photo}, "would replace the photo"},
         {{"depth", photo, At("here/photo.jpg"), "-o", At("{}2.png")}, "would both be"},
         {{"run", model, "--output", "a:1=" + At("here/a.npy"), "--output", "b:1=" + At("a.npy")},
          "would take the place of"},
