@@ -64,9 +64,8 @@ void CheckPlaces(const std::vector<PhotoTask>& tasks) {
     }
     std::map<std::string, const PhotoTask*> places;
     for (const PhotoTask& task : tasks) {
-        RefuseSource(task.output, task.photo);
         const std::string place = Locate(task.output);
-        if (!IsPipe(task.output) && photos.contains(place)) {
+        if (photos.contains(place)) {
             throw WrongUse("the result of %1 would replace the photo %2: name another place",
                            task.photo, task.output);
         }
@@ -87,7 +86,12 @@ std::vector<PhotoTask> PlanPhotoTasks(const PhotoOptions& options) {
     for (const std::string& photo : options.photos) {
         tasks.push_back({photo, Fill(pattern, GetStem(photo))});
     }
-    CheckPlaces(tasks);
+    for (const PhotoTask& task : tasks) {
+        RefuseSource(task.output, task.photo);
+    }
+    if (pattern != tasks.front().output) {  // the user has not named the files
+        CheckPlaces(tasks);
+    }
     if (!options.mayReplace) {
         for (const PhotoTask& task : tasks) {
             RefuseExisting(task.output);

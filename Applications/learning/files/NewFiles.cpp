@@ -13,6 +13,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <filesystem>
+#include <system_error>
 
 namespace LearningApp {
 
@@ -52,8 +54,9 @@ void RefuseExisting(const std::string& path) {
 }
 
 void RefuseSource(const std::string& path, const std::string& source) {
-    const bool isFile = !source.empty() && !IsPipe(source);
-    if (isFile && !IsPipe(path) && IsSameFile(path, source)) {
+    std::error_code missing;  // or a name that no file can have, which shows elsewhere
+    if (!IsPipe(path) && !IsPipe(source) &&
+        std::filesystem::equivalent(ToPath(path), ToPath(source), missing)) {
         throw WrongUse("the result would replace the photo %1: name another file", source);
     }
 }

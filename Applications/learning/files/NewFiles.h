@@ -17,7 +17,7 @@ std::vector<std::string> NumberNames(const std::string& output, int count);
 void RefuseExisting(const std::string& path);
 
 /// Throws WrongUse if `path` and `source`, from which the result is made and which may be empty,
-/// are one file.
+/// are one file, which is there.
 void RefuseSource(const std::string& path, const std::string& source);
 
 /// To be called before pictures are paid for: throws as CheckPictureTarget(), RefuseSource() for
