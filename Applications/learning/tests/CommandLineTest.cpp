@@ -134,7 +134,7 @@ TEST_F(CommandLine, ListsWhatIsInstalledAndWhatItRunsOn) {
     const Outcome outcome = RunBare({"models", "--models", At("")});
     EXPECT_EQ(outcome.code, 0);
     for (const char* const line :
-         {"Colourisation +all .*empty +- +- +- +[^ ]*/.*Colourisation_2.6.onnx",
+         {"Colourisation +all .*empty +- +- +- +.*/.*Colourisation_2.6.onnx",
           "DepthEstimation .*folder +- +- +- .*DepthEstimation_2.6",
           "SuperResolution +cpu .*no +- ",
           "accelerated +SegmentationEncoder_3.2 +yes +none +10 B +2001-02-03 ",

@@ -74,7 +74,7 @@ void DiagnosticChannel<Tag>::Flush() noexcept {
     WithSink<Tag>([](DiagnosticSink& sink) { sink.Flush(); });
 }
 
-template class DiagnosticChannel<TraceTag>;
-template class DiagnosticChannel<LogTag>;
+ORVANTIS_INSTANTIATE(DiagnosticChannel<TraceTag>);
+ORVANTIS_INSTANTIATE(DiagnosticChannel<LogTag>);
 
 }  // namespace Kernel

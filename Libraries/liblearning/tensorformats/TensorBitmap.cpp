@@ -181,9 +181,9 @@ std::ptrdiff_t Tensor<C1, C2, C3, C4, C5, Layout>::GetStride() const noexcept {
     return static_cast<std::ptrdiff_t>(sizeof(PixelType)) * m_width;
 }
 
-#define LEARNING_TENSOR_FORMAT(C1, C2, C3, C4, C5, LAYOUT)                            \
-    template class ModelBase<Tensor<C1, C2, C3, C4, C5, LAYOUT>, C1, C2, C3, C4, C5>; \
-    template class Tensor<C1, C2, C3, C4, C5, LAYOUT>;
+#define LEARNING_TENSOR_FORMAT(C1, C2, C3, C4, C5, LAYOUT)                                   \
+    ORVANTIS_INSTANTIATE(ModelBase<Tensor<C1, C2, C3, C4, C5, LAYOUT>, C1, C2, C3, C4, C5>); \
+    ORVANTIS_INSTANTIATE(Tensor<C1, C2, C3, C4, C5, LAYOUT>);
 #include "Learning/TensorFormats.inc"
 
 }  // namespace Raster

@@ -16,9 +16,9 @@ Kernel::Counted<Bitmap<C1, C2, C3, C4, C5>> Bitmap<C1, C2, C3, C4, C5>::CloneEmp
     return empty;
 }
 
-#define RASTER_FORMAT(NAME, CODE, ...)                          \
-    template class ModelBase<Bitmap<__VA_ARGS__>, __VA_ARGS__>; \
-    template class Bitmap<__VA_ARGS__>;
+#define RASTER_FORMAT(NAME, CODE, ...)                                 \
+    ORVANTIS_INSTANTIATE(ModelBase<Bitmap<__VA_ARGS__>, __VA_ARGS__>); \
+    ORVANTIS_INSTANTIATE(Bitmap<__VA_ARGS__>);
 #include "Raster/HostFormats.inc"
 
 }  // namespace Raster

@@ -12,7 +12,8 @@
 #include <string>
 #include <utility>
 
-template class Kernel::Consolidated<Raster::ICCProfile>;
+template Kernel::Counted<const Raster::ICCProfile> Kernel::Consolidated<Raster::ICCProfile>::Find(
+    const Kernel::Counted<Raster::ICCProfile>& value);
 
 namespace Raster {
 

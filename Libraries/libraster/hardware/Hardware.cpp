@@ -84,7 +84,7 @@ void Hardware<Implementation>::SetUse(HardwareUse newUse) {
     isChosen = false;
 }
 
-template class Hardware<DefaultImplementation>;
+ORVANTIS_INSTANTIATE(Hardware<DefaultImplementation>);
 
 bool ShouldExecuteKernel(const Rect& rect) {
     // Below, the transfers cost more than the work.

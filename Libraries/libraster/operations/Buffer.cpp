@@ -79,9 +79,9 @@ ConstPixelView Buffer<C1, C2, C3, C4, C5>::GetHostView() const noexcept {
             &GetPixelFormat()};
 }
 
-#define RASTER_FORMAT(NAME, CODE, ...)                          \
-    template class ModelBase<Buffer<__VA_ARGS__>, __VA_ARGS__>; \
-    template class Buffer<__VA_ARGS__>;
+#define RASTER_FORMAT(NAME, CODE, ...)                                 \
+    ORVANTIS_INSTANTIATE(ModelBase<Buffer<__VA_ARGS__>, __VA_ARGS__>); \
+    ORVANTIS_INSTANTIATE(Buffer<__VA_ARGS__>);
 #include "Raster/HostFormats.inc"
 
 }  // namespace Raster

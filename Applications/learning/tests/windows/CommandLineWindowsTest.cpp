@@ -34,7 +34,7 @@ TEST_F(CommandLine, KnowsOneFileByTheNamesThatWindowsGivesIt) {
 TEST_F(CommandLine, RefusesNamesThatWindowsHasNot) {
     const std::string photo = MakeGreyPhoto();
     for (const char* const name : {"con.png", "NUL.png", "a?.png", "a:b.png", "a|.png"}) {
-        const Outcome outcome = Testing::Run({"depth", photo, "-o", At(name)});
+        const Outcome outcome = Testing::Run({"depth", photo, "-o", At(".") + "/" + name});
         EXPECT_EQ(outcome.code, 1) << name;
         EXPECT_THAT(outcome.err, HasSubstr("Windows")) << name;
     }

@@ -18,7 +18,7 @@ namespace Kernel {
 /// T is Countable and immutable, and has `GetIdentity()`, a value that can be ordered and is equal
 /// for equal values. A value lives at least as long as a Consolidated points at it; values without
 /// references are deleted when the next one is interned. The library that defines T instantiates
-/// this class explicitly, so that all libraries share one table.
+/// and exports Find(), so that all libraries share one table; the rest is inline everywhere.
 ///
 /// Threads: any.
 template <class T>
@@ -45,17 +45,20 @@ private:
             values;
     };
 
-    static Counted<const T> Find(const Counted<T>& value) {
-        static NeverDestroyed<Table> shared;
-        Table& table = *shared;
-        const ScopedLock lock(table.section);
-        // A count of 1 is this table's reference; new ones are made here alone, under the lock.
-        std::erase_if(table.values,
-                      [](const auto& entry) { return entry.second->GetReferenceCount() == 1; });
-        return table.values.try_emplace(value->GetIdentity(), value).first->second;
-    }
+    static Counted<const T> Find(const Counted<T>& value);
 
     Counted<const T> m_value;
 };
+
+template <class T>
+Counted<const T> Consolidated<T>::Find(const Counted<T>& value) {
+    static NeverDestroyed<Table> shared;
+    Table& table = *shared;
+    const ScopedLock lock(table.section);
+    // A count of 1 is this table's reference; new ones are made here alone, under the lock.
+    std::erase_if(table.values,
+                  [](const auto& entry) { return entry.second->GetReferenceCount() == 1; });
+    return table.values.try_emplace(value->GetIdentity(), value).first->second;
+}
 
 }  // namespace Kernel

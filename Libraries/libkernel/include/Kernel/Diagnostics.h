@@ -48,8 +48,10 @@ private:
                           std::span<const FormatArgument> arguments) noexcept;
 };
 
-extern template class KERNEL_API DiagnosticChannel<struct TraceTag>;
-extern template class KERNEL_API DiagnosticChannel<struct LogTag>;
+struct TraceTag;
+struct LogTag;
+KERNEL_TEMPLATE(DiagnosticChannel<TraceTag>);
+KERNEL_TEMPLATE(DiagnosticChannel<LogTag>);
 
 /// For developers: states, timings and possibly secrets such as access tokens. Has no sink at
 /// first, so that no secret is written anywhere by default.

@@ -76,10 +76,9 @@ private:
 };
 
 // In this order: the base is instantiated with the class itself.
-#define LEARNING_TENSOR_FORMAT(C1, C2, C3, C4, C5, LAYOUT)                 \
-    extern template class LEARNING_API                                     \
-        ModelBase<Tensor<C1, C2, C3, C4, C5, LAYOUT>, C1, C2, C3, C4, C5>; \
-    extern template class LEARNING_API Tensor<C1, C2, C3, C4, C5, LAYOUT>;
+#define LEARNING_TENSOR_FORMAT(C1, C2, C3, C4, C5, LAYOUT)                                \
+    LEARNING_TEMPLATE(ModelBase<Tensor<C1, C2, C3, C4, C5, LAYOUT>, C1, C2, C3, C4, C5>); \
+    LEARNING_TEMPLATE(Tensor<C1, C2, C3, C4, C5, LAYOUT>);
 #include "Learning/TensorFormats.inc"
 
 }  // namespace Raster

@@ -63,9 +63,9 @@ public:
 };
 
 // In this order: the base is instantiated with the class itself.
-#define RASTER_FORMAT(NAME, CODE, ...)                                            \
-    extern template class RASTER_API ModelBase<Bitmap<__VA_ARGS__>, __VA_ARGS__>; \
-    extern template class RASTER_API Bitmap<__VA_ARGS__>;
+#define RASTER_FORMAT(NAME, CODE, ...)                            \
+    RASTER_TEMPLATE(ModelBase<Bitmap<__VA_ARGS__>, __VA_ARGS__>); \
+    RASTER_TEMPLATE(Bitmap<__VA_ARGS__>);
 #include "Raster/HostFormats.inc"
 
 }  // namespace Raster

@@ -58,9 +58,9 @@ private:
 };
 
 // In this order: the base is instantiated with the class itself.
-#define RASTER_FORMAT(NAME, CODE, ...)                                            \
-    extern template class RASTER_API ModelBase<Buffer<__VA_ARGS__>, __VA_ARGS__>; \
-    extern template class RASTER_API Buffer<__VA_ARGS__>;
+#define RASTER_FORMAT(NAME, CODE, ...)                            \
+    RASTER_TEMPLATE(ModelBase<Buffer<__VA_ARGS__>, __VA_ARGS__>); \
+    RASTER_TEMPLATE(Buffer<__VA_ARGS__>);
 #include "Raster/HostFormats.inc"
 
 }  // namespace Raster

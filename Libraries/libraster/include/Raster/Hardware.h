@@ -45,7 +45,7 @@ public:
     /// Sets which devices may be used; the next GetDevice() chooses again.
     static void SetUse(HardwareUse use);
 };
-extern template class RASTER_API Hardware<DefaultImplementation>;
+RASTER_TEMPLATE(Hardware<DefaultImplementation>);
 
 /// A reference to a device buffer, or null.
 class DeviceBuffer {

@@ -56,4 +56,5 @@ private:
 
 }  // namespace Raster
 
-extern template class RASTER_API Kernel::Consolidated<Raster::ICCProfile>;
+extern template RASTER_API Kernel::Counted<const Raster::ICCProfile>
+Kernel::Consolidated<Raster::ICCProfile>::Find(const Kernel::Counted<Raster::ICCProfile>& value);
