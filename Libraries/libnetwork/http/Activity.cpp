@@ -3,6 +3,8 @@
 #include "Kernel/Dispatch.h"
 #include "Kernel/NeverDestroyed.h"
 
+#include "http/AtExit.h"
+
 #include <condition_variable>
 #include <mutex>
 #include <set>
@@ -12,7 +14,11 @@ namespace Network::Http {
 
 namespace {
 
+void JoinTheLast();
+
 struct Activities {
+    Activities() { CallAtExit(JoinTheLast); }
+
     std::mutex mutex;
     std::condition_variable changed;
     std::set<const Activity*> running;
@@ -32,17 +38,17 @@ struct Activities {
 
 Activities& GetActivities() {
     static Kernel::NeverDestroyed<Activities> activities;  // requests may run during exit
-    // Then no other thread comes to join one.
-    static const struct AtExit {
-        ~AtExit() {
-            {
-                const std::lock_guard lock(activities->mutex);
-                activities->isExiting = true;
-            }
-            activities->JoinLeft();
-        }
-    } atExit;
     return *activities;
+}
+
+/// At exit no other thread comes to join the one that has left last.
+void JoinTheLast() {
+    Activities& activities = GetActivities();
+    {
+        const std::lock_guard lock(activities.mutex);
+        activities.isExiting = true;
+    }
+    activities.JoinLeft();
 }
 
 }  // namespace
