@@ -1,5 +1,7 @@
 #include "files/windows/FileSecurity.h"
 
+#include "files/windows/Replacement.h"
+
 #include <aclapi.h>
 #include <sddl.h>
 
@@ -206,11 +208,14 @@ std::error_code CopySecurity(const std::wstring& path, HANDLE file) {
     if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0) {
         return ToErrorCode(ERROR_ACCESS_DENIED);  // which the right to add to it may not tell
     }
-    const SystemHandle other =
-        OpenHandle(path.c_str(), FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | READ_CONTROL,
-                   OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL);
-    if (!other) {
-        return ToErrorCode();
+    SystemHandle other;
+    const std::error_code refused = RepeatWhileHeld(path, [&] {
+        other = OpenHandle(path.c_str(), FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | READ_CONTROL,
+                           OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL);
+        return other ? ERROR_SUCCESS : GetLastError();
+    });
+    if (refused) {
+        return refused;
     }
     Rights rights;
     DWORD error = GetRights(other.get(), rights);

@@ -67,26 +67,32 @@ bool MayPass(DWORD error, const std::wstring& target) {
     if (!isHeld) {
         return false;
     }
-    const PathState state = GetPathState(target);
-    return !(state.isFolder || state.isReadOnly);
+    const DWORD attributes = GetFileAttributesW(target.c_str());
+    constexpr DWORD Lasting = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY;
+    return attributes == INVALID_FILE_ATTRIBUTES || (attributes & Lasting) == 0;
 }
 
 }  // namespace
 
-std::error_code ReplaceFile(const std::wstring& source, const std::wstring& target) {
+std::error_code RepeatWhileHeld(const std::wstring& path,
+                                const std::function<unsigned long()>& attempt) {
     for (DWORD wait = FirstWait;; wait *= 2) {
-        DWORD error = RenameOpen(source, target);
-        if (IsUnknown(error)) {
-            error = RenameClosed(source, target);
-        }
+        const DWORD error = attempt();
         if (error == ERROR_SUCCESS) {
             return {};
         }
-        if (wait > LongestWait || !MayPass(error, target)) {
+        if (wait > LongestWait || !MayPass(error, path)) {
             return ToErrorCode(error);
         }
         Sleep(wait);
     }
+}
+
+std::error_code ReplaceFile(const std::wstring& source, const std::wstring& target) {
+    return RepeatWhileHeld(target, [&] {
+        const DWORD error = RenameOpen(source, target);
+        return IsUnknown(error) ? RenameClosed(source, target) : error;
+    });
 }
 
 }  // namespace Kernel

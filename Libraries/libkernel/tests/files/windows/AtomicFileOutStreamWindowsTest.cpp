@@ -62,17 +62,17 @@ TEST(AtomicFileOutStream, WaitsForThoseWhoHoldTheFileForAMoment) {
         return CreateFileW(Support::ToPath(path).c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING,
                            0, nullptr);
     };
-    HANDLE held = hold();
-    std::jthread other([&] {
-        Sleep(50);
-        CloseHandle(held);
-    });
-    const auto stream = AtomicFileOutStream::Create(path);
-    Write(*stream, "new");
-    stream->Commit();
-    EXPECT_EQ(ReadFile(path), "new");
-    other.join();
-    held = hold();
+    for (const auto create : {AtomicFileOutStream::Create, AtomicFileOutStream::CreateSuccessor}) {
+        const std::jthread other([held = hold()] {
+            Sleep(50);
+            CloseHandle(held);
+        });
+        const auto stream = create(path);
+        Write(*stream, "new");
+        stream->Commit();
+        EXPECT_EQ(ReadFile(path), "new");
+    }
+    const HANDLE held = hold();
     EXPECT_THROW(AtomicFileOutStream::Create(path)->Commit(), IoException);
     CloseHandle(held);
     EXPECT_EQ(ReadFile(path), "new");
