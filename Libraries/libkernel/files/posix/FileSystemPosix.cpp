@@ -110,6 +110,28 @@ bool DeleteEmptyFolder(const String& path) noexcept {
     });
 }
 
+std::vector<String> GetNames(const String& folder) {
+    std::vector<String> names;
+    std::error_code error;
+    using Iterator = std::filesystem::directory_iterator;
+    for (Iterator file(ToPath(folder), error); !error && file != Iterator();
+         file.increment(error)) {
+        names.push_back(FromPath(file->path().filename()));
+    }
+    if (error && error != std::errc::no_such_file_or_directory) {
+        throw IoException("read", folder, error);
+    }
+    return names;
+}
+
+String GetAbsolutePath(const String& path) {
+    try {
+        return FromPath(std::filesystem::absolute(ToPath(path)));
+    } catch (const std::filesystem::filesystem_error& error) {
+        throw IoException("find", path, error.code());
+    }
+}
+
 String GetCanonicalPath(const String& path) {
     try {
         return FromPath(std::filesystem::weakly_canonical(std::filesystem::absolute(ToPath(path))));

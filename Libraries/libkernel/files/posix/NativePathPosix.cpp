@@ -11,4 +11,8 @@ std::filesystem::path::string_type ToNativePath(const String& path) {
     return path.c_str();
 }
 
+String FromNativePath(const std::filesystem::path::string_type& path) {
+    return {path.data(), path.size()};
+}
+
 }  // namespace Kernel

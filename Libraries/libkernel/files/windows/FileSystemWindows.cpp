@@ -77,13 +77,14 @@ bool DeleteOne(const std::wstring& path) {
     if (!state.isThere) {
         return true;
     }
-    if (state.isFolder) {
-        return RemoveDirectoryW(path.c_str()) != 0;
-    }
-    if (state.isReadOnly) {  // which on other systems keeps nobody from deleting a file
+    if (state.isReadOnly) {  // which on other systems keeps nobody from deleting
         SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
     }
-    return DeleteFileW(path.c_str()) != 0;
+    const BOOL isDeleted =
+        state.isFolder ? RemoveDirectoryW(path.c_str()) : DeleteFileW(path.c_str());
+    const DWORD error = isDeleted != 0 ? ERROR_SUCCESS : GetLastError();
+    // Somebody else may have been faster.
+    return isDeleted != 0 || error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
 }
 
 using Visit = std::function<bool(const std::wstring& path, const WIN32_FIND_DATAW& found)>;
@@ -119,17 +120,22 @@ bool DeleteTree(const std::wstring& path) {
     return DeleteOne(path);
 }
 
+/// Whether there is a folder at `path`, which may be another thread's or program's by now.
+bool MakeFolder(const std::wstring& path) {
+    return CreateDirectoryW(path.c_str(), nullptr) != 0 ||
+           (GetLastError() == ERROR_ALREADY_EXISTS && IsFolder(path));
+}
+
 // NOLINTNEXTLINE(misc-no-recursion): as deep as the folders
 bool MakeFolders(const std::wstring& path) {
-    if (CreateDirectoryW(path.c_str(), nullptr) != 0) {
+    if (MakeFolder(path)) {
         return true;
     }
     if (GetLastError() == ERROR_PATH_NOT_FOUND) {
         const std::size_t end = path.find_last_not_of(L"/\\");
         const std::size_t separator = path.find_last_of(L"/\\", end);
         return separator != std::wstring::npos && separator > 0 &&
-               MakeFolders(path.substr(0, separator)) &&
-               CreateDirectoryW(path.c_str(), nullptr) != 0;
+               MakeFolders(path.substr(0, separator)) && MakeFolder(path);
     }
     return false;
 }
@@ -249,6 +255,31 @@ bool DeleteEmptyFolder(const String& path) noexcept {
         const PathState state = GetPathState(folder);
         return state.isFolder && !state.isLink && RemoveDirectoryW(folder.c_str()) != 0;
     });
+}
+
+std::vector<String> GetNames(const String& folder) {
+    return Translate("read", folder, [&] {
+        std::vector<String> names;
+        const std::wstring place = MakeUnlimited(ToSystemPath(folder));
+        const SystemHandle handle = OpenHandle(place.c_str(), FILE_LIST_DIRECTORY, OPEN_EXISTING,
+                                               FILE_FLAG_BACKUP_SEMANTICS);
+        if (!handle && !GetPathState(place).isThere) {
+            return names;
+        }
+        if (!handle || !IsFolder(handle.get())) {
+            throw std::system_error(ToErrorCode(handle ? ERROR_DIRECTORY : ERROR_ACCESS_DENIED));
+        }
+        ForEachIn(place, [&](const std::wstring& /*path*/, const WIN32_FIND_DATAW& found) {
+            names.push_back(FromSystemPath(found.cFileName));
+            return true;
+        });
+        return names;
+    });
+}
+
+String GetAbsolutePath(const String& path) {
+    return Translate("find", path,
+                     [&] { return FromSystemPath(MakeUnlimited(ToSystemPath(path))); });
 }
 
 String GetCanonicalPath(const String& path) {

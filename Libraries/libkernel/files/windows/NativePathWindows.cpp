@@ -15,4 +15,8 @@ std::filesystem::path::string_type ToNativePath(const String& path) {
     }
 }
 
+String FromNativePath(const std::filesystem::path::string_type& path) {
+    return FromSystemPath(path);
+}
+
 }  // namespace Kernel

@@ -57,14 +57,20 @@ std::wstring ToSystemPath(const String& path) {
         throw std::system_error(std::make_error_code(std::errc::invalid_argument));
     }
     std::wstring wide = ToWide(path);
+    if (wide.starts_with(Unlimited)) {  // where the system takes '/' for a letter
+        std::replace(wide.begin(), wide.end(), L'/', L'\\');
+    }
     return wide.size() > MaximumPlain ? MakeUnlimited(wide) : wide;
 }
 
 std::wstring MakeUnlimited(const std::wstring& path) {
-    if (path.starts_with(Unlimited) || path.starts_with(Device)) {
+    if (path.starts_with(Unlimited)) {
         return path;
     }
     std::wstring full = GetFullPath(path);
+    if (full.starts_with(Unlimited) || full.starts_with(Device)) {
+        return full;
+    }
     if (full.starts_with(Network)) {
         return full.replace(0, Network.size(), UnlimitedNetwork);
     }

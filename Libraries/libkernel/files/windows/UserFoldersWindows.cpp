@@ -18,7 +18,8 @@ std::optional<String> GetUserCacheFolder() {
     // As the user's session has it, and whoever starts a program may change it for that.
     if (const auto named = GetEnv("LOCALAPPDATA")) {
         const std::wstring wide = ToWide(*named);
-        if (std::filesystem::path(wide).is_absolute()) {
+        // One on a share, too, which the standard library of MinGW does not take for absolute.
+        if (wide.starts_with(LR"(\\)") || std::filesystem::path(wide).is_absolute()) {
             return FromSystemPath(wide);
         }
     }

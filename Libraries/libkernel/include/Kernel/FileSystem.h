@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 namespace Kernel::FileSystem {
 
@@ -34,6 +35,13 @@ KERNEL_API bool DeleteEmptyFolder(const String& path) noexcept;
 
 /// Creates the folder `path` and its missing parents. Whether the folder exists afterwards.
 KERNEL_API bool CreateDirectoryRecursive(const String& path) noexcept;
+
+/// The names of all that is in `folder`, in any order; none if nothing is there. Throws IoException
+/// if it is no folder or can't be read.
+KERNEL_API std::vector<String> GetNames(const String& folder);
+
+/// `path` made absolute, links not followed. Throws IoException if that fails.
+KERNEL_API String GetAbsolutePath(const String& path);
 
 /// `path` made absolute, without symbolic links, "." and "..". Parts that do not exist are
 /// normalised as text. Throws IoException if that fails.

@@ -14,4 +14,8 @@ namespace Kernel {
 /// name another file: a path with a zero byte, and on Windows one that is no UTF-8.
 KERNEL_API std::filesystem::path::string_type ToNativePath(const String& path);
 
+/// The reverse, with '/' between folders and without the mark of that form. Units of UTF-16 that
+/// are no text become U+FFFD.
+KERNEL_API String FromNativePath(const std::filesystem::path::string_type& path);
+
 }  // namespace Kernel

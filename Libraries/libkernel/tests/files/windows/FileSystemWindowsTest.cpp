@@ -1,6 +1,7 @@
 #include "Kernel/Environment.h"
 #include "Kernel/FileSystem.h"
 #include "Kernel/IoException.h"
+#include "Kernel/NativePath.h"
 
 #include "files/windows/FileSecurity.h"
 #include "support/Environment.h"
@@ -109,9 +110,28 @@ TEST(FileSystem, HasNoLimitOfPaths) {
     EXPECT_TRUE(CreateDirectoryRecursive(deep));
     WriteFile(deep + "/file", "text");
     EXPECT_EQ(ReadFile(deep + "/file"), "text");
+    EXPECT_EQ(GetNames(deep), std::vector<String>{"file"});
+    EXPECT_EQ(FromNativePath(ToNativePath(deep)), deep);
     // Not GetCanonicalPath(): Wine's GetFinalPathNameByHandleW() has a limit.
     EXPECT_TRUE(DeleteAll(folder.At("deep")));
     EXPECT_FALSE(Exists(folder.At("deep")));
+}
+
+TEST(FileSystem, KnowsEveryFormOfPaths) {
+    const Support::TestFolder folder;
+    const String place = GetAbsolutePath(folder.At("file"));
+    folder.Write("file", "text");
+    const std::string unlimited = "//?/" + std::string(std::string_view(place));
+    std::string turned = unlimited;
+    std::replace(turned.begin(), turned.end(), '/', '\\');
+    for (const std::string& path : {unlimited, turned}) {
+        EXPECT_EQ(GetAbsolutePath(path), place) << path;
+    }
+    EXPECT_EQ(ReadFile(turned.substr(0, turned.rfind('\\')) + "/file"), "text");
+    EXPECT_EQ(GetAbsolutePath("\\\\host\\share\\ä/../b"), "//host/share/b");
+    EXPECT_EQ(GetAbsolutePath("//?/UNC/host/share/b"), "//host/share/b");
+    EXPECT_EQ(FromNativePath(LR"(\\host\share\b)"), "//host/share/b");
+    EXPECT_EQ(GetAbsolutePath("NUL"), "//./NUL");
 }
 
 TEST(FileSystem, RefusesDevicesAndNamesThatAreNoText) {
