@@ -105,10 +105,13 @@ std::string JobNote::GetAdvice(const ServiceConnection& connection) const {
         return "";
     }
     const std::string job(std::string_view(Kernel::MakePrintable(m_entry.job)));
-    return "\nThe service has accepted it as a job. To fetch the result, without paying again:\n"
-           "learning resume" +
-           connection.GetRepeatedOptions() + (job.starts_with('-') ? " -- " : " ") +
-           QuoteForShell(job);
+    const std::string accepted =
+        "\nThe service has accepted it as a job. To fetch the result, without paying again:\n";
+    if (!CanBeQuoted(job)) {
+        return accepted + "learning resume, with the name that this tells:\nlearning jobs";
+    }
+    return accepted + "learning resume" + connection.GetRepeatedOptions() +
+           (job.starts_with('-') ? " -- " : " ") + QuoteForShell(job);
 }
 
 void WriteResult(const Host& host, const Raster::DynamicBitmap& picture, const std::string& path,

@@ -14,6 +14,7 @@
 #include <string_view>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace LearningApp {
 
@@ -28,15 +29,16 @@ constexpr int FolderDepth = 16;                     // of packages
 /// Moves all that `source` holds into the folder `target`. Folders that both have become one, but
 /// links are not followed, and an empty folder yields to a file.
 void MoveInto(const std::filesystem::path& source, const std::filesystem::path& target) {
-    for (const auto& entry : std::filesystem::directory_iterator(source)) {
-        const auto place = target / entry.path().filename();
+    for (const Kernel::String& name : Kernel::FileSystem::GetNames(FromPath(source))) {
+        const auto origin = source / ToPath(name.c_str());
+        const auto place = target / ToPath(name.c_str());
         std::error_code error;
-        if (entry.is_directory() && is_directory(symlink_status(place, error))) {
-            MoveInto(entry.path(), place);
+        if (is_directory(origin) && is_directory(symlink_status(place, error))) {
+            MoveInto(origin, place);
             continue;
         }
         Kernel::FileSystem::DeleteEmptyFolder(FromPath(place));
-        std::filesystem::rename(entry.path(), place, error);
+        std::filesystem::rename(origin, place, error);
         if (error) {
             throw Failure("cannot write %1: %2", FromPath(place), Kernel::DescribeError(error));
         }
@@ -51,27 +53,37 @@ std::string PickName() {
     return MakePrefix() + std::to_string(std::random_device{}());
 }
 
-/// Deletes what downloads that were killed two days ago or earlier have left in `folder`. The model
-/// cache looks into its own folder only, which is a new one.
-void DeleteAbandoned(const std::string& folder) {
+/// None of a folder that can't be read.
+std::vector<Kernel::String> GetReadableNames(const std::string& folder) {
+    try {
+        return Kernel::FileSystem::GetNames(folder);
+    } catch (const Kernel::IoException&) {
+        return {};
+    }
+}
+
+/// Deletes the folders that downloads which were killed two days ago or earlier have left in
+/// `folder`. The model cache looks into its own folder only, which is a new one.
+void DeleteAbandonedFolders(const std::string& folder) {
     const auto latest = std::filesystem::file_time_type::clock::now() - AbandonedAge;
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(ToPath(folder), error)) {
-        if (FromPath(entry.path().filename()).starts_with(MakePrefix()) &&
-            is_directory(entry.symlink_status(error)) && entry.last_write_time(error) <= latest &&
+    for (const Kernel::String& name : GetReadableNames(folder)) {
+        const auto place = ToPath(folder + name.c_str());
+        std::error_code error;
+        if (std::string_view(name).starts_with(MakePrefix()) &&
+            is_directory(symlink_status(place, error)) && last_write_time(place, error) <= latest &&
             !error) {
-            Kernel::FileSystem::DeleteAll(FromPath(entry.path()));
+            Kernel::FileSystem::DeleteAll(FromPath(place));
         }
     }
-    Kernel::FileSystem::DeleteAbandonedFiles(folder, FolderDepth);
 }
 
 }  // namespace
 
 ModelStaging::ModelStaging(std::string folder)
     : m_folder(std::move(folder)), m_staging(m_folder + "/" + PickName()) {
-    DeleteAbandoned(m_folder + "/");
     CreateFolder(m_staging);
+    DeleteAbandonedFolders(m_folder + "/");
+    Kernel::FileSystem::DeleteAbandonedFiles(m_folder, FolderDepth);
     ModelCache::GetInstance().SetModelCacheFolder(m_staging);
 }
 

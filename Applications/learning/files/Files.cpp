@@ -165,7 +165,7 @@ std::string MakeAbsolute(const std::string& path) {
     if (path.empty() || IsStandardStream(path)) {
         return path;
     }
-    return FromPath(std::filesystem::absolute(ToPath(path)));
+    return std::string(std::string_view(Kernel::FileSystem::GetAbsolutePath(path)));
 }
 
 std::string Locate(const std::string& path) {

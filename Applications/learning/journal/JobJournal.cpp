@@ -7,22 +7,17 @@
 
 #include "failures/Failure.h"
 #include "files/Files.h"
-#include "files/Paths.h"
 #include "journal/JobText.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <filesystem>
 #include <optional>
 #include <span>
-#include <system_error>
 
 namespace LearningApp {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr const char* Extension = ".json";
 constexpr char LongestWhenWritten = '\1';  // JSON writes it as six characters
@@ -75,20 +70,15 @@ bool JobJournal::Remove(std::string_view job) const {
 
 JobJournal::Listing JobJournal::Read() const {
     Listing listing;
-    std::error_code error;
-    const fs::directory_iterator files(ToPath(m_folder), error);
-    if (error && error != std::errc::no_such_file_or_directory) {
-        throw Failure("cannot read the journal of jobs in %1: %2", m_folder,
-                      Kernel::DescribeError(error));
-    }
-    for (const auto& file : files) {
-        const std::string path = FromPath(file.path());
-        if (!path.ends_with(Extension)) {  // such as what a killed process has left
+    for (const Kernel::String& name : ReadNames()) {
+        if (!std::string_view(name).ends_with(
+                Extension)) {  // such as what a killed process has left
             continue;
         }
+        const std::string path = m_folder + '/' + name.c_str();
         std::optional<JobEntry> entry = ReadEntry(path);
         // Under another name than its own an entry would not be found by its job.
-        if (entry && FromPath(ToPath(GetPath(entry->job))) == path) {
+        if (entry && GetPath(entry->job) == path) {
             listing.entries.push_back(*std::move(entry));
         } else {
             listing.damaged.push_back(path);
@@ -97,6 +87,15 @@ JobJournal::Listing JobJournal::Read() const {
     std::ranges::sort(listing.entries, {}, &JobEntry::time);
     std::ranges::sort(listing.damaged);
     return listing;
+}
+
+std::vector<Kernel::String> JobJournal::ReadNames() const {
+    try {
+        return Kernel::FileSystem::GetNames(m_folder);
+    } catch (const Kernel::IoException& exception) {
+        throw Failure("cannot read the journal of jobs in %1: %2", m_folder,
+                      Kernel::DescribeError(exception.GetCode()));
+    }
 }
 
 std::string JobJournal::GetPath(std::string_view job) const {

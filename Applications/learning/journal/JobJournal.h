@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "Kernel/String.h"
 #include "Learning/ImageToImageAlphaMode.h"
 
 #include <cstdint>
@@ -64,6 +65,7 @@ public:
     Listing Read() const;
 
 private:
+    std::vector<Kernel::String> ReadNames() const;
     std::string GetPath(std::string_view job) const;
 
     std::string m_folder;

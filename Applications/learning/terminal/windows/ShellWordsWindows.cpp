@@ -3,8 +3,7 @@
 namespace LearningApp {
 
 // Double quotation marks, which both cmd.exe and PowerShell know. What stands between them is taken
-// literally, but for names of variables between per cent signs or after a dollar sign: there is no
-// way to write these that both understand.
+// literally, but for what CanBeQuoted() names: there is no way to write that both understand.
 std::string QuoteForShell(std::string_view text) {
     constexpr std::string_view Plain =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-./\\:+=";
@@ -23,6 +22,11 @@ std::string QuoteForShell(std::string_view text) {
         quoted += c;
     }
     return quoted.append(backslashes, '\\') + '"';
+}
+
+bool CanBeQuoted(std::string_view text) noexcept {
+    // cmd.exe ends the word at a quotation mark, whatever stands before it, and goes on behind it.
+    return text.find_first_of("\"%!$`") == std::string_view::npos;
 }
 
 std::string GetRestriction(std::string_view path) {
