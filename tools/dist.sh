@@ -1,8 +1,8 @@
 #!/bin/sh
 # Makes the folder that a host for 64-bit Windows ships: dist/orvantis-VERSION-windows-x86_64, in which bin/ has our
 # libraries, learning.exe, the inference runtime and every other library that they load, and share/ the translations
-# and the licences of what is inside. Nothing else is needed on Windows 10 and later but the Windows App runtime,
-# which its own installer brings.
+# and the licences of what is inside. Nothing else is needed on Windows 10 and later but the Windows App runtime and,
+# for the inference runtime alone, Microsoft's Visual C++ runtime of 2015 and later; their own installers bring both.
 # Usage: tools/dist.sh
 #
 # The folder takes its place only after it has been checked: each library that a module of it links to is inside or
@@ -19,14 +19,21 @@ objdump=x86_64-w64-mingw32-objdump
 # imports FILE...: the DLLs that the files link to, in lower case.
 imports() { $objdump --private-headers "$@" | sed -n 's/^[[:space:]]*DLL Name: //p' | tr '[:upper:]' '[:lower:]' | sort -u; }
 
-# is_of_windows DLL: whether Wine, which has a DLL for each of Windows, has it.
-is_of_windows() { find /usr/lib -path '*wine*' -iname "$1" -print -quit 2> /dev/null | grep -q .; }
+# is_elsewhere DLL: whether it is one of the sets of functions that Windows' loader finds in its DLLs, or a part of the
+# Visual C++ runtime, or Wine, which has a DLL for each of Windows, has it.
+is_elsewhere() {
+    case $1 in
+        api-ms-win-* | ext-ms-*) return 0 ;;
+        msvcp140*.dll | vcruntime140*.dll) return 0 ;;
+    esac
+    find /usr/lib -path '*wine*' -iname "$1" -print -quit 2> /dev/null | grep -q .
+}
 
-# check_imports FOLDER: names what would be missing on a machine that has nothing but Windows.
+# check_imports FOLDER: names what would be missing on a machine that has nothing but Windows and those two.
 check_imports() {
     missing=
     for name in $(imports "$1"/*.dll "$1"/*.exe); do
-        [ -n "$(find "$1" -iname "$name")" ] || is_of_windows "$name" || missing="$missing $name"
+        [ -n "$(find "$1" -iname "$name")" ] || is_elsewhere "$name" || missing="$missing $name"
     done
     [ -z "$missing" ] || die "nothing in the folder, nor Windows, has what is linked to:$missing"
 }

@@ -29,7 +29,7 @@ fetching="ca-certificates zip unzip python3 python3-numpy python3-onnx"
 peers=
 # clang with libFuzzer, only with --fuzzers
 fuzzers=
-# a compiler for Windows, Wine, the one library that Debian has for it, and what others are built with and from;
+# a compiler for Windows, Wine and what its TLS is made of, the one library that Debian has for Windows, and what others are built with and from;
 # only with --windows
 windows=
 command -v npm > /dev/null || fetching="$fetching nodejs npm"
@@ -42,7 +42,7 @@ while [ $# -gt 0 ]; do
         --peers) peers="libopencv-dev libbabl-dev libturbojpeg0-dev libvips-dev" ;;
         --fuzzers) fuzzers="clang-14 libclang-rt-14-dev" ;;
         --windows)
-            windows="g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64 dpkg-dev make nasm perl patch xz-utils"
+            windows="g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64 libgnutls30 dpkg-dev make nasm perl patch xz-utils"
             fetched="$fetched windows" ;;
         --reserve) reserve=${2:?"--reserve takes a number"} && shift ;;
         *) die "usage: tools/setup.sh [--peers] [--fuzzers] [--windows] [--reserve MB]" ;;
