@@ -88,6 +88,9 @@ Kernel::String DownloadCache::DownloadSync(const ResourceIdentifier& resource) {
     Kernel::FileSystem::RefuseOtherThanFile(path);
     if (!Kernel::FileSystem::Exists(path)) {
         DownloadOnce(path, [&] {
+            if (Kernel::FileSystem::Exists(path)) {
+                return;  // another thread has just finished it
+            }
             Kernel::FileSystem::CreateDirectoryRecursive(m_folder);
             Kernel::FileSystem::DeleteAbandonedFiles(m_folder);
             const auto file = Kernel::AtomicFileOutStream::Create(path);
