@@ -91,7 +91,7 @@ const PackageCase Packages[] = {
              {{"a..b.onnx", "new"}, {"..c", "new"}}),
     Readable("Letters", {{"größe 数", "new", 0, 0, 0x800}}, {{"größe 数", "new"}}),
     // Windows would leave out dots and blanks at the end, and has no names but of letters.
-    Readable("NamesOfOneSystem", {{".../"}, {".. /canary", "bad"}, {"\xFF", "new"}},
+    Readable("NamesOfOneSystem", {{".../"}, {".. /"}, {".. /canary", "bad"}, {"\xFF", "new"}},
              Support::IsWindows
                  ? Tree{}
                  : Tree{{"...", "/"}, {".. ", "/"}, {".. /canary", "bad"}, {"\xFF", "new"}}),
