@@ -129,9 +129,8 @@ Learning::RemoteInference& ServiceConnection::GetClient() const noexcept {
 
 std::string ServiceConnection::GetCure(std::string_view log) const {
     if (TellsOfDistrust(log)) {
-        return "\nThe service's certificate is not trusted. learning-service has an authority of "
-               "its "
-               "own:\n--certificate names the file of it, which is another one after each start.";
+        return "\nThe service's certificate is not trusted. learning-service has an authority of\n"
+               "its own: --certificate names the file of it, another one after each start.";
     }
     const bool isNowhere = m_routes.empty() && GetServiceHosts().back().ends_with(".example");
     return isNowhere ? "\nThis program was built without the address of a service. To ask one on "
