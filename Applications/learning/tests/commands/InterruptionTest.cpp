@@ -10,6 +10,8 @@
 #include <chrono>
 #include <cstdlib>
 #include <functional>
+#include <string>
+#include <string_view>
 #include <thread>
 
 namespace LearningApp {
@@ -64,6 +66,15 @@ TEST(InterruptionDeathTest, EndsTheProcessUnlessItHasThrown) {
 
 using Interruptions = Testing::InFolder;
 
+/** What `learning` itself wrote: the runtime of Windows tells a machine without graphics so. */
+std::string GetOwnWords(std::string err) {
+    constexpr std::string_view Foreign = "Failed to create DXGI factory.\r\n";
+    if (const std::size_t at = err.find(Foreign); at != std::string::npos) {
+        err.erase(at, Foreign.size());
+    }
+    return err;
+}
+
 TEST_F(Interruptions, LeaveNothingBehindInAnyPhase) {
     constexpr int Side = 600;
     const std::string photo = MakePhoto(Side, Side, [](int x, int y) {
@@ -93,7 +104,7 @@ TEST_F(Interruptions, LeaveNothingBehindInAnyPhase) {
         EXPECT_TRUE(outcome.code == 130 || outcome.code == 0 || (outcome.code == -1 && !isWhole))
             << i << ": " << outcome.code;
         if (outcome.code == 130) {
-            EXPECT_EQ(outcome.err, "learning: interrupted\n") << i;
+            EXPECT_EQ(GetOwnWords(outcome.err), "learning: interrupted\n") << i;
             ++interrupted;
         }
     }
