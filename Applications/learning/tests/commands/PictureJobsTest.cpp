@@ -300,7 +300,6 @@ void RunAndKill(const std::vector<std::string>& arguments, const std::function<v
 
 TEST_F(PictureJobs, PayOnceAndLoseNothingWhenKilled) {
     using namespace std::chrono_literals;
-    using Clock = std::chrono::steady_clock;
     m_fast.reset();
     const auto waitForJob = [this] {
         const auto start = Clock::now();

@@ -23,12 +23,6 @@ namespace Learning {
 using Kernel::Json::Value;
 using Raster::DynamicBitmap;
 
-inline constexpr auto Success = RemoteResult::Success;
-inline constexpr auto Rejected = RemoteResult::GenerationRejected;
-inline constexpr auto Unknown = RemoteResult::UnknownError;
-inline constexpr auto Broken = RemoteResult::CommunicationsFailure;
-inline constexpr auto Insufficient = RemoteResult::RequestInsufficient;
-
 inline constexpr const char* Job = R"({"generation_id":"J"})";
 inline constexpr const char* Pending = R"({"status":"PENDING","images":["x"],"prompt":"not yet"})";
 

@@ -22,6 +22,12 @@
 
 namespace Learning {
 
+inline constexpr auto Success = RemoteResult::Success;
+inline constexpr auto Rejected = RemoteResult::GenerationRejected;
+inline constexpr auto Unknown = RemoteResult::UnknownError;
+inline constexpr auto Broken = RemoteResult::CommunicationsFailure;
+inline constexpr auto Insufficient = RemoteResult::RequestInsufficient;
+
 /// The host that the address names.
 inline std::string GetHost(std::string_view address) {
     address.remove_prefix(std::string_view("https://").size());

@@ -16,9 +16,6 @@ namespace {
 using Raster::AffineTransform;
 using Raster::Format;
 
-constexpr auto Success = RemoteResult::Success;
-constexpr auto Broken = RemoteResult::CommunicationsFailure;
-
 std::string GetBody(const RemoteRequest& request) {
     if (request.json != nullptr) {
         return std::string(std::string_view(Kernel::Json::ToString(*request.json)));

@@ -23,10 +23,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr auto Success = RemoteResult::Success;
-constexpr auto Unknown = RemoteResult::UnknownError;
-constexpr auto Broken = RemoteResult::CommunicationsFailure;
-
 /// Notes notifications in their order: "+" for a beginning and "-" for an end.
 class Notes {
 public:

@@ -36,10 +36,6 @@ std::string GetReasonOfRefusal(const std::string& file) {
     }
 }
 
-const std::string& GetSample(std::string_view name) {
-    return std::ranges::find(GetSampleFiles(), name, &SampleFile::name)->bytes;
-}
-
 bool IsPNG(const std::string& file) {
     return file[0] == '\x89';
 }

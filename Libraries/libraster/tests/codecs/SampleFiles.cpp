@@ -13,7 +13,7 @@ namespace Raster::Testing {
 namespace {
 
 /// Samples of PNG files cover the range of the bit depth.
-int GetSample(int depth, int x, int y, int channel) {
+int MakeSample(int depth, int x, int y, int channel) {
     return (x * 31 + y * 57 + channel * 101) * 48611 % (1 << depth);
 }
 
@@ -52,7 +52,7 @@ SampleFile MakePNG(const char* name, Format format, int colourType, int depth,
     for (int line = 0; line < passes * SampleHeight; ++line) {
         std::vector<png_byte> row;
         for (int i = 0; i < SampleWidth * channels; ++i) {
-            const int value = GetSample(depth, i / channels, line % SampleHeight, i % channels);
+            const int value = MakeSample(depth, i / channels, line % SampleHeight, i % channels);
             for (int shift = depth == 16 ? 8 : 0; shift >= 0; shift -= 8) {
                 row.push_back(static_cast<png_byte>(value >> shift));
             }
@@ -64,7 +64,7 @@ SampleFile MakePNG(const char* name, Format format, int colourType, int depth,
     for (int i = 0; i < SampleHeight * SampleWidth * 4; ++i) {  // as the PNG standard defines
         const int maximum = (1 << depth) - 1;
         const int stored = isPalette ? 0 : channels < 3 ? i % 4 / 3 : i % 4;
-        const int sample = GetSample(depth, i / 4 % SampleWidth, i / 4 / SampleWidth, stored);
+        const int sample = MakeSample(depth, i / 4 % SampleWidth, i / 4 / SampleWidth, stored);
         const bool isOpaque = i % 4 == 3 && (file.colourType & PNG_COLOR_MASK_ALPHA) == 0;
         file.expected.push_back(isOpaque    ? 255
                                 : isPalette ? GetPaletteEntry(sample, i % 4)
@@ -178,6 +178,10 @@ int FindColourType(const std::vector<int>& rgba) {
 const std::vector<SampleFile>& GetSampleFiles() {
     static const std::vector<SampleFile> Files = MakeSampleFiles();
     return Files;
+}
+
+const std::string& GetSample(std::string_view name) {
+    return std::ranges::find(GetSampleFiles(), name, &SampleFile::name)->bytes;
 }
 
 std::vector<std::byte> ReadSamplesByLibpng(std::span<const std::byte> file) {

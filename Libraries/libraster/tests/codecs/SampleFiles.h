@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Raster::Testing {
@@ -27,6 +28,8 @@ inline constexpr int SampleHeight = 19;  // more rows than are transposed at a t
 
 /// All of SampleWidth x SampleHeight.
 const std::vector<SampleFile>& GetSampleFiles();
+/// The bytes of the one with that name.
+const std::string& GetSample(std::string_view name);
 
 /// The samples of a PNG file by libpng alone, in the byte order of this machine.
 std::vector<std::byte> ReadSamplesByLibpng(std::span<const std::byte> file);

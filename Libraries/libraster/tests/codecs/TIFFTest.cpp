@@ -22,10 +22,6 @@ struct Pipe : Kernel::InStream {
     FrailStream stream;
 };
 
-const std::string& GetSample(std::string_view name) {
-    return std::ranges::find(GetSampleFiles(), name, &SampleFile::name)->bytes;
-}
-
 std::string MakeNumber(std::uint64_t value, int size) {
     std::string bytes;
     for (int i = 0; i < size; ++i) {

@@ -24,31 +24,27 @@ std::string GetReason(const std::string& bytes) {
                                                                     : file.GetError().c_str();
 }
 
-const std::string& GetLossless() {
-    return std::ranges::find(GetSampleFiles(), "WebPLossless", &SampleFile::name)->bytes;
-}
-
 TEST(WebP, HasAProfileIfItIsOne) {
     const auto profile = MakeSwappedProfile();
     const auto bytes = profile->GetBytes();
     const std::string text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     for (const bool isCut : {false, true}) {
         const std::string chunk = MakeWebPChunk("ICCP", isCut ? text.substr(0, 200) : text);
-        FrailStream stream(ExtendWebP(GetLossless(), chunk, "", 0x20));
+        FrailStream stream(ExtendWebP(GetSample("WebPLossless"), chunk, "", 0x20));
         EXPECT_EQ(ReadPicture(stream)->GetProfile() == profile, !isCut);
     }
 }
 
 TEST(WebP, IsRefusedWithAReason) {
-    const std::string image = GetLossless().substr(12);
+    const std::string image = GetSample("WebPLossless").substr(12);
     const std::string frame("\0\0\0\0\0\0\xC\0\0\x12\0\0\0\0\0\0", 16);
     const std::string animation = ExtendWebP(MakeWebP(MakeWebPChunk("ANMF", frame + image)),
                                              MakeWebPChunk("ANIM", "\0\0\0\0\0\0"s), "", 2);
-    std::string large = GetLossless();
+    std::string large = GetSample("WebPLossless");
     large.replace(4, 4, "\0\0\0\x50"s);
-    std::string longer = GetLossless();
+    std::string longer = GetSample("WebPLossless");
     longer[4] = static_cast<char>(longer[4] + 2);
-    std::string wide = ExtendWebP(GetLossless(), "", "", 0x10);
+    std::string wide = ExtendWebP(GetSample("WebPLossless"), "", "", 0x10);
     wide[24] = 99;  // of the canvas, not of the pixels
     std::string vast = wide.replace(24, 6, "\xFF\xFF\0\xFF\xFF\0"s);
     EXPECT_THAT(GetReason(animation), HasSubstr("is an animation"));
@@ -56,7 +52,7 @@ TEST(WebP, IsRefusedWithAReason) {
     EXPECT_THAT(GetReason(longer), HasSubstr("ends too early"));
     EXPECT_THAT(GetReason(wide), HasSubstr("WebP"));
     EXPECT_THAT(GetReason(vast), HasSubstr("WebP"));
-    EXPECT_EQ(GetReason(GetLossless() + "what follows"), "none");
+    EXPECT_EQ(GetReason(GetSample("WebPLossless") + "what follows"), "none");
 }
 
 TEST(SystemLibrary, IsNamedWhenItIsMissingOrLacksAFunction) {

@@ -22,8 +22,6 @@
 namespace Raster::Testing {
 namespace {
 
-using enum Format;
-
 constexpr int Width = 150;   // more than one span
 constexpr int Height = 200;  // more bytes than a buffer of libjpeg holds
 
@@ -56,6 +54,7 @@ auto WriteAndRead(const DynamicBitmap& bitmap, const ExportOptions& options) {
 }
 
 TEST(Writer, KeepsEveryFormatInPNGAndAlmostInJPEG) {
+    using enum Format;
     for (const Format format :
          {RGBA8, RGBA16, RGBAF, GreyA8, GreyA16, CMYKA8, LabA16, Alpha8, Alpha16, AlphaF}) {
         DynamicBitmap noise(Width, Height, format);
@@ -89,6 +88,7 @@ TEST(Writer, KeepsEveryFormatInPNGAndAlmostInJPEG) {
 }
 
 TEST(Writer, WritesFilesFromWhichLibpngReadsTheSamePixels) {
+    using enum Format;
     for (const Format format : {RGBA8, RGBA16, GreyA8, GreyA16}) {
         DynamicBitmap picture(Width, 3 * Height, format);  // more than is compressed at a time
         unsigned seed = 1;
@@ -119,6 +119,7 @@ TEST(Writer, WritesFilesFromWhichLibpngReadsTheSamePixels) {
 }
 
 TEST(Writer, KeepsPicturesInTheSmallestTypeOfPNG) {
+    using enum Format;
     for (const SampleFile& sample : GetSampleFiles()) {
         FrailStream stream(sample.bytes);
         const auto picture = ReadPicture(stream, RGBA8);
@@ -168,6 +169,7 @@ void Write(Way way, const DynamicBitmap& bitmap, Kernel::OutStream& stream,
 }
 
 TEST(Writer, AppliesStagesInTheirOrder) {
+    using enum Format;
     for (const Format format : {RGBA8, GreyA8}) {
         const auto picture = MakeNoise(Width, Height, format, 3);
         const SpanStages chains[]{{CreateClearHiddenStage(picture->GetPixelFormat())},
@@ -207,6 +209,7 @@ struct AbortingStream : Kernel::MemoryInOutStream {
 };
 
 TEST(Writer, LeavesNothingWholeBehindWhenItIsAborted) {
+    using enum Format;
     const auto picture = MakeNoise(800, 700, RGBA8, 4);
     for (const Way way : {Way::PNG, Way::Smallest, Way::JPEG}) {
         AbortingStream whole;
@@ -259,6 +262,7 @@ TEST(Writer, TakesTheOptionsWithinTheirBounds) {
 }
 
 TEST(Writer, StoresProfilesThatFitAndReadersConvertThem) {
+    using enum Format;
     const auto sRGB = ICCManager::GetProfileForString("sRGB IEC61966-2.1");
     ExportOptions options;
     options.SetProfile(MakeSwappedProfile());
@@ -292,6 +296,7 @@ TEST(Writer, StoresProfilesThatFitAndReadersConvertThem) {
 }
 
 TEST(Writer, MakesColoursSRGBThatNoPNGCanBeToldOf) {
+    using enum Format;
     const Profile wide = MakeWide(cmsBuildGamma(nullptr, 1));
     std::vector<std::byte> odd(wide->GetBytes().begin(), wide->GetBytes().end());
     odd.push_back({});  // libpng wants sizes that are multiples of 4

@@ -12,7 +12,7 @@ namespace {
 
 using Params = AffineTransform::Params;
 constexpr double Infinite = std::numeric_limits<double>::infinity();
-constexpr int Most = std::numeric_limits<int>::max();
+constexpr int Largest = std::numeric_limits<int>::max();
 
 TEST(AffineTransform, ComposesAndInverts) {
     const Params turn{0, -1, 1, 0, 10, 20};
@@ -38,7 +38,7 @@ TEST(AffineTransform, MapsRectanglesOutwardsButForgivesRounding) {
     EXPECT_EQ(Params::Translate(1e-7, -1e-7).MapRect(Rect{1, 1, 2, 2}), (Rect{1, 1, 2, 2}));
     EXPECT_EQ(Params::Translate(1e-5, 0).MapRect(Rect{1, 1, 2, 2}), (Rect{1, 1, 3, 2}));
     EXPECT_EQ(Params::Scale(1e300, -1e300).MapRect(Rect{-1, -1, 1, 1}),
-              (Rect{-Most - 1, -Most - 1, Most, Most}));
+              (Rect{-Largest - 1, -Largest - 1, Largest, Largest}));
     EXPECT_EQ(Params::Scale(1, 1).MapRect(Rect{5, 5, 5, 9}), Rect{});
     EXPECT_EQ((Params{NAN, 0, 0, 1, 0, 0}).MapRect(Rect{0, 0, 1, 1}), Rect{});
     EXPECT_THROW(Params::MapRect({0, 0, 0, 1}, {0, 0, 1, 1}), std::invalid_argument);

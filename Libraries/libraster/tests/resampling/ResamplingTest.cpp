@@ -64,7 +64,7 @@ BitmapPointer Paint(int width, int height, const PixelFormat& format, Painter pa
     return bitmap;
 }
 
-BitmapPointer MakeNoise(int width, int height, const PixelFormat& format) {
+BitmapPointer PaintNoise(int width, int height, const PixelFormat& format) {
     std::mt19937 random(7);
     return Paint(width, height, format, [&random](int, int) {
         Colour colour{};
@@ -109,7 +109,7 @@ TEST_P(Resampling, GivesTheSameHoweverItIsCutAndWhateverTheInstructions) {
     }
     const std::vector<Rect> strips{{0, 0, 270, 20}, {0, 120, 270, 140}};
     for (const Format format : {Format::RGBA8, Format::RGBAF}) {
-        const auto source = MakeNoise(250, 240, GetPixelFormat(format));
+        const auto source = PaintNoise(250, 240, GetPixelFormat(format));
         for (const Params& map : Maps) {
             UseInstructionSets(0);
             const auto whole = Map(*source, map, GetParam());
@@ -128,7 +128,7 @@ TEST_P(Resampling, MovesWholePixelsToTheBit) {
     for (const PixelFormat* format :
          {&GetPixelFormat(Format::RGBA8), &GetPixelFormat(Format::CMYKA8),
           &GetPixelFormat(Format::RGBAF), &GetOwnFormat()}) {
-        const auto source = MakeNoise(150, 140, *format);
+        const auto source = PaintNoise(150, 140, *format);
         for (const Params& map : {Params{1, 0, 0, 1, 17, -9}, Params{-1, 0, 0, 1, 150, 0},
                                   Params{0, -1, 1, 0, 140, 0}, Params{0, 1, 1, 0, 5, 6}}) {
             const auto result = Map(*source, map, GetParam());
@@ -291,7 +291,7 @@ double Overlap(double pixel, double scale, double offset, int size) {
 
 TEST_P(Resampling, FollowsTheDefinitionOfItsFilter) {
     for (const bool isOpaque : {true, false}) {
-        const auto noise = MakeNoise(40, 30, GetPixelFormat(Format::RGBA8));
+        const auto noise = PaintNoise(40, 30, GetPixelFormat(Format::RGBA8));
         std::mt19937 random(3);
         const auto source = Paint(40, 30, GetPixelFormat(Format::RGBA16), [&](int x, int y) {
             Colour colour = GetColour(*noise, {x * 1.0, y * 1.0});
@@ -338,7 +338,7 @@ TEST_P(Resampling, FollowsTheDefinitionOfItsFilter) {
 
 /// Whether noise, a zone plate (frequencies of all sizes and directions) or an opaque disc.
 BitmapPointer MakeSubject(int number) {
-    const auto noise = MakeNoise(150, 130, GetPixelFormat(Format::RGBA8));
+    const auto noise = PaintNoise(150, 130, GetPixelFormat(Format::RGBA8));
     return Paint(150, 130, GetPixelFormat(Format::RGBA8), [&](int x, int y) {
         const double square = (x - 75) * (x - 75) + (y - 65) * (y - 65);
         const auto wave = static_cast<float>(0.5 + 0.5 * std::cos(square * 0.021));
@@ -428,7 +428,7 @@ double Compare(const DynamicBitmap& a, const DynamicBitmap& b) {
 }
 
 TEST_P(Resampling, ChangesWithTheMapWithoutAJump) {
-    const auto source = MakeNoise(240, 240, GetPixelFormat(Format::RGBA8));
+    const auto source = PaintNoise(240, 240, GetPixelFormat(Format::RGBA8));
     struct Case {
         Params one;
         Params other;

@@ -32,8 +32,8 @@ double Flatten(const Colour& colour, std::size_t channel) {
 }
 
 TEST(Stages, FollowTheirDefinitions) {
-    using Definition = std::function<std::array<double, 4>(const Colour&)>;
-    const std::pair<Kernel::Counted<const SpanStage>, Definition> cases[] = {
+    using Formula = std::function<std::array<double, 4>(const Colour&)>;
+    const std::pair<Kernel::Counted<const SpanStage>, Formula> cases[] = {
         {CreateLumaToAlphaStage(),
          [](const Colour& c) {
              return std::array<double, 4>{c[0], c[1], c[2], GetLuma(c) * Unit(c[3])};
