@@ -17,13 +17,17 @@ if(RUN_CLANG_TIDY)
         "(Libraries/lib[a-z]+|Applications/[a-z-]+)/(?!tests/|benchmarks/).*(cpp|Objects.dir/Unity/.*cxx)$")
 endif()
 
+# What is installed, without tests.
+get_property(shipped_libraries GLOBAL PROPERTY ORVANTIS_LIBRARIES)
+get_property(shipped_programs GLOBAL PROPERTY ORVANTIS_PROGRAMS)
+add_custom_target(shipped DEPENDS ${shipped_libraries} ${shipped_programs})
+
 # Installs the build into a scratch prefix and builds tests/consumer against it, by CMake and by pkg-config.
 set(consumer_flags "")
 if(ORVANTIS_SANITIZE)
     set(consumer_flags "-fsanitize=${ORVANTIS_SANITIZE}")
 endif()
-get_property(components GLOBAL PROPERTY ORVANTIS_LIBRARIES)
-list(JOIN components "," components)
+list(JOIN shipped_libraries "," components)
 set(archives ON)
 if(BUILD_SHARED_LIBS)
     set(archives OFF)

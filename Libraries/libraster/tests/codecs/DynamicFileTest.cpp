@@ -220,9 +220,15 @@ TEST_P(EveryKind, IsScaledAsAWholeAndThenTurned) {
     }
 }
 
+#ifdef __SANITIZE_THREAD__
+constexpr std::size_t Step = 16;  // one thread's work, which that sanitizer makes slow
+#else
+constexpr std::size_t Step = 1;
+#endif
+
 TEST_P(EveryKind, IsRefusedWhereverItIsCut) {
     std::string file = GetParam().bytes;
-    for (std::size_t size = 0; size < file.size(); ++size) {
+    for (std::size_t size = 0; size < file.size(); size += Step) {
         EXPECT_THROW(Read(file.substr(0, size)), CodecException) << size << " of " << file.size();
         FrailStream stream(file, size);
         EXPECT_THROW(ReadPicture(stream), Kernel::IoException) << size << " of " << file.size();
@@ -235,11 +241,12 @@ TEST_P(EveryKind, IsRefusedWhereverItIsCut) {
 
 TEST_P(EveryKind, SurvivesAnyWrongByteAndRefusesItInPNG) {
     std::string file = GetParam().bytes;
-    for (char& byte : file) {
+    for (std::size_t i = 0; i < file.size(); i += Step) {
+        char& byte = file[i];
         for (const int flip : {0x01, 0x80, 0xFF}) {
             byte = static_cast<char>(byte ^ flip);
             const bool isRefused = GetReasonOfRefusal(file) != "none";
-            EXPECT_TRUE(isRefused || !IsPNG(file)) << &byte - file.data();
+            EXPECT_TRUE(isRefused || !IsPNG(file)) << i;
             byte = static_cast<char>(byte ^ flip);
         }
     }
