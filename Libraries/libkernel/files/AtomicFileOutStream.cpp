@@ -2,7 +2,7 @@
 
 #include "Kernel/FileSystem.h"
 #include "Kernel/IoException.h"
-#include "Kernel/Utf.h"
+#include "Kernel/NativePath.h"
 
 #include "files/FileHandle.h"
 #include "files/FolderPart.h"
@@ -23,13 +23,6 @@ String MakePartialPath(std::string_view path) {
     partialPath += MakeRandomName();
     partialPath += ".part";
     return partialPath;
-}
-
-std::filesystem::path ToLinkPath(const String& path) {
-    if (HasZeroByte(path)) {
-        throw IoException("write", path, std::make_error_code(std::errc::invalid_argument));
-    }
-    return std::u8string(path.begin(), path.end());
 }
 
 }  // namespace
@@ -92,7 +85,7 @@ bool AtomicFileOutStream::CommitNew(const String& path) {
         Close();
     }
     std::error_code error;
-    std::filesystem::create_hard_link(ToLinkPath(m_partialPath), ToLinkPath(path), error);
+    std::filesystem::create_hard_link(ToNativePath(m_partialPath), ToNativePath(path), error);
     // Some file systems have no links. There two processes can take the same name at once.
     if (error == std::errc::file_exists || (error && FileSystem::Exists(path))) {
         return false;

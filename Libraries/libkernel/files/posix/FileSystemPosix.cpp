@@ -51,6 +51,23 @@ std::filesystem::file_status GetStatus(const char* action, const String& path) {
     return status;
 }
 
+/// What stands at `path`, links followed. That nothing does is no error.
+Status::Kind GetKind(const std::filesystem::path& path, std::error_code& error) {
+    switch (std::filesystem::status(path, error).type()) {
+        case std::filesystem::file_type::not_found:
+            error.clear();
+            return Status::Kind::None;
+        case std::filesystem::file_type::none:
+            return Status::Kind::None;
+        case std::filesystem::file_type::regular:
+            return Status::Kind::File;
+        case std::filesystem::file_type::directory:
+            return Status::Kind::Folder;
+        default:
+            return Status::Kind::Other;
+    }
+}
+
 void DeleteIfAbandoned(const std::filesystem::directory_entry& entry,
                        std::filesystem::file_time_type latest) {
     std::error_code error;
@@ -67,6 +84,29 @@ bool Exists(const String& path) noexcept {
         std::error_code error;
         return std::filesystem::exists(ToPath(path), error);
     });
+}
+
+Status Examine(const String& path) noexcept {
+    Status status;
+    try {
+        const std::filesystem::path place = ToPath(path);
+        status.kind = GetKind(place, status.error);
+        if (status.kind == Status::Kind::File) {
+            const std::uintmax_t size = std::filesystem::file_size(place, status.error);
+            status.size = status.error ? 0 : size;
+        }
+        std::error_code unknown;
+        const auto modified = std::filesystem::last_write_time(place, unknown);
+        status.modified = unknown ? std::filesystem::file_time_type() : modified;
+    } catch (const IoException& exception) {
+        status.error = exception.GetCode();
+    } catch (const std::exception&) {
+        status.error = std::make_error_code(std::errc::not_enough_memory);
+    }
+    if (status.error == std::errc::no_such_file_or_directory) {  // it went meanwhile
+        return {};
+    }
+    return status.error ? Status{.error = status.error} : status;
 }
 
 void RefuseOtherThanFile(const String& path) {

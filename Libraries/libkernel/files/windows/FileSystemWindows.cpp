@@ -6,9 +6,12 @@
 #include "files/windows/SystemHandle.h"
 #include "files/windows/SystemPath.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -140,14 +143,15 @@ bool MakeFolders(const std::wstring& path) {
     return false;
 }
 
-/// The path of what is open, without links.
-std::wstring GetFinalPath(HANDLE handle) {
+/// The path of what is open, without links; none where the file system does not tell, as some
+/// drivers of disks in memory, or the system has no room for it, as Wine.
+std::optional<std::wstring> GetFinalPath(HANDLE handle) {
     std::wstring path(MAX_PATH, L'\0');
     for (;;) {
         const DWORD length = GetFinalPathNameByHandleW(
             handle, path.data(), static_cast<DWORD>(path.size()), FILE_NAME_NORMALIZED);
         if (length == 0) {
-            throw std::system_error(ToErrorCode());
+            return std::nullopt;
         }
         const bool isWhole = length < path.size();
         path.resize(length);
@@ -157,15 +161,16 @@ std::wstring GetFinalPath(HANDLE handle) {
     }
 }
 
-/// A path in the form that has no limit: the longest part of it that exists, without links, and the
-/// rest as it is.
+/// A path in the form that has no limit: the longest part of it that exists, without links where
+/// that can be had, and the rest as it is.
 std::wstring FindFinalPath(std::wstring path) {
     path.resize(path.find_last_not_of(L'\\') + 1);
     std::wstring missing;
     for (;;) {
         const bool isRoot = path.ends_with(L':');
-        if (const SystemHandle handle = OpenToLook(isRoot ? path + L'\\' : path)) {
-            const std::wstring found = GetFinalPath(handle.get());
+        const std::wstring place = isRoot ? path + L'\\' : path;
+        if (const SystemHandle handle = OpenToLook(place)) {
+            const std::wstring found = GetFinalPath(handle.get()).value_or(place);
             const bool hasSeparator = found.ends_with(L'\\') && !missing.empty();
             return found + missing.substr(hasSeparator ? 1 : 0);
         }
@@ -188,6 +193,34 @@ std::uint64_t GetNow() noexcept {
     FILETIME now{};
     GetSystemTimeAsFileTime(&now);
     return ToNumber(now);
+}
+
+/// `time`, or as near to it as the clock of files comes, which counts nanoseconds in 64 bits.
+std::filesystem::file_time_type ToFileTime(const FILETIME& time) noexcept {
+    using Tick = std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>;
+    constexpr Tick Epoch(116'444'736'000'000'000);  // 1970-01-01, counted from 1601-01-01
+    constexpr Tick Latest = Epoch + std::chrono::years(280);
+    const Tick passed(
+        static_cast<std::int64_t>(std::min<std::uint64_t>(ToNumber(time), Latest.count())));
+    return std::chrono::file_clock::from_sys(
+        std::chrono::sys_time<Tick>(std::max(passed, Epoch) - Epoch));
+}
+
+/// What is open. Throws std::system_error if that can't be determined.
+Status ExamineOpen(HANDLE handle) {
+    if (GetFileType(handle) != FILE_TYPE_DISK) {
+        return {.kind = Status::Kind::Other};
+    }
+    BY_HANDLE_FILE_INFORMATION state{};
+    if (GetFileInformationByHandle(handle, &state) == 0) {
+        throw std::system_error(ToErrorCode());
+    }
+    const std::filesystem::file_time_type modified = ToFileTime(state.ftLastWriteTime);
+    if ((state.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+        return {.kind = Status::Kind::Folder, .modified = modified};
+    }
+    const std::uint64_t size = std::uint64_t{state.nFileSizeHigh} << 32 | state.nFileSizeLow;
+    return {.kind = Status::Kind::File, .size = size, .modified = modified};
 }
 
 /// Looks for temporary files below one folder.
@@ -223,6 +256,22 @@ private:
 
 bool Exists(const String& path) noexcept {
     return Try([&] { return OpenToLook(ToSystemPath(path)) != nullptr; });
+}
+
+Status Examine(const String& path) noexcept {
+    try {
+        const std::wstring place = ToSystemPath(path);
+        const SystemHandle handle = OpenToLook(place);
+        const std::error_code refused = ToErrorCode();
+        if (handle) {
+            return ExamineOpen(handle.get());
+        }
+        return GetPathState(place).isThere ? Status{.error = refused} : Status();
+    } catch (const std::system_error& error) {
+        return {.error = error.code()};
+    } catch (const std::exception&) {
+        return {.error = std::make_error_code(std::errc::not_enough_memory)};
+    }
 }
 
 void RefuseOtherThanFile(const String& path) {
@@ -295,10 +344,12 @@ String FollowLinks(const String& path) {
             return path;
         }
         const SystemHandle handle = OpenToLook(place);
-        if (!handle) {
+        const std::optional<std::wstring> found =
+            handle ? GetFinalPath(handle.get()) : std::nullopt;
+        if (!found) {
             throw std::system_error(ToErrorCode());
         }
-        return FromSystemPath(GetFinalPath(handle.get()));
+        return FromSystemPath(*found);
     });
 }
 

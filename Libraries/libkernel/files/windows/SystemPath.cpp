@@ -15,7 +15,8 @@ constexpr std::wstring_view Unlimited = LR"(\\?\)";
 constexpr std::wstring_view UnlimitedNetwork = LR"(\\?\UNC\)";
 constexpr std::wstring_view Device = LR"(\\.\)";
 constexpr std::wstring_view Network = LR"(\\)";
-constexpr std::size_t MaximumPlain = 247;  // of a folder's path; that of a file may have 12 more
+constexpr std::size_t MaximumPlain = 248;  // of a folder's path with its zero byte; that of a file
+                                           // may have 12 more
 
 std::wstring GetFullPath(const std::wstring& path) {
     std::wstring full(path.size() + MAX_PATH, L'\0');
@@ -31,6 +32,13 @@ std::wstring GetFullPath(const std::wstring& path) {
             return full;
         }
     }
+}
+
+/// The length of `path` with its zero byte, or, if that is more, of what the system makes of it: a
+/// relative path counts with the current folder.
+std::size_t GetFullSize(const std::wstring& path) noexcept {
+    return std::max<std::size_t>(path.size() + 1,
+                                 GetFullPathNameW(path.c_str(), 0, nullptr, nullptr));
 }
 
 bool IsMissing(DWORD error) noexcept {
@@ -60,7 +68,7 @@ std::wstring ToSystemPath(const String& path) {
     if (wide.starts_with(Unlimited)) {  // where the system takes '/' for a letter
         std::replace(wide.begin(), wide.end(), L'/', L'\\');
     }
-    return wide.size() > MaximumPlain ? MakeUnlimited(wide) : wide;
+    return GetFullSize(wide) > MaximumPlain ? MakeUnlimited(wide) : wide;
 }
 
 std::wstring MakeUnlimited(const std::wstring& path) {

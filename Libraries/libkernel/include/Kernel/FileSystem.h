@@ -7,17 +7,39 @@
 #include "Kernel/String.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 namespace Kernel::FileSystem {
 
-// Exists() and RefuseOtherThanFile() follow symbolic links; the functions that delete delete the
-// link itself.
+// Exists(), Examine() and RefuseOtherThanFile() follow symbolic links; the functions that delete
+// delete the link itself.
 
 /// Whether there is a file or folder at `path`; false also if that can't be determined.
 KERNEL_API bool Exists(const String& path) noexcept;
+
+/// What stands at a path.
+struct Status {
+    enum class Kind : std::uint8_t {
+        None,
+        File,
+        Folder,
+        Other,  // such as a pipe
+    };
+
+    Kind kind = Kind::None;
+    std::uint64_t size = 0;  // of a file, in bytes
+    /// When it was last written; the clock's epoch for times that the clock does not reach.
+    std::filesystem::file_time_type modified{};
+    std::error_code error{};  // why that can't be determined; then `kind` is None
+};
+
+/// What stands at `path`. On Windows this takes paths of every length, unlike the functions of
+/// <filesystem> by MinGW.
+KERNEL_API Status Examine(const String& path) noexcept;
 
 /// Throws IoException if something else than a regular file stands at `path`, links followed, or if
 /// `path` has a zero byte: for a library that opens files by itself, which might wait for a pipe's
@@ -44,7 +66,8 @@ KERNEL_API std::vector<String> GetNames(const String& folder);
 KERNEL_API String GetAbsolutePath(const String& path);
 
 /// `path` made absolute, without symbolic links, "." and "..". Parts that do not exist are
-/// normalised as text. Throws IoException if that fails.
+/// normalised as text, and so is what a file system of Windows does not tell. Throws IoException if
+/// that fails.
 KERNEL_API String GetCanonicalPath(const String& path);
 
 /// Where the symbolic link at `path` leads in the end, even if nothing is there; `path` itself if

@@ -2,6 +2,7 @@
 #include "Kernel/FileSystem.h"
 #include "Kernel/IoException.h"
 
+#include "support/System.h"
 #include "support/TestFolder.h"
 #include "support/Threads.h"
 #include "tests/StreamTexts.h"
@@ -16,7 +17,9 @@
 #include <limits>
 #include <mutex>
 #include <set>
+#include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace Kernel::FileSystem {
@@ -67,6 +70,43 @@ TEST(FileSystem, DoesNotCutPathsAtAZeroByte) {
     EXPECT_FALSE(GetEnv(std::string_view("PATH\0x", 6)));
     EXPECT_EQ(ReadFile(folder.At("file")), "text");
     EXPECT_FALSE(Exists(folder.At("new")));
+}
+
+TEST(FileSystem, TellsWhatStandsAtAPath) {
+    using Kind = Status::Kind;
+    const Support::TestFolder folder;
+    folder.Write("Ω", "text");
+    const Status file = Examine(folder.At("Ω"));
+    EXPECT_EQ(file.kind, Kind::File);
+    EXPECT_EQ(file.size, 4U);
+    // The clock counts from the end of a century to come, and FAT writes every two seconds.
+    const auto age = std::filesystem::file_time_type::clock::now() - file.modified;
+    EXPECT_LT(std::chrono::abs(age), std::chrono::minutes(1));
+
+    const std::filesystem::path place = Support::ToPath(folder.At("Ω"));
+    const std::chrono::sys_seconds noon =
+        std::chrono::sys_days(std::chrono::year(2001) / 2 / 3) + std::chrono::hours(12);
+    const auto then = std::chrono::file_clock::from_sys(noon);
+    std::filesystem::last_write_time(place, then);
+    EXPECT_EQ(Examine(folder.At("Ω")).modified, then);
+    std::filesystem::resize_file(place, (std::uint64_t{1} << 32) + 7);
+    EXPECT_EQ(Examine(folder.At("Ω")).size, (std::uint64_t{1} << 32) + 7);
+
+    const std::pair<std::string, Kind> others[] = {
+        {folder.At(""), Kind::Folder},
+        {folder.At("missing"), Kind::None},
+        {folder.At("missing/below"), Kind::None},
+        {folder.At("Ω/below"), Kind::None},
+        {Support::IsWindows ? "NUL" : "/dev/null", Kind::Other}};
+    for (const auto& [path, kind] : others) {
+        const Status status = Examine(path);
+        EXPECT_EQ(status.kind, kind) << path;
+        EXPECT_EQ(status.size, 0U) << path;
+        EXPECT_FALSE(status.error) << path << ": " << status.error.message();
+    }
+    const Status nameless = Examine(folder.At(std::string_view("Ω\0", 3)));
+    EXPECT_EQ(nameless.kind, Kind::None);
+    EXPECT_TRUE(nameless.error);
 }
 
 TEST(FileSystem, KnowsTheRoomThatADiskHas) {

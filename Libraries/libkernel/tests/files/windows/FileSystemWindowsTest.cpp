@@ -112,9 +112,29 @@ TEST(FileSystem, HasNoLimitOfPaths) {
     EXPECT_EQ(ReadFile(deep + "/file"), "text");
     EXPECT_EQ(GetNames(deep), std::vector<String>{"file"});
     EXPECT_EQ(FromNativePath(ToNativePath(deep)), deep);
-    // Not GetCanonicalPath(): Wine's GetFinalPathNameByHandleW() has a limit.
+    const Status status = Examine(deep + "/file");
+    EXPECT_EQ(status.kind, Status::Kind::File);
+    EXPECT_EQ(status.size, 4U);
+    EXPECT_EQ(GetCanonicalPath(deep + "/file"), GetAbsolutePath(deep + "/file"));
     EXPECT_TRUE(DeleteAll(folder.At("deep")));
     EXPECT_FALSE(Exists(folder.At("deep")));
+}
+
+TEST(FileSystem, MeasuresPathsFromTheRoot) {
+    const Support::TestFolder folder;
+    const std::filesystem::path before = std::filesystem::current_path();
+    const std::string name(100, 'n');
+    ASSERT_TRUE(CreateDirectoryRecursive(folder.At(name + "/" + name)));
+    const auto isUnlimited = [](const String& path) {
+        return ToNativePath(path).starts_with(LR"(\\?\)");
+    };
+    EXPECT_FALSE(isUnlimited(name));
+    std::filesystem::current_path(Support::ToPath(folder.At(name + "/" + name)));
+    EXPECT_TRUE(isUnlimited(name));
+    EXPECT_FALSE(isUnlimited("NUL"));
+    WriteFile(name, "text");
+    EXPECT_EQ(GetNames("."), std::vector<String>{name});
+    std::filesystem::current_path(before);
 }
 
 TEST(FileSystem, KnowsEveryFormOfPaths) {
