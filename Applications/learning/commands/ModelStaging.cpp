@@ -26,21 +26,26 @@ constexpr std::string_view StagingPrefix = "new-";  // after that of all tempora
 constexpr std::chrono::hours AbandonedAge{48};      // as of temporary files
 constexpr int FolderDepth = 16;                     // of packages
 
+/// Whether a folder stands at `path`, and no link to one.
+bool IsOwnFolder(const std::string& path) {
+    return IsFolder(path) && Kernel::FileSystem::FollowLinks(path) == path;
+}
+
 /// Moves all that `source` holds into the folder `target`. Folders that both have become one, but
 /// links are not followed, and an empty folder yields to a file.
-void MoveInto(const std::filesystem::path& source, const std::filesystem::path& target) {
-    for (const Kernel::String& name : Kernel::FileSystem::GetNames(FromPath(source))) {
-        const auto origin = source / ToPath(name.c_str());
-        const auto place = target / ToPath(name.c_str());
-        std::error_code error;
-        if (is_directory(origin) && is_directory(symlink_status(place, error))) {
+void MoveInto(const std::string& source, const std::string& target) {
+    for (const Kernel::String& name : Kernel::FileSystem::GetNames(source)) {
+        const std::string origin = source + "/" + name.c_str();
+        const std::string place = target + "/" + name.c_str();
+        if (IsFolder(origin) && IsOwnFolder(place)) {
             MoveInto(origin, place);
             continue;
         }
-        Kernel::FileSystem::DeleteEmptyFolder(FromPath(place));
-        std::filesystem::rename(origin, place, error);
+        Kernel::FileSystem::DeleteEmptyFolder(place);
+        std::error_code error;
+        std::filesystem::rename(ToPath(origin), ToPath(place), error);
         if (error) {
-            throw Failure("cannot write %1: %2", FromPath(place), Kernel::DescribeError(error));
+            throw Failure("cannot write %1: %2", place, Kernel::DescribeError(error));
         }
     }
 }
@@ -67,12 +72,10 @@ std::vector<Kernel::String> GetReadableNames(const std::string& folder) {
 void DeleteAbandonedFolders(const std::string& folder) {
     const auto latest = std::filesystem::file_time_type::clock::now() - AbandonedAge;
     for (const Kernel::String& name : GetReadableNames(folder)) {
-        const auto place = ToPath(folder + name.c_str());
-        std::error_code error;
-        if (std::string_view(name).starts_with(MakePrefix()) &&
-            is_directory(symlink_status(place, error)) && last_write_time(place, error) <= latest &&
-            !error) {
-            Kernel::FileSystem::DeleteAll(FromPath(place));
+        const std::string place = folder + name.c_str();
+        if (std::string_view(name).starts_with(MakePrefix()) && IsOwnFolder(place) &&
+            Kernel::FileSystem::Examine(place).modified <= latest) {
+            Kernel::FileSystem::DeleteAll(place);
         }
     }
 }
@@ -93,7 +96,7 @@ ModelStaging::~ModelStaging() {
 }
 
 void ModelStaging::Commit() const {
-    MoveInto(ToPath(m_staging), ToPath(m_folder));
+    MoveInto(m_staging, m_folder);
 }
 
 std::string ModelStaging::Rename(std::string text) const {

@@ -1,5 +1,7 @@
 #include "commands/RunArguments.h"
 
+#include "Kernel/FileSystem.h"
+
 #include "failures/Failure.h"
 #include "files/Files.h"
 #include "files/Npy.h"
@@ -12,7 +14,6 @@
 #include <array>
 #include <charconv>
 #include <cstdint>
-#include <filesystem>
 #include <utility>
 
 namespace LearningApp {
@@ -78,9 +79,9 @@ Counted<Tensor> ParseInlineTensor(std::string_view text, const std::string& argu
 
 /// Whether the source of an input is a file or a pipe, which need not be there.
 bool IsFile(const std::string& source) {
+    using Kind = Kernel::FileSystem::Status::Kind;
     constexpr std::array Extensions{".npy", ".png", ".jpg", ".jpeg", ".tif", ".tiff", ".webp"};
-    std::error_code error;
-    return IsPipe(source) || std::filesystem::is_regular_file(ToPath(source), error) ||
+    return IsPipe(source) || Kernel::FileSystem::Examine(source).kind == Kind::File ||
            std::ranges::any_of(Extensions,
                                [&](const char* end) { return HasExtension(source, end); });
 }

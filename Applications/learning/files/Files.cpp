@@ -136,20 +136,20 @@ void CheckTarget(const std::string& path) {
         CheckPipeTarget(path);  // not opened before it is used: its reader would see that
         return;
     }
-    std::error_code error;
-    const std::filesystem::path folder = ToPath(path).parent_path();
-    if (!folder.empty() && !std::filesystem::is_directory(folder, error)) {
+    const std::string folder = FromPath(ToPath(path).parent_path());
+    if (!folder.empty() && !IsFolder(folder)) {
         throw Failure("cannot write %1: its folder is not there", path);
     }
-    if (std::filesystem::is_directory(ToPath(path), error)) {
+    const Kernel::FileSystem::Status target = Kernel::FileSystem::Examine(path);
+    if (target.kind == Kernel::FileSystem::Status::Kind::Folder) {
         throw Failure("cannot write %1: that is a folder", path);
     }
     if (const std::string fault = FindNameFault(path); !fault.empty()) {
         throw Failure("cannot write %1: %2", path, fault);
     }
     // What is written first has a name of its own, which may be shorter.
-    if (error && error != std::errc::no_such_file_or_directory) {
-        throw Failure("cannot write %1: %2", path, Kernel::DescribeError(error));
+    if (target.error) {
+        throw Failure("cannot write %1: %2", path, Kernel::DescribeError(target.error));
     }
     const Interruption interruption;
     try {
@@ -180,7 +180,10 @@ bool IsSameFile(const std::string& left, const std::string& right) {
 }
 
 void CreateFolder(const std::string& path) {
-    std::error_code error;
+    if (Kernel::FileSystem::CreateDirectoryRecursive(path)) {
+        return;
+    }
+    std::error_code error;  // which tells why, and fails as well
     std::filesystem::create_directories(ToPath(path), error);
     if (error) {
         throw Failure("cannot create the folder %1: %2", path, Kernel::DescribeError(error));

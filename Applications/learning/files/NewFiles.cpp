@@ -14,7 +14,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
-#include <system_error>
 
 namespace LearningApp {
 
@@ -54,9 +53,8 @@ void RefuseExisting(const std::string& path) {
 }
 
 void RefuseSource(const std::string& path, const std::string& source) {
-    std::error_code missing;  // or a name that no file can have, which shows elsewhere
-    if (!IsPipe(path) && !IsPipe(source) &&
-        std::filesystem::equivalent(ToPath(path), ToPath(source), missing)) {
+    if (!IsPipe(path) && !IsPipe(source) && Kernel::FileSystem::Exists(path) &&
+        Kernel::FileSystem::Exists(source) && IsSameFile(path, source)) {
         throw WrongUse("the result would replace the photo %1: name another file", source);
     }
 }

@@ -1,5 +1,6 @@
 #include "files/Paths.h"
 
+#include "Kernel/FileSystem.h"
 #include "Kernel/NativePath.h"
 
 #include <string_view>
@@ -12,6 +13,10 @@ std::filesystem::path ToPath(const std::string& path) {
 
 std::string FromPath(const std::filesystem::path& path) {
     return std::string(std::string_view(Kernel::FromNativePath(path.native())));
+}
+
+bool IsFolder(const std::string& path) {
+    return Kernel::FileSystem::Examine(path).kind == Kernel::FileSystem::Status::Kind::Folder;
 }
 
 }  // namespace LearningApp

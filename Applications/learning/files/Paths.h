@@ -13,6 +13,10 @@ std::filesystem::path ToPath(const std::string& path);
 /// The other way, with '/' on every system.
 std::string FromPath(const std::filesystem::path& path);
 
+/// Whether a folder stands at `path`, links followed. On Windows <filesystem> by MinGW finds
+/// nothing at long paths.
+bool IsFolder(const std::string& path);
+
 /// Whether `c` separates names in paths.
 inline bool IsSeparator(char c) noexcept {
     return c == '/' || c == std::filesystem::path::preferred_separator;

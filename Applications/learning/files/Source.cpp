@@ -8,8 +8,6 @@
 #include "files/Pipes.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
 namespace LearningApp {
@@ -19,8 +17,7 @@ Kernel::Counted<Source> Source::Open(const std::string& path) {
         return Kernel::MakeCounted<Source>(
             OpenPipe(path), IsStandardStream(path) ? "the standard input" : path, std::nullopt);
     }
-    std::error_code missing;
-    if (std::filesystem::is_directory(ToPath(path), missing)) {
+    if (IsFolder(path)) {
         throw Failure("cannot read %1: it is a folder", path);
     }
     const auto file = Kernel::FileInStream::Open(path);

@@ -1,11 +1,10 @@
 #include "networks/NetworkFile.h"
 
-#include "files/Paths.h"
+#include "Kernel/FileSystem.h"
 
 #include <array>
 #include <chrono>
 #include <cstdio>
-#include <system_error>
 
 namespace LearningApp {
 
@@ -17,29 +16,26 @@ auto ToSystemTime(std::filesystem::file_time_type time) {
     return std::chrono::floor<std::chrono::seconds>(std::chrono::file_clock::to_sys(time));
 }
 
+State GetState(const Kernel::FileSystem::Status& found) noexcept {
+    using Kind = Kernel::FileSystem::Status::Kind;
+    switch (found.kind) {
+        case Kind::None:
+            return State::Missing;
+        case Kind::File:
+            return found.size > 0 ? State::Installed : State::Empty;
+        case Kind::Folder:
+            return State::Folder;
+        case Kind::Other:
+            break;
+    }
+    return State::Other;
+}
+
 }  // namespace
 
 NetworkFile ExamineFile(const std::string& path) {
-    namespace fs = std::filesystem;
-    NetworkFile file;
-    file.path = path;
-    const fs::path place = ToPath(path);
-    std::error_code error;
-    const fs::file_status status = fs::status(place, error);
-    if (!fs::exists(status)) {
-        return file;
-    }
-    if (!fs::is_regular_file(status)) {
-        file.state = fs::is_directory(status) ? State::Folder : State::Other;
-        return file;
-    }
-    const std::uintmax_t size = fs::file_size(place, error);
-    file.modified = error ? fs::file_time_type{} : fs::last_write_time(place, error);
-    if (!error) {  // else it has gone meanwhile
-        file.size = size;
-        file.state = size > 0 ? State::Installed : State::Empty;
-    }
-    return file;
+    const Kernel::FileSystem::Status found = Kernel::FileSystem::Examine(path);
+    return {path, GetState(found), found.size, found.modified};
 }
 
 const char* GetStateName(State state) noexcept {
