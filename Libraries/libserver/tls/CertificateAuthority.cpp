@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <string_view>
 
 namespace Server {
@@ -47,6 +48,18 @@ struct Extension {
     std::string value;  // in the notation of OpenSSL's x509v3_config
 };
 
+/// Whether both numbers of the signature, which is of ECDSA over P-256, have all their 32 bytes.
+bool HasWholeNumbers(const X509* certificate) {
+    const ASN1_BIT_STRING* signature = nullptr;
+    X509_get0_signature(&signature, nullptr, certificate);
+    const unsigned char* bytes = signature->data;
+    const std::unique_ptr<ECDSA_SIG, decltype(&ECDSA_SIG_free)> numbers(
+        d2i_ECDSA_SIG(nullptr, &bytes, signature->length), ECDSA_SIG_free);
+    CheckOpenSSL(numbers != nullptr, "read a signature");
+    return BN_num_bytes(ECDSA_SIG_get0_r(numbers.get())) == 32 &&
+           BN_num_bytes(ECDSA_SIG_get0_s(numbers.get())) == 32;
+}
+
 void Sign(X509* certificate, X509* issuer, EVP_PKEY* issuerKey,
           const std::vector<Extension>& extensions) {
     X509_set_issuer_name(certificate, X509_get_subject_name(issuer));
@@ -58,7 +71,9 @@ void Sign(X509* certificate, X509* issuer, EVP_PKEY* issuerKey,
         CheckOpenSSL(extension && X509_add_ext(certificate, extension.get(), -1) == 1,
                      "extend a certificate");
     }
-    CheckOpenSSL(X509_sign(certificate, issuerKey, EVP_sha256()) != 0, "sign a certificate");
+    do {  // of 128 signatures one has a shorter number, and Wine 8 takes it for a wrong one
+        CheckOpenSSL(X509_sign(certificate, issuerKey, EVP_sha256()) != 0, "sign a certificate");
+    } while (!HasWholeNumbers(certificate));
 }
 
 /// What `write` puts into a BIO.
