@@ -164,9 +164,11 @@ function(orvantis_test_program name)
     add_executable(${name} ${arg_SOURCES})
     target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")  # for support/
     target_link_libraries(${name} PRIVATE ${arg_LINK} TestSupport GTest::gmock GTest::gtest_main ZLIB::ZLIB)
-    set_target_properties(${name} PROPERTIES UNITY_BUILD_BATCH_SIZE 8)  # half of what one of a library's takes
+    # Together in every preset: most of what a test takes to compile it has in common with others.
+    set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
     orvantis_common_options(${name})
-    if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        # What a source keeps to itself then lies in a file that another one includes.
         target_compile_options(${name} PRIVATE -Wno-subobject-linkage)
     endif()
 endfunction()

@@ -22,8 +22,8 @@
 namespace Raster::Testing {
 namespace {
 
-constexpr int Width = 150;   // more than one span
-constexpr int Height = 200;  // more bytes than a buffer of libjpeg holds
+constexpr int PictureWidth = 150;   // more than one span
+constexpr int PictureHeight = 200;  // more bytes than a buffer of libjpeg holds
 
 Kernel::Counted<DynamicBitmap> Convert(const DynamicBitmap& from, Format format) {
     auto to = Kernel::MakeCounted<DynamicBitmap>(from.GetWidth(), from.GetHeight(), format);
@@ -57,9 +57,9 @@ TEST(Writer, KeepsEveryFormatInPNGAndAlmostInJPEG) {
     using enum Format;
     for (const Format format :
          {RGBA8, RGBA16, RGBAF, GreyA8, GreyA16, CMYKA8, LabA16, Alpha8, Alpha16, AlphaF}) {
-        DynamicBitmap noise(Width, Height, format);
+        DynamicBitmap noise(PictureWidth, PictureHeight, format);
         unsigned seed = 1;  // floats include NaN and infinity
-        for (std::byte* byte = GetRow(noise, 0); byte != GetRow(noise, Height); ++byte) {
+        for (std::byte* byte = GetRow(noise, 0); byte != GetRow(noise, PictureHeight); ++byte) {
             *byte = static_cast<std::byte>((seed = seed * 1'664'525 + 1'013'904'223) >> 24);
         }
         const int channels = noise.GetPixelFormat().channelCount;
@@ -76,9 +76,9 @@ TEST(Writer, KeepsEveryFormatInPNGAndAlmostInJPEG) {
         const auto expected = Convert(noise, jpeg->GetFormat());
         const int count = jpeg->GetPixelFormat().channelCount;
         EXPECT_EQ(count, channels == 1 ? 4 : channels);
-        for (int i = 0; i < Width * count; ++i) {
-            const int wanted = static_cast<int>(GetRow(*expected, Height - 1)[i]);
-            const int sample = static_cast<int>(GetRow(*jpeg, Height - 1)[i]);
+        for (int i = 0; i < PictureWidth * count; ++i) {
+            const int wanted = static_cast<int>(GetRow(*expected, PictureHeight - 1)[i]);
+            const int sample = static_cast<int>(GetRow(*jpeg, PictureHeight - 1)[i]);
             EXPECT_NEAR(sample, i % count == count - 1 ? 255 : wanted, 6);
         }
         const DynamicBitmap even(9, 9, format);  // loses nothing
@@ -90,9 +90,11 @@ TEST(Writer, KeepsEveryFormatInPNGAndAlmostInJPEG) {
 TEST(Writer, WritesFilesFromWhichLibpngReadsTheSamePixels) {
     using enum Format;
     for (const Format format : {RGBA8, RGBA16, GreyA8, GreyA16}) {
-        DynamicBitmap picture(Width, 3 * Height, format);  // more than is compressed at a time
+        DynamicBitmap picture(PictureWidth, 3 * PictureHeight,
+                              format);  // more than is compressed at a time
         unsigned seed = 1;
-        for (std::byte* byte = GetRow(picture, 0); byte != GetRow(picture, 3 * Height); ++byte) {
+        for (std::byte* byte = GetRow(picture, 0); byte != GetRow(picture, 3 * PictureHeight);
+             ++byte) {
             *byte = static_cast<std::byte>((seed = seed * 1'664'525 + 1'013'904'223) >> 28);
         }
         for (const auto alpha : {PNGBase::Alpha::Keep, PNGBase::Alpha::Drop}) {
@@ -101,15 +103,17 @@ TEST(Writer, WritesFilesFromWhichLibpngReadsTheSamePixels) {
                 pixelSize -
                 (alpha == PNGBase::Alpha::Drop ? picture.GetPixelFormat().sampleSize : 0);
             std::vector<std::byte> expected;
-            for (int i = 0; i < Width * 3 * Height; ++i) {
-                const std::byte* pixel = picture.GetHostView().At(i % Width, i / Width);
+            for (int i = 0; i < PictureWidth * 3 * PictureHeight; ++i) {
+                const std::byte* pixel =
+                    picture.GetHostView().At(i % PictureWidth, i / PictureWidth);
                 expected.insert(expected.end(), pixel, pixel + stored);
             }
             for (const int level : {0, 1, 2, 3, 4}) {
                 ExportOptions options;
                 options.SetCompressionLevel(level);
                 Kernel::MemoryInOutStream stream;
-                PNGBase png(stream, Width, 3 * Height, picture.GetPixelFormat(), options, alpha);
+                PNGBase png(stream, PictureWidth, 3 * PictureHeight, picture.GetPixelFormat(),
+                            options, alpha);
                 png.WritePixels(picture.GetHostView());
                 png.Finish();
                 EXPECT_TRUE(ReadSamplesByLibpng(stream.GetBytes()) == expected) << level;
@@ -171,7 +175,7 @@ void Write(Way way, const DynamicBitmap& bitmap, Kernel::OutStream& stream,
 TEST(Writer, AppliesStagesInTheirOrder) {
     using enum Format;
     for (const Format format : {RGBA8, GreyA8}) {
-        const auto picture = MakeNoise(Width, Height, format, 3);
+        const auto picture = MakeNoise(PictureWidth, PictureHeight, format, 3);
         const SpanStages chains[]{{CreateClearHiddenStage(picture->GetPixelFormat())},
                                   {CreateAlphaToGreyStage()},
                                   {CreateFlattenStage(1, 0, 1), CreateLumaToAlphaStage()}};
@@ -242,12 +246,12 @@ TEST(Writer, LeavesNothingWholeBehindWhenItIsAborted) {
 
 TEST(Writer, TakesTheOptionsWithinTheirBounds) {
     ExportOptions options;
-    const DynamicBitmap empty(Width, Height);
+    const DynamicBitmap empty(PictureWidth, PictureHeight);
     for (const auto& [quality, kept] : {std::pair{-9, 1}, {89, 89}, {90, 90}, {101, 100}}) {
         options.SetQuality(quality);
         EXPECT_EQ(options.GetQuality(), kept);
         Kernel::MemoryInOutStream stream;
-        JPEGWriter writer(stream, Width, Height, empty.GetPixelFormat(), options);
+        JPEGWriter writer(stream, PictureWidth, PictureHeight, empty.GetPixelFormat(), options);
         writer.WritePixels(empty.GetHostView());
         writer.Finish();
         const auto bytes = stream.GetBytes();
@@ -328,20 +332,21 @@ TEST(Writer, MakesColoursSRGBThatNoPNGCanBeToldOf) {
 }
 
 TEST(Writer, PassesOnWhatTheStreamThrowsAndIsBrokenThen) {
-    const DynamicBitmap empty(Width, Height);
+    const DynamicBitmap empty(PictureWidth, PictureHeight);
     for (std::size_t capacity = 0; capacity < 57; ++capacity) {  // fewer bytes than any PNG has
         FrailStream disk("", capacity);
         EXPECT_THROW(WritePNG(empty, disk), Kernel::IoException) << capacity;
     }
     FrailStream disk("", 100);
-    JPEGWriter writer(disk, Width, Height, empty.GetPixelFormat(), {});
+    JPEGWriter writer(disk, PictureWidth, PictureHeight, empty.GetPixelFormat(), {});
     writer.WritePixels(empty.GetHostView());
     EXPECT_THROW(writer.Finish(), Kernel::IoException);
     EXPECT_THROW(writer.Finish(), std::logic_error);
     Kernel::MemoryInOutStream memory;
-    PNGBase png(memory, Width, Height, empty.GetPixelFormat(), {});
-    const DynamicBitmap others[]{
-        {Width - 1, Height}, {Width, Height + 1}, {Width, Height, Format::RGBA16}};
+    PNGBase png(memory, PictureWidth, PictureHeight, empty.GetPixelFormat(), {});
+    const DynamicBitmap others[]{{PictureWidth - 1, PictureHeight},
+                                 {PictureWidth, PictureHeight + 1},
+                                 {PictureWidth, PictureHeight, Format::RGBA16}};
     for (const DynamicBitmap& other : others) {
         EXPECT_THROW(png.WritePixels(other.GetHostView()), std::invalid_argument);
     }
