@@ -32,7 +32,7 @@ struct Status {
 
     Kind kind = Kind::None;
     std::uint64_t size = 0;  // of a file, in bytes
-    /// When it was last written; the clock's epoch for times that the clock does not reach.
+    /// When it was last written, for times that the clock reaches.
     std::filesystem::file_time_type modified{};
     std::error_code error{};  // why that can't be determined; then `kind` is None
 };
