@@ -79,9 +79,9 @@ Counted<Tensor> ParseInlineTensor(std::string_view text, const std::string& argu
 
 /// Whether the source of an input is a file or a pipe, which need not be there.
 bool IsFile(const std::string& source) {
-    using Kind = Kernel::FileSystem::Status::Kind;
     constexpr std::array Extensions{".npy", ".png", ".jpg", ".jpeg", ".tif", ".tiff", ".webp"};
-    return IsPipe(source) || Kernel::FileSystem::Examine(source).kind == Kind::File ||
+    return IsPipe(source) ||
+           Kernel::FileSystem::Examine(source).kind == Kernel::FileSystem::Status::Kind::File ||
            std::ranges::any_of(Extensions,
                                [&](const char* end) { return HasExtension(source, end); });
 }

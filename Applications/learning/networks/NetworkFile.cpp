@@ -17,15 +17,15 @@ auto ToSystemTime(std::filesystem::file_time_type time) {
 }
 
 State GetState(const Kernel::FileSystem::Status& found) noexcept {
-    using Kind = Kernel::FileSystem::Status::Kind;
+    using enum Kernel::FileSystem::Status::Kind;
     switch (found.kind) {
-        case Kind::None:
+        case None:
             return State::Missing;
-        case Kind::File:
+        case File:
             return found.size > 0 ? State::Installed : State::Empty;
-        case Kind::Folder:
+        case Folder:
             return State::Folder;
-        case Kind::Other:
+        case Other:
             break;
     }
     return State::Other;
