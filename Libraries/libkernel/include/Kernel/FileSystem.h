@@ -37,8 +37,8 @@ struct Status {
     std::error_code error{};  // why that can't be determined; then `kind` is None
 };
 
-/// What stands at `path`. On Windows this takes paths of every length, unlike the functions of
-/// <filesystem> by MinGW.
+/// What stands at `path`. On Windows this takes paths of every length, unlike std::filesystem
+/// by MinGW.
 KERNEL_API Status Examine(const String& path) noexcept;
 
 /// Throws IoException if something else than a regular file stands at `path`, links followed, or if
