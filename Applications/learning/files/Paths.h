@@ -13,7 +13,7 @@ std::filesystem::path ToPath(const std::string& path);
 /// The other way, with '/' on every system.
 std::string FromPath(const std::filesystem::path& path);
 
-/// Whether a folder stands at `path`, links followed. On Windows <filesystem> by MinGW finds
+/// Whether a folder stands at `path`, links followed. On Windows std::filesystem by MinGW finds
 /// nothing at long paths.
 bool IsFolder(const std::string& path);
 
