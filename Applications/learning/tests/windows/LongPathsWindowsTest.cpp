@@ -5,15 +5,14 @@
 #include "Server/ScriptedServer.h"
 
 #include "support/ZipBuilder.h"
+#include "support/windows/ReplacedFunction.h"
 #include "tests/LearningProgram.h"
 
 #include <windows.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
-#include <array>
 #include <cerrno>
-#include <cstring>
 
 namespace LearningApp {
 namespace {
@@ -21,39 +20,10 @@ namespace {
 using testing::HasSubstr;
 using Testing::Outcome;
 
-/// Lets the C library know no file at all while it lives.
-class WithoutStatus {
-public:
-    WithoutStatus() {
-        const FARPROC function = GetProcAddress(GetModuleHandleW(L"msvcrt.dll"), "_wstat64");
-        m_code = reinterpret_cast<unsigned char*>(reinterpret_cast<void*>(function));
-        std::memcpy(m_before.data(), m_code, m_before.size());
-        std::array<unsigned char, 12> jump{0x48, 0xB8, 0, 0, 0,    0,
-                                           0,    0,    0, 0, 0xFF, 0xE0};  // mov rax, ..; jmp rax
-        auto* const target = reinterpret_cast<void*>(&FindNothing);
-        std::memcpy(jump.data() + 2, &target, sizeof target);
-        Write(jump);
-    }
-    WithoutStatus(const WithoutStatus&) = delete;
-    WithoutStatus& operator=(const WithoutStatus&) = delete;
-    ~WithoutStatus() { Write(m_before); }
-
-private:
-    static int FindNothing(const wchar_t* /*path*/, struct _stat64* /*status*/) {
-        errno = ENOENT;
-        return -1;
-    }
-
-    void Write(const std::array<unsigned char, 12>& code) const {
-        DWORD protection = 0;
-        VirtualProtect(m_code, code.size(), PAGE_EXECUTE_READWRITE, &protection);
-        std::memcpy(m_code, code.data(), code.size());
-        FlushInstructionCache(GetCurrentProcess(), m_code, code.size());
-    }
-
-    unsigned char* m_code = nullptr;
-    std::array<unsigned char, 12> m_before{};
-};
+int FindNothing(const wchar_t* /*path*/, struct _stat64* /*status*/) {
+    errno = ENOENT;
+    return -1;
+}
 
 class LongPaths : public Testing::WithGreyPhoto {
 protected:
@@ -70,7 +40,8 @@ protected:
     std::string Deep(const std::string& name) const { return At(m_folder + "/" + name); }
 
     static Outcome RunBare(const std::vector<std::string>& arguments) {
-        const WithoutStatus windows;
+        const Support::ReplacedFunction status(GetModuleHandleW(L"msvcrt.dll"), "_wstat64",
+                                               reinterpret_cast<void*>(&FindNothing));
         return Testing::RunBare(arguments);
     }
 
@@ -96,7 +67,6 @@ TEST_F(LongPaths, LeadToPicturesAndResults) {
     EXPECT_THAT(run({"-o", Deep("A.png")}).err, HasSubstr("would replace"));
 }
 
-// The folder itself is one of those that Wine 8 can make canonical, the files in it are not.
 TEST_F(LongPaths, LeadToNetworks) {
     const Server::ScriptedServer server({}, [](const Server::Request&) {
         const std::string network = Support::ReadFile(TEST_MODELS "DepthEstimation_2.6.onnx");

@@ -5,13 +5,13 @@
 #include "Learning/PlatformError.h"
 
 #include "support/Threads.h"
+#include "support/windows/ReplacedFunction.h"
 #include "tests/TestModels.h"
 
 #include <windows.h>
 #include <unknwn.h>
 
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <mutex>
 #include <string>
@@ -49,23 +49,13 @@ HRESULT WINAPI InitialiseApartment(void** usage) {
     return S_OK;
 }
 
-/// Makes the function `name` of the component model jump to `replacement`.
-void Replace(const char* name, void* replacement) {
-    const FARPROC function = GetProcAddress(LoadLibraryW(L"combase.dll"), name);
-    auto* const code = reinterpret_cast<unsigned char*>(reinterpret_cast<void*>(function));
-    unsigned char jump[] = {0x48, 0xB8, 0, 0, 0,    0,
-                            0,    0,    0, 0, 0xFF, 0xE0};  // mov rax, ..; jmp rax
-    std::memcpy(jump + 2, &replacement, sizeof replacement);
-    DWORD protection = 0;
-    VirtualProtect(code, sizeof jump, PAGE_EXECUTE_READWRITE, &protection);
-    std::memcpy(code, jump, sizeof jump);
-    FlushInstructionCache(GetCurrentProcess(), code, sizeof jump);
-}
-
 void ReplaceSystem(HRESULT answer) {
     answerOfSystem = answer;
-    Replace("RoGetActivationFactory", reinterpret_cast<void*>(&GetFactory));
-    Replace("CoIncrementMTAUsage", reinterpret_cast<void*>(&InitialiseApartment));
+    const HMODULE system = LoadLibraryW(L"combase.dll");
+    static const Support::ReplacedFunction factory(system, "RoGetActivationFactory",
+                                                   reinterpret_cast<void*>(&GetFactory));
+    static const Support::ReplacedFunction apartment(system, "CoIncrementMTAUsage",
+                                                     reinterpret_cast<void*>(&InitialiseApartment));
 }
 
 void Open(Model::EP ep) {
