@@ -13,6 +13,8 @@ function(orvantis_room folder)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS;SOURCES;SIMD;LINUX;POSIX;WINDOWS")
     if(WIN32)
         list(APPEND arg_SOURCES ${arg_WINDOWS})
+        list(TRANSFORM arg_WINDOWS PREPEND "${folder}/")
+        set_source_files_properties(${arg_WINDOWS} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)  # the system's names
     else()
         list(APPEND arg_SOURCES ${arg_POSIX})
     endif()
