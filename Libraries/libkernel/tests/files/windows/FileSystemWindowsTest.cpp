@@ -83,7 +83,16 @@ INSTANTIATE_TEST_SUITE_P(
                     ListCase{L"O:BAD:P(D;;FA;;;WD)(A;OICIIO;FA;;;WD)(A;;RC;;;BU)", true},
                     ListCase{L"O:BAD:P(A;;FA;;;S-1-5-21-1-2-3-1002)", false},
                     ListCase{L"O:BAD:P(A;;FA;;;SY)(A;;FR;;;WD)", false},
-                    ListCase{L"O:BAD:P(A;;FA;;;SY)(A;;FW;;;BU)", false},
+                    ListCase{L"O:BAD:P(A;;0x100088;;;WD)", true},  // to look at it and wait for it
+                    ListCase{L"O:BAD:P(A;;0x1;;;BU)", false},      // to read it
+                    ListCase{L"O:BAD:P(A;;0x2;;;BU)", false},      // to write into it
+                    ListCase{L"O:BAD:P(A;;0x4;;;BU)", false},      // to write behind it
+                    ListCase{L"O:BAD:P(A;;0x40;;;BU)", false},     // to delete what is in it
+                    ListCase{L"O:BAD:P(A;;SD;;;BU)", false},
+                    ListCase{L"O:BAD:P(A;;WO;;;BU)", false},
+                    ListCase{L"O:BAD:P(A;;GW;;;BU)", false},
+                    ListCase{L"O:BAD:P(A;;GX;;;BU)", false},
+                    ListCase{L"O:BAD:P(A;;GA;;;BU)", false},
                     ListCase{L"O:BAD:P(A;;FA;;;SY)(A;;WD;;;AU)", false},
                     ListCase{L"O:BAD:P(A;;GR;;;AU)", false}, ListCase{L"O:BA", false}));
 
