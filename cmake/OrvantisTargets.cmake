@@ -24,10 +24,6 @@ function(orvantis_room folder)
     list(TRANSFORM arg_SOURCES PREPEND "${folder}/")
     list(TRANSFORM arg_SIMD PREPEND "${folder}/")
     set_source_files_properties(${arg_SIMD} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
-    if(ORVANTIS_SANITIZE MATCHES undefined)
-        # Code for four instruction sets is full of references to vectors.
-        set_source_files_properties(${arg_SIMD} PROPERTIES COMPILE_OPTIONS "-fno-sanitize=null,alignment,object-size")
-    endif()
     list(APPEND arg_SOURCES ${arg_SIMD})
     set(orvantis_room_sources ${orvantis_room_sources} ${arg_SOURCES} PARENT_SCOPE)
     set(orvantis_room_headers ${orvantis_room_headers} ${arg_HEADERS} PARENT_SCOPE)
@@ -170,10 +166,6 @@ function(orvantis_test_program name)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
         # What a source keeps to itself then lies in a file that another one includes.
         target_compile_options(${name} PRIVATE -Wno-subobject-linkage)
-    endif()
-    if(ORVANTIS_SANITIZE MATCHES undefined)
-        # Two fifths of the code, as tests are not optimised. The address sanitizer sees what a wrong pointer does.
-        target_compile_options(${name} PRIVATE -fno-sanitize=null,alignment,object-size)
     endif()
 endfunction()
 
