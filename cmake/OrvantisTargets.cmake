@@ -113,8 +113,11 @@ endfunction()
 
 # orvantis_application(<Name> OUTPUT <program> MAIN <file> SOURCES <files> [LINK <targets>])
 # Builds a program that is installed, from its rooms and SOURCES. All but MAIN can be linked by its tests.
+# Compiled several sources together in every preset, as are tests: most of what a source of theirs takes to
+# compile, it has in common with others.
 function(orvantis_application name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "OUTPUT;MAIN" "SOURCES;LINK")
+    set(CMAKE_UNITY_BUILD ON)
     orvantis_objects(${name} SOURCES ${arg_SOURCES} INCLUDE "${CMAKE_CURRENT_SOURCE_DIR}" LINK ${arg_LINK})
     add_executable(${arg_OUTPUT} ${arg_MAIN})
     target_link_libraries(${arg_OUTPUT} PRIVATE ${name}Objects)
@@ -157,11 +160,10 @@ endfunction()
 # A test program that ctest does not know yet: for tests that need a setting of their own.
 function(orvantis_test_program name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
+    set(CMAKE_UNITY_BUILD ON)
     add_executable(${name} ${arg_SOURCES})
     target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")  # for support/
     target_link_libraries(${name} PRIVATE ${arg_LINK} TestSupport GTest::gmock GTest::gtest_main ZLIB::ZLIB)
-    # Together in every preset: most of what a test takes to compile it has in common with others.
-    set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
     orvantis_common_options(${name})
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
         # What a source keeps to itself then lies in a file that another one includes.
