@@ -4,13 +4,14 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <random>
 #include <set>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <system_error>
 #include <type_traits>
+#include <utility>
 
 namespace Support {
 
@@ -34,8 +35,9 @@ inline std::string FromPath(const std::filesystem::path& path) {
 
 template <class Path>
 std::string ReadFile(const Path& path) {
-    std::ifstream file(ToPath(path), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::ostringstream content;  // block by block, which a sanitizer does not slow down
+    content << std::ifstream(ToPath(path), std::ios::binary).rdbuf();
+    return std::move(content).str();
 }
 
 template <class Path>

@@ -382,7 +382,7 @@ TEST_P(Resampling, FollowsTheDefinitionWhenTurned) {
             const double reach = 3.1 / std::min({1.0, test.x, test.y});
             const auto result = Map(*source, map, GetParam(), {{0, 0, 120, 100}});
             Distance distance;
-            for (int i = 0; i < 120 * 100; i += 7) {
+            for (int i = 0; i < 120 * 100; i += 13) {
                 const double x = i % 120;
                 const double y = i / 120;
                 Pixel mean{};
