@@ -163,6 +163,7 @@ endfunction()
 function(orvantis_test_program name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
     set(CMAKE_UNITY_BUILD ON)
+    set(CMAKE_UNITY_BUILD_BATCH_SIZE 8)  # few enough for their names not to meet
     add_executable(${name} ${arg_SOURCES})
     target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")  # for support/
     target_link_libraries(${name} PRIVATE ${arg_LINK} TestSupport GTest::gmock GTest::gtest_main ZLIB::ZLIB)
