@@ -14,6 +14,8 @@ namespace {
 
 }  // namespace
 
+extern "C" const OrtApiBase* GetSibling() noexcept;  // of the library that another one needs
+
 extern "C" const OrtApiBase* ENTRY() noexcept {
     return ANSWER;
 }

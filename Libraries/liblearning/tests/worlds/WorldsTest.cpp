@@ -19,6 +19,14 @@ namespace {
 using testing::AllOf;
 using testing::HasSubstr;
 
+TEST(RuntimeLibrary, FindsWhatItNeedsBesideItself) {
+    auto path = std::filesystem::absolute(FAKE_RUNTIMES "WithSibling.library");
+    const std::u8string text = path.make_preferred().u8string();  // as the path of a module
+    const RuntimeLibrary runtime(std::string(text.begin(), text.end()));
+    ASSERT_NE(runtime.GetApiBase(), nullptr);
+    EXPECT_STREQ(runtime.GetApiBase()->GetVersionString(), "1.2.3");
+}
+
 class EmptyTensor : public Tensor {
 public:
     EmptyTensor() = default;
