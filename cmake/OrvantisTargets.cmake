@@ -158,6 +158,15 @@ function(orvantis_tests name)
     endif()
 endfunction()
 
+# orvantis_own_user_folders(<Name>)
+# Lets no other tests that need it run beside <Name>Tests on Windows, where a process cannot be given a folder
+# of its own for what it caches for the user.
+function(orvantis_own_user_folders name)
+    if(WIN32)
+        set_tests_properties(${name}Tests.0 ${name}Tests.1 PROPERTIES RESOURCE_LOCK UserFolders)
+    endif()
+endfunction()
+
 # orvantis_test_program(<name> SOURCES <files> LINK <targets>)
 # A test program that ctest does not know yet: for tests that need a setting of their own.
 function(orvantis_test_program name)
