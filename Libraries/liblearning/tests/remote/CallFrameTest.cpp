@@ -99,6 +99,7 @@ TEST_F(PictureCall, ReportsItsProgressByTheClock) {
 TEST_F(PictureCall, EndsAtOnceWhereverItIs) {
     using Clock = std::chrono::steady_clock;
     m_fast.reset();  // in real time
+    Clock::duration quickest = 10s;
     for (const auto kind : {RemotePhase::Kind::Submitting, RemotePhase::Kind::Waiting,
                             RemotePhase::Kind::Polling, RemotePhase::Kind::Downloading}) {
         Reports reports;
@@ -135,9 +136,11 @@ TEST_F(PictureCall, EndsAtOnceWhereverItIs) {
         // 100 ms at most on a machine that has nothing else to do; what hears of nothing waits for
         // 20 s.
         EXPECT_LT(ended - cancelled, 10s) << static_cast<int>(kind);
+        quickest = std::min(quickest, ended - cancelled);
         EXPECT_FALSE(std::ranges::count(reports.shares, 1.0F)) << "nothing is done";
         m_server = nullptr;
     }
+    EXPECT_LT(quickest, 1s);  // others may slow down some, but not all
 }
 
 /// 64 at once, which end at all moments between two reports: at most half a second until the end is

@@ -9,6 +9,7 @@
 #include "tests/Allocations.h"
 #include "tests/remote/RemoteTest.h"
 
+#include <algorithm>
 #include <chrono>
 #include <ctime>
 #include <regex>
@@ -265,6 +266,7 @@ TEST_F(TextOperations, EndWhenTheyAreToldTo) {
         auto options = MakeOptions();
         options.greeting = greeting;
         Serve(script, options);
+        Clock::duration quickest = 10s;
         for (const Operation& operation : GetOperations()) {
             RemoteControl outer;
             RemoteControl inner;
@@ -283,6 +285,7 @@ TEST_F(TextOperations, EndWhenTheyAreToldTo) {
             // 100 ms at most on a machine that has nothing else to do; what hears of nothing waits
             // for 20 s.
             EXPECT_LT(ended - cancelled, 10s) << name << ": " << operation.name;
+            quickest = std::min(quickest, ended - cancelled);
             EXPECT_TRUE(outer.IsCancelled());
             EXPECT_FALSE(inner.IsCancelled());
             EXPECT_EQ(m_notes.Take(), operation.isAnnounced ? "+-" : "");
@@ -290,6 +293,7 @@ TEST_F(TextOperations, EndWhenTheyAreToldTo) {
             EXPECT_EQ(operation.call(m_client, text).code, Broken) << name;
             EXPECT_EQ(m_notes.Take(), "");
         }
+        EXPECT_LT(quickest, 1s) << name;  // others may slow down some, but not all
         m_server = nullptr;
     }
 }
