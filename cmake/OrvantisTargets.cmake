@@ -23,7 +23,7 @@ function(orvantis_room folder)
     endif()
     list(TRANSFORM arg_SOURCES PREPEND "${folder}/")
     list(TRANSFORM arg_SIMD PREPEND "${folder}/")
-    # Not optimised, vectors lie in memory and each operation is a call: tests take twice as long.
+    # Not optimised, vectors lie in memory and each operation is a call: tests take three times as long.
     set_source_files_properties(${arg_SIMD} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON
         COMPILE_OPTIONS "$<$<AND:$<CONFIG:Debug>,$<NOT:$<CXX_COMPILER_ID:MSVC>>>:-O1>")
     list(APPEND arg_SOURCES ${arg_SIMD})
@@ -45,10 +45,6 @@ function(orvantis_objects name)
         POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
         UNITY_BUILD_CODE_BEFORE_INCLUDE "// NOLINTNEXTLINE(bugprone-suspicious-include)")
     orvantis_common_options(${name}Objects)
-    if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-        # What a source keeps to itself then lies in a file that another one includes.
-        target_compile_options(${name}Objects PRIVATE -Wno-subobject-linkage)
-    endif()
 endfunction()
 
 # orvantis_library(<Name> [STATIC] [LINK_PUBLIC <targets>] [LINK_PRIVATE <targets>] [COMPILE_WITH <targets>])
@@ -128,14 +124,19 @@ function(orvantis_application name)
     set_property(GLOBAL APPEND PROPERTY ORVANTIS_PROGRAMS ${arg_OUTPUT})
 endfunction()
 
-# orvantis_tests(<Name> SOURCES <files> [POSIX <files>] [WINDOWS <files>] [LINK <targets>])
+# orvantis_tests(<Name> [USES_CACHE] SOURCES <files> [POSIX <files>] [WINDOWS <files>] [LINK <targets>])
 # One test program per library, one ctest entry per test case, or two for all with sanitizers and under an
-# emulator; skipped unless ORVANTIS_DEVELOPER.
+# emulator; skipped unless ORVANTIS_DEVELOPER. With USES_CACHE, what is cached for the user is used: on Windows,
+# where a process cannot be given a folder of its own for that, such tests run one after another.
 function(orvantis_tests name)
     if(NOT ORVANTIS_DEVELOPER)
         return()
     endif()
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;POSIX;WINDOWS;LINK")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "USES_CACHE" "" "SOURCES;POSIX;WINDOWS;LINK")
+    set(lock "")
+    if(WIN32 AND arg_USES_CACHE)
+        set(lock RESOURCE_LOCK UserCache)
+    endif()
     if(WIN32)
         list(APPEND arg_SOURCES ${arg_WINDOWS})
     else()
@@ -150,20 +151,11 @@ function(orvantis_tests name)
         # processors busy. What takes five minutes may take twenty on a machine that does other things, too.
         foreach(shard IN ITEMS 0 1)
             add_test(NAME ${name}Tests.${shard} COMMAND ${name}Tests --gtest_brief=1)
-            set_tests_properties(${name}Tests.${shard} PROPERTIES TIMEOUT 1500
+            set_tests_properties(${name}Tests.${shard} PROPERTIES TIMEOUT 1500 ${lock}
                 ENVIRONMENT "GTEST_TOTAL_SHARDS=2;GTEST_SHARD_INDEX=${shard}")
         endforeach()
     else()
-        gtest_discover_tests(${name}Tests DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
-    endif()
-endfunction()
-
-# orvantis_own_user_folders(<Name>)
-# Lets no other tests that need it run beside <Name>Tests on Windows, where a process cannot be given a folder
-# of its own for what it caches for the user.
-function(orvantis_own_user_folders name)
-    if(WIN32)
-        set_tests_properties(${name}Tests.0 ${name}Tests.1 PROPERTIES RESOURCE_LOCK UserFolders)
+        gtest_discover_tests(${name}Tests DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 ${lock})
     endif()
 endfunction()
 
@@ -177,10 +169,6 @@ function(orvantis_test_program name)
     target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")  # for support/
     target_link_libraries(${name} PRIVATE ${arg_LINK} TestSupport GTest::gmock GTest::gtest_main ZLIB::ZLIB)
     orvantis_common_options(${name})
-    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-        # What a source keeps to itself then lies in a file that another one includes.
-        target_compile_options(${name} PRIVATE -Wno-subobject-linkage)
-    endif()
 endfunction()
 
 # orvantis_benchmarks(<Name> SOURCES <files> [LINK <targets>])
@@ -245,6 +233,10 @@ function(orvantis_common_options target)
     if(ORVANTIS_SANITIZE)
         target_compile_options(${target} PRIVATE -fsanitize=${ORVANTIS_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
         target_link_options(${target} PRIVATE -fsanitize=${ORVANTIS_SANITIZE})
+    endif()
+    if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        # What a source keeps to itself then lies in a file that another one includes.
+        target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
     endif()
 endfunction()
 
