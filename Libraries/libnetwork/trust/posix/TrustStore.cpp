@@ -8,9 +8,8 @@
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 #include <openssl/x509_vfy.h>
+#include <sys/stat.h>
 
-#include <cstdint>
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -21,10 +20,14 @@ namespace Network {
 
 namespace {
 
-/// What changes whenever a file is replaced or written.
+/// What changes whenever a file or folder is replaced or written, even by something of the same
+/// size and date: nobody can set the time of the change.
 struct FileState {
-    std::uintmax_t size = 0;
-    std::filesystem::file_time_type time;
+    dev_t device = 0;
+    ino_t file = 0;
+    off_t size = 0;
+    time_t changed = 0;           // seconds
+    long changedNanoseconds = 0;  // beyond `changed`
     bool operator==(const FileState&) const = default;
 };
 
@@ -39,15 +42,12 @@ struct Entries {
 };
 
 std::optional<FileState> GetState(const Kernel::String& path) {
-    std::error_code error;
-    FileState state;
-    if (!std::filesystem::is_directory(path.c_str(), error)) {
-        state.size = std::filesystem::file_size(path.c_str(), error);
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+        return std::nullopt;
     }
-    if (!error) {
-        state.time = std::filesystem::last_write_time(path.c_str(), error);
-    }
-    return error ? std::nullopt : std::optional(state);
+    return FileState{status.st_dev, status.st_ino, status.st_size, status.st_ctim.tv_sec,
+                     status.st_ctim.tv_nsec};
 }
 
 std::shared_ptr<X509_STORE> MakeStore() {
@@ -106,7 +106,8 @@ void SetTrust(void* context, const Authorities& authorities) {
 Kernel::String DescribeState(const Authorities& authorities) {
     const Kernel::String& path = authorities.file.empty() ? authorities.folder : authorities.file;
     const FileState state = GetState(path).value_or(FileState());
-    return Kernel::Format("%1 %2 %3", state.size, state.time.time_since_epoch().count(), path);
+    return Kernel::Format("%1 %2 %3 %4.%5 %6", state.device, state.file, state.size, state.changed,
+                          state.changedNanoseconds, path);
 }
 
 }  // namespace Network

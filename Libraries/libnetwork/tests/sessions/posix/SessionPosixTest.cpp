@@ -16,8 +16,11 @@ namespace {
 TEST_F(SessionTest, KeepsNoTrustThatWasWithdrawn) {
     const Server::CertificateAuthority stranger;
     const TestServer server(ReplyAndKeep(200), Encrypted());
-    const auto reach = [&](const std::string& authorities) {
-        SetCertificateAuthorities(m_folder.Write("changing.pem", authorities));
+    const auto reach = [&](std::string authorities) {
+        authorities.resize(4096, '\n');
+        const std::string path = m_folder.Write("changing.pem", authorities);
+        std::filesystem::last_write_time(path, {});  // nor does its date tell of the change
+        SetCertificateAuthorities(path);
         return Http::DoRequest(MakeRequest(server.GetAddress()), false).reason;
     };
     const std::string known = Support::GetAuthority().GetCertificate();
