@@ -1,5 +1,6 @@
 #include "remote/help/HelpText.h"
 
+#include <algorithm>
 #include <array>
 #include <string>
 
@@ -20,20 +21,25 @@ constexpr std::array<Replacement, 5> Replacements{{
     {"\n\n\n", "\n\n"},
 }};
 
+static_assert(std::ranges::all_of(Replacements, [](const Replacement& replacement) {
+    return replacement.to.size() <= replacement.from.size();  // or it would not fit
+}));
+
 /// Replaces what can be found from left to right without looking at what was inserted.
-std::string Replace(std::string_view text, const Replacement& replacement,
-                    Kernel::AbortFlag abort) {
-    std::string result;
-    result.reserve(text.size());
+void Replace(std::string& text, const Replacement& replacement, Kernel::AbortFlag abort) {
     Kernel::ThrowIfAborted(abort);
-    for (std::size_t at = text.find(replacement.from); at != std::string_view::npos;
-         at = text.find(replacement.from)) {
+    std::size_t read = 0;
+    auto written = text.begin();
+    for (std::size_t at = text.find(replacement.from); at != std::string::npos;
+         at = text.find(replacement.from, read)) {
         Kernel::ThrowIfAborted(abort);
-        result += text.substr(0, at);
-        result += replacement.to;
-        text.remove_prefix(at + replacement.from.size());
+        written = std::copy(text.begin() + read, text.begin() + at, written);
+        written = std::ranges::copy(replacement.to, written).out;
+        read = at + replacement.from.size();
     }
-    return result += text;
+    if (read > 0) {
+        text.erase(std::copy(text.begin() + read, text.end(), written), text.end());
+    }
 }
 
 }  // namespace
@@ -42,7 +48,7 @@ Kernel::String CleanHelpText(std::string_view answer, Kernel::AbortFlag abort) {
     constexpr const char* WhiteSpace = " \t\n\v\f\r";
     std::string text(answer);
     for (const Replacement& replacement : Replacements) {
-        text = Replace(text, replacement, abort);
+        Replace(text, replacement, abort);
     }
     const std::size_t start = text.find_first_not_of(WhiteSpace);
     const std::size_t end = text.find_last_not_of(WhiteSpace);
