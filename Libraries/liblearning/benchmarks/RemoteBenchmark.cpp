@@ -251,27 +251,25 @@ void MeasureMany(const Authorities& authorities, const Place& service, const Pla
         const World world(authorities, gathering.GetPort());
         Bare::Calls bare;
         bare.Set(world.GetBare(), "textToHelp", ManyCount);
-        const auto askBare = [&] { return Measure([&] { bare.Post(body); }); };
-        const auto measure = [&](const char* title, Crowd& crowd) {
-            crowd.Ask();
-            askBare();
-            Pairs pairs;
-            for (int i = 0; i < ManyRounds; ++i) {
-                pairs.Add([&] { return crowd.Ask(); }, askBare);
-            }
-            pairs.Print(title, &Times::used);
-        };
-        {
-            Crowd crowd([&](std::size_t) { Ask(world); });
-            measure("64 calls, processor time", crowd);
-        }
-        // What threads cost, whoever uses them.
         std::vector<std::unique_ptr<Bare::Call>> calls;
         for (int i = 0; i < ManyCount; ++i) {
             calls.push_back(std::make_unique<Bare::Call>(world.GetBare(), "textToHelp"));
         }
-        Crowd crowd([&](std::size_t i) { calls[i]->Post(body); });
-        measure("libcurl in 64 threads", crowd);
+        Crowd crowd([&](std::size_t) { Ask(world); });
+        Crowd bareCrowd([&](std::size_t i) { calls[i]->Post(body); });  // what threads cost anybody
+        const auto measure = [&](const char* threads, const auto& askPeer) {
+            crowd.Ask();
+            askPeer();
+            Pairs pairs;
+            for (int i = 0; i < ManyRounds; ++i) {
+                pairs.Add([&] { return crowd.Ask(); }, askPeer);
+            }
+            std::printf("%d calls at once, libcurl in %s\n", ManyCount, threads);
+            pairs.Print("  processor time", &Times::used);
+            pairs.Print("  by the clock", &Times::passed);
+        };
+        measure("one thread", [&] { return Measure([&] { bare.Post(body); }); });
+        measure("as many threads", [&] { return bareCrowd.Ask(); });
         std::fflush(stdout);
         return std::vector<double>();
     });
