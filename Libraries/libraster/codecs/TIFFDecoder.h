@@ -1,5 +1,4 @@
-// The TIFF decoder, by libtiff, whose header only TIFFDecoder.cpp includes. It is opened when the
-// first TIFF file is read.
+// The TIFF decoder, by libtiff.
 
 #pragma once
 
