@@ -1,6 +1,6 @@
 #include "Raster/DynamicFile.h"
 
-#include "tests/codecs/SampleFiles.h"
+#include "tests/codecs/ForgedFiles.h"
 #include "tests/colour/SwappedProfile.h"
 
 #include <gmock/gmock.h>
@@ -51,14 +51,6 @@ std::string SetTag(std::string file, std::size_t tag, std::size_t value, int typ
     return file.replace(place, 12,
                         MakeNumber(tag, 2) + MakeNumber(static_cast<std::size_t>(type), 2) +
                             MakeNumber(1, 4) + MakeNumber(value, 4));
-}
-
-std::string GetReason(const std::string& bytes) {
-    FrailStream stream(bytes);
-    DynamicFile file;
-    DynamicBitmap bitmap(SampleWidth, SampleHeight);
-    return file.CreateFromStream(stream) && file.ReadPixels(bitmap) ? "none"
-                                                                    : file.GetError().c_str();
 }
 
 TEST(TIFF, IsReadHoweverItIsCompressed) {
@@ -149,7 +141,7 @@ TEST(TIFF, IsRefusedSilentlyWithAReasonForWhatCannotBeRead) {
     };
     for (const auto& [file, reason] : cases) {
         CaptureStderr();
-        EXPECT_THAT(GetReason(file), HasSubstr(reason));
+        EXPECT_THAT(GetReasonOfRefusal(file), HasSubstr(reason));
         EXPECT_EQ(GetCapturedStderr(), "");
     }
 }
@@ -159,7 +151,7 @@ TEST(TIFF, IsReadWhateverFollowsItsFirstDirectory) {
     const std::size_t directory = ReadNumber(file, 4, 4);
     const std::size_t next = directory + 2 + 12 * ReadNumber(file, directory, 2);
     for (const std::size_t target : {directory, directory + 2, std::size_t{0xFFFFFFF0}}) {
-        EXPECT_EQ(GetReason(file.replace(next, 4, MakeNumber(target, 4))), "none");
+        EXPECT_EQ(GetReasonOfRefusal(file.replace(next, 4, MakeNumber(target, 4))), "none");
     }
 }
 
@@ -168,10 +160,10 @@ TEST(TIFF, IsRefusedWhereItsCodecsWouldMakeUpPixels) {
     const std::size_t scan = jpeg.find("\xFF\xDA");
     std::string cut = jpeg;
     cut.replace(scan + 20, 2, "\xFF\xD9");  // the end, too early
-    EXPECT_THAT(GetReason(cut), HasSubstr("TIFF"));
+    EXPECT_THAT(GetReasonOfRefusal(cut), HasSubstr("TIFF"));
     std::string fax = MakeTIFF(COMPRESSION_CCITTFAX3, 1, 1).bytes;
     std::fill_n(fax.begin() + 12, 8, '\0');
-    EXPECT_THAT(GetReason(fax), HasSubstr("TIFF"));
+    EXPECT_THAT(GetReasonOfRefusal(fax), HasSubstr("TIFF"));
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 #include "Raster/DynamicFile.h"
 
 #include "codecs/SystemLibrary.h"
-#include "tests/codecs/SampleFiles.h"
+#include "tests/codecs/ForgedFiles.h"
 #include "tests/colour/SwappedProfile.h"
 
 #include <gmock/gmock.h>
@@ -12,17 +12,8 @@
 namespace Raster::Testing {
 namespace {
 
-using std::string_literals::operator""s;
 using testing::HasSubstr;
 using testing::StartsWith;
-
-std::string GetReason(const std::string& bytes) {
-    FrailStream stream(bytes);
-    DynamicFile file;
-    DynamicBitmap bitmap(SampleWidth, SampleHeight);
-    return file.CreateFromStream(stream) && file.ReadPixels(bitmap) ? "none"
-                                                                    : file.GetError().c_str();
-}
 
 TEST(WebP, HasAProfileIfItIsOne) {
     const auto profile = MakeSwappedProfile();
@@ -47,12 +38,12 @@ TEST(WebP, IsRefusedWithAReason) {
     std::string wide = ExtendWebP(GetSample("WebPLossless"), "", "", 0x10);
     wide[24] = 99;  // of the canvas, not of the pixels
     std::string vast = wide.replace(24, 6, "\xFF\xFF\0\xFF\xFF\0"s);
-    EXPECT_THAT(GetReason(animation), HasSubstr("is an animation"));
-    EXPECT_THAT(GetReason(large), HasSubstr("at most 1073741824 bytes"));
-    EXPECT_THAT(GetReason(longer), HasSubstr("ends too early"));
-    EXPECT_THAT(GetReason(wide), HasSubstr("WebP"));
-    EXPECT_THAT(GetReason(vast), HasSubstr("WebP"));
-    EXPECT_EQ(GetReason(GetSample("WebPLossless") + "what follows"), "none");
+    EXPECT_THAT(GetReasonOfRefusal(animation), HasSubstr("is an animation"));
+    EXPECT_THAT(GetReasonOfRefusal(large), HasSubstr("at most 1073741824 bytes"));
+    EXPECT_THAT(GetReasonOfRefusal(longer), HasSubstr("ends too early"));
+    EXPECT_THAT(GetReasonOfRefusal(wide), HasSubstr("WebP"));
+    EXPECT_THAT(GetReasonOfRefusal(vast), HasSubstr("WebP"));
+    EXPECT_EQ(GetReasonOfRefusal(GetSample("WebPLossless") + "what follows"), "none");
 }
 
 TEST(SystemLibrary, IsNamedWhenItIsMissingOrLacksAFunction) {
