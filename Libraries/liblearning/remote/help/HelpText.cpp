@@ -29,16 +29,21 @@ static_assert(std::ranges::all_of(Replacements, [](const Replacement& replacemen
 void Replace(std::string& text, const Replacement& replacement, Kernel::AbortFlag abort) {
     Kernel::ThrowIfAborted(abort);
     std::size_t read = 0;
-    auto written = text.begin();
+    std::size_t written = 0;
+    const auto put = [&](std::string_view part) {  // which may stand where it goes
+        std::char_traits<char>::move(text.data() + written, part.data(), part.size());
+        written += part.size();
+    };
     for (std::size_t at = text.find(replacement.from); at != std::string::npos;
          at = text.find(replacement.from, read)) {
         Kernel::ThrowIfAborted(abort);
-        written = std::copy(text.begin() + read, text.begin() + at, written);
-        written = std::ranges::copy(replacement.to, written).out;
+        put(std::string_view(text).substr(read, at - read));
+        put(replacement.to);
         read = at + replacement.from.size();
     }
     if (read > 0) {
-        text.erase(std::copy(text.begin() + read, text.end(), written), text.end());
+        put(std::string_view(text).substr(read));
+        text.resize(written);
     }
 }
 
