@@ -18,9 +18,10 @@ TEST_F(SessionTest, KeepsNoTrustThatWasWithdrawn) {
     const TestServer server(ReplyAndKeep(200), Encrypted());
     const auto reach = [&](std::string authorities) {
         authorities.resize(4096, '\n');
-        const std::string path = m_folder.Write("changing.pem", authorities);
-        std::filesystem::last_write_time(path, {});  // nor does its date tell of the change
-        SetCertificateAuthorities(path);
+        const std::string path = m_folder.Write("new.pem", authorities);
+        std::filesystem::last_write_time(path, {});  // neither size nor date tells of the change
+        std::filesystem::rename(path, m_folder.At("changing.pem"));
+        SetCertificateAuthorities(m_folder.At("changing.pem"));
         return Http::DoRequest(MakeRequest(server.GetAddress()), false).reason;
     };
     const std::string known = Support::GetAuthority().GetCertificate();
