@@ -3,7 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
+#include <cmath>
 #include <numbers>
+#include <random>
+#include <vector>
 
 namespace Raster::Testing {
 namespace {
